@@ -31,53 +31,53 @@ struct sess_mgr_client_hdl;
 struct sess_mgr_session_label;
 struct sess_mgr_authorize_result;
 
-#define ZUR_DECLARE_FIELD(type)                                                                                      \
-    void *type##_get(zur_domain *D, uint32_t S, void *address, uint32_t *st);                                        \
-    void type##_set(zur_domain *D, uint32_t S, void *address, void *source, uint32_t *st);                           \
-    uint32_t type##_len(zur_domain *D, uint32_t S, const void *field);                                               \
-    uint32_t type##_marshal(zur_domain *D, uint32_t S, void *destination, const void *field, int32_t room,           \
-                            uint32_t *st);                                                                           \
-    uint32_t type##_unmarshal(zur_domain *D, uint32_t S, const void *source, void *field, int32_t room,              \
-                              uint32_t reuse, uint32_t *st);                                                         \
-    uint32_t type##_print(zur_domain *D, uint32_t S, char *buffer, uint32_t indent, const char *name,                \
-                          const void *field, uint32_t size, uint32_t *st);                                           \
-    uint32_t type##_to_xml(zur_domain *D, uint32_t S, const char *name, char *buffer, const void *field,             \
-                           uint32_t size, uint8_t flag, uint32_t *st);                                               \
-    void type##_from_xml(zur_domain *D, uint32_t S, const char *path, struct zur_xml_document *document,             \
-                         void *field, uint32_t *st, char *message, uint32_t message_size);
+#define ZUR_DECLARE_FIELD(type)                                                                                        \
+    void* type##_get(zur_domain* D, uint32_t S, void* address, uint32_t* st);                                          \
+    void type##_set(zur_domain* D, uint32_t S, void* address, void* source, uint32_t* st);                             \
+    uint32_t type##_len(zur_domain* D, uint32_t S, const void* field);                                                 \
+    uint32_t type##_marshal(zur_domain* D, uint32_t S, void* destination, const void* field, int32_t room,             \
+                            uint32_t* st);                                                                             \
+    uint32_t type##_unmarshal(zur_domain* D, uint32_t S, const void* source, void* field, int32_t room,                \
+                              uint32_t reuse, uint32_t* st);                                                           \
+    uint32_t type##_print(zur_domain* D, uint32_t S, char* buffer, uint32_t indent, const char* name,                  \
+                          const void* field, uint32_t size, uint32_t* st);                                             \
+    uint32_t type##_to_xml(zur_domain* D, uint32_t S, const char* name, char* buffer, const void* field,               \
+                           uint32_t size, uint8_t flag, uint32_t* st);                                                 \
+    void type##_from_xml(zur_domain* D, uint32_t S, const char* path, struct zur_xml_document* document, void* field,  \
+                         uint32_t* st, char* message, uint32_t message_size);
 
-#define ZUR_DECLARE_VALUE(type, c_type)                                                                              \
-    ZUR_DECLARE_FIELD(type)                                                                                          \
-    c_type type##_get_value(zur_domain *D, uint32_t S, void *pointer, uint32_t *st);                                 \
-    void type##_set_value(zur_domain *D, uint32_t S, void *address, c_type value, uint32_t *st);
+#define ZUR_DECLARE_VALUE(type, c_type)                                                                                \
+    ZUR_DECLARE_FIELD(type)                                                                                            \
+    c_type type##_get_value(zur_domain* D, uint32_t S, void* pointer, uint32_t* st);                                   \
+    void type##_set_value(zur_domain* D, uint32_t S, void* address, c_type value, uint32_t* st);
 
-#define ZUR_DECLARE_HASH(type) uint32_t type##_hash(const void *field, uint32_t seed);
+#define ZUR_DECLARE_HASH(type) uint32_t type##_hash(const void* field, uint32_t seed);
 
-#define ZUR_DECLARE_INSTANCE(type)                                                                                   \
-    ZUR_DECLARE_HASH(type)                                                                                           \
-    extern const zur_type_info _##type##_type_info_internal;                                                         \
-    int32_t type##_compare(const void *a, const void *b);                                                            \
-    void *type##_initialize(zur_domain *D, uint32_t S, void *memory, const zur_type_info *type_info,                 \
-                            uint32_t announce, uint32_t skip_stats, uint32_t extra_flags, void *sttr_base,           \
-                            uint32_t *st);                                                                           \
-    void type##_set_instance_embedded(zur_domain *D, uint32_t S, void *instance);
+#define ZUR_DECLARE_INSTANCE(type)                                                                                     \
+    ZUR_DECLARE_HASH(type)                                                                                             \
+    extern const zur_type_info _##type##_type_info_internal;                                                           \
+    int32_t type##_compare(const void* a, const void* b);                                                              \
+    void* type##_initialize(zur_domain* D, uint32_t S, void* memory, const zur_type_info* type_info,                   \
+                            uint32_t announce, uint32_t skip_stats, uint32_t extra_flags, void* sttr_base,             \
+                            uint32_t* st);                                                                             \
+    void type##_set_instance_embedded(zur_domain* D, uint32_t S, void* instance);
 
-#define ZUR_DECLARE_ENUM(type)       \
-    ZUR_DECLARE_VALUE(type, uint32_t) \
+#define ZUR_DECLARE_ENUM(type)                                                                                         \
+    ZUR_DECLARE_VALUE(type, uint32_t)                                                                                  \
     ZUR_DECLARE_INSTANCE(type)
 
-#define ZUR_DECLARE_RECORD(type)                                                                                     \
-    ZUR_DECLARE_FIELD(type)                                                                                          \
-    ZUR_DECLARE_INSTANCE(type)                                                                                       \
-    void type##_destroy_internal(zur_domain *D, uint32_t S, void *instance, uint32_t free_memory);                   \
-    uint32_t type##_get_oid_count(zur_domain *D, uint32_t S, void *instance, uint32_t *st);                          \
-    void type##_get_object_references(zur_domain *D, uint32_t S, void *instance, uint64_t *oids, uint32_t length,    \
-                                      uint32_t *st);
+#define ZUR_DECLARE_RECORD(type)                                                                                       \
+    ZUR_DECLARE_FIELD(type)                                                                                            \
+    ZUR_DECLARE_INSTANCE(type)                                                                                         \
+    void type##_destroy_internal(zur_domain* D, uint32_t S, void* instance, uint32_t free_memory);                     \
+    uint32_t type##_get_oid_count(zur_domain* D, uint32_t S, void* instance, uint32_t* st);                            \
+    void type##_get_object_references(zur_domain* D, uint32_t S, void* instance, uint64_t* oids, uint32_t length,      \
+                                      uint32_t* st);
 
-#define ZUR_DECLARE_PLACED_RECORD(type)                                                                              \
-    ZUR_DECLARE_RECORD(type)                                                                                         \
-    void type##_offset_update(zur_domain *D, uint32_t S, void *instance, void *sttr_base, uint32_t *st);             \
-    void type##_offset_remove(zur_domain *D, uint32_t S, void *instance, uint32_t *st);
+#define ZUR_DECLARE_PLACED_RECORD(type)                                                                                \
+    ZUR_DECLARE_RECORD(type)                                                                                           \
+    void type##_offset_update(zur_domain* D, uint32_t S, void* instance, void* sttr_base, uint32_t* st);               \
+    void type##_offset_remove(zur_domain* D, uint32_t S, void* instance, uint32_t* st);
 
 ZUR_DECLARE_VALUE(u_int8, uint8_t)
 ZUR_DECLARE_VALUE(u_int16, uint16_t)
@@ -90,11 +90,11 @@ ZUR_DECLARE_VALUE(char, char)
 ZUR_DECLARE_HASH(char)
 
 /** Element sizes in memory, in bytes. */
-uint32_t u_int32_sizeof(zur_domain *D);
-uint32_t char_sizeof(zur_domain *D);
+uint32_t u_int32_sizeof(zur_domain* D);
+uint32_t char_sizeof(zur_domain* D);
 /** A free-standing u_int32 of value 0, or null; give it to u_int32_destroy(). */
-void *u_int32_create(zur_domain *D, uint32_t S);
-void u_int32_destroy(zur_domain *D, uint32_t S, void *object);
+void* u_int32_create(zur_domain* D, uint32_t S);
+void u_int32_destroy(zur_domain* D, uint32_t S, void* object);
 
 ZUR_DECLARE_ENUM(zur_boolean)
 ZUR_DECLARE_ENUM(sm_auth_domain)
@@ -117,11 +117,11 @@ ZUR_DECLARE_PLACED_RECORD(sess_mgr_authorize_result)
 #else
 #define ZUR_OPTIONAL
 #endif
-#define ZUR_DECLARE_RUN(type, c_type)                                                                                \
-    ZUR_OPTIONAL uint32_t type##_marshal_run(zur_domain *D, uint32_t S, void *destination, const c_type *first,      \
-                                             uint32_t count, int32_t room, uint32_t *st);                            \
-    ZUR_OPTIONAL uint32_t type##_unmarshal_run(zur_domain *D, uint32_t S, const void *source, c_type *first,         \
-                                               uint32_t count, int32_t room, uint32_t *st);
+#define ZUR_DECLARE_RUN(type, c_type)                                                                                  \
+    ZUR_OPTIONAL uint32_t type##_marshal_run(zur_domain* D, uint32_t S, void* destination, const c_type* first,        \
+                                             uint32_t count, int32_t room, uint32_t* st);                              \
+    ZUR_OPTIONAL uint32_t type##_unmarshal_run(zur_domain* D, uint32_t S, const void* source, c_type* first,           \
+                                               uint32_t count, int32_t room, uint32_t* st);
 
 ZUR_DECLARE_RUN(u_int8, uint8_t)
 ZUR_DECLARE_RUN(char, char)
