@@ -1,0 +1,36 @@
+# Short commands for what is done every day. More than a line of work stands in scripts/; how things are built, in CMake.
+.DEFAULT_GOAL := help
+.PHONY: help demo check release debug test bench fuzz format tidy clean
+
+help:           ## show this list
+	@sed -n 's/^\([a-z]*\):[^#]*## /\1\t/p' Makefile | expand -t 10
+
+demo:           ## install what is missing, build, run the policy exchange on the shipped policy
+	@scripts/demo
+
+check:          ## install what is missing, build and run all tests, also under sanitizers and valgrind
+	@scripts/check
+
+release:        ## build what is shipped into build/release
+	@scripts/build release
+
+debug:          ## build for a debugger into build/debug
+	@scripts/build debug
+
+test: release   ## build and run the tests once, without sanitizers
+	@ctest --preset release
+
+bench: release  ## build and run the benchmarks
+	@scripts/bench
+
+fuzz:           ## build the fuzz targets and run each for FUZZ_SECONDS (60)
+	@scripts/fuzz
+
+format:         ## put every source into the house's format
+	@scripts/format
+
+tidy:           ## run clang-tidy over the house and the platform
+	@scripts/tidy
+
+clean:          ## remove everything that was built
+	rm -rf build
