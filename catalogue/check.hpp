@@ -18,12 +18,18 @@ struct Fault {
 
 namespace detail {
 
+constexpr bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 constexpr bool is_name(std::string_view name) {
-    return !name.empty() && name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string_view::npos;
+    return !name.empty() && std::all_of(name.begin(), name.end(),
+                                        [](char c) { return (c >= 'a' && c <= 'z') || is_digit(c) || c == '_'; });
 }
 
 constexpr bool is_digest(std::string_view digest) {
-    return digest.size() == 32 && digest.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+    return digest.size() == 32 &&
+           std::all_of(digest.begin(), digest.end(), [](char c) { return (c >= 'a' && c <= 'f') || is_digit(c); });
 }
 
 constexpr bool is_sentence(const char* doc) {
@@ -100,19 +106,23 @@ constexpr Fault first_fault(const Record& r) {
 
 /// The whole catalogue: every type by itself, then names and digests against each other.
 constexpr Fault first_fault(std::span<const Record* const> records, std::span<const Enum* const> enums) {
+    // Views, measured once: every type is compared with every other, within the compiler's limit on constant
+    // evaluation.
     struct Identity {
         std::string_view name;
-        Digests digests;
+        std::string_view identity;
+        std::string_view compatibility;
     };
     std::array<Identity, 128> seen{};
     std::size_t n = 0;
     const auto enter = [&](const char* name, const Digests& d) -> const char* {
+        const Identity entry{name, d.identity, d.compatibility};
         for (std::size_t i = 0; i < n; ++i) {
-            if (seen[i].name == name) return "two types have this name";
-            if (std::string_view(seen[i].digests.identity) == d.identity) return "two types have this digest";
-            if (std::string_view(seen[i].digests.compatibility) == d.compatibility) return "two types have this digest";
+            if (seen[i].name == entry.name) return "two types have this name";
+            if (seen[i].identity == entry.identity) return "two types have this digest";
+            if (seen[i].compatibility == entry.compatibility) return "two types have this digest";
         }
-        seen[n++] = {name, d};
+        seen[n++] = entry;
         return nullptr;
     };
     for (const Record* r : records) {
