@@ -1,0 +1,40 @@
+// The recorded numbers of a record, held against what follows from its lines. An Instance in a store outlives the build
+// that wrote it, so that a line that moves a field or a state flag must not compile unnoticed. No record is named here.
+#pragma once
+
+#include "catalogue/description.hpp"
+
+namespace epm::catalogue {
+
+/// Lengths of a record by variant and in the two tracking modes. A record with one variant needs no body and block.
+struct Numbers {
+    std::array<std::uint16_t, most_variants> used;
+    std::uint16_t size;
+    std::uint16_t tracked; ///< size and state-flag block
+    std::array<std::uint16_t, most_variants> body{};
+    std::array<std::uint16_t, most_variants> block{};
+};
+
+template <const Record& R>
+consteval bool holds(const Numbers& n) {
+    constexpr const Layout& l = layout<R>;
+    const bool by_variant = R.variants() == 1 || (l.body == n.body && l.block == n.block);
+    return l.used == n.used && size<R> == n.size && size<R> + block_length<R> == n.tracked && by_variant;
+}
+
+/// The place of a field's state flag in the block, and of what lies behind it, where something does.
+struct FlagPlace {
+    std::string_view field;
+    std::uint16_t flag;
+    std::uint16_t nested = 0;
+};
+
+template <const Record& R>
+consteval bool places_flags(std::initializer_list<FlagPlace> places) {
+    return std::all_of(places.begin(), places.end(), [](const FlagPlace& p) {
+        const std::size_t i = R.index_of(p.field);
+        return i < R.count && layout<R>.flag[i] == p.flag && (p.nested == 0 || layout<R>.nested[i] == p.nested);
+    });
+}
+
+} // namespace epm::catalogue
