@@ -28,7 +28,7 @@ struct TypeList {
     }
 };
 
-// The order is the order of the type table and of the trace and manifest entries: a new type goes to the end.
+// In the order of the type table, which stores and peers know: a new type goes to the end of its list.
 
 // clang-format off
 
