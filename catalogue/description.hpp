@@ -136,8 +136,14 @@ struct Field {
     constexpr bool is_enumerated() const {
         return is_own_enum() || (kind == Kind::value && foreign->shape == Foreign::Shape::value);
     }
-    /// Whether the field is an imported type's and may report references at destruction.
-    constexpr bool is_object() const { return kind == Kind::object; }
+    /// Whether the field is an imported object with a state-flag block of its own.
+    constexpr bool is_placed_object() const { return kind == Kind::object && foreign->is_placed(); }
+    /// Whether the field holds a nested Instance whose state-flag block lies in this record's block.
+    constexpr bool has_nested_block() const { return kind == Kind::embedded || is_placed_object(); }
+    /// Whether the field is of an imported type that sets itself up.
+    constexpr bool is_foreign_initialized() const {
+        return (kind == Kind::value || kind == Kind::object) && foreign != nullptr && foreign->is_initialized();
+    }
 };
 
 struct Record {
@@ -264,7 +270,7 @@ constexpr Extent nested_extent(const Field& f) {
         const Layout l = lay_out(*f.record);
         return {l.block_length(*f.record), l.block_alignment};
     }
-    if (f.kind == Kind::object && f.foreign->is_placed()) return {f.foreign->block_length, f.foreign->block_alignment};
+    if (f.is_placed_object()) return {f.foreign->block_length, f.foreign->block_alignment};
     if (f.kind == Kind::array) return {8, 8};
     if (f.kind == Kind::run) return {f.capacity, 1};
     return {0, 1};
@@ -322,9 +328,8 @@ template <const Record& R, std::size_t I>
 inline constexpr std::size_t companion = R.index_of(R.fields[I].companion);
 
 /// Whether nested Instances of the record have state flags at places that the runtime must be told.
-constexpr bool has_placed_fields(const Record& r) {
-    return r.any(
-        [](const Field& f) { return f.kind == Kind::embedded || (f.kind == Kind::object && f.foreign->is_placed()); });
+constexpr bool has_nested_blocks(const Record& r) {
+    return r.any([](const Field& f) { return f.has_nested_block(); });
 }
 
 /// Calls f.template operator()<I>() for every field of R, in declaration order.

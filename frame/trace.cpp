@@ -1,0 +1,28 @@
+// The trace calls that turn an error number into words, and the Bundle's trace identity.
+#include "frame/trace.hpp"
+
+#include <cstring>
+
+extern "C" {
+[[gnu::visibility("default")]] std::uint16_t g_zur_orlan_epm_trace_module_id = 0;
+[[gnu::visibility("default")]] std::uint16_t g_zur_orlan_epm_stub_trace_module_id = 0;
+std::uint32_t epm_trace_state = 0;
+}
+
+namespace epm::trace {
+
+namespace {
+const char* words(std::uint32_t code) {
+    return std::strerror(static_cast<int>(code));
+}
+} // namespace
+
+void failed(std::uint32_t site, std::uint32_t code) {
+    __QLf_1(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, failure, words(code));
+}
+
+void reference_failed(std::uint32_t site, std::uint64_t oid, std::uint32_t code) {
+    __QLf_51(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, failure, oid, words(code));
+}
+
+} // namespace epm::trace

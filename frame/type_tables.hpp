@@ -1,0 +1,85 @@
+// The static identity of each type: how a TypeInfo is made from the catalogue, and where a type's exported TypeInfo is
+// reached. The variant records with their counters lie in type_tables.cpp.
+#pragma once
+
+#include "catalogue/catalogue.hpp"
+#include "frame/instance.hpp"
+
+extern "C" {
+/// Copies the Bundle's type table into a set; exported, and handed to the runtime by address.
+void orlan_epm_typeinfo_initialize(zur_domain* D, std::uint32_t S, std::uint32_t* st);
+}
+
+namespace epm {
+
+/// The exported TypeInfo object of a record or enumeration; the stamp specialises it where it knows the symbol's name.
+template <const auto& T>
+struct Symbol;
+
+template <const auto& T>
+const zur_type_info* type_info() {
+    return &Symbol<T>::type_info;
+}
+
+namespace frame {
+
+inline constexpr std::size_t record_count = catalogue::all_records.size();
+inline constexpr std::size_t type_count = record_count + catalogue::all_enums.size();
+
+/// Tables in type-table order, records before enumerations.
+extern const std::array<zur_variant_table, type_count> variant_tables;
+
+/// The exported TypeInfos in type-table order, closed by a null.
+extern const zur_type_info* const type_table[type_count + 1];
+
+/// Copies the type table into a set; a type that is there already is refreshed.
+void initialize_type_table(Domain* D, std::uint32_t S, std::uint32_t* st);
+
+/// Prints every type's variants in type-table order.
+void dump_usage(int (*print)(const char* format, ...));
+
+template <std::size_t N>
+constexpr void spell(char (&destination)[N], std::string_view text) {
+    std::copy_n(text.begin(), std::min(text.size(), N - 1), destination);
+}
+
+constexpr std::uint8_t hex_digit(char c) {
+    return static_cast<std::uint8_t>(c <= '9' ? c - '0' : c - 'a' + 10);
+}
+
+constexpr zur_type_info make_type_info(const char* name, const char* kind, const catalogue::Digests& digests,
+                                       const zur_variant_table* table) {
+    zur_type_info t{};
+    t.magic = ZUR_TYPE_INFO_MAGIC;
+    for (std::size_t i = 0; i < sizeof t.digest; ++i)
+        t.digest[i] =
+            static_cast<std::uint8_t>(hex_digit(digests.identity[2 * i]) << 4 | hex_digit(digests.identity[2 * i + 1]));
+    spell(t.hex_digest, digests.identity);
+    spell(t.name, name);
+    spell(t.bundle, "orlan_epm");
+    spell(t.kind, kind);
+    t.type_index = -1;
+    t.variant_table = table;
+    return t;
+}
+
+template <std::size_t I>
+constexpr zur_type_info make_type_info() {
+    if constexpr (I < record_count) {
+        constexpr const Record& r = *catalogue::all_records[I];
+        return make_type_info(r.name, "type", r.digests, variant_tables.data() + I);
+    } else {
+        constexpr const Enum& e = *catalogue::all_enums[I - record_count];
+        return make_type_info(e.name, "enum", e.digests, variant_tables.data() + I);
+    }
+}
+
+/// The counters of a variant. A negative variant is not caught: the address follows from it as it stands.
+inline zur_variant_record* variant_record(const zur_variant_table* table, std::int8_t variant) {
+    return reinterpret_cast<zur_variant_record*>(reinterpret_cast<std::uintptr_t>(table->records) +
+                                                 static_cast<std::uintptr_t>(std::intptr_t{variant}) *
+                                                     sizeof(zur_variant_record));
+}
+
+} // namespace frame
+} // namespace epm

@@ -1,0 +1,245 @@
+// Bringing an Instance into being: the choice of its size, the header, the counting, and the embedded fields. An
+// Instance with all its embedded fields and its state-flag block is one allocation.
+#pragma once
+
+#include "frame/imports.hpp"
+#include "frame/type_tables.hpp"
+#include "lifecycle/offsets.hpp"
+
+namespace epm::lifecycle {
+
+/// The zeroed block that the `_cr` chains hand out in place of a null pointer.
+template <const Record& R>
+alignas(8) inline constinit unsigned char null_record[catalogue::size<R>] = {};
+
+template <const Enum& E>
+alignas(8) inline constinit unsigned char null_enum[catalogue::enum_length] = {};
+
+template <const Record& R>
+Instance* null_instance() {
+    return header(null_record<R>);
+}
+template <const Enum& E>
+Instance* null_instance() {
+    return header(null_enum<E>);
+}
+
+/// Bytes of an Instance under the Domain's mode.
+template <const Record& R>
+std::uint32_t size_of(const Domain* D) {
+    using trace::site, trace::Operation, trace::Text;
+    const bool tracking = is_tracking(D, site<R, Operation::sizing, Text::corrupted_handle>);
+    return static_cast<std::uint32_t>(catalogue::size<R> + (tracking ? catalogue::block_length<R> : 0));
+}
+
+/// What is to be stored as an Instance's type: the Bundle's TypeInfo, or the set's copy of it.
+inline const zur_type_info* stored_type(Domain* D, std::uint32_t S, const zur_type_info* type) {
+    return D->store_mode == 0 ? type : zur_type_info_ptr_get(D, S, type, &orlan_epm_typeinfo_initialize);
+}
+
+/// The header's writes, which an Instance that may lie in a store announces one by one.
+struct HeaderWriter {
+    Domain* D;
+    std::uint32_t S;
+    Instance* x;
+    bool is_announced;
+
+    template <class T>
+    void put(T* address, T value) const {
+        if (is_announced) announce(D, S, address, sizeof(T), x);
+        *address = value;
+    }
+    void put_variants(std::int8_t layout_variant, std::int8_t variant) const {
+        put(&x->layout_variant, layout_variant);
+        put(&x->variant, variant);
+    }
+    void put_type(const zur_type_info** word, const zur_type_info* type) const {
+        if (is_announced) announce(D, S, word, sizeof *word, x);
+        *word = stored_type(D, S, type);
+    }
+    void add_flags(std::uint32_t flags) const { put(&x->flags, static_cast<std::uint8_t>(x->flags | flags)); }
+};
+
+/// Asks the Domain for the variant that a fresh Instance of the type is given.
+inline std::int8_t agreed_variant(Domain* D, const zur_type_info* type, std::int8_t top, std::uint32_t* st) {
+    return capped(zur_domain_lookup_variant(D, &D->variant_context, type, st), top);
+}
+
+/// The counters of a fresh Instance's variant. Damage ends the process; a variant beyond those present is noted.
+inline zur_variant_record* counters(const zur_type_info* type, std::int8_t variant, std::int8_t top,
+                                    std::uint32_t no_table, std::uint32_t not_present) {
+    if (type->variant_table == nullptr) trace::die(no_table);
+    if (type->variant_table->count < variant)
+        trace::variant_not_present(not_present, variant, type->variant_table->count);
+    return frame::variant_record(type->variant_table, std::min(variant, top));
+}
+
+/// Counts in an enumeration's own counter, which the record's statistics do not cover.
+inline void count_one(Domain* D, std::uint32_t S, const zur_type_info* type, std::uint64_t* counter) {
+    D->counter_range_fn(D->obj_store, counter, 1, S);
+    if (type->plain_counters != 0)
+        ++*counter;
+    else
+        __atomic_fetch_add(counter, 1, __ATOMIC_RELAXED);
+}
+
+/// An enumeration's header; the enumerator is not touched.
+template <const Enum& E>
+void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
+                 std::uint32_t /*skip_stats*/, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
+    const std::int8_t variant = agreed_variant(D, type, E.top(), st);
+    const HeaderWriter writer{D, S, x, announced != 0};
+    writer.put_variants(E.top(), variant);
+    writer.put_type(&x->type_info, type);
+    writer.add_flags(extra_flags);
+    return sttr_base;
+}
+
+template <const Record& R>
+void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
+                 std::uint32_t skip_stats, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st);
+
+/// An empty list: the head is its own first and last.
+inline void initialize_list(Domain* D, std::uint32_t S, ListHead* head, Instance* owner, bool announced) {
+    if (announced) announce(D, S, head, 3 * pointer_length, owner);
+    head->first = head;
+    head->last = head;
+    head->owner = owner;
+}
+
+template <const Record& R, std::size_t I>
+void initialize_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t announced, std::uint32_t skip_stats,
+                      void* sttr_base, std::uint32_t* st) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_own_enum())
+        initialize<*f.enumeration>(D, S, field<R, I, Instance>(x), type_info<*f.enumeration>(), announced, skip_stats,
+                                   ZUR_NESTED, sttr_base, st);
+    else if constexpr (f.kind == Kind::embedded)
+        initialize<*f.record>(D, S, field<R, I, Instance>(x), type_info<*f.record>(), announced, skip_stats, ZUR_NESTED,
+                              sttr_base, st);
+    else if constexpr (f.is_foreign_initialized())
+        Codec<*f.foreign>::initialize(D, S, field<R, I>(x), Codec<*f.foreign>::type_info(), announced, skip_stats,
+                                      ZUR_NESTED, sttr_base, st);
+    else if constexpr (f.kind == Kind::list)
+        initialize_list(D, S, field<R, I, ListHead>(x), x, announced != 0);
+}
+
+/// Gives a tracked record its place for state flags. False when it is nested and has been given none.
+template <const Record& R>
+bool place_flags(Domain* D, std::uint32_t S, Instance* x, void*& sttr_base, std::uint32_t* st) {
+    using trace::site, trace::Operation, trace::Text;
+    if (sttr_base != nullptr) return true;
+    if (has_flag(x, ZUR_NESTED)) {
+        fail(D, st, ZUR_BAD_ARGUMENT);
+        trace::plain(site<R, Operation::initialize, Text::no_block_for_nested>, trace::failure);
+        return false;
+    }
+    sttr_base = at(x, catalogue::size<R>);
+    if (has_flag(x, ZUR_MOVED_FLAGS)) {
+        const std::uint32_t moved = zurlib_get_sttr_offset(D, S, x);
+        if constexpr (places_deeply(R)) sttr_base = at(x, moved);
+    }
+    if constexpr (catalogue::has_nested_blocks(R)) offset_update<R>(D, S, x, sttr_base, st);
+    return true;
+}
+
+template <const Record& R>
+void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
+                 std::uint32_t skip_stats, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
+    using trace::site, trace::Operation, trace::Text;
+    if (*st != 0) return sttr_base;
+    zur_clear_last_error(D);
+    const std::int8_t variant = agreed_variant(D, type, R.top(), st);
+    const HeaderWriter writer{D, S, x, announced != 0};
+    writer.put_variants(R.top(), variant);
+    const zur_type_info** word = zur_get_manifested_type_info_ptr_mem(x);
+    writer.put_type(word, type);
+    writer.add_flags(extra_flags);
+    const bool tracking = is_tracking(D, site<R, Operation::initialize, Text::corrupted_handle>);
+    if (tracking) writer.add_flags(ZUR_TRACKED);
+    if (skip_stats == 0) {
+        zur_variant_record* record =
+            counters(*word, variant, R.top(), site<R, Operation::initialize, Text::no_variant_table>,
+                     site<R, Operation::initialize, Text::variant_not_present>);
+        zurlib_type_stats_create_object(D, S, *word, &record->created, st);
+        if (tracking && !place_flags<R>(D, S, x, sttr_base, st)) return sttr_base;
+    }
+    catalogue::for_each_field<R>(
+        [&]<std::size_t I>() { initialize_field<R, I>(D, S, x, announced, skip_stats, sttr_base, st); });
+    return sttr_base;
+}
+
+/// Records a new Instance as handed out; it may be null.
+inline Instance* hand_out(Domain* D, std::uint32_t S, Instance* x) {
+    record_containment(D, S, x, nullptr);
+    if (marks_store(D, S)) zurdb_plat_set_dirty(D, S, x);
+    return x;
+}
+
+/// A chain that has failed, or fails now for want of memory, goes on with the null Instance.
+[[gnu::cold, gnu::noinline]] inline Instance* hand_out_null(Domain* D, std::uint32_t S, Instance* null_instance) {
+    if (D->last_error == 0) zur_store_err(D, ZUR_NO_MEMORY);
+    return hand_out(D, S, null_instance);
+}
+
+inline bool chain_has_failed(const Domain* D) {
+    return D->cr_active != 0 && D->last_error != 0;
+}
+
+template <const Record& R>
+Instance* create_internal(Domain* D, std::uint32_t S) {
+    std::uint32_t status = 0;
+    if (chain_has_failed(D)) return hand_out_null(D, S, null_instance<R>());
+    auto* x = static_cast<Instance*>(allocate(D, S, size_of<R>(D)));
+    if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, null_instance<R>()) : hand_out(D, S, nullptr);
+    std::memset(x, 0, size_of<R>(D));
+    initialize<R>(D, S, x, type_info<R>(), 1, 0, 0, nullptr, &status);
+    if (status != 0) {
+        trace::failed(trace::site<R, trace::Operation::create, trace::Text::record_not_created>, status);
+        release(D, S, x);
+        return nullptr;
+    }
+    return hand_out(D, S, x);
+}
+
+template <const Enum& E>
+Instance* create_internal(Domain* D, std::uint32_t S) {
+    using trace::enum_site, trace::Operation, trace::Text;
+    std::uint32_t status = 0;
+    if (chain_has_failed(D)) return hand_out_null(D, S, null_instance<E>());
+    auto* x = static_cast<Instance*>(allocate(D, S, catalogue::enum_length));
+    if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, null_instance<E>()) : hand_out(D, S, nullptr);
+    std::memset(x, 0, catalogue::enum_length);
+    const HeaderWriter writer{D, S, x, true};
+    writer.put_variants(E.top(), agreed_variant(D, type_info<E>(), E.top(), &status));
+    writer.put_type(&x->type_info, type_info<E>());
+    announce(D, S, &x->flags, sizeof x->flags, x);
+    if (status != 0) trace::failed(enum_site<E, Operation::create, Text::enum_not_created>, status);
+    zur_variant_record* record =
+        counters(x->type_info, x->variant, E.top(), enum_site<E, Operation::create, Text::no_variant_table>,
+                 enum_site<E, Operation::create, Text::variant_not_present>);
+    count_one(D, S, x->type_info, &record->created);
+    return hand_out(D, S, x);
+}
+
+template <const Record& R>
+Instance* create(Domain* D, std::uint32_t S) {
+    trace::init();
+    return create_internal<R>(D, S);
+}
+
+template <const Enum& E>
+Instance* create(Domain* D, std::uint32_t S) {
+    return create_internal<E>(D, S);
+}
+
+template <const auto& T>
+Instance* create_chained(Domain* D) {
+    if constexpr (std::is_same_v<decltype(T), const Record&>) trace::init();
+    D->cr_active = 1;
+    Instance* x = create_internal<T>(D, D->cr_set_id);
+    D->cr_active = 0;
+    return x;
+}
+
+} // namespace epm::lifecycle

@@ -1,0 +1,242 @@
+// Tearing an Instance down, in a strict order: the references that others hold, then the fields, then the counters and
+// mappings, then the memory. An Instance that others still refer to survives its destroy call.
+#pragma once
+
+#include "lifecycle/create.hpp"
+#include "lifecycle/links.hpp"
+
+namespace epm::lifecycle {
+
+/// The two operations by which a record asks its fields for references; the Bundle's own types hold none.
+inline void report_no_references(Domain* D, const Instance* x, std::uint32_t* st, std::uint32_t after_error,
+                                 std::uint32_t of_nothing) {
+    if (*st != 0) {
+        trace::plain(after_error, trace::failure);
+    } else if (x == nullptr) {
+        trace::plain(of_nothing, trace::failure);
+        fail(D, st, ZUR_BAD_ARGUMENT);
+    }
+}
+
+template <const auto& T>
+std::uint32_t get_oid_count(Domain* D, std::uint32_t, const Instance* x, std::uint32_t* st) {
+    using trace::type_site, trace::Operation, trace::Text;
+    report_no_references(D, x, st, type_site<T, Operation::oid_count, Text::oid_count_after_error>,
+                         type_site<T, Operation::oid_count, Text::oid_count_of_nothing>);
+    return 0;
+}
+
+template <const auto& T>
+void get_object_references(Domain* D, std::uint32_t, const Instance* x, std::uint64_t*, std::uint32_t,
+                           std::uint32_t* st) {
+    using trace::type_site, trace::Operation, trace::Text;
+    report_no_references(D, x, st, type_site<T, Operation::object_references, Text::references_after_error>,
+                         type_site<T, Operation::object_references, Text::references_of_nothing>);
+}
+
+template <const Record& R>
+void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory);
+
+/// Frees a field's buffer, then announces and zeroes its pointer word.
+inline void release_buffer(Domain* D, std::uint32_t S, void** pointer) {
+    if (*pointer == nullptr) return;
+    release(D, S, *pointer);
+    store(D, S, pointer, nullptr, nullptr);
+}
+
+using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, std::uint32_t, std::uint32_t*);
+
+/// Drops the references of one field. They lie on the stack for the length of this call. False: they could not be read,
+/// and the whole destruction stops.
+[[gnu::noinline]] inline bool drop_references(Domain* D, std::uint32_t S, void* object, std::uint32_t count,
+                                              ReadReferences read, std::uint32_t* status, std::uint32_t not_read,
+                                              std::uint32_t not_dropped) {
+    auto* oids = static_cast<std::uint64_t*>(__builtin_alloca(count * sizeof(std::uint64_t)));
+    read(D, S, object, oids, count, status);
+    if (*status != 0) {
+        trace::failed(not_read, *status);
+        return false;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        zurlib_lookup_and_update_oid_ref_count(D, S, oids[i], 0, status);
+        if (*status == 0) continue;
+        trace::reference_failed(not_dropped, oids[i], *status);
+        *status = 0;
+    }
+    return true;
+}
+
+/// The elements of an array of records: each is a whole Instance inside the buffer. Elements without a type were never
+/// set up, because filling the array stopped before them.
+template <const Record& E>
+void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        auto* element = at<Instance>(storage, std::size_t{i} * catalogue::size<E>);
+        if (element->type_info != nullptr) destroy_internal<E>(D, S, element, 0);
+    }
+}
+
+/// Frees the element flags of the record's arrays. A pointer of eight equal bytes is no address: the block has been
+/// filled as a whole.
+template <const Record& R>
+void release_element_flags(Domain* D, std::uint32_t S, std::uint8_t* block) {
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        if constexpr (R.fields[I].kind == Kind::array) {
+            auto** run = at<void*>(block, catalogue::layout<R>.nested[I]);
+            constexpr std::uintptr_t equal_bytes = 0x0101010101010101;
+            if (reinterpret_cast<std::uintptr_t>(*run) % equal_bytes != 0) release_buffer(D, S, run);
+        }
+    });
+}
+
+/// Destroys a list's elements with their owner, first to last.
+template <const Record& R, std::size_t I>
+void drain_list(Domain* D, std::uint32_t S, Instance* x) {
+    constexpr const Record& element_type = *R.fields[I].record;
+    constexpr std::size_t links = catalogue::layout<element_type>.links;
+    auto* head = field<R, I, ListHead>(x);
+    while (head->first != head) {
+        auto* element = header(head->first);
+        unlink(D, S, element, links, Marked::removed,
+               trace::site<R, trace::Operation::drain, trace::Text::range_refused, I>);
+        store(D, S, &links_of(element, links)->list_head, nullptr, nullptr);
+        destroy_internal<element_type>(D, S, element, 1);
+    }
+    store(D, S, &head->count, 0, nullptr);
+}
+
+/// Tears one field down. False: the destruction stops here.
+template <const Record& R, std::size_t I>
+bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status) {
+    using trace::site, trace::Operation, trace::Text;
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.kind == Kind::object) {
+        using Type = Codec<*f.foreign>;
+        auto* object = field<R, I>(x);
+        const std::uint32_t count = Type::get_oid_count(D, S, object, status);
+        if (count != 0 && !drop_references(D, S, object, count, Type::get_object_references, status,
+                                           site<R, Operation::destroy, Text::references_not_read, I>,
+                                           site<R, Operation::destroy, Text::reference_not_dropped, I>))
+            return false;
+        Type::destroy_internal(D, S, object, 0);
+    } else if constexpr (f.kind == Kind::embedded) {
+        auto* nested = field<R, I, Instance>(x);
+        get_oid_count<*f.record>(D, S, nested, status);
+        destroy_internal<*f.record>(D, S, nested, 0);
+    } else if constexpr (f.kind == Kind::arm) {
+        auto** arm = field<R, I, Instance*>(x);
+        if (*arm == nullptr) return true;
+        destroy_internal<*f.record>(D, S, *arm, 1);
+        store(D, S, arm, nullptr, nullptr);
+    } else if constexpr (f.kind == Kind::text || f.kind == Kind::array) {
+        auto** storage = field<R, I, void*>(x);
+        if constexpr (f.kind == Kind::array && f.record != nullptr)
+            if (*storage != nullptr)
+                destroy_elements<*f.record>(D, S, *storage, *field<R, catalogue::companion<R, I>, std::uint32_t>(x));
+        release_buffer(D, S, storage);
+    } else if constexpr (f.kind == Kind::list) {
+        drain_list<R, I>(D, S, x);
+    }
+    return true;
+}
+
+template <const Record& R, std::size_t... I>
+bool destroy_fields(Domain* D, std::uint32_t S, Instance* x, std::int8_t variant, std::uint32_t* status,
+                    std::index_sequence<I...>) {
+    return ((variant < R.fields[I].since || destroy_field<R, I>(D, S, x, status)) && ...);
+}
+
+/// Settles an Instance's OID before anything else. False: it stays whole.
+template <const Record& R>
+bool release_oid(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status) {
+    using trace::site, trace::Operation, trace::Text;
+    const std::uint32_t is_gone = zur_request_oid_mapping_destroy(D, S, x, status);
+    if (*status != 0) {
+        trace::failed(site<R, Operation::destroy, Text::oid_mapping_kept>, *status);
+        zur_store_err(D, *status);
+        return false;
+    }
+    if (is_gone == 0) {
+        trace::plain(site<R, Operation::destroy, Text::still_referenced>, trace::notice);
+        return false;
+    }
+    trace::plain(site<R, Operation::destroy, Text::oid_mapping_removed>, trace::routine);
+    return true;
+}
+
+/// The TypeInfo of an Instance that is to be counted out; damage ends the process.
+inline const zur_type_info* checked(const zur_type_info* type, std::uint32_t damaged) {
+    if (type == nullptr || type->magic != ZUR_TYPE_INFO_MAGIC) trace::die(damaged);
+    return type;
+}
+
+/// The last steps for memory of its own: marks, the separate header block, the type word, the block.
+[[gnu::noinline]] inline void free_instance(Domain* D, std::uint32_t S, Instance* x) {
+    if (marks_store(D, S)) zurdb_plat_set_destroy(D, S, x);
+    if (has_flag(x, ZUR_OWN_HEADER) && x->type_info != nullptr) release(D, S, const_cast<zur_type_info*>(x->type_info));
+    store(D, S, &x->type_info, nullptr, nullptr);
+    release(D, S, x);
+}
+
+template <const Record& R>
+void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
+    using trace::site, trace::Operation, trace::Text;
+    std::uint32_t status = 0;
+    if (x == nullptr || x == null_instance<R>()) return;
+    if (has_flag(x, ZUR_HAS_OID) && !release_oid<R>(D, S, x, &status)) return;
+    const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
+    if (variant >= 0) {
+        if constexpr (R.is_linked()) {
+            constexpr std::size_t links = catalogue::layout<R>.links;
+            if (links_of(x, links)->list_head != nullptr)
+                unlink(D, S, x, links, Marked::removed, site<R, Operation::unlink, Text::range_refused>);
+        }
+        if (!destroy_fields<R>(D, S, x, variant, &status, std::make_index_sequence<R.count>{})) return;
+    }
+    if (has_flag(x, ZUR_TRACKED)) {
+        std::uint8_t* block = flag_block<R>(D, S, x);
+        if (!has_flag(x, ZUR_MOVED_FLAGS)) is_tracking(D, site<R, Operation::destroy, Text::corrupted_handle>);
+        if (variant >= 0) release_element_flags<R>(D, S, block);
+    }
+    const zur_type_info* type =
+        checked(zur_get_manifested_type_info(x), site<R, Operation::destroy, Text::type_info_damaged>);
+    zur_variant_record* record = counters(type, variant, R.top(), site<R, Operation::destroy, Text::no_variant_table>,
+                                          site<R, Operation::destroy, Text::variant_not_present>);
+    zurlib_type_stats_destroy_object(D, S, type, &record->created, &status);
+    if (D != nullptr && (x->flags & (ZUR_MOVED_FLAGS | ZUR_RA_DATA)) != 0 && D->hd_mapping_root != 0) {
+        zur_hd_mapping_destroy(D, S, x, &status);
+        if (status != 0) {
+            trace::failed(site<R, Operation::destroy, Text::oid_mapping_kept, trace::whole_record, 1>, status);
+            zur_store_err(D, status);
+            return;
+        }
+    }
+    if (free_memory != 0) free_instance(D, S, x);
+}
+
+/// An embedded enumeration has no life of its own, so that nothing happens unless the memory goes as well.
+template <const Enum& E>
+void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
+    using trace::enum_site, trace::Operation, trace::Text;
+    if (x == nullptr || x == null_instance<E>() || free_memory == 0) return;
+    const zur_type_info* type = checked(x->type_info, enum_site<E, Operation::destroy, Text::type_info_damaged>);
+    zur_variant_record* record =
+        counters(type, x->variant, E.top(), enum_site<E, Operation::destroy, Text::no_variant_table>,
+                 enum_site<E, Operation::destroy, Text::variant_not_present>);
+    count_one(D, S, type, &record->destroyed);
+    if (marks_store(D, S)) zurdb_plat_set_destroy(D, S, x);
+    x->type_info = nullptr;
+    release(D, S, x);
+}
+
+template <const auto& T>
+void destroy(Domain* D, std::uint32_t S, Instance* x) {
+    destroy_internal<T>(D, S, x, 1);
+}
+
+template <const auto& T>
+void destroy_chained(Domain* D, Instance* x) {
+    destroy_internal<T>(D, D->cr_set_id, x, 1);
+}
+
+} // namespace epm::lifecycle

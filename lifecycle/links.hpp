@@ -1,0 +1,51 @@
+// Writes to the links of object lists. A list can live in a persistent store, so each link write is declared to the
+// store first; a store that refuses ends the process, because there is no way back from a half-linked list.
+#pragma once
+
+#include "frame/instance.hpp"
+#include "frame/trace.hpp"
+
+namespace epm::lifecycle {
+
+[[noreturn, gnu::cold, gnu::noinline]] inline void range_refused(std::uint32_t site) {
+    lumeo_perror();
+    trace::die(site);
+}
+
+/// Declares and stores one link. `object` is marked dirty where the store wants marks; null leaves the mark out.
+inline void ranged_store(Domain* D, std::uint32_t S, void** link, void* value, void* object, std::uint32_t site) {
+    if (D->obj_store != nullptr) {
+        const int accepted = lumeo_set_range(D->obj_store, link, pointer_length, S);
+        if (marks_store(D, S) && object != nullptr) zurdb_plat_set_dirty(D, S, object);
+        if (accepted != 1) range_refused(site);
+    }
+    *link = value;
+}
+
+/// The record whose link members stand at an offset, and the other way round.
+inline Links* links_of(void* element, std::size_t offset) {
+    return at<Links>(element, offset);
+}
+
+/// Which Instance is marked dirty when a neighbour's link is rewritten.
+enum class Marked { neighbour, removed };
+
+/// Takes an element out of its list: its neighbours' links close over it. Its own links and the head's count stay.
+/// `site` is the first of the five entries of this removal.
+inline void unlink(Domain* D, std::uint32_t S, void* element, std::size_t offset, Marked marked, std::uint32_t site) {
+    Links* links = links_of(element, offset);
+    ListHead* head = links->list_head;
+    if (D->obj_store != nullptr && lumeo_set_range(D->obj_store, &links->next, 2 * pointer_length, S) == 0)
+        range_refused(site);
+    const auto touched = [&](void* neighbour) { return marked == Marked::neighbour ? neighbour : element; };
+    if (links->next == head)
+        ranged_store(D, S, &head->last, links->prev, head, site + 1);
+    else
+        ranged_store(D, S, &links_of(links->next, offset)->prev, links->prev, touched(links->next), site + 2);
+    if (links->prev == head)
+        ranged_store(D, S, &head->first, links->next, head, site + 3);
+    else
+        ranged_store(D, S, &links_of(links->prev, offset)->next, links->next, touched(links->prev), site + 4);
+}
+
+} // namespace epm::lifecycle

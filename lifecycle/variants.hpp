@@ -1,0 +1,31 @@
+// The operations that bring a type's variant into line: capping, adjusting, and the forward to the runtime's luid.
+#pragma once
+
+#include "frame/type_tables.hpp"
+
+namespace epm::lifecycle {
+
+/// The number with its low byte capped at `top`; a negative low byte stays, and so do the upper 24 bits.
+constexpr std::uint32_t cap_variant_index(std::uint32_t number, std::int8_t top) {
+    const std::int8_t variant = capped(static_cast<std::int32_t>(number), top);
+    return (number & 0xFFFFFF00u) | static_cast<std::uint8_t>(variant);
+}
+
+/// The common way into every write to a record: the runtime may raise the Instance's variant.
+inline void adjust(Domain* D, std::uint32_t S, Instance* x, std::int8_t top, std::uint32_t* st) {
+    const zur_type_info* type = x != nullptr ? zur_get_manifested_type_info(x) : nullptr;
+    zurlib_adjust_variant(D, S, x, type, top, st);
+}
+
+template <const Record& R>
+std::int32_t adjust_variant(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+    const zur_type_info* type = x != nullptr ? zur_get_manifested_type_info(x) : nullptr;
+    return zurlib_adjust_variant(D, S, x, type, R.top(), st);
+}
+
+template <const Enum& E>
+std::int32_t adjust_variant(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+    return zurlib_adjust_variant(D, S, x, x != nullptr ? x->type_info : nullptr, E.top(), st);
+}
+
+} // namespace epm::lifecycle
