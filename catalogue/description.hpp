@@ -107,10 +107,15 @@ enum class Kind : std::uint8_t {
     list,       ///< the head of an intrusive list of records
 };
 
+/// Which of its three type pointers a field uses. Ask this, not the pointers: under UndefinedBehaviorSanitizer g++ does
+/// not know at compile time that the address of an inline variable is not null.
+enum class Of : std::uint8_t { foreign, enumeration, record };
+
 struct Record;
 
 struct Field {
     Kind kind;
+    Of of = Of::foreign;
     const char* name;
     const char* doc;
     const Foreign* foreign = nullptr;  ///< type of a value, length, object; element of an array or run
@@ -131,7 +136,9 @@ struct Field {
     constexpr bool is_tracked() const { return kind != Kind::length; }
     /// Whether the field stands for several elements with a flag each, behind a whole flag.
     constexpr bool has_element_flags() const { return kind == Kind::array || kind == Kind::run; }
-    constexpr bool is_own_enum() const { return enumeration != nullptr; }
+    constexpr bool is_own_enum() const { return of == Of::enumeration; }
+    /// Whether the field's type, or its element's, is a record of this Bundle.
+    constexpr bool is_of_record() const { return of == Of::record; }
     /// Whether the field is of an enumerated kind, imported or of this Bundle.
     constexpr bool is_enumerated() const {
         return is_own_enum() || (kind == Kind::value && foreign->shape == Foreign::Shape::value);
@@ -189,7 +196,7 @@ constexpr Field value(const Foreign& type, const char* name, const char* doc) {
     return {.kind = Kind::value, .name = name, .doc = doc, .foreign = &type};
 }
 constexpr Field value(const Enum& type, const char* name, const char* doc) {
-    return {.kind = Kind::value, .name = name, .doc = doc, .enumeration = &type};
+    return {.kind = Kind::value, .of = Of::enumeration, .name = name, .doc = doc, .enumeration = &type};
 }
 constexpr Field length(const Foreign& type, const char* name, const char* doc) {
     return {.kind = Kind::length, .name = name, .doc = doc, .foreign = &type};
@@ -207,19 +214,20 @@ constexpr Field array(const Foreign& element, const char* name, const char* comp
     return {.kind = Kind::array, .name = name, .doc = doc, .foreign = &element, .companion = companion};
 }
 constexpr Field array(const Record& element, const char* name, const char* companion, const char* doc) {
-    return {.kind = Kind::array, .name = name, .doc = doc, .record = &element, .companion = companion};
+    return {
+        .kind = Kind::array, .of = Of::record, .name = name, .doc = doc, .record = &element, .companion = companion};
 }
 constexpr Field run(const Foreign& element, std::uint16_t capacity, const char* name, const char* doc) {
     return {.kind = Kind::run, .name = name, .doc = doc, .foreign = &element, .capacity = capacity};
 }
 constexpr Field embedded(const Record& type, const char* name, const char* doc) {
-    return {.kind = Kind::embedded, .name = name, .doc = doc, .record = &type};
+    return {.kind = Kind::embedded, .of = Of::record, .name = name, .doc = doc, .record = &type};
 }
 constexpr Field arm(std::uint32_t tag, const Record& type, const char* name, const char* doc) {
-    return {.kind = Kind::arm, .name = name, .doc = doc, .record = &type, .tag = tag};
+    return {.kind = Kind::arm, .of = Of::record, .name = name, .doc = doc, .record = &type, .tag = tag};
 }
 constexpr Field list(const Record& element, const char* name, const char* doc) {
-    return {.kind = Kind::list, .name = name, .doc = doc, .record = &element};
+    return {.kind = Kind::list, .of = Of::record, .name = name, .doc = doc, .record = &element};
 }
 
 constexpr std::size_t round_up(std::size_t n, std::size_t alignment) {

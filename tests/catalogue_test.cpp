@@ -157,7 +157,7 @@ TEST(Catalogue, TypesAreHeldAsTheMessagesNeedThem) {
     std::set<const void*> held;
     std::set<std::string> placing;
     for (const Record* r : all_records) {
-        if (has_placed_fields(*r)) placing.insert(r->name);
+        if (has_nested_blocks(*r)) placing.insert(r->name);
         for (const Field& f : r->fields) held.insert({f.record, f.enumeration});
     }
     std::set<std::string> alone;
