@@ -118,7 +118,7 @@ constexpr void add_array_setters(Entries& e, const Field& f, std::uint8_t i) {
         e.add(field_set, Text::reallocating, i);
     }
     add_setter(e, field_set, i);
-    if (f.record != nullptr) {
+    if (f.is_of_record()) {
         add_setter(e, field_set, i);
         e.add(field_set, Text::value_not_tracked, i);
         return;

@@ -32,6 +32,11 @@ std::uint32_t size_of(const Domain* D) {
     return static_cast<std::uint32_t>(catalogue::size<R> + (tracking ? catalogue::block_length<R> : 0));
 }
 
+template <const Enum& E>
+constexpr std::uint32_t size_of() {
+    return catalogue::enum_length;
+}
+
 /// What is to be stored as an Instance's type: the Bundle's TypeInfo, or the set's copy of it.
 inline const zur_type_info* stored_type(Domain* D, std::uint32_t S, const zur_type_info* type) {
     return D->store_mode == 0 ? type : zur_type_info_ptr_get(D, S, type, &orlan_epm_typeinfo_initialize);

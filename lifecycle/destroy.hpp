@@ -130,7 +130,7 @@ bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* statu
         store(D, S, arm, nullptr, nullptr);
     } else if constexpr (f.kind == Kind::text || f.kind == Kind::array) {
         auto** storage = field<R, I, void*>(x);
-        if constexpr (f.kind == Kind::array && f.record != nullptr)
+        if constexpr (f.kind == Kind::array && f.is_of_record())
             if (*storage != nullptr)
                 destroy_elements<*f.record>(D, S, *storage, *field<R, catalogue::companion<R, I>, std::uint32_t>(x));
         release_buffer(D, S, storage);

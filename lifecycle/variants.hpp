@@ -5,10 +5,16 @@
 
 namespace epm::lifecycle {
 
-/// The number with its low byte capped at `top`; a negative low byte stays, and so do the upper 24 bits.
-constexpr std::uint32_t cap_variant_index(std::uint32_t number, std::int8_t top) {
-    const std::int8_t variant = capped(static_cast<std::int32_t>(number), top);
+/// The number with its low byte capped at the type's top; a negative low byte stays, and so do the upper 24 bits.
+template <const auto& T>
+std::uint32_t cap_variant_index(std::uint32_t number) {
+    const std::int8_t variant = capped(static_cast<std::int32_t>(number), T.top());
     return (number & 0xFFFFFF00u) | static_cast<std::uint8_t>(variant);
+}
+
+template <const auto& T>
+std::uint32_t get_luid(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+    return zur_get_luid(D, S, x, st);
 }
 
 /// The common way into every write to a record: the runtime may raise the Instance's variant.

@@ -1,0 +1,37 @@
+// The stamp: writes from the catalogue what the language cannot join by itself, which is symbol names, the public
+// header and the sections of the library file. Two runs give the same bytes.
+#include "catalogue/stamp/output.hpp"
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+std::string contents(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4 || std::string(argv[2]) != "--build-record") {
+        std::fprintf(stderr, "usage: stamp FOLDER --build-record FILE\n");
+        return 2;
+    }
+    using namespace epm::stamp;
+    if (const std::string fault = fault_in_exports(); !fault.empty()) {
+        std::fprintf(stderr, "stamp: %s\n", fault.c_str());
+        return 1;
+    }
+    const std::filesystem::path folder = argv[1];
+    std::filesystem::create_directories(folder);
+    write_header(folder);
+    write_exports(folder);
+    write_version_script(folder);
+    write_export_list(folder);
+    write_trace_catalogue(folder);
+    write_manifest(folder, contents(argv[3]));
+    return 0;
+}

@@ -1,0 +1,217 @@
+// The sections of the library file that tools read: the trace catalogue and the type compatibility manifest, written as
+// assembler source, because only the trace catalogue's identifiers may be loaded.
+#include "catalogue/stamp/names.hpp"
+#include "catalogue/stamp/output.hpp"
+
+#include "frame/sites.hpp"
+
+#include <bzlib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+namespace epm::stamp {
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// FNV-1a over 64 bits: spread evenly enough for identifiers, and the same on every machine.
+struct Fingerprint {
+    std::uint64_t value = 0xCBF29CE484222325u;
+
+    void add(std::string_view text) {
+        for (const char c : text) value = (value ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+        value = (value ^ 0xFF) * 0x100000001B3u;
+    }
+};
+
+/// One message of the catalogue.
+struct Message {
+    std::string text;
+    std::string key; ///< type, field, operation and place, which name it from build to build
+};
+
+std::string text_of(trace::Text text, const std::string& type) {
+    std::string words = trace::texts[static_cast<std::size_t>(text)];
+    const std::string mark = "<type>";
+    if (const std::size_t at = words.find(mark); at != std::string::npos) words.replace(at, mark.size(), type);
+    return words;
+}
+
+template <class Type>
+void add_messages(std::vector<Message>& to, const Type& t) {
+    const trace::Entries entries = trace::entries_of(t);
+    for (std::size_t i = 0; i < entries.count; ++i) {
+        const trace::Entry& e = entries.list[i];
+        std::string key = t.name;
+        if constexpr (std::is_same_v<Type, Record>)
+            if (e.field != trace::whole_record) key += std::string(".") + t.fields[e.field].name;
+        key += "#" + std::to_string(static_cast<int>(e.operation)) + "#" + std::to_string(e.nth);
+        to.push_back({text_of(e.text, t.name), key});
+    }
+}
+
+std::vector<Message> all_messages() {
+    std::vector<Message> all;
+    for (const Enum* e : catalogue::all_enums) add_messages(all, *e);
+    for (const Record* r : catalogue::all_records) add_messages(all, *r);
+    all.push_back({text_of(trace::Text::no_variant_table_in_dump, {}), "orlan_epm_type_variant_dump"});
+    return all;
+}
+
+std::uint32_t luid(const Message& m) {
+    Fingerprint f;
+    f.add(m.key);
+    f.add(m.text);
+    return static_cast<std::uint32_t>(f.value ^ f.value >> 32);
+}
+
+/// Identifies the catalogue: two hashes over all that it holds, the second continued from the first.
+Bytes digest_of(const std::vector<Message>& messages) {
+    Fingerprint f;
+    Bytes digest;
+    for (int half = 0; half < 2; ++half) {
+        for (const Message& m : messages) {
+            f.add(m.key);
+            f.add(m.text);
+        }
+        for (int i = 0; i < 8; ++i) digest.push_back(static_cast<unsigned char>(f.value >> 8 * i));
+    }
+    return digest;
+}
+
+Bytes compressed(const std::string& text) {
+    Bytes out(text.size() + text.size() / 100 + 600);
+    auto length = static_cast<unsigned>(out.size());
+    const int result =
+        BZ2_bzBuffToBuffCompress(reinterpret_cast<char*>(out.data()), &length, const_cast<char*>(text.data()),
+                                 static_cast<unsigned>(text.size()), 9, 0, 0);
+    if (result != BZ_OK) {
+        std::fprintf(stderr, "stamp: bzip2 fails with %d\n", result);
+        std::exit(1);
+    }
+    out.resize(length);
+    return out;
+}
+
+std::string hexadecimal(const Bytes& bytes) {
+    std::string text;
+    for (const unsigned char b : bytes) {
+        text += "0123456789abcdef"[b >> 4];
+        text += "0123456789abcdef"[b & 15];
+    }
+    return text;
+}
+
+/// A section of bytes in assembler source.
+void put_bytes(std::ostream& out, const Bytes& bytes) {
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        out << (i % 16 == 0 ? "    .byte " : ", ") << static_cast<int>(bytes[i])
+            << (i % 16 == 15 || i + 1 == bytes.size() ? "\n" : "");
+}
+
+void begin_unloaded(std::ostream& out, const char* name) {
+    out << "\n    .section " << name << ",\"\",@progbits\n";
+}
+
+void end_assembly(std::ostream& out) {
+    out << "\n    .section .note.GNU-stack,\"\",@progbits\n";
+}
+
+// ---- the manifest ----
+
+std::string padded(std::size_t number, int width) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%0*zu", width, number);
+    return text;
+}
+
+template <class Type>
+std::string manifest_line(const Type& t, const char* kind, std::size_t used_length) {
+    return std::string(t.digests.identity) + ":" + t.digests.compatibility + kind +
+           padded(static_cast<std::size_t>(t.top()), 3) + ":" + padded(catalogue::round_up(used_length, 8), 5) + "N\n";
+}
+
+std::string manifest() {
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (const Record* r : catalogue::all_records)
+        lines.emplace_back(r->name, manifest_line(*r, "type", catalogue::detail::lay_out(*r).used[r->variants() - 1]));
+    for (const Enum* e : catalogue::all_enums)
+        lines.emplace_back(e->name, manifest_line(*e, "enum", catalogue::enum_length));
+    std::ranges::sort(lines);
+    std::string text = "# orlan_epm.tallyo\n";
+    for (const auto& [name, line] : lines) text += line;
+    return text;
+}
+
+/// A record of the section: length, kind, the text with its NUL, and padding to a multiple of 4.
+void put_record(Bytes& section, std::uint32_t kind, const std::string& text) {
+    const auto length = static_cast<std::uint32_t>(text.size() + 1);
+    for (const std::uint32_t word : {length, kind})
+        for (int i = 0; i < 4; ++i) section.push_back(static_cast<unsigned char>(word >> 8 * i));
+    section.insert(section.end(), text.begin(), text.end());
+    section.push_back(0);
+    section.resize(catalogue::round_up(section.size(), 4));
+}
+
+} // namespace
+
+void write_trace_catalogue(const std::filesystem::path& folder) {
+    const std::vector<Message> messages = all_messages();
+    const Bytes digest = digest_of(messages);
+    std::ostringstream out;
+    out << "    .section .quelog_luids_" << hexadecimal(digest) << ",\"a\",@progbits\n"
+        << "    .balign 4\n    .globl epm_trace_catalogue\n    .hidden epm_trace_catalogue\n"
+        << "    .type epm_trace_catalogue, @object\nepm_trace_catalogue:\n    .long 1\n";
+    put_bytes(out, digest);
+    std::string texts;
+    for (const Message& m : messages) {
+        out << "    .long " << luid(m) << "\n    .short " << m.text.size() << "\n";
+        texts += m.text;
+    }
+    out << "    .size epm_trace_catalogue, . - epm_trace_catalogue\n";
+    begin_unloaded(out, ".quelog_format_strings");
+    put_bytes(out, compressed(texts));
+    begin_unloaded(out, ".quelog_decoder");
+    put_bytes(out, {1, 3, 4, 1, 1, 3, 4, 4, 4, 4, 4, 4, 4, 5, 4, 1, 2, 4});
+    end_assembly(out);
+    write_file(folder / "trace_catalogue.S", out.str());
+}
+
+void write_manifest(const std::filesystem::path& folder, const std::string& build_record) {
+    Bytes section;
+    put_record(section, 2, manifest());
+    put_record(section, 1, build_record);
+    std::ostringstream out;
+    begin_unloaded(out, ".corbe");
+    put_bytes(out, section);
+    end_assembly(out);
+    write_file(folder / "manifest.S", out.str());
+}
+
+void write_export_list(const std::filesystem::path& folder) {
+    std::ostringstream out;
+    out << "# What the library exports, and the numbers of each type that its users and stores depend on.\n";
+    const auto numbers = [](const std::array<std::uint16_t, catalogue::most_variants>& list, std::size_t count) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i) text += (i ? "/" : "") + std::to_string(list[i]);
+        return text;
+    };
+    for (const Record* r : catalogue::all_records) {
+        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        out << "type " << r->name << " record variants " << r->variants() << " used " << numbers(l.used, r->variants())
+            << " size " << l.size(*r) << " tracked " << l.size(*r) + l.block_length(*r) << "\n";
+    }
+    for (const Enum* e : catalogue::all_enums)
+        out << "type " << e->name << " enum variants " << e->top() + 1 << " enumerators " << e->count << " size "
+            << catalogue::enum_length << "\n";
+    for (const std::string& name : exported_data()) out << "data " << name << "\n";
+    for (const Export& e : global_exports()) out << "function " << e.name << "\n";
+    for (const TypeExports& t : all_exports())
+        for (const Export& e : t.exports) out << "function " << e.name << "\n";
+    write_file(folder / "exports.txt", out.str());
+}
+
+} // namespace epm::stamp
