@@ -6,7 +6,6 @@
 extern "C" {
 [[gnu::visibility("default")]] std::uint16_t g_zur_orlan_epm_trace_module_id = 0;
 [[gnu::visibility("default")]] std::uint16_t g_zur_orlan_epm_stub_trace_module_id = 0;
-std::uint32_t epm_trace_state = 0;
 }
 
 namespace epm::trace {

@@ -15,7 +15,6 @@ struct epm_trace_catalogue_head {
 };
 [[gnu::visibility("hidden")]] extern const epm_trace_catalogue_head epm_trace_catalogue;
 extern std::uint16_t g_zur_orlan_epm_trace_module_id;
-[[gnu::visibility("hidden")]] extern std::uint32_t epm_trace_state;
 }
 
 namespace epm::trace {
@@ -94,9 +93,7 @@ inline constexpr std::uint32_t routine = 0x7000000;
 inline constexpr std::uint32_t fatal = 0;
 
 /// Gives the Bundle its trace id. Called again and again; the trace facility bears that.
-inline int init() {
-    return quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &epm_trace_state);
-}
+int init();
 
 [[gnu::cold, gnu::noinline]] inline void plain(std::uint32_t site, std::uint32_t level) {
     __QLf_0(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, level);

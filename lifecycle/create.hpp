@@ -42,32 +42,26 @@ inline const zur_type_info* stored_type(Domain* D, std::uint32_t S, const zur_ty
     return D->store_mode == 0 ? type : zur_type_info_ptr_get(D, S, type, &orlan_epm_typeinfo_initialize);
 }
 
-/// The header's writes, which an Instance that may lie in a store announces one by one.
-struct HeaderWriter {
-    Domain* D;
-    std::uint32_t S;
-    Instance* x;
-    bool is_announced;
-
-    template <class T>
-    void put(T* address, T value) const {
-        if (is_announced) announce(D, S, address, sizeof(T), x);
-        *address = value;
-    }
-    void put_variants(std::int8_t layout_variant, std::int8_t variant) const {
-        put(&x->layout_variant, layout_variant);
-        put(&x->variant, variant);
-    }
-    void put_type(const zur_type_info** word, const zur_type_info* type) const {
-        if (is_announced) announce(D, S, word, sizeof *word, x);
-        *word = stored_type(D, S, type);
-    }
-    void add_flags(std::uint32_t flags) const { put(&x->flags, static_cast<std::uint8_t>(x->flags | flags)); }
-};
-
 /// Asks the Domain for the variant that a fresh Instance of the type is given.
 inline std::int8_t agreed_variant(Domain* D, const zur_type_info* type, std::int8_t top, std::uint32_t* st) {
     return capped(zur_domain_lookup_variant(D, &D->variant_context, type, st), top);
+}
+
+/// One write to a header; an Instance that may lie in a store announces it.
+template <class T>
+void put(Domain* D, std::uint32_t S, Instance* x, bool announced, T* address, std::type_identity_t<T> value) {
+    if (announced) announce(D, S, address, sizeof(T), x);
+    *address = value;
+}
+
+inline void put_type(Domain* D, std::uint32_t S, Instance* x, bool announced, const zur_type_info** word,
+                     const zur_type_info* type) {
+    if (announced) announce(D, S, word, sizeof *word, x);
+    *word = stored_type(D, S, type);
+}
+
+inline void put_flags(Domain* D, std::uint32_t S, Instance* x, bool announced, std::uint32_t flags) {
+    put(D, S, x, announced, &x->flags, static_cast<std::uint8_t>(x->flags | flags));
 }
 
 /// The counters of a fresh Instance's variant. Damage ends the process; a variant beyond those present is noted.
@@ -89,15 +83,36 @@ inline void count_one(Domain* D, std::uint32_t S, const zur_type_info* type, std
 }
 
 /// An enumeration's header; the enumerator is not touched.
+[[gnu::noinline]] inline void initialize_enum(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type,
+                                              std::int8_t top, bool announced, std::uint32_t extra_flags,
+                                              std::uint32_t* st) {
+    const std::int8_t variant = agreed_variant(D, type, top, st);
+    put(D, S, x, announced, &x->layout_variant, top);
+    put(D, S, x, announced, &x->variant, variant);
+    put_type(D, S, x, announced, &x->type_info, type);
+    put_flags(D, S, x, announced, extra_flags);
+}
+
 template <const Enum& E>
 void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
                  std::uint32_t /*skip_stats*/, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
-    const std::int8_t variant = agreed_variant(D, type, E.top(), st);
-    const HeaderWriter writer{D, S, x, announced != 0};
-    writer.put_variants(E.top(), variant);
-    writer.put_type(&x->type_info, type);
-    writer.add_flags(extra_flags);
+    initialize_enum(D, S, x, type, E.top(), announced != 0, extra_flags, st);
     return sttr_base;
+}
+
+/// A record's header, up to the flags that its parent asks for. Returns the stored type.
+[[gnu::noinline]] inline const zur_type_info* initialize_header(Domain* D, std::uint32_t S, Instance* x,
+                                                                const zur_type_info* type, std::int8_t top,
+                                                                bool announced, std::uint32_t extra_flags,
+                                                                std::uint32_t* st) {
+    zur_clear_last_error(D);
+    const std::int8_t variant = agreed_variant(D, type, top, st);
+    put(D, S, x, announced, &x->layout_variant, top);
+    put(D, S, x, announced, &x->variant, variant);
+    const zur_type_info** word = zur_get_manifested_type_info_ptr_mem(x);
+    put_type(D, S, x, announced, word, type);
+    put_flags(D, S, x, announced, extra_flags);
+    return *word;
 }
 
 template <const Record& R>
@@ -153,20 +168,15 @@ void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* t
                  std::uint32_t skip_stats, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
     using trace::site, trace::Operation, trace::Text;
     if (*st != 0) return sttr_base;
-    zur_clear_last_error(D);
-    const std::int8_t variant = agreed_variant(D, type, R.top(), st);
-    const HeaderWriter writer{D, S, x, announced != 0};
-    writer.put_variants(R.top(), variant);
-    const zur_type_info** word = zur_get_manifested_type_info_ptr_mem(x);
-    writer.put_type(word, type);
-    writer.add_flags(extra_flags);
+    const bool is_announced = announced != 0;
+    const zur_type_info* stored = initialize_header(D, S, x, type, R.top(), is_announced, extra_flags, st);
     const bool tracking = is_tracking(D, site<R, Operation::initialize, Text::corrupted_handle>);
-    if (tracking) writer.add_flags(ZUR_TRACKED);
+    if (tracking) put_flags(D, S, x, is_announced, ZUR_TRACKED);
     if (skip_stats == 0) {
         zur_variant_record* record =
-            counters(*word, variant, R.top(), site<R, Operation::initialize, Text::no_variant_table>,
+            counters(stored, x->variant, R.top(), site<R, Operation::initialize, Text::no_variant_table>,
                      site<R, Operation::initialize, Text::variant_not_present>);
-        zurlib_type_stats_create_object(D, S, *word, &record->created, st);
+        zurlib_type_stats_create_object(D, S, stored, &record->created, st);
         if (tracking && !place_flags<R>(D, S, x, sttr_base, st)) return sttr_base;
     }
     catalogue::for_each_field<R>(
@@ -215,9 +225,10 @@ Instance* create_internal(Domain* D, std::uint32_t S) {
     auto* x = static_cast<Instance*>(allocate(D, S, catalogue::enum_length));
     if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, null_instance<E>()) : hand_out(D, S, nullptr);
     std::memset(x, 0, catalogue::enum_length);
-    const HeaderWriter writer{D, S, x, true};
-    writer.put_variants(E.top(), agreed_variant(D, type_info<E>(), E.top(), &status));
-    writer.put_type(&x->type_info, type_info<E>());
+    const std::int8_t variant = agreed_variant(D, type_info<E>(), E.top(), &status);
+    put(D, S, x, true, &x->layout_variant, E.top());
+    put(D, S, x, true, &x->variant, variant);
+    put_type(D, S, x, true, &x->type_info, type_info<E>());
     announce(D, S, &x->flags, sizeof x->flags, x);
     if (status != 0) trace::failed(enum_site<E, Operation::create, Text::enum_not_created>, status);
     zur_variant_record* record =

@@ -42,17 +42,51 @@ inline void write_flag(Domain* D, std::uint32_t S, std::uint8_t* flag, std::uint
     trace::plain(site, trace::failure);
 }
 
+/// Where one state flag of a record lies, and what its operations must know; literals of one field and operation.
+struct FlagPlace {
+    std::array<std::uint16_t, catalogue::most_variants> body; ///< standard place of the block, by layout variant
+    std::uint16_t flag;                                       ///< of the flag, from the block's start
+    std::int8_t top;
+    std::int8_t since;
+    bool is_enumerated;
+    std::uint32_t corrupted_site;
+    std::uint32_t untracked_site;
+};
+
+template <const Record& R, std::size_t I, trace::Operation O, trace::Text untracked = trace::Text::not_tracked>
+inline constexpr FlagPlace flag_place = {
+    .body = catalogue::layout<R>.body,
+    .flag = catalogue::layout<R>.flag[I],
+    .top = R.top(),
+    .since = R.fields[I].since,
+    .is_enumerated = R.fields[I].is_enumerated(),
+    .corrupted_site = trace::site<R, O, trace::Text::corrupted_handle, I>,
+    .untracked_site = trace::site<R, O, untracked, I>,
+};
+
+/// The Instance's block, for a field whose place is known by description.
+inline std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x, const FlagPlace& place) {
+    if (has_flag(x, ZUR_MOVED_FLAGS)) return at<std::uint8_t>(x, zurlib_get_sttr_offset(D, S, x));
+    return at<std::uint8_t>(x, place.body[static_cast<std::size_t>(x->layout_variant)]);
+}
+
+[[gnu::noinline]] inline bool mark_tracked(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st,
+                                           const FlagPlace& place, std::uint8_t value) {
+    if (!is_tracking(D, place.corrupted_site)) return true;
+    if (!has_flag(x, ZUR_TRACKED)) {
+        refuse_untracked(D, st, place.untracked_site);
+        return false;
+    }
+    write_flag(D, S, flag_block(D, S, x, place) + place.flag, value);
+    return true;
+}
+
 /// What every setter does once its field is stored: in tracked mode the field's flag becomes `value`. False when the
 /// Instance has no flags, in which case the error is left and the setter stops.
 template <const Record& R, std::size_t I, trace::Operation O, std::uint8_t value = ZUR_FLAG_MODIFIED>
 bool mark(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
-    if (!is_tracking(D, trace::site<R, O, trace::Text::corrupted_handle, I>)) return true;
-    if (!has_flag(x, ZUR_TRACKED)) {
-        refuse_untracked(D, st, trace::site<R, O, trace::Text::not_tracked, I>);
-        return false;
-    }
-    write_flag(D, S, flag_block<R>(D, S, x) + catalogue::layout<R>.flag[I], value);
-    return true;
+    if (D->tracking_handle == nullptr) return true;
+    return mark_tracked(D, S, x, st, flag_place<R, I, O>, value);
 }
 
 namespace lifecycle {
@@ -67,62 +101,60 @@ inline bool admits_flag_access(Domain* D, std::uint32_t* st, std::uint32_t site)
 }
 
 /// The block as the flag operations find it: without a handle, that of the newest layout.
-template <const Record& R>
-std::uint8_t* flag_block_for_access(Domain* D, std::uint32_t S, Instance* x) {
-    if (R.variants() > 1 && D->tracking_handle == nullptr && !has_flag(x, ZUR_MOVED_FLAGS))
-        return at<std::uint8_t>(x, catalogue::size<R>);
-    return flag_block<R>(D, S, x);
+inline std::uint8_t* flag_block_for_access(Domain* D, std::uint32_t S, Instance* x, const FlagPlace& place) {
+    if (D->tracking_handle == nullptr && !has_flag(x, ZUR_MOVED_FLAGS))
+        return at<std::uint8_t>(x, place.body[static_cast<std::size_t>(place.top)]);
+    return flag_block(D, S, x, place);
 }
 
 /// The common way into a flag read. False: the error is left.
-inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, std::uint32_t corrupted,
-                           std::uint32_t untracked) {
-    if (*st != 0 || !admits_flag_access(D, st, corrupted)) return false;
+inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
+    if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
     if (has_flag(x, ZUR_TRACKED)) return true;
-    refuse_untracked(D, st, untracked);
+    refuse_untracked(D, st, place.untracked_site);
     return false;
 }
 
 /// The common way into a flag write, up to the adjustment of the variant. Here the trace comes before the error.
-inline bool open_flag_write(Domain* D, Instance* x, std::uint32_t* st, std::uint32_t corrupted,
-                            std::uint32_t untracked) {
-    if (*st != 0 || !admits_flag_access(D, st, corrupted)) return false;
+inline bool open_flag_write(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
+    if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
     if (has_flag(x, ZUR_TRACKED)) return true;
-    trace::plain(untracked, trace::failure);
+    trace::plain(place.untracked_site, trace::failure);
     fail(D, st, ZUR_BAD_ARGUMENT);
     return false;
 }
 
 /// Adjusts the variant before a flag write and tests it.
-template <const Record& R, std::size_t I>
-bool adjust_for_flag(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
-    zurlib_adjust_variant(D, S, x, zur_get_manifested_type_info(x), R.top(), st);
-    return in_variant(D, x, R.fields[I].since, R.fields[I].is_enumerated(), st);
+inline bool adjust_for_flag(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place) {
+    zurlib_adjust_variant(D, S, x, zur_get_manifested_type_info(x), place.top, st);
+    return in_variant(D, x, place.since, place.is_enumerated, st);
 }
 
-template <const Record& R, std::size_t I, trace::Operation O>
-bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st) {
-    return open_flag_read(D, x, st, trace::site<R, O, trace::Text::corrupted_handle, I>,
-                          trace::site<R, O, trace::Text::not_tracked_on_read, I>);
+[[gnu::noinline]] inline std::uint8_t read_flag_at(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st,
+                                                   const FlagPlace& place) {
+    if (!open_flag_read(D, x, st, place)) return 0;
+    return flag_block_for_access(D, S, x, place)[place.flag];
 }
 
-template <const Record& R, std::size_t I, trace::Operation O>
-bool open_flag_write(Domain* D, Instance* x, std::uint32_t* st) {
-    return open_flag_write(D, x, st, trace::site<R, O, trace::Text::corrupted_handle, I>,
-                           trace::site<R, O, trace::Text::not_tracked, I>);
+[[gnu::noinline]] inline void write_flag_at(Domain* D, std::uint32_t S, Instance* x, std::uint32_t flag,
+                                            std::uint32_t* st, const FlagPlace& place) {
+    if (!open_flag_write(D, x, st, place) || !adjust_for_flag(D, S, x, st, place)) return;
+    write_flag(D, S, flag_block_for_access(D, S, x, place) + place.flag, static_cast<std::uint8_t>(flag));
 }
+
+/// What the flag reads of one field, or of an array's whole flag, must know.
+template <const Record& R, std::size_t I, trace::Operation O>
+inline constexpr const FlagPlace& read_place = flag_place<R, I, O, trace::Text::not_tracked_on_read>;
 
 /// The flag of a field, or the whole flag of an array.
 template <const Record& R, std::size_t I, trace::Operation O = trace::Operation::state_flag_get>
 std::uint8_t state_flag_get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
-    if (!open_flag_read<R, I, O>(D, x, st)) return 0;
-    return flag_block_for_access<R>(D, S, x)[catalogue::layout<R>.flag[I]];
+    return read_flag_at(D, S, x, st, read_place<R, I, O>);
 }
 
 template <const Record& R, std::size_t I, trace::Operation O = trace::Operation::state_flag_set>
 void state_flag_set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t flag, std::uint32_t* st) {
-    if (!open_flag_write<R, I, O>(D, x, st) || !adjust_for_flag<R, I>(D, S, x, st)) return;
-    write_flag(D, S, flag_block_for_access<R>(D, S, x) + catalogue::layout<R>.flag[I], static_cast<std::uint8_t>(flag));
+    write_flag_at(D, S, x, flag, st, flag_place<R, I, O>);
 }
 
 } // namespace lifecycle
