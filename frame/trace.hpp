@@ -67,8 +67,8 @@ inline constexpr const char* texts[] = {
     " Cannot get table references. Invalid object passed on",
     " tinfo is null or corrupted",
     " error in <type> create: %s",
-    " sttr_base can not be NULL in NESTED case. Please check the parent object and provide the correct state tracking "
-    "base pointer",
+    (" sttr_base can not be NULL in NESTED case. Please check the parent object and provide the correct state tracking "
+     "base pointer"),
     " Invalid object pointer passed in to set instance flag",
     " <type> destroy: Object has references and will be cleaned up when all of them are released",
     " <type> destroy: Successfully removed OID mapping",
