@@ -1,0 +1,45 @@
+// The public headers with default visibility, so that what they declare leaves its library and nothing else does;
+// and the few lines of error convention that every operation here starts and ends with.
+#pragma once
+
+#pragma GCC visibility push(default)
+#include <platform/domain.h>
+#include <platform/store.h>
+#include <platform/trace.h>
+#include <platform/values.h>
+#include <platform/xml.h>
+#include <zur/foreign.h>
+#include <zur/runtime.h>
+#pragma GCC visibility pop
+
+#include <cstddef>
+#include <cstdint>
+
+namespace platform {
+
+inline void fail(zur_domain *D, uint32_t code, uint32_t *st)
+{
+    *st = code;
+    D->last_error = code;
+}
+
+// True when an operation is to do nothing: an earlier one of the chain has failed.
+inline bool raised(zur_domain *D, const uint32_t *st)
+{
+    if (*st != 0)
+        return true;
+    D->last_error = 0;
+    return false;
+}
+
+inline void announce(zur_domain *D, uint32_t S, void *address, std::size_t length)
+{
+    D->write_range_fn(D, address, static_cast<uint32_t>(length), S, nullptr);
+}
+
+inline uint32_t unsigned_room(int32_t room)
+{
+    return room < 0 ? 0 : static_cast<uint32_t>(room);
+}
+
+} // namespace platform

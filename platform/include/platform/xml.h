@@ -1,0 +1,40 @@
+/*
+ * XML documents for the `_from_xml` operations.
+ *
+ * Text content is escaped twice: first each byte that XML cannot carry (controls, what is not UTF-8) and the backslash
+ * itself becomes a backslash with two hexadecimal digits, then `&`, `<` and `>` become entities. So any bytes read
+ * back as they were. A document type declaration is refused, and no entity but the predefined ones is expanded.
+ */
+#ifndef PLATFORM_XML_H
+#define PLATFORM_XML_H
+
+#include <zur/runtime.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** What a document may be at most; 0 stands for the default. */
+typedef struct platform_xml_limits {
+    size_t size;       /**< bytes, 16 MiB */
+    uint32_t depth;    /**< nested elements, 64 */
+    uint32_t elements; /**< elements in all, a million */
+} platform_xml_limits;
+
+/**
+ * Parses a document. Linear in its length, in time and in memory.
+ *
+ * @param text     UTF-8, length bytes, borrowed for the call
+ * @param limits   null for the defaults
+ * @param message  receives "line L, column C: reason" on failure; may be null
+ * @return a document, which platform_xml_free() takes; null on failure
+ */
+struct zur_xml_document *platform_xml_parse(const char *text, size_t length, const platform_xml_limits *limits,
+                                            char *message, size_t message_size);
+void platform_xml_free(struct zur_xml_document *document);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
