@@ -11,10 +11,18 @@ extern "C" {
 namespace epm::trace {
 
 namespace {
+
+std::uint32_t state = 0;
+
 const char* words(std::uint32_t code) {
     return std::strerror(static_cast<int>(code));
 }
+
 } // namespace
+
+int init() {
+    return quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &state);
+}
 
 void failed(std::uint32_t site, std::uint32_t code) {
     __QLf_1(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, failure, words(code));
