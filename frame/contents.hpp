@@ -1,0 +1,70 @@
+// What a record holds, read as it lies in memory: the length behind a text or array, elements by index, the tag of a
+// union, a list from end to end. No runtime call is made here and nothing is written.
+#pragma once
+
+#include "frame/instance.hpp"
+
+namespace epm {
+
+/// An enumeration's value.
+inline std::uint32_t enumerator_of(const Instance* x) {
+    return *at<std::uint32_t>(x, catalogue::header_length);
+}
+
+/// The number in a text's or array's length field.
+template <const Record& R, std::size_t I>
+std::uint32_t present_length(const Instance* x) {
+    constexpr std::size_t length = catalogue::companion<R, I>;
+    if constexpr (R.fields[length].foreign->length == 2)
+        return *field<R, length, std::uint16_t>(x);
+    else
+        return *field<R, length, std::uint32_t>(x);
+}
+
+/// Elements of an array or run.
+template <const Record& R, std::size_t I>
+std::uint32_t element_count(const Instance* x) {
+    if constexpr (R.fields[I].kind == Kind::array)
+        return present_length<R, I>(x);
+    else
+        return R.fields[I].capacity;
+}
+
+/// Bytes of one element of an array or run.
+template <const Record& R, std::size_t I>
+inline constexpr std::size_t element_length = [] {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_of_record())
+        return catalogue::size<*f.record>;
+    else
+        return std::size_t{f.foreign->length};
+}();
+
+/// The element of an array or run at an index, which must be below the count.
+template <const Record& R, std::size_t I>
+const void* element_at(const Instance* x, std::uint32_t index) {
+    const std::size_t offset = index * element_length<R, I>;
+    if constexpr (R.fields[I].kind == Kind::array)
+        return at(*field<R, I, const void*>(x), offset);
+    else
+        return at(field<R, I>(x), offset);
+}
+
+/// Whether a union's tag selects the arm.
+template <const Record& R, std::size_t I>
+bool is_selected(const Instance* x) {
+    return enumerator_of(field<R, 0, Instance>(x)) == R.fields[I].tag;
+}
+
+/// Calls f(element) for each element of a list, first to last. A null link ends the walk too: the null Instance has
+/// one.
+template <const Record& R, std::size_t I, class F>
+void for_each_list_element(const Instance* x, F&& f) {
+    const auto* head = field<R, I, ListHead>(x);
+    constexpr std::size_t links = catalogue::layout<*R.fields[I].record>.links;
+    for (const void* element = head->first; element != head && element != nullptr;
+         element = at<Links>(element, links)->next)
+        f(header(element));
+}
+
+} // namespace epm
