@@ -1,0 +1,252 @@
+// The XML reader: fills an Instance from a parsed document, field by field, each by its path. It is tolerant, what is
+// absent stays as it is, and it reads no state flags back. Parsing is the runtime's business, and so are the values.
+#pragma once
+
+#include "frame/contents.hpp"
+#include "frame/imports.hpp"
+#include "lifecycle/destroy.hpp"
+#include "text/accessors.hpp"
+#include "text/labels.hpp"
+
+#include <cstdio>
+
+namespace epm::text {
+
+inline constexpr std::size_t path_length = 256;
+inline constexpr std::size_t scratch_length = 128;
+
+/// What a reader is given, and hands on to those of its fields, with room for one field's path. A path that is too long
+/// is cut, and then leads nowhere.
+struct Reader {
+    Domain* D;
+    std::uint32_t S;
+    const char* path;
+    zur_xml_document* document;
+    std::uint32_t* st;
+    char* message;
+    std::uint32_t message_size;
+    char* child; ///< path_length bytes
+
+    const char* spell(const char* format) const {
+        std::snprintf(child, path_length, format, path);
+        return child;
+    }
+    /// Elements count from 1.
+    const char* spell(const char* format, std::uint32_t element) const {
+        std::snprintf(child, path_length, format, path, static_cast<int>(element));
+        return child;
+    }
+    /// The test behind a field: absence is tolerated. False: the reader stops.
+    bool goes_on() const {
+        if (*st == ZUR_ABSENT) *st = 0;
+        return *st == 0;
+    }
+};
+
+/// The number of the first enumerator that stands under the path as an element, or `count`: none does, or looking
+/// failed and the error is left.
+[[gnu::noinline]] inline std::uint32_t find_enumerator(Domain* D, const char* path, zur_xml_document* document,
+                                                       const char* const* formats, std::uint32_t count,
+                                                       std::uint32_t* st, char* message, std::uint32_t message_size) {
+    char child[path_length];
+    char scratch[scratch_length];
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::snprintf(child, sizeof child, formats[i], path);
+        *st = xml_get_element_value(document, child, scratch, sizeof scratch, nullptr);
+        if (*st == 0) return i;
+        zur_store_err(D, *st);
+        if (*st == 0) return i;
+        if (*st != ZUR_ABSENT) {
+            if (message != nullptr) std::snprintf(message, message_size, "Failed xpath: %s", path);
+            return count;
+        }
+        *st = 0;
+    }
+    return count;
+}
+
+/// The number is stored unannounced and whatever the Instance's variant.
+template <const Enum& E>
+void from_xml(Domain* D, std::uint32_t /*S*/, const char* path, zur_xml_document* document, Instance* x,
+              std::uint32_t* st, char* message, std::uint32_t message_size) {
+    if (*st != 0) return;
+    zur_clear_last_error(D);
+    const std::uint32_t found =
+        find_enumerator(D, path, document, enumerator_paths<E>.data(), E.count, st, message, message_size);
+    if (found < E.count) *at<std::uint32_t>(x, catalogue::header_length) = found;
+}
+
+template <const Record& R>
+void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* document, Instance* x, std::uint32_t* st,
+              char* message, std::uint32_t message_size);
+
+/// Reads a value of the type of field I, or of its elements' type.
+template <const Record& R, std::size_t I>
+void read_as(const Reader& in, const char* path, void* value) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_own_enum())
+        from_xml<*f.enumeration>(in.D, in.S, path, in.document, header(value), in.st, in.message, in.message_size);
+    else if constexpr (f.is_of_record())
+        from_xml<*f.record>(in.D, in.S, path, in.document, header(value), in.st, in.message, in.message_size);
+    else
+        Codec<*f.foreign>::from_xml(in.D, in.S, path, in.document, value, in.st, in.message, in.message_size);
+}
+
+using SetText = void (*)(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint32_t length,
+                         std::uint32_t* st);
+
+/// A text is asked for its length, fetched, and handed to its setter. What the first question leaves stays raised: an
+/// absent text's word is cleared behind the next field, which is not read for it, or replaced by the next text's.
+/// Behind the last field it stays.
+[[gnu::noinline]] inline bool read_text(const Reader& in, const char* path, Instance* x, SetText set) {
+    std::uint32_t length = 0;
+    *in.st = xml_get_element_value(in.document, path, nullptr, 0, &length);
+    if (*in.st == 0) return true;
+    zur_store_err(in.D, *in.st);
+    if (*in.st != ZUR_BUFFER_TOO_SMALL) return true;
+    *in.st = 0;
+    // The room is counted in 32 bits, so that the longest length leaves none for the NUL.
+    const bool is_countable = length != UINT32_MAX;
+    auto* characters = static_cast<char*>(is_countable ? allocate(in.D, in.S, std::size_t{length} + 1) : nullptr);
+    if (characters == nullptr) {
+        fail(in.D, in.st, ZUR_NO_MEMORY);
+        return false;
+    }
+    var_string_from_xml(in.D, in.S, path, in.document, characters, length + 1, in.st, in.message, in.message_size);
+    if (*in.st == 0) set(in.D, in.S, x, characters, length, in.st);
+    const bool goes_on = in.goes_on();
+    release(in.D, in.S, characters);
+    return goes_on;
+}
+
+template <const Record& R, std::size_t I>
+bool read_run(const Reader& in, Instance* x) {
+    for (std::uint32_t i = 0; i < R.fields[I].capacity; ++i) {
+        void* element = at(field<R, I>(x), i * element_length<R, I>);
+        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i + 1), element);
+        if (*in.st != 0) return in.goes_on();
+    }
+    return true;
+}
+
+/// Reads elements one at a time through a holder, until one is absent. Without a holder the error is left for the test
+/// behind the next field.
+template <const Record& R, std::size_t I>
+bool read_values(const Reader& in, Instance* x) {
+    static_assert(std::string_view(R.fields[I].foreign->name) == "u_int32", "there are holders of this type only");
+    void* holder = u_int32_create(in.D, in.S);
+    for (std::uint32_t i = 1; holder != nullptr; ++i) {
+        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), holder);
+        if (*in.st != 0) {
+            const bool goes_on = in.goes_on();
+            u_int32_destroy(in.D, in.S, holder);
+            return goes_on;
+        }
+        access::set<R, I>(in.D, in.S, x, i - 1, holder, in.st);
+        u_int32_destroy(in.D, in.S, holder);
+        holder = u_int32_create(in.D, in.S);
+    }
+    fail(in.D, in.st, ZUR_NO_MEMORY);
+    return true;
+}
+
+/// Gives a list its next element. One that could not be linked has no owner.
+template <const Record& R, std::size_t I>
+void append(const Reader& in, Instance* x, Instance* element) {
+    constexpr const Record& element_type = *R.fields[I].record;
+    access::list_set_last<R, I>(in.D, in.S, x, element, in.st);
+    if (*in.st != 0 && at<Links>(element, catalogue::layout<element_type>.links)->list_head == nullptr)
+        lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
+}
+
+/// Reads the records of an array or list, each into an Instance of its own, until one is absent. An array takes over
+/// what the Instance holds, a list takes the Instance.
+template <const Record& R, std::size_t I>
+void read_records(const Reader& in, Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    constexpr const Record& element_type = *f.record;
+    Instance* element = lifecycle::create<element_type>(in.D, in.S);
+    for (std::uint32_t i = 1; element != nullptr; ++i) {
+        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), element);
+        if (*in.st != 0) {
+            in.goes_on();
+            lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
+            return;
+        }
+        if constexpr (f.kind == Kind::list) {
+            append<R, I>(in, x, element);
+        } else {
+            access::set<R, I>(in.D, in.S, x, i - 1, element, 1, in.st);
+            lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
+        }
+        element = lifecycle::create<element_type>(in.D, in.S);
+    }
+    fail(in.D, in.st, ZUR_NO_MEMORY);
+}
+
+/// Reads the arm that the tag selects into a new Instance, which stays in its slot even where reading fails. What was
+/// in the slot is lost: the record is expected to be fresh.
+template <const Record& R, std::size_t I>
+bool read_arm(const Reader& in, Instance* x) {
+    if (!is_selected<R, I>(x)) return true;
+    auto** slot = field<R, I, Instance*>(x);
+    announce(in.D, in.S, slot, pointer_length, x);
+    *slot = lifecycle::create<*R.fields[I].record>(in.D, in.S);
+    if (*slot == nullptr) {
+        fail(in.D, in.st, ZUR_NO_MEMORY);
+        return false;
+    }
+    read_as<R, I>(in, in.spell(arm_label<R, I, "%s/", "-">.c_str()), *slot);
+    return in.goes_on();
+}
+
+/// Reads one field. False: the reader stops. Lengths are not read, the setters make them right.
+template <const Record& R, std::size_t I>
+bool read_field(const Reader& in, Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.kind == Kind::length) {
+        return true;
+    } else if constexpr (f.kind == Kind::text) {
+        return read_text(in, in.spell(label<R, I, "%s/">.c_str()), x, &access::set<R, I>);
+    } else if constexpr (f.kind == Kind::characters) {
+        null_string_from_xml(in.D, in.S, in.spell(label<R, I, "%s/">.c_str()), in.document, field<R, I, char>(x),
+                             f.capacity, in.st, in.message, in.message_size);
+        return in.goes_on();
+    } else if constexpr (f.kind == Kind::run) {
+        return read_run<R, I>(in, x);
+    } else if constexpr (f.kind == Kind::array && !f.is_of_record()) {
+        return read_values<R, I>(in, x);
+    } else if constexpr (f.kind == Kind::array || f.kind == Kind::list) {
+        static_assert(I + 1 == R.count, "the reader ends with the last of these elements");
+        read_records<R, I>(in, x);
+        return false;
+    } else if constexpr (f.kind == Kind::arm) {
+        return read_arm<R, I>(in, x);
+    } else {
+        read_as<R, I>(in, in.spell(label<R, I, "%s/">.c_str()), field<R, I>(x));
+        return in.goes_on();
+    }
+}
+
+template <const Record& R, std::size_t... I>
+bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
+    return (read_field<R, I>(in, x) && ...);
+}
+
+/// All fields are read, whatever the Instance's variant.
+template <const Record& R>
+void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* document, Instance* x, std::uint32_t* st,
+              char* message, std::uint32_t message_size) {
+    if (*st != 0) return;
+    zur_clear_last_error(D);
+    std::uint32_t count = 0;
+    if (xml_get_element_nodecount(document, path, &count) != 0 || count == 0) {
+        fail(D, st, ZUR_ABSENT);
+        return;
+    }
+    char child[path_length];
+    const Reader in{D, S, path, document, st, message, message_size, child};
+    read_fields<R>(in, x, std::make_index_sequence<R.count>{});
+}
+
+} // namespace epm::text

@@ -1,0 +1,28 @@
+// A text under way in a caller's buffer. What the characters are is the business of print.hpp and to_xml.hpp.
+#pragma once
+
+#include "frame/instance.hpp"
+
+namespace epm::text {
+
+/// Every part of a text is handed the rest of the buffer and reports how much of it is written. The rest may run below
+/// 0 as an unsigned number: whoever is handed it knows that there is no room.
+struct Output {
+    Domain* D;
+    std::uint32_t S;
+    char* buffer;
+    std::uint32_t size;
+    std::uint32_t* st;
+    std::uint32_t length = 0;
+
+    char* place() const { return buffer + length; }
+    std::uint32_t room() const { return size - length; }
+    void add(std::uint32_t written) { length += written; }
+};
+
+/// What a `_cr` form returns: the length, or all ones once the chain has failed.
+inline std::uint32_t chain_result(const Domain* D, std::uint32_t length) {
+    return D->last_error != 0 ? 0xFFFFFFFFu : length;
+}
+
+} // namespace epm::text

@@ -1,0 +1,129 @@
+// The print form, for people: a block of one entry a field for a record, one line for an enumeration. Nothing reads it
+// back; how a value's own line looks is the runtime's choice.
+#pragma once
+
+#include "frame/contents.hpp"
+#include "frame/imports.hpp"
+#include "text/labels.hpp"
+#include "text/output.hpp"
+
+#include <cstdio>
+
+namespace epm::text {
+
+inline constexpr std::size_t element_name_length = 80;
+
+template <const Record& R>
+std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent, const char* name,
+                           const Instance* x, std::uint32_t size, std::uint32_t* st);
+
+/// The line of a number that is no enumerator has no end, so that the next one runs into it.
+template <const Enum& E>
+[[gnu::noinline]] std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent,
+                                             const char* name, const Instance* x, std::uint32_t size,
+                                             std::uint32_t* st) {
+    if (*st != 0) return 0;
+    zur_clear_last_error(D);
+    Output out{D, S, buffer, size, st};
+    out.add(zur_print_space(D, S, buffer, indent, size, st));
+    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s:", name, E.name));
+    const std::uint32_t value = enumerator_of(x);
+    if (value < E.count)
+        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s\n", enumerator_names<E>[value]));
+    else
+        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "Enum value out of range"));
+    return out.length;
+}
+
+/// Prints a value of the type of field I, or of its elements' type.
+template <const Record& R, std::size_t I>
+void print_as(Output& out, std::uint32_t indent, const char* name, const void* value) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_own_enum())
+        out.add(
+            print_worker<*f.enumeration>(out.D, out.S, out.place(), indent, name, header(value), out.room(), out.st));
+    else if constexpr (f.is_of_record())
+        out.add(print_worker<*f.record>(out.D, out.S, out.place(), indent, name, header(value), out.room(), out.st));
+    else
+        out.add(Codec<*f.foreign>::print(out.D, out.S, out.place(), indent, name, value, out.room(), out.st));
+}
+
+/// Elements bear their index in their name. The count is read anew each time.
+template <const Record& R, std::size_t I>
+void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
+    char name[element_name_length];
+    for (std::uint32_t i = 0; i < element_count<R, I>(x); ++i) {
+        std::snprintf(name, sizeof name, "%s[%d]", R.fields[I].name, static_cast<int>(i));
+        print_as<R, I>(out, indent, name, element_at<R, I>(x, i));
+    }
+}
+
+/// The count stands in front, and all elements bear the same name.
+template <const Record& R, std::size_t I>
+void print_list(Output& out, std::uint32_t indent, const Instance* x) {
+    out.add(Codec<catalogue::u_int32>::print(out.D, out.S, out.place(), indent, label<R, I, "list ", " count">.c_str(),
+                                             &field<R, I, ListHead>(x)->count, out.room(), out.st));
+    for_each_list_element<R, I>(
+        x, [&](const Instance* element) { print_as<R, I>(out, indent, label<R, I, "list ">.c_str(), element); });
+}
+
+template <const Record& R, std::size_t I>
+void print_field(Output& out, std::uint32_t indent, const Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.kind == Kind::text) {
+        out.add(var_string_print(out.D, out.S, out.place(), indent, f.name, *field<R, I, const char*>(x), out.room(),
+                                 present_length<R, I>(x), out.st));
+    } else if constexpr (f.kind == Kind::characters) {
+        out.add(null_string_print(out.D, out.S, out.place(), indent, f.name, field<R, I, char>(x), out.room(),
+                                  f.capacity, out.st));
+    } else if constexpr (f.has_element_flags()) {
+        print_elements<R, I>(out, indent, x);
+    } else if constexpr (f.kind == Kind::list) {
+        print_list<R, I>(out, indent, x);
+    } else if constexpr (f.kind == Kind::arm) {
+        const Instance* arm = *field<R, I, const Instance*>(x);
+        if (is_selected<R, I>(x) && arm != nullptr) print_as<R, I>(out, indent, arm_label<R, I, "", ".">.c_str(), arm);
+    } else {
+        print_as<R, I>(out, indent, f.name, field<R, I>(x));
+    }
+}
+
+/// Prints the fields that the Instance's variant has. False: it has not all of them.
+template <const Record& R, std::size_t... I>
+bool print_fields(Output& out, std::uint32_t indent, const Instance* x, std::int8_t variant,
+                  std::index_sequence<I...>) {
+    return ((variant >= R.fields[I].since && (print_field<R, I>(out, indent, x), true)) && ...);
+}
+
+/// An Instance below its record's top variant keeps its block open: the brace stands behind the last field only.
+template <const Record& R>
+[[gnu::noinline]] std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent,
+                                             const char* name, const Instance* x, std::uint32_t size,
+                                             std::uint32_t* st) {
+    if (*st != 0) return 0;
+    zur_clear_last_error(D);
+    const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
+    Output out{D, S, buffer, size, st};
+    out.add(zur_print_space(D, S, buffer, indent, size, st));
+    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s: {\n", name, R.name));
+    if (!print_fields<R>(out, indent + 2, x, variant, std::make_index_sequence<R.count>{})) return out.length;
+    // The blanks go to the start of the block, where they stand already, and count here nevertheless: the bytes between
+    // the last field and the brace stay as the buffer had them. The form is known so.
+    out.add(zur_print_space(D, S, buffer, indent, out.room(), st));
+    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "}\n"));
+    return out.length;
+}
+
+template <const auto& T>
+std::uint32_t print(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent, const char* name, const Instance* x,
+                    std::uint32_t size, std::uint32_t* st) {
+    return print_worker<T>(D, S, buffer, indent, name, x, size, st);
+}
+
+template <const auto& T>
+std::uint32_t print_chained(Domain* D, const Instance* x, char* buffer, std::uint32_t size) {
+    const std::uint32_t length = print_worker<T>(D, D->cr_set_id, buffer, 0, T.name, x, size, &D->last_error);
+    return chain_result(D, length);
+}
+
+} // namespace epm::text
