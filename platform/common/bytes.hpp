@@ -10,8 +10,8 @@ namespace platform {
 
 static_assert(std::endian::native == std::endian::little);
 
-template <class Number> Number in_network_order(Number number)
-{
+template <class Number>
+Number in_network_order(Number number) {
     if constexpr (sizeof(Number) == 2)
         return static_cast<Number>(__builtin_bswap16(static_cast<uint16_t>(number)));
     else if constexpr (sizeof(Number) == 4)
@@ -22,14 +22,14 @@ template <class Number> Number in_network_order(Number number)
         return number;
 }
 
-template <class Number> void put_number(uint8_t *to, Number number)
-{
+template <class Number>
+void put_number(uint8_t* to, Number number) {
     const Number ordered = in_network_order(number);
     std::memcpy(to, &ordered, sizeof ordered);
 }
 
-template <class Number> Number get_number(const uint8_t *from)
-{
+template <class Number>
+Number get_number(const uint8_t* from) {
     Number ordered;
     std::memcpy(&ordered, from, sizeof ordered);
     return in_network_order(ordered);

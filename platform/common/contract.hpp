@@ -3,11 +3,11 @@
 #pragma once
 
 #pragma GCC visibility push(default)
-#include <platform/domain.h>
-#include <platform/store.h>
-#include <platform/trace.h>
-#include <platform/values.h>
-#include <platform/xml.h>
+#include "../include/platform/domain.h"
+#include "../include/platform/store.h"
+#include "../include/platform/trace.h"
+#include "../include/platform/values.h"
+#include "../include/platform/xml.h"
 #include <zur/foreign.h>
 #include <zur/runtime.h>
 #pragma GCC visibility pop
@@ -17,28 +17,23 @@
 
 namespace platform {
 
-inline void fail(zur_domain *D, uint32_t code, uint32_t *st)
-{
+inline void fail(zur_domain* D, uint32_t code, uint32_t* st) {
     *st = code;
     D->last_error = code;
 }
 
 // True when an operation is to do nothing: an earlier one of the chain has failed.
-inline bool raised(zur_domain *D, const uint32_t *st)
-{
-    if (*st != 0)
-        return true;
+inline bool raised(zur_domain* D, const uint32_t* st) {
+    if (*st != 0) return true;
     D->last_error = 0;
     return false;
 }
 
-inline void announce(zur_domain *D, uint32_t S, void *address, std::size_t length)
-{
+inline void announce(zur_domain* D, uint32_t S, void* address, std::size_t length) {
     D->write_range_fn(D, address, static_cast<uint32_t>(length), S, nullptr);
 }
 
-inline uint32_t unsigned_room(int32_t room)
-{
+inline uint32_t unsigned_room(int32_t room) {
     return room < 0 ? 0 : static_cast<uint32_t>(room);
 }
 

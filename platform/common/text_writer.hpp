@@ -9,17 +9,13 @@
 namespace platform {
 
 // Length of the UTF-8 sequence at p if it is sound and a character that XML allows, else 0.
-inline unsigned sequence_length(const uint8_t *p, std::size_t left)
-{
-    if (p[0] < 0x80)
-        return 1;
+inline unsigned sequence_length(const uint8_t* p, std::size_t left) {
+    if (p[0] < 0x80) return 1;
     const unsigned length = p[0] >= 0xF0 ? 4 : p[0] >= 0xE0 ? 3 : 2;
-    if (p[0] < 0xC2 || p[0] > 0xF4 || left < length)
-        return 0;
+    if (p[0] < 0xC2 || p[0] > 0xF4 || left < length) return 0;
     uint32_t point = p[0] & (0xFFu >> (length + 1));
     for (unsigned i = 1; i < length; ++i) {
-        if ((p[i] & 0xC0) != 0x80)
-            return 0;
+        if ((p[i] & 0xC0) != 0x80) return 0;
         point = point << 6 | (p[i] & 0x3Fu);
     }
     const uint32_t smallest = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
@@ -28,61 +24,49 @@ inline unsigned sequence_length(const uint8_t *p, std::size_t left)
 }
 
 class TextWriter {
-  public:
+public:
     // A size that ran below 0 in the caller's subtraction is no room at all.
-    TextWriter(char *buffer, uint32_t size) : buffer_(buffer), room_(size > INT32_MAX ? 0 : size) {}
+    TextWriter(char* buffer, uint32_t size) : buffer_(buffer), room_(size > INT32_MAX ? 0 : size) {}
 
-    void put(char c)
-    {
+    void put(char c) {
         if (used_ + 1 < room_)
             buffer_[used_++] = c;
         else
             full_ = true;
     }
 
-    void put(const char *text)
-    {
-        put(text, std::strlen(text));
-    }
+    void put(const char* text) { put(text, std::strlen(text)); }
 
-    void put(const char *text, std::size_t length)
-    {
+    void put(const char* text, std::size_t length) {
         const std::size_t left = used_ < room_ ? room_ - used_ - 1 : 0;
         const std::size_t fits = length < left ? length : left;
-        if (fits != 0)
-            std::memcpy(buffer_ + used_, text, fits);
+        if (fits != 0) std::memcpy(buffer_ + used_, text, fits);
         used_ += static_cast<uint32_t>(fits);
         full_ = full_ || fits < length;
     }
 
-    void blanks(uint32_t count)
-    {
-        for (; count != 0 && !full_; --count)
-            put(' ');
+    void blanks(uint32_t count) {
+        for (; count != 0 && !full_; --count) put(' ');
     }
 
-    template <class Number> void number(Number value)
-    {
+    template <class Number>
+    void number(Number value) {
         char digits[24];
         put(digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
     }
 
-    void hex(uint8_t byte)
-    {
+    void hex(uint8_t byte) {
         constexpr char digits[] = "0123456789abcdef";
         put(digits[byte >> 4]);
         put(digits[byte & 15]);
     }
 
-    void hex(const uint8_t *bytes, uint32_t length)
-    {
-        for (uint32_t i = 0; i < length && !full_; ++i)
-            hex(bytes[i]);
+    void hex(const uint8_t* bytes, uint32_t length) {
+        for (uint32_t i = 0; i < length && !full_; ++i) hex(bytes[i]);
     }
 
     // A backslash and two hexadecimal digits for each byte that would break the line or the document.
-    void escaped(const uint8_t *text, uint32_t length, bool xml)
-    {
+    void escaped(const uint8_t* text, uint32_t length, bool xml) {
         for (uint32_t i = 0; i < length && !full_;) {
             const uint8_t c = text[i];
             const unsigned sequence = sequence_length(text + i, length - i);
@@ -95,13 +79,12 @@ class TextWriter {
             if (xml && (c == '&' || c == '<' || c == '>'))
                 put(c == '&' ? "&amp;" : c == '<' ? "&lt;" : "&gt;");
             else
-                put(reinterpret_cast<const char *>(text + i), sequence);
+                put(reinterpret_cast<const char*>(text + i), sequence);
             i += sequence;
         }
     }
 
-    void line_start(uint32_t indent, const char *name, const char *type)
-    {
+    void line_start(uint32_t indent, const char* name, const char* type) {
         blanks(indent);
         put(name);
         put('@');
@@ -109,8 +92,7 @@ class TextWriter {
         put(':');
     }
 
-    void open_tag(const char *name, uint8_t flag)
-    {
+    void open_tag(const char* name, uint8_t flag) {
         put('<');
         put(name);
         if (flag != 0) {
@@ -121,25 +103,21 @@ class TextWriter {
         put('>');
     }
 
-    void close_tag(const char *name)
-    {
+    void close_tag(const char* name) {
         put("</");
         put(name);
         put('>');
     }
 
     // Terminates the text and reports an overflow, unless the word tells of an earlier failure.
-    uint32_t finish(zur_domain *D, uint32_t *st)
-    {
-        if (room_ != 0)
-            buffer_[used_] = 0;
-        if (full_ && *st == 0)
-            fail(D, ZUR_BUFFER_TOO_SMALL, st);
+    uint32_t finish(zur_domain* D, uint32_t* st) {
+        if (room_ != 0) buffer_[used_] = 0;
+        if (full_ && *st == 0) fail(D, ZUR_BUFFER_TOO_SMALL, st);
         return used_;
     }
 
-  private:
-    char *buffer_;
+private:
+    char* buffer_;
     uint32_t room_;
     uint32_t used_ = 0;
     bool full_ = false;

@@ -37,47 +37,36 @@ constexpr std::size_t entry_size = 6;
 constexpr std::size_t most_text = 64u << 20;
 
 struct CloseElf {
-    void operator()(Elf *elf) const
-    {
-        elf_end(elf);
-    }
+    void operator()(Elf* elf) const { elf_end(elf); }
 };
 
 class File {
-  public:
-    explicit File(const char *name) : descriptor_(open(name, O_RDONLY | O_CLOEXEC)) {}
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-    ~File()
-    {
-        if (descriptor_ >= 0)
-            close(descriptor_);
+public:
+    explicit File(const char* name) : descriptor_(open(name, O_RDONLY | O_CLOEXEC)) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() {
+        if (descriptor_ >= 0) close(descriptor_);
     }
-    int descriptor() const
-    {
-        return descriptor_;
-    }
+    int descriptor() const { return descriptor_; }
 
-  private:
+private:
     int descriptor_;
 };
 
 struct Section {
     std::string_view name;
-    const uint8_t *bytes;
+    const uint8_t* bytes;
     std::size_t size;
 };
 
-uint32_t little_endian(const uint8_t *bytes, unsigned size)
-{
+uint32_t little_endian(const uint8_t* bytes, unsigned size) {
     uint32_t number = 0;
-    for (unsigned i = size; i-- > 0;)
-        number = number << 8 | bytes[i];
+    for (unsigned i = size; i-- > 0;) number = number << 8 | bytes[i];
     return number;
 }
 
-std::string hexadecimal(const uint8_t *bytes, std::size_t size)
-{
+std::string hexadecimal(const uint8_t* bytes, std::size_t size) {
     std::string text;
     for (std::size_t i = 0; i < size; ++i) {
         text += "0123456789abcdef"[bytes[i] >> 4];
@@ -88,12 +77,10 @@ std::string hexadecimal(const uint8_t *bytes, std::size_t size)
 
 // Each of these gives the sentence of what is wrong, or null.
 
-const char *read_entries(Reader &reader, const Section &section)
-{
+const char* read_entries(Reader& reader, const Section& section) {
     if (section.size < header_size || (section.size - header_size) % entry_size != 0)
         return "the catalogue's table has a wrong size";
-    if (little_endian(section.bytes, 4) != 1)
-        return "the catalogue's table is of an unknown version";
+    if (little_endian(section.bytes, 4) != 1) return "the catalogue's table is of an unknown version";
     std::memcpy(reader.digest, section.bytes + 4, sizeof reader.digest);
     if (section.name.substr(luid_section.size()) != hexadecimal(reader.digest, sizeof reader.digest))
         return "the catalogue's digest is not the one in its section's name";
@@ -106,29 +93,23 @@ const char *read_entries(Reader &reader, const Section &section)
     return start > most_text ? "the catalogue's texts are too long" : nullptr;
 }
 
-const char *read_texts(Reader &reader, const Section &section)
-{
+const char* read_texts(Reader& reader, const Section& section) {
     const std::size_t wanted = reader.entries.empty() ? 0 : reader.entries.back().start + reader.entries.back().length;
     reader.texts.resize(wanted + 1); // one more, to see a text that goes on
     auto size = static_cast<unsigned>(reader.texts.size());
-    if (section.size > UINT32_MAX)
-        return "the catalogue's texts are too long";
-    auto *packed = reinterpret_cast<char *>(const_cast<uint8_t *>(section.bytes));
-    const int result = BZ2_bzBuffToBuffDecompress(reader.texts.data(), &size, packed,
-                                                  static_cast<unsigned>(section.size), 0, 0);
-    if (result != BZ_OK && result != BZ_OUTBUFF_FULL)
-        return "the catalogue's texts cannot be unpacked";
-    if (result == BZ_OUTBUFF_FULL || size != wanted)
-        return "the catalogue's texts are not as long as its table says";
+    if (section.size > UINT32_MAX) return "the catalogue's texts are too long";
+    auto* packed = reinterpret_cast<char*>(const_cast<uint8_t*>(section.bytes));
+    const int result =
+        BZ2_bzBuffToBuffDecompress(reader.texts.data(), &size, packed, static_cast<unsigned>(section.size), 0, 0);
+    if (result != BZ_OK && result != BZ_OUTBUFF_FULL) return "the catalogue's texts cannot be unpacked";
+    if (result == BZ_OUTBUFF_FULL || size != wanted) return "the catalogue's texts are not as long as its table says";
     reader.texts.resize(wanted);
     return nullptr;
 }
 
-const char *read_file(Reader &reader, const char *file_name)
-{
+const char* read_file(Reader& reader, const char* file_name) {
     const File file(file_name);
-    if (file.descriptor() < 0)
-        return "cannot be opened";
+    if (file.descriptor() < 0) return "cannot be opened";
     elf_version(EV_CURRENT);
     const std::unique_ptr<Elf, CloseElf> elf(elf_begin(file.descriptor(), ELF_C_READ, nullptr));
     std::size_t names = 0;
@@ -136,28 +117,24 @@ const char *read_file(Reader &reader, const char *file_name)
         return "not an ELF file";
     Section entries{};
     Section texts{};
-    for (Elf_Scn *scn = elf_nextscn(elf.get(), nullptr); scn != nullptr; scn = elf_nextscn(elf.get(), scn)) {
-        const Elf64_Shdr *header = elf64_getshdr(scn);
-        const char *name = header != nullptr ? elf_strptr(elf.get(), names, header->sh_name) : nullptr;
-        if (name == nullptr || header->sh_type != SHT_PROGBITS)
-            continue;
+    for (Elf_Scn* scn = elf_nextscn(elf.get(), nullptr); scn != nullptr; scn = elf_nextscn(elf.get(), scn)) {
+        const Elf64_Shdr* header = elf64_getshdr(scn);
+        const char* name = header != nullptr ? elf_strptr(elf.get(), names, header->sh_name) : nullptr;
+        if (name == nullptr || header->sh_type != SHT_PROGBITS) continue;
         const bool has_entries = std::string_view(name).substr(0, luid_section.size()) == luid_section;
-        if (!has_entries && name != text_section)
-            continue;
-        const Elf_Data *data = elf_rawdata(scn, nullptr);
+        if (!has_entries && name != text_section) continue;
+        const Elf_Data* data = elf_rawdata(scn, nullptr);
         if (data == nullptr || data->d_buf == nullptr || data->d_size != header->sh_size)
             return "a section lies outside the file";
-        (has_entries ? entries : texts) = {name, static_cast<const uint8_t *>(data->d_buf), data->d_size};
+        (has_entries ? entries : texts) = {name, static_cast<const uint8_t*>(data->d_buf), data->d_size};
     }
-    if (entries.bytes == nullptr || texts.bytes == nullptr)
-        return "holds no trace catalogue";
-    const char *reason = read_entries(reader, entries);
+    if (entries.bytes == nullptr || texts.bytes == nullptr) return "holds no trace catalogue";
+    const char* reason = read_entries(reader, entries);
     return reason != nullptr ? reason : read_texts(reader, texts);
 }
 
 // One conversion of a message, with its argument.
-void append_argument(std::string &sentence, char conversion, const platform_trace_argument &argument)
-{
+void append_argument(std::string& sentence, char conversion, const platform_trace_argument& argument) {
     char digits[24];
     if (conversion == 's') {
         sentence.append(argument.text, strnlen(argument.text, sizeof argument.text));
@@ -172,53 +149,40 @@ void append_argument(std::string &sentence, char conversion, const platform_trac
 
 } // namespace
 
-platform_trace_reader *platform_trace_open(const char *file_name, char *message, size_t message_size)
-{
+platform_trace_reader* platform_trace_open(const char* file_name, char* message, size_t message_size) {
     auto reader = std::make_unique<Reader>();
-    const char *reason = read_file(*reader, file_name);
-    if (reason == nullptr)
-        return reader.release();
-    if (message != nullptr && message_size != 0)
-        std::snprintf(message, message_size, "%s: %s", file_name, reason);
+    const char* reason = read_file(*reader, file_name);
+    if (reason == nullptr) return reader.release();
+    if (message != nullptr && message_size != 0) std::snprintf(message, message_size, "%s: %s", file_name, reason);
     return nullptr;
 }
 
-void platform_trace_close(platform_trace_reader *reader)
-{
+void platform_trace_close(platform_trace_reader* reader) {
     delete reader;
 }
 
-const uint8_t *platform_trace_digest(const platform_trace_reader *reader)
-{
+const uint8_t* platform_trace_digest(const platform_trace_reader* reader) {
     return reader->digest;
 }
 
-uint32_t platform_trace_count(const platform_trace_reader *reader)
-{
+uint32_t platform_trace_count(const platform_trace_reader* reader) {
     return static_cast<uint32_t>(reader->entries.size());
 }
 
-const char *platform_trace_text(const platform_trace_reader *reader, uint32_t index, uint32_t *length, uint32_t *luid)
-{
-    if (index >= reader->entries.size())
-        return nullptr;
-    const Reader::Entry &entry = reader->entries[index];
-    if (length != nullptr)
-        *length = entry.length;
-    if (luid != nullptr)
-        *luid = entry.luid;
+const char* platform_trace_text(const platform_trace_reader* reader, uint32_t index, uint32_t* length, uint32_t* luid) {
+    if (index >= reader->entries.size()) return nullptr;
+    const Reader::Entry& entry = reader->entries[index];
+    if (length != nullptr) *length = entry.length;
+    if (luid != nullptr) *luid = entry.luid;
     return reader->texts.data() + entry.start;
 }
 
-size_t platform_trace_join(const platform_trace_reader *reader, const platform_trace_record *record, char *buffer,
-                           size_t size)
-{
-    if (size != 0)
-        buffer[0] = 0;
+size_t platform_trace_join(const platform_trace_reader* reader, const platform_trace_record* record, char* buffer,
+                           size_t size) {
+    if (size != 0) buffer[0] = 0;
     uint32_t length = 0;
-    const char *text = platform_trace_text(reader, record->index, &length, nullptr);
-    if (text == nullptr || std::memcmp(record->digest, reader->digest, sizeof reader->digest) != 0)
-        return 0;
+    const char* text = platform_trace_text(reader, record->index, &length, nullptr);
+    if (text == nullptr || std::memcmp(record->digest, reader->digest, sizeof reader->digest) != 0) return 0;
     std::string sentence;
     uint32_t next = 0;
     for (uint32_t i = 0; i < length; ++i) {
@@ -235,7 +199,6 @@ size_t platform_trace_join(const platform_trace_reader *reader, const platform_t
             sentence += text[i];
         }
     }
-    if (size != 0)
-        std::snprintf(buffer, size, "%s", sentence.c_str());
+    if (size != 0) std::snprintf(buffer, size, "%s", sentence.c_str());
     return sentence.size();
 }

@@ -11,57 +11,47 @@ namespace {
 
 constexpr uint32_t default_workspace = 1u << 20;
 
-void *allocate_object(void *, uint32_t, std::size_t size)
-{
+void* allocate_object(void*, uint32_t, std::size_t size) {
     return std::malloc(size);
 }
 
-void free_object(void *, uint32_t, void *block)
-{
+void free_object(void*, uint32_t, void* block) {
     std::free(block);
 }
 
-void ignore_write(zur_domain *, void *, uint32_t, uint32_t, void *) {}
+void ignore_write(zur_domain*, void*, uint32_t, uint32_t, void*) {}
 
-void ignore_count(void *, void *, uint32_t, uint32_t) {}
+void ignore_count(void*, void*, uint32_t, uint32_t) {}
 
-void *allocate_type(void *type_store, uint32_t, std::size_t size)
-{
+void* allocate_type(void* type_store, uint32_t, std::size_t size) {
     Block block(std::malloc(size));
-    if (block == nullptr)
-        return nullptr;
-    return static_cast<TypeTable *>(type_store)->copies.emplace_back(std::move(block)).get();
+    if (block == nullptr) return nullptr;
+    return static_cast<TypeTable*>(type_store)->copies.emplace_back(std::move(block)).get();
 }
 
 // Copies live in no set, so the set plays no part in the key.
-int insert_type(void *type_table, uint32_t, const char *hex_digest, zur_type_info *copy)
-{
-    return static_cast<TypeTable *>(type_table)->by_digest.insert_or_assign(hex_digest, copy).second ? 1 : 0;
+int insert_type(void* type_table, uint32_t, const char* hex_digest, zur_type_info* copy) {
+    return static_cast<TypeTable*>(type_table)->by_digest.insert_or_assign(hex_digest, copy).second ? 1 : 0;
 }
 
-zur_type_info *find_type(void *type_table, uint32_t, const char *hex_digest)
-{
-    const auto &types = static_cast<TypeTable *>(type_table)->by_digest;
+zur_type_info* find_type(void* type_table, uint32_t, const char* hex_digest) {
+    const auto& types = static_cast<TypeTable*>(type_table)->by_digest;
     const auto found = types.find(hex_digest);
     return found != types.end() ? found->second : nullptr;
 }
 
-void mark(zur_domain *D, platform_mark_kind kind, uint32_t S, void *instance, void *parent, uint32_t flag)
-{
+void mark(zur_domain* D, platform_mark_kind kind, uint32_t S, void* instance, void* parent, uint32_t flag) {
     const platform_mark made = {kind, S, instance, parent, flag};
-    if (own(D).mark_sink != nullptr)
-        own(D).mark_sink(own(D).mark_context, &made);
+    if (own(D).mark_sink != nullptr) own(D).mark_sink(own(D).mark_context, &made);
 }
 
 } // namespace
 
-zur_domain *platform_domain_create(const platform_domain_options *options)
-{
+zur_domain* platform_domain_create(const platform_domain_options* options) {
     const platform_domain_options chosen = options != nullptr ? *options : platform_domain_options{};
-    auto *domain = new (std::nothrow) Domain{};
-    if (domain == nullptr)
-        return nullptr;
-    zur_domain &D = domain->contract;
+    auto* domain = new (std::nothrow) Domain{};
+    if (domain == nullptr) return nullptr;
+    zur_domain& D = domain->contract;
     D.type_alloc_fn = allocate_type;
     D.obj_alloc_fn = chosen.obj_alloc_fn != nullptr ? chosen.obj_alloc_fn : allocate_object;
     D.obj_free_fn = chosen.obj_free_fn != nullptr ? chosen.obj_free_fn : free_object;
@@ -83,65 +73,53 @@ zur_domain *platform_domain_create(const platform_domain_options *options)
     return &D;
 }
 
-void platform_domain_destroy(zur_domain *D)
-{
-    delete reinterpret_cast<Domain *>(D);
+void platform_domain_destroy(zur_domain* D) {
+    delete reinterpret_cast<Domain*>(D);
 }
 
-void platform_domain_set_workspace(zur_domain *D, uint32_t size)
-{
+void platform_domain_set_workspace(zur_domain* D, uint32_t size) {
     own(D).workspace.reset();
     own(D).workspace_size = size != 0 ? size : default_workspace;
 }
 
-void platform_domain_set_mark_sink(zur_domain *D, void (*sink)(void *context, const platform_mark *mark),
-                                   void *context)
-{
+void platform_domain_set_mark_sink(zur_domain* D, void (*sink)(void* context, const platform_mark* mark),
+                                   void* context) {
     own(D).mark_sink = sink;
     own(D).mark_context = context;
 }
 
-void zur_store_err(zur_domain *D, uint32_t code)
-{
+void zur_store_err(zur_domain* D, uint32_t code) {
     D->last_error = code;
 }
 
-void zur_store_epoch_err(zur_domain *D, uint32_t code, uint32_t *st)
-{
+void zur_store_epoch_err(zur_domain* D, uint32_t code, uint32_t* st) {
     fail(D, code, st);
 }
 
-void zur_clear_last_error(zur_domain *D)
-{
+void zur_clear_last_error(zur_domain* D) {
     D->last_error = 0;
 }
 
 // All clones of a Domain go through one workspace, one after the other.
-void zurlib_get_handle_ws(zur_domain *D, void **workspace, uint32_t *length, void *)
-{
-    Private &p = own(D);
-    if (p.workspace == nullptr)
-        p.workspace.reset(std::malloc(p.workspace_size));
+void zurlib_get_handle_ws(zur_domain* D, void** workspace, uint32_t* length, void*) {
+    Private& p = own(D);
+    if (p.workspace == nullptr) p.workspace.reset(std::malloc(p.workspace_size));
     *workspace = p.workspace.get();
     *length = p.workspace != nullptr ? p.workspace_size : 0;
 }
 
-void zurdb_record_containment2(zur_domain *D, uint32_t S, void *child, void *parent, uint32_t flag)
-{
+void zurdb_record_containment2(zur_domain* D, uint32_t S, void* child, void* parent, uint32_t flag) {
     mark(D, PLATFORM_MARK_CONTAINED, S, child, parent, flag);
 }
 
-void zurdb_plat_set_dirty(zur_domain *D, uint32_t S, void *instance)
-{
+void zurdb_plat_set_dirty(zur_domain* D, uint32_t S, void* instance) {
     mark(D, PLATFORM_MARK_DIRTY, S, instance, nullptr, 0);
 }
 
-void zurdb_plat_set_destroy(zur_domain *D, uint32_t S, void *instance)
-{
+void zurdb_plat_set_destroy(zur_domain* D, uint32_t S, void* instance) {
     mark(D, PLATFORM_MARK_DESTROYED, S, instance, nullptr, 0);
 }
 
-void zurdb_plat_set_detach(zur_domain *D, uint32_t S, void *instance, uint32_t flag)
-{
+void zurdb_plat_set_detach(zur_domain* D, uint32_t S, void* instance, uint32_t flag) {
     mark(D, PLATFORM_MARK_DETACHED, S, instance, nullptr, flag);
 }

@@ -3,23 +3,19 @@
 
 namespace {
 
-uint32_t half_word(const uint8_t *p)
-{
+uint32_t half_word(const uint8_t* p) {
     return static_cast<uint32_t>(p[0] | p[1] << 8);
 }
 
-uint32_t signed_byte(uint8_t byte)
-{
+uint32_t signed_byte(uint8_t byte) {
     return static_cast<uint32_t>(static_cast<int8_t>(byte));
 }
 
 } // namespace
 
-uint32_t SuperFastHash(const void *data, uint32_t length, uint32_t seed)
-{
-    if (data == nullptr || length == 0)
-        return seed;
-    const auto *p = static_cast<const uint8_t *>(data);
+uint32_t SuperFastHash(const void* data, uint32_t length, uint32_t seed) {
+    if (data == nullptr || length == 0) return seed;
+    const auto* p = static_cast<const uint8_t*>(data);
     uint32_t hash = seed;
     for (uint32_t words = length / 4; words != 0; --words, p += 4) {
         hash += half_word(p);
@@ -43,8 +39,7 @@ uint32_t SuperFastHash(const void *data, uint32_t length, uint32_t seed)
         hash ^= hash << 10;
         hash += hash >> 1;
         break;
-    default:
-        break;
+    default: break;
     }
     hash ^= hash << 3;
     hash += hash >> 5;

@@ -12,10 +12,7 @@
 namespace platform {
 
 struct Free {
-    void operator()(void *block) const
-    {
-        std::free(block);
-    }
+    void operator()(void* block) const { std::free(block); }
 };
 using Block = std::unique_ptr<void, Free>;
 
@@ -23,20 +20,20 @@ using Block = std::unique_ptr<void, Free>;
 // open table, filled from the names as types are first asked for. The digest's first half guards an entry against
 // another type at the address of one that was unloaded.
 class Agreement {
-  public:
-    int8_t variant_of(const zur_type_info *type);
-    void agree(const char *type_name, int8_t variant);
+public:
+    int8_t variant_of(const zur_type_info* type);
+    void agree(const char* type_name, int8_t variant);
     void agree_all(int8_t variant);
     void clear();
 
-  private:
+private:
     struct Entry {
-        const zur_type_info *type;
+        const zur_type_info* type;
         uint64_t half_digest;
         int8_t variant;
     };
 
-    int8_t resolve(const zur_type_info *type, uint64_t half_digest);
+    int8_t resolve(const zur_type_info* type, uint64_t half_digest);
 
     std::unordered_map<std::string, int8_t> names_;
     std::vector<Entry> table_; // empty, or a power of two at most half full
@@ -51,7 +48,7 @@ struct VariantData {
 };
 
 struct OidState {
-    void *instance;
+    void* instance;
     platform_oid_destroy_fn destroy;
     uint32_t set_id;
     uint32_t references;
@@ -60,7 +57,7 @@ struct OidState {
 
 // The default type table; the context of the Domain's three type hooks.
 struct TypeTable {
-    std::unordered_map<std::string, zur_type_info *> by_digest;
+    std::unordered_map<std::string, zur_type_info*> by_digest;
     std::vector<Block> copies;
 };
 
@@ -68,13 +65,13 @@ struct Private {
     zur_tracking_handle handle{};
     Agreement agreement;
     TypeTable types;
-    std::unordered_map<const zur_type_info *, VariantData> variant_data;
-    std::unordered_map<const void *, uint32_t> flag_offsets; // Instance to its state-flag block
+    std::unordered_map<const zur_type_info*, VariantData> variant_data;
+    std::unordered_map<const void*, uint32_t> flag_offsets; // Instance to its state-flag block
     std::unordered_map<uint64_t, OidState> oids;
-    std::unordered_map<const void *, uint64_t> oid_of_instance;
-    std::unordered_map<const void *, std::vector<uint64_t>> field_oids;
-    void (*mark_sink)(void *context, const platform_mark *mark) = nullptr;
-    void *mark_context = nullptr;
+    std::unordered_map<const void*, uint64_t> oid_of_instance;
+    std::unordered_map<const void*, std::vector<uint64_t>> field_oids;
+    void (*mark_sink)(void* context, const platform_mark* mark) = nullptr;
+    void* mark_context = nullptr;
     Block workspace;
     uint32_t workspace_size = 0;
 };
@@ -84,9 +81,8 @@ struct Domain {
     Private own;
 };
 
-inline Private &own(zur_domain *D)
-{
-    return reinterpret_cast<Domain *>(D)->own;
+inline Private& own(zur_domain* D) {
+    return reinterpret_cast<Domain*>(D)->own;
 }
 
 } // namespace platform

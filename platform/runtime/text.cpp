@@ -14,16 +14,13 @@ using namespace platform;
 
 namespace {
 
-const uint8_t *as_bytes(const char *text)
-{
-    return reinterpret_cast<const uint8_t *>(text);
+const uint8_t* as_bytes(const char* text) {
+    return reinterpret_cast<const uint8_t*>(text);
 }
 
-uint32_t print_string(zur_domain *D, char *buffer, uint32_t indent, const char *name, const char *type,
-                      const char *characters, uint32_t length, uint32_t size, uint32_t *st)
-{
-    if (raised(D, st))
-        return 0;
+uint32_t print_string(zur_domain* D, char* buffer, uint32_t indent, const char* name, const char* type,
+                      const char* characters, uint32_t length, uint32_t size, uint32_t* st) {
+    if (raised(D, st)) return 0;
     TextWriter writer(buffer, size);
     writer.line_start(indent, name, type);
     writer.escaped(as_bytes(characters), length, false);
@@ -31,11 +28,9 @@ uint32_t print_string(zur_domain *D, char *buffer, uint32_t indent, const char *
     return writer.finish(D, st);
 }
 
-uint32_t string_element(zur_domain *D, const char *name, char *buffer, const char *characters, uint32_t length,
-                        uint32_t size, uint8_t flag, uint32_t *st)
-{
-    if (raised(D, st))
-        return 0;
+uint32_t string_element(zur_domain* D, const char* name, char* buffer, const char* characters, uint32_t length,
+                        uint32_t size, uint8_t flag, uint32_t* st) {
+    if (raised(D, st)) return 0;
     TextWriter writer(buffer, size);
     writer.open_tag(name, flag);
     writer.escaped(as_bytes(characters), length, true);
@@ -43,30 +38,25 @@ uint32_t string_element(zur_domain *D, const char *name, char *buffer, const cha
     return writer.finish(D, st);
 }
 
-void failed_string(zur_domain *D, uint32_t code, const char *path, uint32_t *st, char *message, uint32_t message_size)
-{
+void failed_string(zur_domain* D, uint32_t code, const char* path, uint32_t* st, char* message, uint32_t message_size) {
     fail(D, code, st);
     if (code != ZUR_ABSENT && message != nullptr && message_size != 0)
         std::snprintf(message, message_size, "%s: %s", path,
                       code == ZUR_BUFFER_TOO_SMALL ? "text too long" : "not a text");
 }
 
-uint32_t fixed_length(const char *characters, uint32_t capacity)
-{
+uint32_t fixed_length(const char* characters, uint32_t capacity) {
     return static_cast<uint32_t>(strnlen(characters, capacity));
 }
 
-uint32_t held_length(const char *characters, uint32_t length)
-{
+uint32_t held_length(const char* characters, uint32_t length) {
     return characters != nullptr ? length : 0;
 }
 
 } // namespace
 
-uint32_t zur_print_space(zur_domain *D, uint32_t, char *buffer, uint32_t indent, uint32_t size, uint32_t *st)
-{
-    if (*st != 0)
-        return 0;
+uint32_t zur_print_space(zur_domain* D, uint32_t, char* buffer, uint32_t indent, uint32_t size, uint32_t* st) {
+    if (*st != 0) return 0;
     const uint32_t room = size > INT32_MAX ? 0 : size;
     if (indent < room) {
         std::memset(buffer, ' ', indent);
@@ -79,102 +69,83 @@ uint32_t zur_print_space(zur_domain *D, uint32_t, char *buffer, uint32_t indent,
     return written;
 }
 
-uint32_t zur_snprintf(zur_domain *D, uint32_t, char *buffer, uint32_t size, uint32_t *st, const char *format, ...)
-{
-    if (*st != 0)
-        return 0;
+uint32_t zur_snprintf(zur_domain* D, uint32_t, char* buffer, uint32_t size, uint32_t* st, const char* format, ...) {
+    if (*st != 0) return 0;
     const uint32_t room = size > INT32_MAX ? 0 : size;
     va_list arguments;
     va_start(arguments, format);
     const int length = std::vsnprintf(room != 0 ? buffer : nullptr, room, format, arguments);
     va_end(arguments);
-    if (length >= 0 && static_cast<uint32_t>(length) < room)
-        return static_cast<uint32_t>(length);
+    if (length >= 0 && static_cast<uint32_t>(length) < room) return static_cast<uint32_t>(length);
     fail(D, ZUR_BUFFER_TOO_SMALL, st);
     return room != 0 && length >= 0 ? room - 1 : 0;
 }
 
-uint32_t start_tag(zur_domain *D, uint32_t, char *buffer, const char *name, uint32_t size, uint8_t flag, uint32_t *st)
-{
-    if (*st != 0)
-        return 0;
+uint32_t start_tag(zur_domain* D, uint32_t, char* buffer, const char* name, uint32_t size, uint8_t flag, uint32_t* st) {
+    if (*st != 0) return 0;
     TextWriter writer(buffer, size);
     writer.open_tag(name, flag);
     return writer.finish(D, st);
 }
 
 // Writes also after a failure, so that the tags balance up to there.
-uint32_t end_tag(zur_domain *D, uint32_t, char *buffer, const char *name, uint32_t size, uint32_t *st)
-{
+uint32_t end_tag(zur_domain* D, uint32_t, char* buffer, const char* name, uint32_t size, uint32_t* st) {
     TextWriter writer(buffer, size);
     writer.close_tag(name);
     return writer.finish(D, st);
 }
 
-uint32_t xml_enum_print(zur_domain *D, uint32_t, char *buffer, const char *text, uint32_t size, uint32_t text_length,
-                        uint32_t *st)
-{
-    if (*st != 0)
-        return 0;
+uint32_t xml_enum_print(zur_domain* D, uint32_t, char* buffer, const char* text, uint32_t size, uint32_t text_length,
+                        uint32_t* st) {
+    if (*st != 0) return 0;
     TextWriter writer(buffer, size);
     writer.put(text, text_length);
     return writer.finish(D, st);
 }
 
-uint32_t null_string_print(zur_domain *D, uint32_t, char *buffer, uint32_t indent, const char *name,
-                           const char *characters, uint32_t size, uint32_t capacity, uint32_t *st)
-{
+uint32_t null_string_print(zur_domain* D, uint32_t, char* buffer, uint32_t indent, const char* name,
+                           const char* characters, uint32_t size, uint32_t capacity, uint32_t* st) {
     return print_string(D, buffer, indent, name, "null_string", characters, fixed_length(characters, capacity), size,
                         st);
 }
 
-uint32_t null_string_to_xml(zur_domain *D, uint32_t, const char *name, char *buffer, const char *characters,
-                            uint32_t size, uint32_t capacity, uint8_t flag, uint32_t *st)
-{
+uint32_t null_string_to_xml(zur_domain* D, uint32_t, const char* name, char* buffer, const char* characters,
+                            uint32_t size, uint32_t capacity, uint8_t flag, uint32_t* st) {
     return string_element(D, name, buffer, characters, fixed_length(characters, capacity), size, flag, st);
 }
 
 // What is shorter than the array is padded with zeros; a full array has no terminator.
-void null_string_from_xml(zur_domain *D, uint32_t S, const char *path, zur_xml_document *document, char *characters,
-                          uint32_t capacity, uint32_t *st, char *message, uint32_t message_size)
-{
-    if (raised(D, st))
-        return;
+void null_string_from_xml(zur_domain* D, uint32_t S, const char* path, zur_xml_document* document, char* characters,
+                          uint32_t capacity, uint32_t* st, char* message, uint32_t message_size) {
+    if (raised(D, st)) return;
     uint32_t length = 0;
     uint32_t code = xml_get_element_value(document, path, nullptr, 0, &length);
     std::unique_ptr<char, decltype(&std::free)> text(nullptr, &std::free);
     if (code == ZUR_BUFFER_TOO_SMALL && length <= capacity) {
-        text.reset(static_cast<char *>(std::malloc(std::size_t{length} + 1)));
+        text.reset(static_cast<char*>(std::malloc(std::size_t{length} + 1)));
         code = text != nullptr ? xml_get_element_value(document, path, text.get(), length + 1, nullptr)
                                : uint32_t{ZUR_NO_MEMORY};
     }
-    if (code != 0)
-        return failed_string(D, code, path, st, message, message_size);
+    if (code != 0) return failed_string(D, code, path, st, message, message_size);
     announce(D, S, characters, capacity);
     std::memset(characters, 0, capacity);
-    if (text != nullptr)
-        std::memcpy(characters, text.get(), length);
+    if (text != nullptr) std::memcpy(characters, text.get(), length);
 }
 
-uint32_t var_string_print(zur_domain *D, uint32_t, char *buffer, uint32_t indent, const char *name,
-                          const char *characters, uint32_t size, uint32_t length, uint32_t *st)
-{
+uint32_t var_string_print(zur_domain* D, uint32_t, char* buffer, uint32_t indent, const char* name,
+                          const char* characters, uint32_t size, uint32_t length, uint32_t* st) {
     return print_string(D, buffer, indent, name, "var_string", characters, held_length(characters, length), size, st);
 }
 
-uint32_t var_string_to_xml(zur_domain *D, uint32_t, const char *name, char *buffer, const char *characters,
-                           uint32_t size, uint32_t length, uint8_t flag, uint32_t *st)
-{
+uint32_t var_string_to_xml(zur_domain* D, uint32_t, const char* name, char* buffer, const char* characters,
+                           uint32_t size, uint32_t length, uint8_t flag, uint32_t* st) {
     return string_element(D, name, buffer, characters, held_length(characters, length), size, flag, st);
 }
 
 // The characters are the caller's scratch, not yet a field, so nothing is announced.
-void var_string_from_xml(zur_domain *D, uint32_t, const char *path, zur_xml_document *document, char *characters,
-                         uint32_t size, uint32_t *st, char *message, uint32_t message_size)
-{
-    if (raised(D, st))
-        return;
+void var_string_from_xml(zur_domain* D, uint32_t, const char* path, zur_xml_document* document, char* characters,
+                         uint32_t size, uint32_t* st, char* message, uint32_t message_size) {
+    if (raised(D, st)) return;
     const uint32_t code = xml_get_element_value(document, path, characters, size, nullptr);
-    if (code != 0)
-        failed_string(D, code, path, st, message, message_size);
+    if (code != 0) failed_string(D, code, path, st, message, message_size);
 }

@@ -35,63 +35,36 @@ struct MacAddr {
     static constexpr bool may_be_empty = false;
     static constexpr uint32_t content_size = sizeof(Object);
 
-    static void *content(Object *object)
-    {
-        return object->bytes;
-    }
-    static Value load(const Object *object)
-    {
-        return object != nullptr ? *object : Value{};
-    }
-    static void store(Object *object, const Value &value)
-    {
-        *object = value;
-    }
-    static uint32_t length(const Value &)
-    {
-        return content_size;
-    }
-    static void encode(uint8_t *to, const Value &value)
-    {
-        std::memcpy(to, value.bytes, content_size);
-    }
-    static uint32_t decode(const uint8_t *from, uint32_t room, Value &value, uint32_t &used)
-    {
-        if (room < content_size)
-            return ZUR_WRONG_LENGTH;
+    static void* content(Object* object) { return object->bytes; }
+    static Value load(const Object* object) { return object != nullptr ? *object : Value{}; }
+    static void store(Object* object, const Value& value) { *object = value; }
+    static uint32_t length(const Value&) { return content_size; }
+    static void encode(uint8_t* to, const Value& value) { std::memcpy(to, value.bytes, content_size); }
+    static uint32_t decode(const uint8_t* from, uint32_t room, Value& value, uint32_t& used) {
+        if (room < content_size) return ZUR_WRONG_LENGTH;
         std::memcpy(value.bytes, from, content_size);
         used = content_size;
         return 0;
     }
-    static void text(TextWriter &writer, const Value &value, bool)
-    {
+    static void text(TextWriter& writer, const Value& value, bool) {
         for (uint32_t i = 0; i < content_size; ++i) {
-            if (i != 0)
-                writer.put(':');
+            if (i != 0) writer.put(':');
             writer.hex(value.bytes[i]);
         }
     }
-    static bool parse(const char *characters, uint32_t size, Value &value)
-    {
+    static bool parse(const char* characters, uint32_t size, Value& value) {
         const std::string_view address = trimmed(characters, size);
-        if (address.size() != 3 * content_size - 1)
-            return false;
+        if (address.size() != 3 * content_size - 1) return false;
         for (uint32_t i = 0; i < content_size; ++i) {
-            if (i != 0 && address[3 * i - 1] != ':')
-                return false;
-            if (!parse_hex(address.substr(3 * std::size_t{i}, 2), value.bytes + i))
-                return false;
+            if (i != 0 && address[3 * i - 1] != ':') return false;
+            if (!parse_hex(address.substr(3 * std::size_t{i}, 2), value.bytes + i)) return false;
         }
         return true;
     }
-    static int32_t compare(const Value &a, const Value &b)
-    {
+    static int32_t compare(const Value& a, const Value& b) {
         return order(std::memcmp(a.bytes, b.bytes, content_size), 0);
     }
-    static uint32_t hash(const Value &value, uint32_t seed)
-    {
-        return SuperFastHash(value.bytes, content_size, seed);
-    }
+    static uint32_t hash(const Value& value, uint32_t seed) { return SuperFastHash(value.bytes, content_size, seed); }
 };
 
 // Text: the characters, escaped.
@@ -99,37 +72,31 @@ struct VString : ByteRun<zur_vstring> {
     static constexpr char name[] = "zur_vstring";
     static constexpr uint32_t terminator = 1;
 
-    static void text(TextWriter &writer, Value value, bool xml)
-    {
-        writer.escaped(value.bytes, value.length, xml);
-    }
-    static bool parse(char *characters, uint32_t size, Value &value)
-    {
-        value = {reinterpret_cast<uint8_t *>(characters), size};
+    static void text(TextWriter& writer, Value value, bool xml) { writer.escaped(value.bytes, value.length, xml); }
+    static bool parse(char* characters, uint32_t size, Value& value) {
+        value = {reinterpret_cast<uint8_t*>(characters), size};
         return true;
     }
 };
 
 // How many whole elements a run has room for; an element too few is an error, as it is for a single element.
 template <class Number>
-uint32_t elements_that_fit(zur_domain *D, uint32_t count, int32_t room, uint32_t *st)
-{
+uint32_t elements_that_fit(zur_domain* D, uint32_t count, int32_t room, uint32_t* st) {
     const auto fits = static_cast<uint32_t>(unsigned_room(room) / sizeof(Number));
-    if (fits < count)
-        fail(D, ZUR_WRONG_LENGTH, st);
+    if (fits < count) fail(D, ZUR_WRONG_LENGTH, st);
     return std::min(count, fits);
 }
 
 // Network order to or from memory. Vectors of four, since the compiler finds no byte swap for the baseline x86-64.
-template <class Number> void copy_swapped(void *to, const void *from, uint32_t count)
-{
+template <class Number>
+void copy_swapped(void* to, const void* from, uint32_t count) {
     if constexpr (sizeof(Number) == 1) {
         std::memcpy(to, from, count);
     } else {
         static_assert(sizeof(Number) == 4);
         typedef uint32_t Four __attribute__((vector_size(16)));
-        auto *out = static_cast<uint8_t *>(to);
-        const auto *in = static_cast<const uint8_t *>(from);
+        auto* out = static_cast<uint8_t*>(to);
+        const auto* in = static_cast<const uint8_t*>(from);
         uint32_t i = 0;
         for (; count - i >= 4; i += 4) {
             Four words;
@@ -148,25 +115,21 @@ template <class Number> void copy_swapped(void *to, const void *from, uint32_t c
 }
 
 template <class Number>
-uint32_t marshal_run(zur_domain *D, void *destination, const Number *first, uint32_t count, int32_t room, uint32_t *st)
-{
-    if (count == 0 || raised(D, st))
-        return 0;
+uint32_t marshal_run(zur_domain* D, void* destination, const Number* first, uint32_t count, int32_t room,
+                     uint32_t* st) {
+    if (count == 0 || raised(D, st)) return 0;
     const uint32_t fits = elements_that_fit<Number>(D, count, room, st);
     copy_swapped<Number>(destination, first, fits);
     return fits * static_cast<uint32_t>(sizeof(Number));
 }
 
 template <class Number>
-uint32_t unmarshal_run(zur_domain *D, uint32_t S, const void *source, Number *first, uint32_t count, int32_t room,
-                       uint32_t *st)
-{
-    if (count == 0 || raised(D, st))
-        return 0;
+uint32_t unmarshal_run(zur_domain* D, uint32_t S, const void* source, Number* first, uint32_t count, int32_t room,
+                       uint32_t* st) {
+    if (count == 0 || raised(D, st)) return 0;
     const uint32_t fits = elements_that_fit<Number>(D, count, room, st);
     const uint32_t bytes = fits * static_cast<uint32_t>(sizeof(Number));
-    if (fits != 0)
-        announce(D, S, first, bytes);
+    if (fits != 0) announce(D, S, first, bytes);
     copy_swapped<Number>(first, source, fits);
     return bytes;
 }
@@ -190,67 +153,55 @@ PLATFORM_ENUM(zur_boolean, Boolean)
 PLATFORM_RECORD(zur_mac_addr, MacAddr)
 PLATFORM_RECORD(zur_vstring, VString)
 
-uint32_t u_int32_sizeof(zur_domain *)
-{
+uint32_t u_int32_sizeof(zur_domain*) {
     return sizeof(uint32_t);
 }
 
-uint32_t char_sizeof(zur_domain *)
-{
+uint32_t char_sizeof(zur_domain*) {
     return sizeof(char);
 }
 
-void *u_int32_create(zur_domain *D, uint32_t S)
-{
-    void *object = D->obj_alloc_fn(D->obj_store, S, sizeof(uint32_t));
-    if (object != nullptr)
-        std::memset(object, 0, sizeof(uint32_t));
+void* u_int32_create(zur_domain* D, uint32_t S) {
+    void* object = D->obj_alloc_fn(D->obj_store, S, sizeof(uint32_t));
+    if (object != nullptr) std::memset(object, 0, sizeof(uint32_t));
     return object;
 }
 
-void u_int32_destroy(zur_domain *D, uint32_t S, void *object)
-{
-    if (object != nullptr)
-        D->obj_free_fn(D->obj_store, S, object);
+void u_int32_destroy(zur_domain* D, uint32_t S, void* object) {
+    if (object != nullptr) D->obj_free_fn(D->obj_store, S, object);
 }
 
-#define RUN(type, c_type)                                                                                            \
-    uint32_t type##_marshal_run(zur_domain *D, uint32_t, void *destination, const c_type *first, uint32_t count,     \
-                                int32_t room, uint32_t *st)                                                          \
-    {                                                                                                                \
-        return marshal_run(D, destination, first, count, room, st);                                                  \
-    }                                                                                                                \
-    uint32_t type##_unmarshal_run(zur_domain *D, uint32_t S, const void *source, c_type *first, uint32_t count,      \
-                                  int32_t room, uint32_t *st)                                                        \
-    {                                                                                                                \
-        return unmarshal_run(D, S, source, first, count, room, st);                                                  \
+#define RUN(type, c_type)                                                                                              \
+    uint32_t type##_marshal_run(zur_domain* D, uint32_t, void* destination, const c_type* first, uint32_t count,       \
+                                int32_t room, uint32_t* st) {                                                          \
+        return marshal_run(D, destination, first, count, room, st);                                                    \
+    }                                                                                                                  \
+    uint32_t type##_unmarshal_run(zur_domain* D, uint32_t S, const void* source, c_type* first, uint32_t count,        \
+                                  int32_t room, uint32_t* st) {                                                        \
+        return unmarshal_run(D, S, source, first, count, room, st);                                                    \
     }
 
 RUN(u_int8, uint8_t)
 RUN(char, char)
 RUN(u_int32, uint32_t)
 
-void platform_zur_mac_addr_write(zur_domain *D, uint32_t S, zur_mac_addr *object, const uint8_t bytes[6], uint32_t *st)
-{
+void platform_zur_mac_addr_write(zur_domain* D, uint32_t S, zur_mac_addr* object, const uint8_t bytes[6],
+                                 uint32_t* st) {
     zur_mac_addr value;
     std::memcpy(value.bytes, bytes, sizeof value.bytes);
     Field<MacAddr>::write(D, S, object, value, st);
 }
 
-void platform_zur_mac_addr_read(const zur_mac_addr *object, uint8_t bytes[6])
-{
+void platform_zur_mac_addr_read(const zur_mac_addr* object, uint8_t bytes[6]) {
     std::memcpy(bytes, object->bytes, sizeof object->bytes);
 }
 
-void platform_zur_vstring_write(zur_domain *D, uint32_t S, zur_vstring *object, const char *text, uint32_t length,
-                                uint32_t *st)
-{
-    Field<VString>::write(D, S, object, {reinterpret_cast<const uint8_t *>(text), length}, st);
+void platform_zur_vstring_write(zur_domain* D, uint32_t S, zur_vstring* object, const char* text, uint32_t length,
+                                uint32_t* st) {
+    Field<VString>::write(D, S, object, {reinterpret_cast<const uint8_t*>(text), length}, st);
 }
 
-const char *platform_zur_vstring_read(const zur_vstring *object, uint32_t *length)
-{
-    if (length != nullptr)
-        *length = object->length;
-    return object->bytes != nullptr ? reinterpret_cast<const char *>(object->bytes) : "";
+const char* platform_zur_vstring_read(const zur_vstring* object, uint32_t* length) {
+    if (length != nullptr) *length = object->length;
+    return object->bytes != nullptr ? reinterpret_cast<const char*>(object->bytes) : "";
 }

@@ -7,23 +7,20 @@
 
 namespace platform {
 
-int8_t Agreement::variant_of(const zur_type_info *type)
-{
-    if (names_.empty() || type == nullptr)
-        return default_;
+int8_t Agreement::variant_of(const zur_type_info* type) {
+    if (names_.empty() || type == nullptr) return default_;
     uint64_t half_digest;
     std::memcpy(&half_digest, type->digest, sizeof half_digest);
     if (!table_.empty()) {
         const std::size_t mask = table_.size() - 1;
-        for (std::size_t i = reinterpret_cast<uintptr_t>(type) >> 4 & mask; table_[i].type != nullptr; i = (i + 1) & mask)
-            if (table_[i].type == type && table_[i].half_digest == half_digest)
-                return table_[i].variant;
+        for (std::size_t i = reinterpret_cast<uintptr_t>(type) >> 4 & mask; table_[i].type != nullptr;
+             i = (i + 1) & mask)
+            if (table_[i].type == type && table_[i].half_digest == half_digest) return table_[i].variant;
     }
     return resolve(type, half_digest);
 }
 
-int8_t Agreement::resolve(const zur_type_info *type, uint64_t half_digest)
-{
+int8_t Agreement::resolve(const zur_type_info* type, uint64_t half_digest) {
     const auto named = names_.find(type->name);
     const Entry entry = {type, half_digest, named != names_.end() ? named->second : default_};
     if (2 * (entries_ + 1) > table_.size()) {
@@ -33,29 +30,25 @@ int8_t Agreement::resolve(const zur_type_info *type, uint64_t half_digest)
     }
     const std::size_t mask = table_.size() - 1;
     std::size_t i = reinterpret_cast<uintptr_t>(type) >> 4 & mask;
-    while (table_[i].type != nullptr && table_[i].type != type)
-        i = (i + 1) & mask;
+    while (table_[i].type != nullptr && table_[i].type != type) i = (i + 1) & mask;
     entries_ += table_[i].type == nullptr;
     table_[i] = entry;
     return entry.variant;
 }
 
-void Agreement::agree(const char *type_name, int8_t variant)
-{
+void Agreement::agree(const char* type_name, int8_t variant) {
     names_[type_name] = variant;
     table_.clear();
     entries_ = 0;
 }
 
-void Agreement::agree_all(int8_t variant)
-{
+void Agreement::agree_all(int8_t variant) {
     default_ = variant;
     table_.clear();
     entries_ = 0;
 }
 
-void Agreement::clear()
-{
+void Agreement::clear() {
     names_.clear();
     agree_all(PLATFORM_HIGHEST_VARIANT);
 }
@@ -67,19 +60,16 @@ using namespace platform;
 namespace {
 
 // The record that a counter lies in; null when it lies in none of the type's. A negative variant leads there.
-zur_variant_record *counted_record(const zur_type_info *type, uint64_t *created)
-{
-    if (type == nullptr || type->variant_table == nullptr)
-        return nullptr;
-    auto *record = reinterpret_cast<zur_variant_record *>(reinterpret_cast<char *>(created) -
-                                                          offsetof(zur_variant_record, created));
-    zur_variant_record *first = type->variant_table->records;
+zur_variant_record* counted_record(const zur_type_info* type, uint64_t* created) {
+    if (type == nullptr || type->variant_table == nullptr) return nullptr;
+    auto* record =
+        reinterpret_cast<zur_variant_record*>(reinterpret_cast<char*>(created) - offsetof(zur_variant_record, created));
+    zur_variant_record* first = type->variant_table->records;
     const bool inside = record >= first && record < first + type->variant_table->count;
     return inside ? record : nullptr;
 }
 
-void count(zur_domain *D, uint32_t S, const zur_type_info *type, uint64_t *counter)
-{
+void count(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* counter) {
     if (type->plain_counters != 0) {
         D->counter_range_fn(D->obj_store, counter, 1, S);
         ++*counter;
@@ -90,34 +80,27 @@ void count(zur_domain *D, uint32_t S, const zur_type_info *type, uint64_t *count
 
 } // namespace
 
-void platform_domain_agree(zur_domain *D, const char *type_name, int8_t variant)
-{
+void platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant) {
     own(D).agreement.agree(type_name, variant);
 }
 
-void platform_domain_agree_all(zur_domain *D, int8_t variant)
-{
+void platform_domain_agree_all(zur_domain* D, int8_t variant) {
     own(D).agreement.agree_all(variant);
 }
 
-void platform_domain_clear_agreement(zur_domain *D)
-{
+void platform_domain_clear_agreement(zur_domain* D) {
     own(D).agreement.clear();
 }
 
-int32_t zur_domain_lookup_variant(zur_domain *, zur_variant_context *context, const zur_type_info *type, uint32_t *)
-{
-    return reinterpret_cast<Agreement *>(static_cast<uintptr_t>(context->opaque[0]))->variant_of(type);
+int32_t zur_domain_lookup_variant(zur_domain*, zur_variant_context* context, const zur_type_info* type, uint32_t*) {
+    return reinterpret_cast<Agreement*>(static_cast<uintptr_t>(context->opaque[0]))->variant_of(type);
 }
 
-int32_t zurlib_adjust_variant(zur_domain *D, uint32_t S, void *instance, const zur_type_info *type, int32_t highest,
-                              uint32_t *st)
-{
-    if (*st != 0 || instance == nullptr)
-        return 0;
-    auto *header = static_cast<zur_instance *>(instance);
-    if (type == nullptr)
-        return header->variant;
+int32_t zurlib_adjust_variant(zur_domain* D, uint32_t S, void* instance, const zur_type_info* type, int32_t highest,
+                              uint32_t* st) {
+    if (*st != 0 || instance == nullptr) return 0;
+    auto* header = static_cast<zur_instance*>(instance);
+    if (type == nullptr) return header->variant;
     const int32_t agreed = static_cast<int8_t>(zur_domain_lookup_variant(D, &D->variant_context, type, st));
     const int32_t wanted = std::min({agreed, highest, int32_t{header->layout_variant}});
     if (wanted > header->variant) {
@@ -127,12 +110,10 @@ int32_t zurlib_adjust_variant(zur_domain *D, uint32_t S, void *instance, const z
     return header->variant;
 }
 
-const zur_type_info *zur_type_info_ptr_get(zur_domain *D, uint32_t S, const zur_type_info *type,
-                                           zur_typeinfo_initialize_fn initialize)
-{
-    if (D->store_mode == 0)
-        return type;
-    const zur_type_info *copy = D->type_lookup_fn(D->type_table, S, type->hex_digest);
+const zur_type_info* zur_type_info_ptr_get(zur_domain* D, uint32_t S, const zur_type_info* type,
+                                           zur_typeinfo_initialize_fn initialize) {
+    if (D->store_mode == 0) return type;
+    const zur_type_info* copy = D->type_lookup_fn(D->type_table, S, type->hex_digest);
     if (copy == nullptr && initialize != nullptr) {
         uint32_t st = 0;
         initialize(D, S, &st);
@@ -142,19 +123,17 @@ const zur_type_info *zur_type_info_ptr_get(zur_domain *D, uint32_t S, const zur_
     return copy != nullptr ? copy : type;
 }
 
-void zur_update_variant_info(zur_domain *D, uint32_t, zur_type_info *copy, const zur_type_info *type, uint32_t is_new)
-{
-    if (type->variant_table == nullptr)
-        return;
-    const zur_variant_table &now = *type->variant_table;
+void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const zur_type_info* type, uint32_t is_new) {
+    if (type->variant_table == nullptr) return;
+    const zur_variant_table& now = *type->variant_table;
     const auto count = static_cast<std::size_t>(std::max<int>(now.count, 0));
     // A copy just made still points to the static table. One that was found has a table of its own, perhaps from
     // another Domain, whose counters go on; it is replaced only when it is too short.
-    const zur_variant_table *old = is_new != 0 || copy->variant_table == &now ? nullptr : copy->variant_table;
+    const zur_variant_table* old = is_new != 0 || copy->variant_table == &now ? nullptr : copy->variant_table;
     const auto kept = std::min(count, static_cast<std::size_t>(old != nullptr ? std::max<int>(old->count, 0) : 0));
-    zur_variant_record *records = old != nullptr ? old->records : nullptr;
+    zur_variant_record* records = old != nullptr ? old->records : nullptr;
     if (kept < count) {
-        VariantData &data = own(D).variant_data[copy];
+        VariantData& data = own(D).variant_data[copy];
         std::unique_ptr<zur_variant_record[]> longer(new zur_variant_record[count]());
         std::copy_n(records, kept, longer.get());
         data.records = std::move(longer);
@@ -169,16 +148,12 @@ void zur_update_variant_info(zur_domain *D, uint32_t, zur_type_info *copy, const
     }
 }
 
-void zurlib_type_stats_create_object(zur_domain *D, uint32_t S, const zur_type_info *type, uint64_t *created,
-                                     uint32_t *)
-{
-    if (zur_variant_record *record = counted_record(type, created))
-        count(D, S, type, &record->created);
+void zurlib_type_stats_create_object(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* created,
+                                     uint32_t*) {
+    if (zur_variant_record* record = counted_record(type, created)) count(D, S, type, &record->created);
 }
 
-void zurlib_type_stats_destroy_object(zur_domain *D, uint32_t S, const zur_type_info *type, uint64_t *created,
-                                      uint32_t *)
-{
-    if (zur_variant_record *record = counted_record(type, created))
-        count(D, S, type, &record->destroyed);
+void zurlib_type_stats_destroy_object(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* created,
+                                      uint32_t*) {
+    if (zur_variant_record* record = counted_record(type, created)) count(D, S, type, &record->destroyed);
 }

@@ -16,10 +16,7 @@ using namespace platform;
 struct AuthDomain : Wrapped<sm_auth_domain, uint32_t> {
     static constexpr char name[] = "sm_auth_domain";
     static constexpr Shape shape = Shape::enumeration;
-    static constexpr const zur_type_info &type_info()
-    {
-        return _sm_auth_domain_type_info_internal;
-    }
+    static constexpr const zur_type_info& type_info() { return _sm_auth_domain_type_info_internal; }
 };
 
 } // namespace
@@ -27,26 +24,21 @@ struct AuthDomain : Wrapped<sm_auth_domain, uint32_t> {
 PLATFORM_ENUM(sm_auth_domain, AuthDomain)
 
 // Wire: the number.
-#define SESSION_OBJECT(type, c_type)                                                                                 \
-    namespace {                                                                                                      \
-    struct Trait_##type : Wrapped<type, c_type> {                                                                    \
-        static constexpr char name[] = #type;                                                                        \
-        static constexpr Shape shape = Shape::record;                                                                \
-        static constexpr bool moves = true;                                                                          \
-        static constexpr const zur_type_info &type_info()                                                            \
-        {                                                                                                            \
-            return _##type##_type_info_internal;                                                                     \
-        }                                                                                                            \
-    };                                                                                                               \
-    }                                                                                                                \
-    PLATFORM_PLACED_RECORD(type, Trait_##type)                                                                       \
-    void platform_##type##_write(zur_domain *D, uint32_t S, struct type *object, c_type value, uint32_t *st)         \
-    {                                                                                                                \
-        Field<Trait_##type>::write(D, S, object, value, st);                                                         \
-    }                                                                                                                \
-    c_type platform_##type##_read(const struct type *object)                                                         \
-    {                                                                                                                \
-        return object->value;                                                                                        \
+#define SESSION_OBJECT(type, c_type)                                                                                   \
+    namespace {                                                                                                        \
+    struct Trait_##type : Wrapped<type, c_type> {                                                                      \
+        static constexpr char name[] = #type;                                                                          \
+        static constexpr Shape shape = Shape::record;                                                                  \
+        static constexpr bool moves = true;                                                                            \
+        static constexpr const zur_type_info& type_info() { return _##type##_type_info_internal; }                     \
+    };                                                                                                                 \
+    }                                                                                                                  \
+    PLATFORM_PLACED_RECORD(type, Trait_##type)                                                                         \
+    void platform_##type##_write(zur_domain* D, uint32_t S, struct type* object, c_type value, uint32_t* st) {         \
+        Field<Trait_##type>::write(D, S, object, value, st);                                                           \
+    }                                                                                                                  \
+    c_type platform_##type##_read(const struct type* object) {                                                         \
+        return object->value;                                                                                          \
     }
 
 SESSION_OBJECT(sess_mgr_conn_hdl, uint64_t)

@@ -22,9 +22,9 @@ typedef struct platform_domain_options {
     uint32_t tracking;       /**< PLATFORM_NO_HANDLE, ZUR_UNTRACKED_MODE or ZUR_TRACKED_MODE */
     uint32_t store_mode;     /**< as zur_domain::store_mode */
     uint32_t workspace_size; /**< bytes of the workspace for clones; 0: 1 MiB */
-    void *obj_store;         /**< handed to the allocation hooks and to lumeo_set_range(); may be null */
-    void *(*obj_alloc_fn)(void *obj_store, uint32_t set_id, size_t size); /**< null: malloc */
-    void (*obj_free_fn)(void *obj_store, uint32_t set_id, void *block);   /**< null: free */
+    void* obj_store;         /**< handed to the allocation hooks and to lumeo_set_range(); may be null */
+    void* (*obj_alloc_fn)(void* obj_store, uint32_t set_id, size_t size); /**< null: malloc */
+    void (*obj_free_fn)(void* obj_store, uint32_t set_id, void* block);   /**< null: free */
 } platform_domain_options;
 
 /**
@@ -34,25 +34,25 @@ typedef struct platform_domain_options {
  * @param options  borrowed; null for all defaults
  * @return the Domain, which platform_domain_destroy() takes; null when memory runs out
  */
-zur_domain *platform_domain_create(const platform_domain_options *options);
+zur_domain* platform_domain_create(const platform_domain_options* options);
 
 /** Takes the Domain, its TypeInfo copies and its maps. Instances must be gone by then. Null does nothing. */
-void platform_domain_destroy(zur_domain *D);
+void platform_domain_destroy(zur_domain* D);
 
 /** Sets the size of the workspace; a workspace handed out earlier is no longer valid. */
-void platform_domain_set_workspace(zur_domain *D, uint32_t size);
+void platform_domain_set_workspace(zur_domain* D, uint32_t size);
 
 /**
  * Agrees with the peer on a variant of one type, instead of the Domain's default. Negative: the peer does not know the
  * type. Instances created earlier keep their variant until a setter raises it.
  */
-void platform_domain_agree(zur_domain *D, const char *type_name, int8_t variant);
+void platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant);
 
 /** Sets the default: the variant of every type that has no agreement of its own. */
-void platform_domain_agree_all(zur_domain *D, int8_t variant);
+void platform_domain_agree_all(zur_domain* D, int8_t variant);
 
 /** Forgets all agreements; the default is PLATFORM_HIGHEST_VARIANT again. */
-void platform_domain_clear_agreement(zur_domain *D);
+void platform_domain_clear_agreement(zur_domain* D);
 
 #ifdef __cplusplus
 }

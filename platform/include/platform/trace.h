@@ -31,17 +31,17 @@ typedef struct platform_trace_record {
     platform_trace_argument arguments[PLATFORM_TRACE_ARGUMENTS];
 } platform_trace_record;
 
-typedef void (*platform_trace_sink)(void *context, const platform_trace_record *record);
+typedef void (*platform_trace_sink)(void* context, const platform_trace_record* record);
 
 /**
  * Sets the process's receiver of traces; null, the default, drops them. Calls of the sink do not overlap; once this
  * returns, the former sink is called no more. A trace that the sink itself causes is dropped, and the sink must not
  * call this function.
  */
-void platform_trace_set_sink(platform_trace_sink sink, void *context);
+void platform_trace_set_sink(platform_trace_sink sink, void* context);
 
 /** The name behind a module's trace id; null for an id that was never given out. */
-const char *platform_trace_module_name(uint32_t module);
+const char* platform_trace_module_name(uint32_t module);
 
 /** The trace catalogue of one library file. */
 typedef struct platform_trace_reader platform_trace_reader;
@@ -52,21 +52,21 @@ typedef struct platform_trace_reader platform_trace_reader;
  * @param message  receives one line when the file has no sound catalogue; may be null
  * @return a reader, which platform_trace_close() takes; null on failure
  */
-platform_trace_reader *platform_trace_open(const char *file_name, char *message, size_t message_size);
-void platform_trace_close(platform_trace_reader *reader);
+platform_trace_reader* platform_trace_open(const char* file_name, char* message, size_t message_size);
+void platform_trace_close(platform_trace_reader* reader);
 
 /** The catalogue's 16 bytes of digest; borrowed from the reader. */
-const uint8_t *platform_trace_digest(const platform_trace_reader *reader);
-uint32_t platform_trace_count(const platform_trace_reader *reader);
+const uint8_t* platform_trace_digest(const platform_trace_reader* reader);
+uint32_t platform_trace_count(const platform_trace_reader* reader);
 /** Text and identifier of one message; null when there is none of this index. The text is not terminated. */
-const char *platform_trace_text(const platform_trace_reader *reader, uint32_t index, uint32_t *length, uint32_t *luid);
+const char* platform_trace_text(const platform_trace_reader* reader, uint32_t index, uint32_t* length, uint32_t* luid);
 
 /**
  * Writes the record's message with its arguments in place, cut to what fits and terminated.
  *
  * @return the whole sentence's length; 0 when the record is not of this catalogue
  */
-size_t platform_trace_join(const platform_trace_reader *reader, const platform_trace_record *record, char *buffer,
+size_t platform_trace_join(const platform_trace_reader* reader, const platform_trace_record* record, char* buffer,
                            size_t size);
 
 #ifdef __cplusplus

@@ -29,9 +29,9 @@ typedef struct platform_xml_limits {
  * @param message  receives "line L, column C: reason" on failure; may be null
  * @return a document, which platform_xml_free() takes; null on failure
  */
-struct zur_xml_document *platform_xml_parse(const char *text, size_t length, const platform_xml_limits *limits,
-                                            char *message, size_t message_size);
-void platform_xml_free(struct zur_xml_document *document);
+struct zur_xml_document* platform_xml_parse(const char* text, size_t length, const platform_xml_limits* limits,
+                                            char* message, size_t message_size);
+void platform_xml_free(struct zur_xml_document* document);
 
 #ifdef __cplusplus
 }
