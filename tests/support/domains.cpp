@@ -1,0 +1,130 @@
+// The Domains of the tests and their watched hooks.
+#include "support/domains.hpp"
+
+#include "catalogue/catalogue.hpp"
+#include "support/heap.hpp"
+#include "support/names.hpp"
+#include "support/observation.hpp"
+
+#include <algorithm>
+
+namespace epm::test {
+
+namespace {
+
+char a_store;
+
+struct {
+    decltype(zur_domain::type_alloc_fn) type_alloc;
+    decltype(zur_domain::write_range_fn) write_range;
+    decltype(zur_domain::counter_range_fn) counter_range;
+    decltype(zur_domain::type_insert_fn) type_insert;
+    decltype(zur_domain::type_lookup_fn) type_lookup;
+} forward;
+
+void* allocate(void*, std::uint32_t S, std::size_t size) {
+    const RuntimeCall call("obj_alloc", [&](const Names& n) { return n.list(S, size); });
+    void* block = heap().allocate(size);
+    const bool by_bundle = call.is_from_bundle();
+    if (block != nullptr || by_bundle) tell([&](Observer& o) { o.allocated(block, size, by_bundle); });
+    return block;
+}
+
+void release(void*, std::uint32_t S, void* block) {
+    const RuntimeCall call("obj_free", [&](const Names& n) { return n.list(S, block); });
+    tell([&](Observer& o) { o.releasing(block); });
+    heap().release(block);
+}
+
+void write_range(zur_domain* D, void* address, std::uint32_t length, std::uint32_t S, void* owner) {
+    const RuntimeCall call("write_range", [&](const Names& n) { return n.list(address, length, S, owner); });
+    if (call.is_from_bundle()) tell([&](Observer& o) { o.announced(address, length); });
+    forward.write_range(D, address, length, S, owner);
+}
+
+void counter_range(void* obj_store, void* address, std::uint32_t length, std::uint32_t S) {
+    const RuntimeCall call("counter_range", [&](const Names& n) { return n.list(address, length, S); });
+    forward.counter_range(obj_store, address, length, S);
+}
+
+/// The name of the type of a digest.
+const char* type_named(std::string_view hex_digest) {
+    for (const auto* r : catalogue::all_records)
+        if (hex_digest == r->digests.identity) return r->name;
+    for (const auto* e : catalogue::all_enums)
+        if (hex_digest == e->digests.identity) return e->name;
+    return "no type of this catalogue";
+}
+
+int insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
+    const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
+    tell([&](Observer& o) { o.copied_type(copy); });
+    return forward.type_insert(type_table, S, hex_digest, copy);
+}
+
+zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_digest) {
+    const RuntimeCall call("type_lookup", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
+    return forward.type_lookup(type_table, S, hex_digest);
+}
+
+} // namespace
+
+std::vector<TestDomain*> TestDomain::all_;
+
+void* TestDomain::allocate_type(void* type_store, std::uint32_t S, std::size_t size) {
+    const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
+    const auto it = std::ranges::find_if(all_, [&](TestDomain* d) { return d->domain_->type_store == type_store; });
+    if (it != all_.end() && (*it)->refused_copy_ != 0 && --(*it)->refused_copy_ == 0) return nullptr;
+    return forward.type_alloc(type_store, S, size);
+}
+
+std::string Mode::text() const {
+    const char* name = tracking == PLATFORM_NO_HANDLE ? "no handle" : is_tracking() ? "tracked" : "untracked";
+    return std::string(name) + ", store_mode " + std::to_string(store_mode) + (containment ? ", containment" : "") +
+           (has_store ? ", with a store" : "") + (set_id == ZUR_NO_SET ? ", no set" : "");
+}
+
+const std::vector<Mode>& tracking_modes() {
+    static const std::vector<Mode> all = {{PLATFORM_NO_HANDLE}, {ZUR_UNTRACKED_MODE}, {ZUR_TRACKED_MODE}};
+    return all;
+}
+
+const std::vector<Mode>& all_modes() {
+    static const std::vector<Mode> all = [] {
+        std::vector<Mode> list;
+        for (const Mode& m : tracking_modes())
+            for (const std::uint32_t store_mode : {0u, 1u})
+                for (const bool containment : {false, true})
+                    for (const bool has_store : {false, true})
+                        list.push_back({m.tracking, store_mode, containment, has_store});
+        return list;
+    }();
+    return all;
+}
+
+TestDomain::TestDomain(const Mode& mode) : mode_(mode) {
+    platform_domain_options options{};
+    options.tracking = mode.tracking;
+    options.store_mode = mode.store_mode;
+    options.obj_store = mode.has_store ? &a_store : nullptr;
+    options.obj_alloc_fn = allocate;
+    options.obj_free_fn = release;
+    domain_ = platform_domain_create(&options);
+    domain_->cr_set_id = mode.set_id;
+    domain_->containment_on = mode.containment;
+    forward = {domain_->type_alloc_fn, domain_->write_range_fn, domain_->counter_range_fn, domain_->type_insert_fn,
+               domain_->type_lookup_fn};
+    domain_->type_alloc_fn = allocate_type;
+    domain_->write_range_fn = write_range;
+    domain_->counter_range_fn = counter_range;
+    domain_->type_insert_fn = insert_type;
+    domain_->type_lookup_fn = find_type;
+    all_.push_back(this);
+}
+
+TestDomain::~TestDomain() {
+    std::erase(all_, this);
+    platform_domain_destroy(domain_);
+}
+
+} // namespace epm::test

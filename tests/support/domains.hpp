@@ -1,0 +1,65 @@
+// Domains for tests, in all modes:
+//     TestDomain D({.tracking = ZUR_TRACKED_MODE, .store_mode = 1, .containment = true});
+//     create(D, D.set_id()); ... ; EXPECT_EQ(D.st, 0u);
+// Memory comes from heap(), and all hooks can be watched. for_each_mode() runs a test body in every mode.
+#pragma once
+
+#include <platform/domain.h>
+
+#include <string>
+#include <vector>
+
+namespace epm::test {
+
+/// The set_id of the tests: a number that is nothing else.
+inline constexpr std::uint32_t some_set = 0x5E700;
+
+struct Mode {
+    std::uint32_t tracking = PLATFORM_NO_HANDLE; ///< or ZUR_UNTRACKED_MODE, ZUR_TRACKED_MODE
+    std::uint32_t store_mode = 0;
+    bool containment = false;
+    bool has_store = false; ///< obj_store is not null
+    std::uint32_t set_id = some_set;
+
+    bool is_tracking() const { return tracking == ZUR_TRACKED_MODE; }
+    /// Whether the store is to hear of marks.
+    bool marks() const { return containment && store_mode == 1 && set_id != ZUR_NO_SET; }
+    std::string text() const;
+};
+
+/// Without a handle, untracked and tracked.
+const std::vector<Mode>& tracking_modes();
+/// Every combination of tracking, store_mode 0 and 1, containment, with and without a store.
+const std::vector<Mode>& all_modes();
+
+class TestDomain {
+public:
+    explicit TestDomain(const Mode& mode = {});
+    ~TestDomain();
+    TestDomain(const TestDomain&) = delete;
+    TestDomain& operator=(const TestDomain&) = delete;
+
+    operator zur_domain*() const { return domain_; } // NOLINT: it is passed where a Domain is
+    zur_domain* operator->() const { return domain_; }
+    const Mode& mode() const { return mode_; }
+    std::uint32_t set_id() const { return mode_.set_id; }
+    /// Agrees on the variant of one type, or of all.
+    void agree(const char* type, int variant) {
+        platform_domain_agree(domain_, type, static_cast<std::int8_t>(variant));
+    }
+    void agree_all(int variant) { platform_domain_agree_all(domain_, static_cast<std::int8_t>(variant)); }
+    /// The n-th TypeInfo copy from now is refused; 0: none is.
+    void refuse_type_copy(std::size_t n) { refused_copy_ = n; }
+
+    std::uint32_t st = 0; ///< a status word
+
+private:
+    static void* allocate_type(void* type_store, std::uint32_t S, std::size_t size);
+
+    Mode mode_;
+    zur_domain* domain_;
+    std::size_t refused_copy_ = 0;
+    static std::vector<TestDomain*> all_;
+};
+
+} // namespace epm::test

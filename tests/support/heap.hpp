@@ -1,0 +1,60 @@
+// The memory behind the Domains of the tests. It can refuse, counts what is alive, fills fresh blocks with a byte that
+// is not zero, and knows every block, so that the write checker can look at them. One heap a process, one thread:
+//     heap().refuse_nth(3);            // the third allocation from now gives null, and only that
+//     heap().refuse_beyond(1 << 20);   // so many bytes from now on, and no more
+//     heap().stop_refusing();
+// BundleTest (bundle_test.hpp) resets it before each test and finds leaks behind it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace epm::test {
+
+class Heap {
+public:
+    struct Block {
+        std::size_t size;
+        std::size_t number; ///< of the allocation, counted from the last reset
+    };
+
+    void* allocate(std::size_t size);
+    void release(void* block);
+
+    /// Forgets faults, counts and quarantine. Blocks that are still alive stay.
+    void reset();
+
+    void refuse_nth(std::size_t n) { refuse_at_ = allocations_ + n; }
+    void refuse_beyond(std::size_t bytes) { limit_ = allocated_bytes_ + bytes; }
+    void stop_refusing();
+    /// Released blocks keep their memory until reset, so that no address comes twice.
+    void quarantine() { has_quarantine_ = true; }
+    /// Fresh blocks hold this byte; released ones are overwritten with it.
+    void fill_with(std::uint8_t byte) { fill_ = byte; }
+
+    std::size_t allocations() const { return allocations_; } ///< asked for since the last reset
+    std::size_t refusals() const { return refusals_; }
+    std::size_t live_bytes() const { return live_bytes_; }
+    const std::map<void*, Block>& blocks() const { return blocks_; }
+    /// The block that holds an address; null when none does.
+    const std::pair<void* const, Block>* block_of(const void* address) const;
+
+private:
+    std::map<void*, Block> blocks_;
+    std::vector<void*> kept_;
+    std::size_t allocations_ = 0;
+    std::size_t refusals_ = 0;
+    std::size_t allocated_bytes_ = 0;
+    std::size_t live_bytes_ = 0;
+    std::optional<std::size_t> refuse_at_;
+    std::optional<std::size_t> limit_;
+    bool has_quarantine_ = false;
+    std::uint8_t fill_ = 0xA5;
+};
+
+Heap& heap();
+
+} // namespace epm::test

@@ -1,0 +1,91 @@
+// One imported operation as the tests define it: told to the observers, then forwarded to the runtime's own. A test can
+// put something in place of the runtime's, for as long as it holds the result:
+//     const auto refusal = REPLACE(zur_domain_lookup_variant, [](auto*, auto*, auto*, uint32_t* st) { *st = 5; return
+//     0; });
+#pragma once
+
+#include "support/names.hpp"
+#include "support/observation.hpp"
+
+#include <zur/foreign.h>
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+namespace epm::test {
+
+template <std::size_t N>
+struct Name {
+    char text[N];
+    constexpr Name(const char (&name)[N]) {
+        for (std::size_t i = 0; i < N; ++i) text[i] = name[i];
+    }
+    constexpr bool is_trace() const { return N > 6 && text[0] == '_' && text[1] == '_' && text[2] == 'Q'; }
+};
+
+/// The definition behind the test program's own.
+inline void* following(const char* name) {
+    void* symbol = dlsym(RTLD_NEXT, name);
+    if (symbol == nullptr) {
+        std::fprintf(stderr, "no library behind the test program defines %s\n", name);
+        std::abort();
+    }
+    return symbol;
+}
+
+template <Name N, class Signature>
+struct Import;
+
+template <Name N, class Result, class... Parameters>
+struct Import<N, Result(Parameters...)> {
+    static inline std::function<Result(Parameters...)> replacement;
+
+    static Result forward(Parameters... arguments) {
+        if (replacement) return replacement(arguments...);
+        static auto* const next = reinterpret_cast<Result (*)(Parameters...)>(following(N.text));
+        return next(arguments...);
+    }
+
+    static Result call(Parameters... arguments) {
+        if (!is_observed()) return forward(arguments...);
+        const RuntimeCall made(N.text, [&](const Names& names) {
+            if constexpr (N.is_trace())
+                return names.trace(arguments...);
+            else
+                return names.list(arguments...);
+        });
+        return forward(arguments...);
+    }
+};
+
+template <class ImportOf, class Function>
+class Replacement {
+public:
+    explicit Replacement(Function function) { ImportOf::replacement = std::move(function); }
+    ~Replacement() { ImportOf::replacement = nullptr; }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+};
+
+template <class ImportOf, class Function>
+Replacement<ImportOf, Function> replace(Function function) {
+    return Replacement<ImportOf, Function>(std::move(function));
+}
+
+#define REPLACE(name, ...) ::epm::test::replace<::epm::test::Import<#name, decltype(::name)>>(__VA_ARGS__)
+
+/// Defines the symbol `name` in the test program: a jump to the operation above, with the arguments as they came.
+#define EPM_WATCHED(name)                                                                                              \
+    extern "C" {                                                                                                       \
+    [[gnu::visibility("hidden"), gnu::used]] constinit decltype(&::name) watched_##name =                              \
+        &::epm::test::Import<#name, decltype(::name)>::call;                                                           \
+    }                                                                                                                  \
+    EPM_JUMP(name)
+#define EPM_JUMP(name)                                                                                                 \
+    asm(".pushsection .text\n.globl " #name "\n.type " #name ", @function\n" #name ": jmp *watched_" #name             \
+        "(%rip)\n.size " #name ", . - " #name "\n.popsection");
+
+} // namespace epm::test

@@ -1,0 +1,147 @@
+// Exported operations by type, field and operation, for tests that loop over the catalogue:
+//     const auto create = operation<Instance*(zur_domain*, std::uint32_t)>(type, "create");
+//     Instance* x = create(D, S);
+// An export that is not there fails the test and yields an operation that does nothing. An operation that is linked
+// directly is watched in the same way as exported(orlan_ial_svm_acl_data_create)(D, S). exports_called() counts.
+#pragma once
+
+#include "catalogue/catalogue.hpp"
+#include "catalogue/stamp/names.hpp"
+#include "support/observation.hpp"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <map>
+#include <string>
+
+namespace epm::test {
+
+using catalogue::Enum;
+using catalogue::Field;
+using catalogue::Kind;
+using catalogue::Record;
+
+/// The library file that is tested; it is the one that the program is linked with.
+inline void* library() {
+    static void* const handle = dlopen(EPM_LIBRARY_FILE, RTLD_NOW);
+    return handle;
+}
+
+/// All exports that have been fetched, by name.
+inline std::map<std::string, Export>& fetched_exports() {
+    static std::map<std::string, Export> all;
+    return all;
+}
+
+inline std::size_t exports_called() {
+    std::size_t n = 0;
+    for (const auto& [name, e] : fetched_exports()) n += e.is_called;
+    return n;
+}
+
+template <class Signature>
+class Operation;
+
+template <class Result, class... Parameters>
+class Operation<Result(Parameters...)> {
+public:
+    using Function = Result (*)(Parameters...);
+
+    Operation() = default;
+    Operation(Function f, Export* e) : function_(f), export_(e) {}
+
+    explicit operator bool() const { return function_ != nullptr; }
+    /// The bare function, which is neither watched nor counted; for threads.
+    Function function() const { return function_; }
+
+    Result operator()(Parameters... arguments) const {
+        if (function_ == nullptr) {
+            ADD_FAILURE() << "call of an export that is not there";
+            return Result();
+        }
+        export_->is_called = true;
+        const BundleCall call(export_);
+        return function_(arguments...);
+    }
+
+private:
+    Function function_ = nullptr;
+    Export* export_ = nullptr;
+};
+
+namespace detail {
+
+template <class Signature>
+Operation<Signature> fetch(const std::string& name, const std::string& type, const std::string& field,
+                           const std::string& operation) {
+    void* symbol = library() != nullptr ? dlsym(library(), name.c_str()) : nullptr;
+    if (symbol == nullptr) {
+        ADD_FAILURE() << "the library exports no " << name;
+        return {};
+    }
+    Export& e = fetched_exports()[name];
+    e.type = type;
+    e.field = field;
+    e.operation = operation;
+    return {reinterpret_cast<Signature*>(symbol), &e};
+}
+
+inline std::string name_of(const char* name) {
+    return name;
+}
+inline std::string name_of(const std::string& name) {
+    return name;
+}
+template <class Described>
+std::string name_of(const Described& described) {
+    return described.name;
+}
+
+} // namespace detail
+
+/// Operation of a type; the type may be given as its description.
+template <class Signature, class Type>
+Operation<Signature> operation(const Type& type, const std::string& name) {
+    const std::string t = detail::name_of(type);
+    return detail::fetch<Signature>(stamp::operation_name(t, name), t, {}, name);
+}
+
+/// Operation of a field; type and field may be given as their descriptions.
+template <class Signature, class Type, class FieldType>
+Operation<Signature> operation(const Type& type, const FieldType& field, const std::string& name) {
+    const std::string t = detail::name_of(type);
+    const std::string f = detail::name_of(field);
+    return detail::fetch<Signature>(stamp::operation_name(t, f, name), t, f, name);
+}
+
+/// Operation of the Bundle itself.
+template <class Signature>
+Operation<Signature> bundle_operation(const std::string& name) {
+    return detail::fetch<Signature>(name, {}, {}, name);
+}
+
+/// A directly linked operation, to be watched.
+template <class Result, class... Parameters>
+Operation<Result(Parameters...)> exported(Result (*function)(Parameters...)) {
+    Dl_info info{};
+    const bool known = dladdr(reinterpret_cast<void*>(function), &info) != 0 && info.dli_sname != nullptr;
+    const std::string name = known ? info.dli_sname : "?";
+    Export& e = fetched_exports()[name];
+    if (e.operation.empty()) e.operation = name;
+    return {function, &e};
+}
+
+/// Whether the library exports a name.
+inline bool exports(const std::string& name) {
+    return dlsym(library(), name.c_str()) != nullptr;
+}
+
+template <class Type>
+const zur_type_info* type_info_of(const Type& type) {
+    const std::string name = stamp::type_info_name(detail::name_of(type));
+    return static_cast<const zur_type_info*>(dlsym(library(), name.c_str()));
+}
+
+} // namespace epm::test

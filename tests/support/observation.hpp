@@ -1,0 +1,80 @@
+// Watching the border between the Bundle and the runtime. Every imported operation and every Domain hook passes here
+// (imports.cpp, runs.cpp, domains.cpp) before it is forwarded; observers see those that the Bundle makes, and not those
+// that the runtime makes inside them. Without an observer everything is forwarded as it is, from any thread.
+#pragma once
+
+#include <zur/types.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace epm::test {
+
+class Names;
+
+/// One exported operation of the Bundle, as far as it has been fetched.
+struct Export {
+    std::string type;
+    std::string field; ///< empty for an operation of the whole type
+    std::string operation;
+    std::atomic<bool> is_called = false;
+};
+
+/// The arguments of a call as text; asked for only where somebody writes them down.
+using Arguments = std::function<std::string(const Names&)>;
+
+/// Gets what happens while it lives, in order. Observers are made and ended on a single thread, none inside a call.
+class Observer {
+public:
+    Observer();
+    virtual ~Observer();
+    Observer(const Observer&) = delete;
+    Observer& operator=(const Observer&) = delete;
+
+    virtual void enter_bundle(const Export*) {}
+    virtual void leave_bundle() {}
+    virtual void before_call(const char* /*function*/, const Arguments&) {}
+    virtual void after_call() {}
+    /// Bytes that the Bundle is about to write.
+    virtual void announced(const void*, std::size_t) {}
+    /// Also blocks that the runtime takes and gives back.
+    virtual void allocated(void*, std::size_t, bool /*by_bundle*/) {}
+    virtual void releasing(void*) {}
+    virtual void copied_type(const zur_type_info*) {}
+};
+
+bool is_observed();
+void tell(const std::function<void(Observer&)>& what);
+
+/// Whether the Bundle is running, rather than the runtime called by it.
+bool in_bundle();
+
+/// A call from the Bundle into the runtime, for as long as it lasts.
+class RuntimeCall {
+public:
+    RuntimeCall(const char* function, const Arguments& arguments);
+    ~RuntimeCall();
+    RuntimeCall(const RuntimeCall&) = delete;
+    RuntimeCall& operator=(const RuntimeCall&) = delete;
+    bool is_from_bundle() const { return is_from_bundle_; }
+
+private:
+    bool is_from_bundle_;
+};
+
+/// A call into the Bundle, by a test or back from the runtime.
+class BundleCall {
+public:
+    explicit BundleCall(const Export* which);
+    ~BundleCall();
+    BundleCall(const BundleCall&) = delete;
+    BundleCall& operator=(const BundleCall&) = delete;
+
+private:
+    int depth_before_;
+};
+
+} // namespace epm::test

@@ -1,0 +1,48 @@
+// The calls that the Bundle makes of its runtime, in order and with their arguments, one line each:
+//     Recorder recorder(domain);
+//     recorder.name(acl, 96, "acl");
+//     set_value(D, S, acl, 7, &domain.st);
+//     EXPECT_EQ(recorder.take(), lines(R"(
+//         zur_clear_last_error()
+//         zurlib_adjust_variant(S, acl, orlan_ial_svm_acl_data, 2, st)
+//     )"));
+// Hooks appear as obj_alloc, obj_free, write_range, counter_range, type_alloc, type_insert, type_lookup, without the
+// context that they are given. Traces appear as trace(level " text"). Calls that the runtime itself makes do not
+// appear.
+#pragma once
+
+#include "support/names.hpp"
+#include "support/observation.hpp"
+
+#include <set>
+#include <string>
+
+namespace epm::test {
+
+class Recorder : public Observer {
+public:
+    explicit Recorder(TestDomain& domain);
+
+    void name(const void* address, std::size_t length, const std::string& name) { names_.add(address, length, name); }
+    /// Calls of this function are not written down.
+    void leave_out(const std::string& function) { left_out_.insert(function); }
+    /// The lines since the last call of this, each with a line feed.
+    std::string take();
+
+    void before_call(const char* function, const Arguments& arguments) override;
+    void allocated(void* block, std::size_t size, bool by_bundle) override;
+    void releasing(void* block) override;
+    void copied_type(const zur_type_info* copy) override { names_.add_copy(copy); }
+
+private:
+    Names names_;
+    std::set<std::string> left_out_;
+    std::string text_;
+    std::size_t allocations_ = 0;
+    void* released_ = nullptr;
+};
+
+/// A hand-written list of lines: indentation and the first line feed are dropped.
+std::string lines(const std::string& text);
+
+} // namespace epm::test

@@ -1,0 +1,59 @@
+// Whether the Bundle announces what it writes: at every call that it makes, and at the end of every exported operation,
+// each byte of a live block that has changed must lie in a range announced since that operation began and not written
+// since. Writes of the runtime and of the test are not the Bundle's and are let pass. It looks only while an operation
+// of library.hpp runs. BundleTest has one; the exceptions, with their reasons, stand in write_checker.cpp.
+#pragma once
+
+#include "support/observation.hpp"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace epm::test {
+
+/// A byte that changed without an announcement.
+struct Change {
+    const Export* within; ///< null while the runtime calls the Bundle back
+    const unsigned char* address;
+    unsigned char now;
+    bool is_in_header; ///< in the first 11 bytes of an Instance
+};
+
+class WriteChecker : public Observer {
+public:
+    WriteChecker();
+
+    std::size_t bytes_seen() const { return bytes_seen_; } ///< announced and changed
+
+    void enter_bundle(const Export* which) override;
+    void leave_bundle() override;
+    void before_call(const char* function, const Arguments& arguments) override;
+    void after_call() override;
+    void announced(const void* address, std::size_t length) override;
+    void allocated(void* block, std::size_t size, bool by_bundle) override;
+    void releasing(void* block) override;
+    void copied_type(const zur_type_info* copy) override { types_.insert(copy); }
+
+private:
+    struct Image {
+        std::vector<unsigned char> bytes;
+        std::vector<bool> announced;
+        bool is_fresh; ///< taken by this operation, and nothing in it announced so far
+    };
+
+    void look(const char* when);
+    void look(const char* when, const unsigned char* block, Image& image);
+    void accept();
+    bool is_in_header(const unsigned char* address) const;
+
+    std::map<const unsigned char*, Image> images_;
+    std::set<const void*> types_;
+    std::vector<const Export*> within_;
+    std::size_t bytes_seen_ = 0;
+    std::string last_call_;
+};
+
+} // namespace epm::test
