@@ -194,31 +194,31 @@ const std::vector<Type>& types() {
 // A zeroed object of a type, with its header where it has one, that is destroyed at the end.
 class Object {
 public:
-    Object(zur_domain* domain, const Type& of, bool filled) : D(domain), type(of) {
+    Object(zur_domain* D, const Type& type, bool filled) : domain_(D), type_(type) {
+        uint32_t code = 0;
         if (type.instance.initialize != nullptr)
-            type.instance.initialize(D, set_id, memory, type.instance.type_info, 0, 0, 0, nullptr, &status);
-        if (filled) type.fill(D, memory, &status);
-        EXPECT_EQ(status, 0u) << type.name;
+            type.instance.initialize(D, set_id, memory_, type.instance.type_info, 0, 0, 0, nullptr, &code);
+        if (filled) type.fill(D, memory_, &code);
+        EXPECT_EQ(code, 0u) << type.name;
     }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
     ~Object() {
-        if (type.destroy != nullptr) type.destroy(D, set_id, memory, 0);
+        if (type_.destroy != nullptr) type_.destroy(domain_, set_id, memory_, 0);
     }
 
     std::string image() const {
         char buffer[64];
         uint32_t code = 0;
-        return {buffer, type.field.marshal(D, set_id, buffer, memory, sizeof buffer, &code)};
+        return {buffer, type_.field.marshal(domain_, set_id, buffer, memory_, sizeof buffer, &code)};
     }
 
-    operator void*() { return memory; }
+    operator void*() { return memory_; }
 
 private:
-    zur_domain* D;
-    const Type& type;
-    uint32_t status = 0;
-    alignas(8) char memory[64] = {};
+    zur_domain* domain_;
+    const Type& type_;
+    alignas(8) char memory_[64] = {};
 };
 
 using Document = std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)>;
@@ -418,9 +418,9 @@ const zur_variant_table made_table = {3, made_records};
 zur_type_info made_type(const char* name) {
     zur_type_info type = {};
     type.magic = ZUR_TYPE_INFO_MAGIC;
-    std::strcpy(type.name, name);
+    std::strncpy(type.name, name, sizeof type.name - 1);
     std::memcpy(type.digest, name, std::min<size_t>(std::strlen(name), 16));
-    std::strcpy(type.hex_digest, name);
+    std::strncpy(type.hex_digest, name, sizeof type.hex_digest - 1);
     type.variant_table = &made_table;
     return type;
 }

@@ -3,6 +3,7 @@
 
 #include "contract.hpp"
 
+#include <cstring>
 #include <string_view>
 
 namespace platform {
@@ -22,7 +23,7 @@ constexpr zur_type_info make_type_info(std::string_view name, std::string_view b
     zur_type_info info{};
     info.magic = ZUR_TYPE_INFO_MAGIC;
     const uint64_t halves[2] = {name_digest(name, 0xCBF29CE484222325u), name_digest(name, 0x84222325CBF29CE4u)};
-    for (unsigned i = 0; i < 16; ++i) {
+    for (std::size_t i = 0; i < 16; ++i) {
         info.digest[i] = static_cast<uint8_t>(halves[i / 8] >> (i % 8 * 8));
         info.hex_digest[2 * i] = "0123456789abcdef"[info.digest[i] >> 4];
         info.hex_digest[2 * i + 1] = "0123456789abcdef"[info.digest[i] & 15];

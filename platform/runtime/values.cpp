@@ -94,7 +94,7 @@ void copy_swapped(void* to, const void* from, uint32_t count) {
         std::memcpy(to, from, count);
     } else {
         static_assert(sizeof(Number) == 4);
-        typedef uint32_t Four __attribute__((vector_size(16)));
+        using Four = uint32_t __attribute__((vector_size(16)));
         auto* out = static_cast<uint8_t*>(to);
         const auto* in = static_cast<const uint8_t*>(from);
         uint32_t i = 0;
@@ -172,11 +172,11 @@ void u_int32_destroy(zur_domain* D, uint32_t S, void* object) {
 }
 
 #define RUN(type, c_type)                                                                                              \
-    uint32_t type##_marshal_run(zur_domain* D, uint32_t, void* destination, const c_type* first, uint32_t count,       \
+    uint32_t type##_marshal_run(zur_domain* D, uint32_t, void* destination, const c_type first[], uint32_t count,      \
                                 int32_t room, uint32_t* st) {                                                          \
         return marshal_run(D, destination, first, count, room, st);                                                    \
     }                                                                                                                  \
-    uint32_t type##_unmarshal_run(zur_domain* D, uint32_t S, const void* source, c_type* first, uint32_t count,        \
+    uint32_t type##_unmarshal_run(zur_domain* D, uint32_t S, const void* source, c_type first[], uint32_t count,       \
                                   int32_t room, uint32_t* st) {                                                        \
         return unmarshal_run(D, S, source, first, count, room, st);                                                    \
     }

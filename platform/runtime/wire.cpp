@@ -32,11 +32,12 @@ constexpr uint32_t ra_size = sizeof(uint64_t) + 1;
 } // namespace
 
 #define WIRE_HELPER(name, type)                                                                                        \
-    uint32_t name##_marshal(zur_domain* D, uint32_t, void* destination, const type* value, int32_t room,               \
-                            uint32_t* st) {                                                                            \
+    uint32_t name##_marshal(zur_domain* D, uint32_t, void* destination, const std::type_identity_t<type>* value,       \
+                            int32_t room, uint32_t* st) {                                                              \
         return write(D, destination, value, room, st);                                                                 \
     }                                                                                                                  \
-    uint32_t name##_unmarshal(zur_domain* D, uint32_t, const void* source, type* value, int32_t room, uint32_t* st) {  \
+    uint32_t name##_unmarshal(zur_domain* D, uint32_t, const void* source, std::type_identity_t<type>* value,          \
+                              int32_t room, uint32_t* st) {                                                            \
         return read(D, source, value, room, st);                                                                       \
     }
 
