@@ -32,10 +32,11 @@ enum class Shape {
 
 // Blanks around a number or an address are the document's, not the value's.
 inline std::string_view trimmed(const char* text, std::size_t length) {
-    std::string_view view(text, length);
-    const auto blank = " \t\r\n";
-    view.remove_prefix(std::min(view.find_first_not_of(blank), view.size()));
-    return view.substr(0, view.find_last_not_of(blank) + 1);
+    const auto blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    const char* end = text + length;
+    while (text != end && blank(*text)) ++text;
+    while (text != end && blank(end[-1])) --end;
+    return {text, static_cast<std::size_t>(end - text)};
 }
 
 template <class Number>

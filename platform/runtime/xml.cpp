@@ -2,23 +2,25 @@
 //
 // A document is walked once, without recursion, into an index sorted by (parent, name, place). A look-up is a binary
 // search for each step of the path, and the last step's run of equally named elements is remembered, so that asking
-// for x[1], x[2], ... costs the same for each.
+// for x[1], x[2], ... costs the same for each. No document can make one step cost more than that.
 #include "../common/contract.hpp"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <new>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 struct zur_xml_document {
     struct Element {
         pugi::xml_node node;
         uint32_t parent; // 0 is the document
+        uint32_t name;   // as in names
         uint32_t number; // from 1, in document order
     };
     struct Run {
@@ -27,6 +29,7 @@ struct zur_xml_document {
     };
 
     pugi::xml_document tree;
+    std::map<std::string_view, uint32_t> names;
     std::vector<Element> index;
     std::string last_path; // up to the last step's number
     Run last_run{};
@@ -46,7 +49,7 @@ struct Failure {
 };
 
 auto key(const Element& element) {
-    return std::tuple(element.parent, std::string_view(element.node.name()), element.number);
+    return std::pair(uint64_t{element.parent} << 32 | element.name, element.number);
 }
 
 // What cannot be told from the tree, and what must be told before there is one. The count of brackets bounds the
@@ -66,26 +69,31 @@ Failure build_index(Document& document, const platform_xml_limits& limits) {
         return static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0));
     };
     std::vector<uint32_t> parents = {0};
-    pugi::xml_node node = document.tree.first_child();
-    while (node) {
+    std::string_view last_name;
+    uint32_t last_id = 0;
+    for (pugi::xml_node node = document.tree.first_child(); node;) {
         if (node.type() == pugi::node_doctype) return {"document type declarations are not accepted", offset(node)};
         if (node.type() == pugi::node_element) {
             if (parents.size() > limits.depth) return {"elements nested too deeply", offset(node)};
             if (document.index.size() == limits.elements) return {"too many elements", offset(node)};
             if (parents.size() == 1 && !document.index.empty()) return {"more than one root element", offset(node)};
             const auto number = static_cast<uint32_t>(document.index.size() + 1);
-            document.index.push_back({node, parents.back(), number});
+            if (const std::string_view name = node.name(); name != last_name) {
+                last_name = name;
+                last_id = document.names.try_emplace(name, static_cast<uint32_t>(document.names.size())).first->second;
+            }
+            document.index.push_back({node, parents.back(), last_id, number});
             if (node.first_child()) {
                 parents.push_back(number);
                 node = node.first_child();
                 continue;
             }
         }
-        while (node && !node.next_sibling()) {
+        while (!node.next_sibling() && parents.size() > 1) {
             node = node.parent();
             parents.pop_back();
         }
-        if (node) node = node.next_sibling();
+        node = node.next_sibling();
     }
     std::sort(document.index.begin(), document.index.end(),
               [](const Element& a, const Element& b) { return key(a) < key(b); });
@@ -103,12 +111,15 @@ void tell(std::string_view text, const Failure& failure, char* message, std::siz
 
 // All children of one name, in document order.
 Run children(const Document& document, uint32_t parent, std::string_view name) {
-    const auto step = [&](uint32_t number) {
-        return std::lower_bound(document.index.begin(), document.index.end(), std::tuple(parent, name, number),
-                                [](const Element& element, const auto& wanted) { return key(element) < wanted; });
+    const auto named = document.names.find(name);
+    if (named == document.names.end()) return {};
+    const auto place_of = [&](uint32_t number) {
+        const Element wanted = {{}, parent, named->second, number};
+        return std::lower_bound(document.index.begin(), document.index.end(), wanted,
+                                [](const Element& a, const Element& b) { return key(a) < key(b); });
     };
-    const auto first = step(0);
-    const auto last = step(UINT32_MAX);
+    const auto first = place_of(0);
+    const auto last = place_of(UINT32_MAX);
     return {document.index.data() + (first - document.index.begin()), static_cast<std::size_t>(last - first)};
 }
 
