@@ -13,7 +13,9 @@ namespace epm::lifecycle {
 }
 
 /// Declares and stores one link. `object` is marked dirty where the store wants marks; null leaves the mark out.
-inline void ranged_store(Domain* D, std::uint32_t S, void** link, void* value, void* object, std::uint32_t site) {
+template <class T>
+inline void ranged_store(Domain* D, std::uint32_t S, T** link, std::type_identity_t<T>* value, void* object,
+                         std::uint32_t site) {
     if (D->obj_store != nullptr) {
         const int accepted = lumeo_set_range(D->obj_store, link, pointer_length, S);
         if (marks_store(D, S) && object != nullptr) zurdb_plat_set_dirty(D, S, object);

@@ -53,15 +53,16 @@ struct FlagPlace {
     std::uint32_t untracked_site;
 };
 
-template <const Record& R, std::size_t I, trace::Operation O, trace::Text untracked = trace::Text::not_tracked>
+template <const Record& R, std::size_t I, trace::Operation O, trace::Text untracked = trace::Text::not_tracked,
+          std::size_t N = 0>
 inline constexpr FlagPlace flag_place = {
     .body = catalogue::layout<R>.body,
     .flag = catalogue::layout<R>.flag[I],
     .top = R.top(),
     .since = R.fields[I].since,
     .is_enumerated = R.fields[I].is_enumerated(),
-    .corrupted_site = trace::site<R, O, trace::Text::corrupted_handle, I>,
-    .untracked_site = trace::site<R, O, untracked, I>,
+    .corrupted_site = trace::site<R, O, trace::Text::corrupted_handle, I, N>,
+    .untracked_site = trace::site<R, O, untracked, I, N>,
 };
 
 /// The Instance's block, for a field whose place is known by description.
@@ -83,10 +84,14 @@ inline std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x, const F
 
 /// What every setter does once its field is stored: in tracked mode the field's flag becomes `value`. False when the
 /// Instance has no flags, in which case the error is left and the setter stops.
+inline bool mark(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place,
+                 std::uint8_t value = ZUR_FLAG_MODIFIED) {
+    return D->tracking_handle == nullptr || mark_tracked(D, S, x, st, place, value);
+}
+
 template <const Record& R, std::size_t I, trace::Operation O, std::uint8_t value = ZUR_FLAG_MODIFIED>
 bool mark(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
-    if (D->tracking_handle == nullptr) return true;
-    return mark_tracked(D, S, x, st, flag_place<R, I, O>, value);
+    return mark(D, S, x, st, flag_place<R, I, O>, value);
 }
 
 namespace lifecycle {

@@ -1,0 +1,86 @@
+// Elements of arrays, read one by one or as a run, and the end of an array's storage. How an array grows is told in
+// array_growth.hpp, how elements are set in the files of the kinds of element.
+#pragma once
+
+#include "access/element_flags.hpp"
+#include "access/plain_field.hpp"
+#include "lifecycle/destroy.hpp"
+
+namespace epm::access {
+
+template <const Record& R, std::size_t I>
+inline constexpr bool is_growing = R.fields[I].kind == Kind::array;
+
+/// Numbers of elements are counted with a sign in a fixed run.
+template <const Record& R, std::size_t I>
+using ElementCount = std::conditional_t<is_growing<R, I>, std::uint32_t, std::int32_t>;
+
+/// A number of elements without its sign: a negative one is more than there can be.
+template <class Count>
+constexpr std::uint32_t unsigned_count(Count count) {
+    return static_cast<std::uint32_t>(count);
+}
+
+/// Elements that can be reached. The length tells of more where the Domain refused the storage.
+template <const Record& R, std::size_t I>
+std::uint32_t reachable_count(const Instance* x) {
+    if (is_growing<R, I> && *field<R, I, void* const>(x) == nullptr) return 0;
+    return element_count<R, I>(x);
+}
+
+template <const Record& R, std::size_t I>
+void* element(Instance* x, std::uint32_t index) {
+    return const_cast<void*>(element_at<R, I>(x, index));
+}
+
+/// Hands an element out; reading never makes the array grow.
+template <const Record& R, std::size_t I>
+void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, std::uint32_t* st) {
+    if (!open_read(D, x, gate<R, I>, st)) return nullptr;
+    if (index >= reachable_count<R, I>(x)) {
+        fail(D, st, ZUR_ABSENT);
+        return nullptr;
+    }
+    void* address = element<R, I>(x, index);
+    if constexpr (R.fields[I].is_of_record()) {
+        return hand_out_nested(D, S, header(address), x);
+    } else {
+        void* pointer = Codec<*R.fields[I].foreign>::get(D, S, address, st);
+        record_containment(D, S, pointer, x);
+        return pointer;
+    }
+}
+
+template <const Record& R, std::size_t I>
+typename FieldValue<R, I>::type get_value(Domain* D, std::uint32_t S, const Instance* x, std::uint32_t index,
+                                          std::uint32_t* st) {
+    if (!open_read(D, x, gate<R, I>, st)) return 0;
+    void* pointer = get<R, I>(D, S, const_cast<Instance*>(x), index, st);
+    return pointer != nullptr ? Codec<*R.fields[I].foreign>::get_value(D, S, pointer, st) : 0;
+}
+
+/// Copies the first elements out.
+template <const Record& R, std::size_t I>
+void get_mem(Domain* D, std::uint32_t /*S*/, const Instance* x, void* destination, ElementCount<R, I> count,
+             std::uint32_t* st) {
+    if (!open_read(D, x, gate<R, I>, st)) return;
+    const std::uint32_t used = unsigned_count(count);
+    if (used > reachable_count<R, I>(x)) return fail(D, st, ZUR_BAD_ARGUMENT);
+    if (used != 0) std::memcpy(destination, element_at<R, I>(x, 0), used * element_length<R, I>);
+}
+
+/// Empties an array. State flags stay, the element flags too.
+template <const Record& R, std::size_t I>
+void remove_elements(Domain* D, std::uint32_t S, Instance* x) {
+    if (x == nullptr) return;
+    auto** storage = field<R, I, void*>(x);
+    if (*storage == nullptr) return;
+    constexpr std::size_t length = catalogue::companion<R, I>;
+    if constexpr (R.fields[I].is_of_record())
+        lifecycle::destroy_elements<*R.fields[I].record>(D, S, *storage, element_count<R, I>(x));
+    release(D, S, *storage);
+    store(D, S, storage, nullptr, x);
+    store(D, S, field<R, length, typename FieldValue<R, length>::type>(x), 0, x);
+}
+
+} // namespace epm::access

@@ -1,0 +1,67 @@
+// How an array that grows comes to its storage. It is always of the exact size, and what was there moves along; a run
+// of element flags follows it.
+#pragma once
+
+#include "access/array_field.hpp"
+
+namespace epm::access {
+
+/// Whether the record's notice of a reallocation has been given in this process.
+template <const Record& R>
+inline constinit bool reallocation_is_told = false;
+
+template <const Record& R, std::size_t I>
+void tell_reallocation() {
+    if (reallocation_is_told<R>) return;
+    trace::plain(trace::site<R, trace::Operation::field_set, trace::Text::reallocating, I>, trace::failure);
+    reallocation_is_told<R> = true;
+}
+
+/// Takes new, zeroed storage into use and hands the former one back. Null: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+void* renew_storage(Domain* D, std::uint32_t S, Instance* x, std::size_t size, void** former, std::uint32_t* st) {
+    auto** place = field<R, I, void*>(x);
+    *former = *place;
+    void* storage = allocate(D, S, size);
+    if (storage == nullptr) {
+        fail(D, st, ZUR_NO_MEMORY);
+        return nullptr;
+    }
+    store(D, S, place, storage, x);
+    std::memset(storage, 0, size);
+    return storage;
+}
+
+template <const Record& R, std::size_t I>
+std::uint32_t* length_of(Instance* x) {
+    return field<R, catalogue::companion<R, I>, std::uint32_t>(x);
+}
+
+/// Lets the element flags follow a growth. False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+bool grow_element_flags(Domain* D, std::uint32_t S, Instance* x, std::uint32_t count, std::uint32_t former,
+                        bool tracking, std::uint32_t* st) {
+    if (tracking)
+        return replace_element_flags(D, S, at<std::uint8_t*>(flag_block<R>(D, S, x), catalogue::layout<R>.nested[I]),
+                                     count, former, st);
+    drop_element_flags<R, I>(D, S, x);
+    return true;
+}
+
+/// Whether a setter of elements goes on, and in tracked mode. It is refused before anything changes.
+enum class Tracking : std::uint8_t { off, on, refused };
+
+inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, const FlagPlace& place) {
+    if (!is_tracking(D, place.corrupted_site)) return Tracking::off;
+    if (has_flag(x, ZUR_TRACKED)) return Tracking::on;
+    refuse_untracked(D, st, place.untracked_site);
+    return Tracking::refused;
+}
+
+/// The number of elements that an index asks for; 0 when it cannot be counted, and the error is left.
+inline std::uint32_t count_for(Domain* D, std::uint32_t index, std::uint32_t* st) {
+    if (index == UINT32_MAX) fail(D, st, ZUR_NO_MEMORY);
+    return index + 1;
+}
+
+} // namespace epm::access

@@ -1,0 +1,156 @@
+// Setting elements that are records. Each is a whole Instance inside the array's buffer; in tracked mode the elements'
+// state-flag blocks stand behind all of them, so that growth moves both and tells the runtime the new distances.
+#pragma once
+
+#include "access/array_of_values.hpp"
+#include "access/whole_record.hpp"
+#include "wire/cursor.hpp"
+
+namespace epm::access {
+
+/// A buffer of elements of one type, and of their blocks where the Domain tracks.
+template <const Record& E>
+struct Elements {
+    static constexpr std::size_t size = catalogue::size<E>;
+    static constexpr std::size_t block_length = catalogue::block_length<E>;
+    static_assert(!E.any([](const Field& f) {
+        return f.kind == Kind::list || f.kind == Kind::object || f.kind == Kind::embedded || f.kind == Kind::array;
+    }),
+                  "elements move by their bytes");
+
+    void* storage;
+    std::uint32_t count;
+
+    Instance* element(std::uint32_t i) const { return at<Instance>(storage, i * size); }
+    void* blocks() const { return at(storage, count * size); }
+    /// From an element to its block.
+    std::uint32_t distance(std::uint32_t i) const {
+        return static_cast<std::uint32_t>((std::size_t{count} - i) * size + i * block_length);
+    }
+    void tell_place(Domain* D, std::uint32_t S, std::uint32_t i) const {
+        zurlib_update_sttr_offset(D, S, element(i), distance(i));
+    }
+};
+
+/// Bytes for a number of elements; 0 when they cannot be had, because a distance has 32 bits, and the error is left.
+template <const Record& E>
+std::size_t room_for(Domain* D, std::uint32_t count, bool tracking, std::uint32_t* st) {
+    const std::size_t unit = Elements<E>::size + (tracking ? Elements<E>::block_length : 0);
+    const std::size_t size = count * unit;
+    if (!tracking || size <= UINT32_MAX) return size;
+    fail(D, st, ZUR_NO_MEMORY);
+    return 0;
+}
+
+/// Tells of an element that has left its place what its parent and the runtime knew of it there.
+template <const Record& E>
+void retire(Domain* D, std::uint32_t S, Instance* former, const Instance* parent, bool tracking, std::uint32_t* st) {
+    catalogue::for_each_field<E>([&]<std::size_t I>() {
+        if constexpr (E.fields[I].kind == Kind::text) give_up<E, I>(D, S, former);
+    });
+    if (tracking) zur_hd_mapping_destroy(D, S, former, st);
+    record_containment(D, S, former, parent);
+    mark_detached(D, S, former, 0);
+}
+
+/// Moves all elements to new storage, the blocks too where they have any.
+template <const Record& E>
+void move_elements(Domain* D, std::uint32_t S, const Elements<E>& to, const Elements<E>& from, const Instance* parent,
+                   bool tracking, std::uint32_t* st) {
+    std::memcpy(to.storage, from.storage, from.count * Elements<E>::size);
+    if (tracking && from.count != 0 && has_flag(from.element(0), ZUR_TRACKED))
+        std::memcpy(to.blocks(), from.blocks(), from.count * Elements<E>::block_length);
+    if (tracking)
+        for (std::uint32_t i = 0; i < from.count; ++i) to.tell_place(D, S, i);
+    for (std::uint32_t i = 0; i < from.count; ++i) retire<E>(D, S, from.element(i), parent, tracking, st);
+}
+
+/// Sets up the elements behind the former ones.
+template <const Record& E>
+void initialize_elements(Domain* D, std::uint32_t S, const Elements<E>& elements, std::uint32_t first, bool tracking,
+                         std::uint32_t* st) {
+    for (std::uint32_t i = first; i < elements.count; ++i) {
+        Instance* element = elements.element(i);
+        void* block = nullptr;
+        if (tracking) {
+            block = at(element, elements.distance(i));
+            elements.tell_place(D, S, i);
+        }
+        lifecycle::initialize<E>(D, S, element, type_info<E>(), 1, 0, ZUR_NESTED, block, st);
+    }
+}
+
+/// Makes room for an element at an index. False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, bool tracking, std::uint32_t* st) {
+    using Buffer = Elements<*R.fields[I].record>;
+    const std::uint32_t count = count_for(D, index, st);
+    if (count == 0) return false;
+    const std::size_t size = room_for<*R.fields[I].record>(D, count, tracking, st);
+    if (size == 0) return false;
+    if (*field<R, I, void*>(x) != nullptr) tell_reallocation<R, I>();
+    const std::uint32_t former_length = *length_of<R, I>(x);
+    void* former_storage;
+    void* storage = renew_storage<R, I>(D, S, x, size, &former_storage, st);
+    if (storage == nullptr) return false;
+    const Buffer elements{storage, count};
+    const Buffer former{former_storage, former_storage != nullptr ? former_length : 0};
+    if (former_storage != nullptr) {
+        move_elements(D, S, elements, former, x, tracking, st);
+        release(D, S, former_storage);
+    }
+    store(D, S, length_of<R, I>(x), count, x);
+    initialize_elements(D, S, elements, former.count, tracking, st);
+    return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st);
+}
+
+/// A deep copy into an element, as a clone into an Instance of the caller's is made; only that an element which cannot
+/// be filled stays in its place, because its memory is the array's.
+template <const Record& E>
+void clone_into(Domain* D, std::uint32_t S, Instance* element, const Instance* source, std::uint32_t* st) {
+    void* workspace = nullptr;
+    std::uint32_t length = 0;
+    zurlib_get_handle_ws(D, &workspace, &length, nullptr);
+    if (*st != 0) return;
+    zur_clear_last_error(D);
+    if (workspace == nullptr) return fail(D, st, ZUR_ABSENT);
+    constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max();
+    const std::uint32_t used =
+        wire::marshal_worker<E>(D, S, workspace, source, static_cast<std::int32_t>(std::min(length, longest)), 0, st);
+    if (*st == 0) wire::unmarshal<E>(D, S, workspace, element, static_cast<std::int32_t>(used), 0, st);
+}
+
+/// Whether the array's Instance and the source can be marked; refused before anything changes.
+template <const Record& R, std::size_t I>
+Tracking test_tracking_of_both(Domain* D, const Instance* x, const Instance* source, std::uint32_t* st) {
+    constexpr auto operation = trace::Operation::field_set;
+    const Tracking own = test_tracking(D, x, st, nth_flag_place<R, I, operation, 0>);
+    return own == Tracking::on ? test_tracking(D, source, st, nth_flag_place<R, I, operation, 1>) : own;
+}
+
+/// Sets an element of an array of records. With no source the array only grows.
+template <const Record& R, std::size_t I>
+void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance* source, std::uint32_t move,
+         std::uint32_t* st) {
+    constexpr const Record& type = *R.fields[I].record;
+    if (!open_write(D, S, x, gate<R, I>, st)) return;
+    const Tracking tracking = test_tracking_of_both<R, I>(D, x, source, st);
+    if (tracking == Tracking::refused) return;
+    if (index >= reachable_count<R, I>(x) && !grow_records<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
+    if (source == nullptr) return;
+    auto* target = header(element<R, I>(x, index));
+    record_containment(D, S, target, x);
+    if (move != 0)
+        set<type>(D, S, target, source, st);
+    else
+        clone_into<type>(D, S, target, source, st);
+    mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set, 2>);
+}
+
+template <const Record& R, std::size_t I>
+std::uint32_t set_chained(Domain* D, Instance* x, std::uint32_t index, Instance* source, std::uint32_t move) {
+    set<R, I>(D, D->cr_set_id, x, index, source, move, &D->last_error);
+    return D->last_error;
+}
+
+} // namespace epm::access

@@ -1,0 +1,45 @@
+// How every accessor begins: the status word, the Domain's sticky error, the variant. How a setter ends is told in
+// lifecycle/tracking.hpp; what stands between is in the files of the field kinds.
+#pragma once
+
+#include "frame/contents.hpp"
+#include "frame/imports.hpp"
+#include "lifecycle/tracking.hpp"
+#include "lifecycle/variants.hpp"
+
+namespace epm::access {
+
+template <const Record& R, std::size_t I, Kind K>
+inline constexpr bool is_of_kind = R.fields[I].kind == K;
+
+/// What must be known of a field before it is touched; literals of one field.
+struct Gate {
+    std::int8_t top; ///< the record's highest variant
+    std::int8_t since;
+    bool is_enumerated;
+};
+
+template <const Record& R, std::size_t I>
+inline constexpr Gate gate = {R.top(), R.fields[I].since, R.fields[I].is_enumerated()};
+
+/// The way into every read. False: the accessor returns its neutral result.
+inline bool open_read(Domain* D, const Instance* x, Gate field, std::uint32_t* st) {
+    if (*st != 0) return false;
+    zur_clear_last_error(D);
+    return in_variant(D, x, field.since, field.is_enumerated, st);
+}
+
+/// The way into every write, which may raise the Instance's variant. False: nothing is written.
+[[gnu::noinline]] inline bool open_write(Domain* D, std::uint32_t S, Instance* x, Gate field, std::uint32_t* st) {
+    if (*st != 0) return false;
+    zur_clear_last_error(D);
+    lifecycle::adjust(D, S, x, field.top, st);
+    return in_variant(D, x, field.since, field.is_enumerated, st);
+}
+
+/// An Instance that leaves its parent, as the store wants to hear of it.
+inline void mark_detached(Domain* D, std::uint32_t S, void* child, std::uint32_t flag) {
+    if (marks_store(D, S)) zurdb_plat_set_detach(D, S, child, flag);
+}
+
+} // namespace epm::access

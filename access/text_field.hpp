@@ -1,0 +1,106 @@
+// A counted text on the heap with its length in another field. It is handed out as a copy; its storage is always of the
+// exact size. The work is done in ordinary functions, the templates name the places.
+#pragma once
+
+#include "access/prologue.hpp"
+
+#include <cstring>
+
+namespace epm::access {
+
+/// Where a text's two members lie.
+struct TextPlace {
+    std::uint16_t pointer;
+    std::uint16_t length;
+    bool is_short; ///< the length has 16 bits
+    Gate field;
+};
+
+template <const Record& R, std::size_t I>
+inline constexpr TextPlace text_place = {
+    .pointer = catalogue::layout<R>.offset[I],
+    .length = catalogue::layout<R>.offset[catalogue::companion<R, I>],
+    .is_short = R.fields[catalogue::companion<R, I>].foreign->length == 2,
+    .field = gate<R, I>,
+};
+
+/// The way into a copy; the room is looked at before the variant.
+inline bool open_copy(Domain* D, const Instance* x, std::uint32_t size, Gate field, std::uint32_t* st) {
+    if (*st != 0) return false;
+    zur_clear_last_error(D);
+    if (size == 0) {
+        fail(D, st, ZUR_BAD_ARGUMENT);
+        return false;
+    }
+    return in_variant(D, x, field.since, field.is_enumerated, st);
+}
+
+/// What fits is delivered all the same, and always terminated. A text whose storage was refused is null.
+inline void copy_out(Domain* D, char* destination, std::uint32_t size, const char* text, std::uint32_t length,
+                     std::uint32_t* st) {
+    if (length >= size) {
+        fail(D, st, ZUR_BUFFER_TOO_SMALL);
+        length = size - 1;
+    }
+    if (text == nullptr) length = 0;
+    if (length != 0) std::strncpy(destination, text, length);
+    destination[length] = 0;
+}
+
+[[gnu::noinline]] inline void get_text(Domain* D, const Instance* x, char* destination, std::uint32_t size,
+                                       std::uint32_t* st, TextPlace place) {
+    if (!open_copy(D, x, size, place.field, st)) return;
+    const std::uint32_t length =
+        place.is_short ? *at<std::uint16_t>(x, place.length) : *at<std::uint32_t>(x, place.length);
+    copy_out(D, destination, size, *at<char*>(x, place.pointer), length, st);
+}
+
+/// Announces and stores a text's or array's length.
+inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t offset, bool is_short,
+                         std::uint32_t length) {
+    if (is_short)
+        store(D, S, at<std::uint16_t>(x, offset), static_cast<std::uint16_t>(length), x);
+    else
+        store(D, S, at<std::uint32_t>(x, offset), length, x);
+}
+
+/// The old text goes first, whatever comes. A source that ends early is filled up with zeros.
+[[gnu::noinline]] inline void set_text(Domain* D, std::uint32_t S, Instance* x, const char* source,
+                                       std::uint32_t length, std::uint32_t* st, TextPlace place,
+                                       const FlagPlace& flag) {
+    if (!open_write(D, S, x, place.field, st)) return;
+    if (place.is_short) length = static_cast<std::uint16_t>(length);
+    char** text = at<char*>(x, place.pointer);
+    if (*text != nullptr) release(D, S, *text);
+    announce(D, S, text, pointer_length, x);
+    *text = nullptr;
+    if (length != 0) {
+        *text = static_cast<char*>(allocate(D, S, std::size_t{length} + 1));
+        if (*text == nullptr) return fail(D, st, ZUR_NO_MEMORY);
+        std::strncpy(*text, source, length);
+        (*text)[length] = 0;
+    }
+    store_length(D, S, x, place.length, place.is_short, length);
+    if (mark(D, S, x, st, flag)) record_containment(D, S, *text, x);
+}
+
+/// Copies a text out.
+template <const Record& R, std::size_t I>
+requires is_of_kind<R, I, Kind::text>
+void get(Domain* D, std::uint32_t /*S*/, const Instance* x, char* destination, std::uint32_t size, std::uint32_t* st) {
+    get_text(D, x, destination, size, st, text_place<R, I>);
+}
+
+/// Sets a text.
+template <const Record& R, std::size_t I>
+void set(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint32_t length, std::uint32_t* st) {
+    set_text(D, S, x, source, length, st, text_place<R, I>, flag_place<R, I, trace::Operation::field_set>);
+}
+
+template <const Record& R, std::size_t I>
+std::uint32_t set_chained(Domain* D, Instance* x, const char* source, std::uint32_t length) {
+    set<R, I>(D, D->cr_set_id, x, source, length, &D->last_error);
+    return D->last_error;
+}
+
+} // namespace epm::access
