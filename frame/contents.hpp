@@ -56,15 +56,25 @@ bool is_selected(const Instance* x) {
     return enumerator_of(field<R, 0, Instance>(x)) == R.fields[I].tag;
 }
 
-/// Calls f(element) for each element of a list, first to last. A null link ends the walk too: the null Instance has
-/// one.
+/// The first element of a list; null when there is none. The null Instance's head is no sentinel but null.
+template <const Record& R, std::size_t I>
+const Instance* first_in_list(const Instance* x) {
+    const auto* head = field<R, I, ListHead>(x);
+    return head->first == head ? nullptr : header(head->first);
+}
+
+/// The element behind one of a list's elements; null behind the last one.
+template <const Record& R, std::size_t I>
+const Instance* next_in_list(const Instance* x, const Instance* element) {
+    const void* next = at<Links>(element, catalogue::layout<*R.fields[I].record>.links)->next;
+    return next == field<R, I, ListHead>(x) ? nullptr : header(next);
+}
+
+/// Calls f(element) for each element of a list, first to last.
 template <const Record& R, std::size_t I, class F>
 void for_each_list_element(const Instance* x, F&& f) {
-    const auto* head = field<R, I, ListHead>(x);
-    constexpr std::size_t links = catalogue::layout<*R.fields[I].record>.links;
-    for (const void* element = head->first; element != head && element != nullptr;
-         element = at<Links>(element, links)->next)
-        f(header(element));
+    for (const Instance* element = first_in_list<R, I>(x); element != nullptr; element = next_in_list<R, I>(x, element))
+        f(element);
 }
 
 } // namespace epm

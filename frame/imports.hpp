@@ -79,6 +79,7 @@ struct Codec<catalogue::u_int32> {
     EPM_VALUE_OPERATIONS(u_int32, std::uint32_t)
     EPM_RUN_OPERATIONS(u_int32)
     static constexpr auto* hash = &::u_int32_hash;
+    static constexpr auto* size_of = &::u_int32_sizeof;
 };
 template <>
 struct Codec<catalogue::u_int64> {
@@ -92,6 +93,7 @@ struct Codec<catalogue::character> {
     EPM_VALUE_OPERATIONS(char, char)
     EPM_RUN_OPERATIONS(char)
     static constexpr auto* hash = &::char_hash;
+    static constexpr auto* size_of = &::char_sizeof;
 };
 EPM_ENUMERATED(zur_boolean)
 EPM_ENUMERATED(sm_auth_domain)

@@ -89,16 +89,15 @@ void release_element_flags(Domain* D, std::uint32_t S, std::uint8_t* block) {
     });
 }
 
-/// Destroys a list's elements with their owner, first to last.
-template <const Record& R, std::size_t I>
+/// Destroys a list's elements, first to last: with their owner, or where a reader replaces them.
+template <const Record& R, std::size_t I, trace::Operation O = trace::Operation::drain>
 void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     constexpr const Record& element_type = *R.fields[I].record;
     constexpr std::size_t links = catalogue::layout<element_type>.links;
     auto* head = field<R, I, ListHead>(x);
     while (head->first != head) {
         auto* element = header(head->first);
-        unlink(D, S, element, links, Marked::removed,
-               trace::site<R, trace::Operation::drain, trace::Text::range_refused, I>);
+        unlink(D, S, element, links, Marked::removed, trace::site<R, O, trace::Text::range_refused, I>);
         store(D, S, &links_of(element, links)->list_head, nullptr, nullptr);
         destroy_internal<element_type>(D, S, element, 1);
     }

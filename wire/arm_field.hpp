@@ -1,0 +1,50 @@
+// The arms of a tagged union on the wire. The tag is an enumeration in front of all arms; each arm has a position:
+//
+//   size  content
+//         the arm as a whole marshalled record, only where the tag selects it
+//   0, 1  state flag of the position, selected or not; only where 2 bytes of room are left
+#pragma once
+
+#include "lifecycle/create.hpp"
+#include "wire/cursor.hpp"
+
+namespace epm::wire {
+
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void put_arm(Writer& out, const Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    if (is_selected<R, I>(x)) {
+        if (const Instance* arm = *field<R, I, Instance*>(x); arm != nullptr)
+            out.advance(marshal_worker<*f.record>(out.D, out.S, out.cursor, arm, out.room, 1, out.st));
+        else
+            fail(out.D, out.st, ZUR_ABSENT);
+    }
+    out.put_flag_with_room(catalogue::layout<R>.flag[I]);
+}
+
+/// The arm, created where there is none; null when it cannot be.
+template <const Record& R, std::size_t I>
+Instance* arm_to_fill(Domain* D, std::uint32_t S, Instance* x) {
+    auto** arm = field<R, I, Instance*>(x);
+    if (*arm != nullptr) return *arm;
+    announce(D, S, arm, pointer_length, x);
+    trace::init();
+    *arm = lifecycle::create_internal<*R.fields[I].record>(D, S);
+    record_containment(D, S, *arm, x);
+    return *arm;
+}
+
+/// An arm that another tag has selected before stays as it is.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void take_arm(Reader& in, Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    if (is_selected<R, I>(x)) {
+        if (Instance* arm = arm_to_fill<R, I>(in.D, in.S, x); arm != nullptr)
+            in.pass(unmarshal<*f.record>(in.D, in.S, in.cursor, arm, in.room, in.reuse, in.st));
+        else
+            fail(in.D, in.st, ZUR_NO_MEMORY);
+    }
+    in.take_flag<plain_flag>(catalogue::layout<R>.flag[I]);
+}
+
+} // namespace epm::wire

@@ -1,0 +1,190 @@
+// Variable arrays on the wire. The count n stands where the length field stands; nothing follows when it is 0:
+//
+//   size  content
+//         n elements: each as its codec writes it, or a whole marshalled record
+//   0, 1  whole flag
+//   0, n  element flags, as many as there is room for
+//
+// The element flags of a fixed array follow its whole flag in the same way.
+#pragma once
+
+#include "lifecycle/destroy.hpp"
+#include "wire/run_field.hpp"
+#include "wire/storage.hpp"
+
+namespace epm::wire {
+
+/// Element flags that fit; an Instance without them sends zeros. Bytes written.
+[[gnu::noinline]] inline std::uint32_t put_element_flags(unsigned char* destination, const void* flags,
+                                                         std::uint32_t count, std::int32_t room) {
+    const auto used = static_cast<std::uint32_t>(std::min(std::int64_t{room}, std::int64_t{count}));
+    if (flags != nullptr)
+        std::memcpy(destination, flags, used);
+    else
+        std::memset(destination, 0, used);
+    return used;
+}
+
+/// The whole flag and the element flags.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void put_array_flags(Writer& out, std::uint32_t count) {
+    if (out.flags == nullptr) return;
+    out.put_flag(catalogue::layout<R>.flag[I]);
+    const void* flags = out.flags + catalogue::layout<R>.nested[I];
+    if constexpr (R.fields[I].kind == Kind::array) std::memcpy(&flags, flags, sizeof flags);
+    out.advance(put_element_flags(out.cursor, flags, count, out.room));
+}
+
+/// Elements that are records, one whole marshalled record each.
+template <const Record& E>
+[[gnu::noinline]] std::uint32_t put_elements(Domain* D, std::uint32_t S, unsigned char* destination,
+                                             const void* storage, std::uint32_t count, std::int32_t room,
+                                             std::uint32_t* st) {
+    Writer out{.D = D, .S = S, .cursor = destination, .room = room, .st = st};
+    for (std::size_t i = 0; i < count && *st == 0; ++i)
+        out.advance(
+            marshal_worker<E>(D, S, out.cursor, at<Instance>(storage, i * catalogue::size<E>), out.room, 1, st));
+    return static_cast<std::uint32_t>(out.cursor - destination);
+}
+
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void put_array(Writer& out, const Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    const std::uint32_t count = present_length<R, I>(x);
+    if (count == 0) return;
+    const void* storage = *field<R, I, void*>(x);
+    if constexpr (f.is_of_record())
+        out.advance(put_elements<*f.record>(out.D, out.S, out.cursor, storage, count, out.room, out.st));
+    else
+        out.advance(put_run<*f.foreign>(out.D, out.S, out.cursor, storage, count, out.room, out.st));
+    put_array_flags<R, I>(out, count);
+}
+
+/// The whole flag and the element flags, into the run of a variable array or the bytes inside the block.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void take_array_flags(Reader& in, std::uint32_t count) {
+    if (in.state_flags == StateFlags::absent) [[likely]]
+        return;
+    in.take_flag<whole_flag>(catalogue::layout<R>.flag[I]);
+    const std::uint32_t used = std::min(in.rest(), count);
+    if (in.state_flags == StateFlags::stored) {
+        void* flags = in.block + catalogue::layout<R>.nested[I];
+        if constexpr (R.fields[I].kind == Kind::array) std::memcpy(&flags, flags, sizeof flags);
+        std::memcpy(flags, in.cursor, used);
+    }
+    in.advance(used);
+}
+
+/// Gives the array a zeroed run of element flags. False: the Domain refuses memory.
+[[gnu::noinline]] inline bool renew_element_flags(Domain* D, std::uint32_t S, void** run, std::uint32_t count,
+                                                  std::uint32_t* st) {
+    if (*run != nullptr) release(D, S, *run);
+    *run = allocate(D, S, count);
+    if (*run == nullptr) {
+        fail(D, st, ZUR_NO_MEMORY);
+        return false;
+    }
+    std::memset(*run, 0, count);
+    return true;
+}
+
+/// Gives up a run of element flags that is too short for the elements that have come without any.
+inline void drop_element_flags(Domain* D, std::uint32_t S, void** run) {
+    if (*run != nullptr) release(D, S, *run);
+    *run = nullptr;
+}
+
+/// Makes the element flags fit the new count. False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t former) {
+    constexpr std::size_t place = catalogue::layout<R>.nested[I];
+    if (in.state_flags == StateFlags::stored) {
+        auto** run = at<void*>(in.block, place);
+        const bool kept = in.reuse != 0 && *run != nullptr && count == former;
+        return kept || renew_element_flags(in.D, in.S, run, count, in.st);
+    }
+    if (has_flag(x, ZUR_TRACKED) && count > former)
+        drop_element_flags(in.D, in.S, at<void*>(flag_block<R>(in.D, in.S, x), place));
+    return true;
+}
+
+/// Sets up and reads elements that are records, in zeroed storage; in tracked mode their blocks lie behind all of them.
+/// Elements behind one that cannot be read are not set up. The result is the bytes passed.
+template <const Record& E>
+[[gnu::noinline]] std::uint32_t take_elements(Reader in, void* storage, std::uint32_t count) {
+    constexpr std::size_t size = catalogue::size<E>;
+    const std::int32_t room = in.room;
+    for (std::size_t i = 0; i < count && *in.st == 0; ++i) {
+        auto* element = at<Instance>(storage, i * size);
+        void* block = nullptr;
+        if (in.places_blocks) {
+            const std::size_t distance = (count - i) * size + i * catalogue::block_length<E>;
+            block = at(element, distance);
+            zurlib_update_sttr_offset(in.D, in.S, element, static_cast<std::uint32_t>(distance));
+        }
+        lifecycle::initialize<E>(in.D, in.S, element, type_info<E>(), 1, 0, ZUR_NESTED, block, in.st);
+        in.pass(unmarshal<E>(in.D, in.S, in.cursor, element, in.room, in.reuse, in.st));
+    }
+    return static_cast<std::uint32_t>(std::int64_t{room} - in.room);
+}
+
+/// Whether elements that an array holds have been given room for state flags, if the Domain tracks.
+inline bool has_blocks_if_needed(const Reader& in, const void* storage) {
+    return !in.places_blocks || has_flag(header(storage), ZUR_TRACKED);
+}
+
+/// False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline bool take_array_of_records(Reader& in, Instance* x, std::uint32_t former) {
+    constexpr const Record& element = *R.fields[I].record;
+    auto** storage = field<R, I, void*>(x);
+    const std::uint32_t count = present_length<R, I>(x);
+    if (*storage != nullptr && (in.reuse != 0 || count == 0))
+        lifecycle::destroy_elements<element>(in.D, in.S, *storage, former);
+    if (count == 0) {
+        drop(in.D, in.S, storage, x);
+        return true;
+    }
+    const bool kept = in.reuse != 0 && count == former && *storage != nullptr && has_blocks_if_needed(in, *storage);
+    const std::size_t size = provide(
+        in.D, in.S, storage, kept, count, [](const Domain* D) { return lifecycle::size_of<element>(D); }, x, in.st);
+    if (size == 0) return false;
+    std::memset(*storage, 0, size);
+    // The distance from an element to its block has 32 bits; storage that is too large for that is given back.
+    if (in.places_blocks && size > std::numeric_limits<std::uint32_t>::max()) [[unlikely]] {
+        drop(in.D, in.S, storage, x);
+        fail(in.D, in.st, ZUR_NO_MEMORY);
+        return false;
+    }
+    if (!prepare_element_flags<R, I>(in, x, count, former)) return false;
+    in.pass(take_elements<element>(in, *storage, count));
+    take_array_flags<R, I>(in, count);
+    return true;
+}
+
+/// False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline bool take_array_of_values(Reader& in, Instance* x, std::uint32_t former) {
+    constexpr const Field& f = R.fields[I];
+    auto** storage = field<R, I, void*>(x);
+    const std::uint32_t count = present_length<R, I>(x);
+    if (count == 0) {
+        drop(in.D, in.S, storage, x);
+        return true;
+    }
+    const bool kept = in.reuse != 0 && count == former && *storage != nullptr;
+    const std::size_t size = provide(in.D, in.S, storage, kept, count, Codec<*f.foreign>::size_of, x, in.st);
+    if (size == 0) return false;
+    if (!prepare_element_flags<R, I>(in, x, count, former)) {
+        std::memset(*storage, 0, size);
+        return false;
+    }
+    const std::uint32_t used = take_run<*f.foreign>(in.D, in.S, in.cursor, *storage, count, in.room, in.reuse, in.st);
+    in.advance(used);
+    // A primitive is as wide on the wire as in memory; only what was not read remains to be zeroed.
+    std::memset(at(*storage, used), 0, size - used);
+    take_array_flags<R, I>(in, count);
+    return true;
+}
+
+} // namespace epm::wire

@@ -1,0 +1,51 @@
+// Deep copies: a record travels through its wire form in a workspace. There is no other copying code.
+#pragma once
+
+#include "wire/marshal.hpp"
+#include "wire/unmarshal.hpp"
+
+namespace epm::wire {
+
+/// Into the Instance that the reference holds, or into a new one. A destination that cannot be filled is destroyed, the
+/// caller's own as well. `reference` is the address of the caller's pointer, whose type is the record's own.
+template <const Record& R>
+void clone_internal(Domain* D, std::uint32_t S, const Instance* source, void* reference, void* workspace,
+                    std::int32_t length, std::uint32_t* st) {
+    if (*st != 0) return;
+    zur_clear_last_error(D);
+    if (reference == nullptr || workspace == nullptr) return fail(D, st, ZUR_ABSENT);
+    auto** destination = static_cast<Instance**>(reference);
+    const std::uint32_t used = marshal_worker<R>(D, S, workspace, source, length, 0, st);
+    if (*st != 0) return;
+    if (*destination == nullptr) {
+        trace::init();
+        *destination = lifecycle::create_internal<R>(D, S);
+        if (*destination == nullptr) return fail(D, st, ZUR_NO_MEMORY);
+    }
+    unmarshal<R>(D, S, workspace, *destination, static_cast<std::int32_t>(used), 0, st);
+    if (*st == 0) return;
+    if (*destination != lifecycle::null_instance<R>()) lifecycle::destroy_internal<R>(D, S, *destination, 1);
+    *destination = nullptr;
+}
+
+template <const Record& R>
+void clone(Domain* D, std::uint32_t S, const Instance* source, void* reference, void* workspace, std::int32_t length,
+           std::uint32_t* st) {
+    if (reference != nullptr) *static_cast<Instance**>(reference) = nullptr;
+    clone_internal<R>(D, S, source, reference, workspace, length, st);
+}
+
+/// In the workspace that the runtime hands out for `request`.
+template <const Record& R>
+Instance* clone_chained(Domain* D, const Instance* source, void* request) {
+    void* workspace = nullptr;
+    std::uint32_t length = 0;
+    zurlib_get_handle_ws(D, &workspace, &length, request);
+    Instance* copy = nullptr;
+    constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max();
+    clone_internal<R>(D, D->cr_set_id, source, &copy, workspace, static_cast<std::int32_t>(std::min(length, longest)),
+                      &D->last_error);
+    return copy;
+}
+
+} // namespace epm::wire

@@ -1,0 +1,105 @@
+// The order of two records: field by field in declaration order, in memory, without a look at header or Domain. All
+// fields of all variants count.
+#pragma once
+
+#include "wire/enumeration.hpp"
+#include "wire/list_field.hpp"
+
+namespace epm::wire {
+
+template <const Record& R>
+std::int32_t compare(const Instance* a, const Instance* b);
+
+template <const Record& R>
+std::int32_t compare_fields(const Instance* a, const Instance* b);
+
+template <class T>
+constexpr std::int32_t order_of(T a, T b) {
+    return a < b ? -1 : a > b;
+}
+
+/// How a primitive is compared: `char` as a signed number.
+template <const Foreign& F>
+using Ordered =
+    std::conditional_t<std::is_same_v<typename Codec<F>::Value, char>, std::int8_t, typename Codec<F>::Value>;
+
+/// Bytes of memory. There need be no memory where there are no bytes.
+inline std::int32_t compare_bytes(const void* a, const void* b, std::size_t length) {
+    return length == 0 ? 0 : std::memcmp(a, b, length);
+}
+
+/// The elements of two arrays of records, as far as both go.
+template <const Record& E>
+[[gnu::noinline]] std::int32_t compare_elements(const void* a, const void* b, std::uint32_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t place = i * catalogue::size<E>;
+        if (const std::int32_t order = compare_fields<E>(at<Instance>(a, place), at<Instance>(b, place)); order != 0)
+            return order;
+    }
+    return 0;
+}
+
+template <const Record& R, std::size_t I>
+[[gnu::noinline]] std::int32_t compare_lists(const Instance* a, const Instance* b) {
+    std::int32_t order = order_of(field<R, I, ListHead>(a)->count, field<R, I, ListHead>(b)->count);
+    const Instance* of_a = first_in_list<R, I>(a);
+    const Instance* of_b = first_in_list<R, I>(b);
+    while (order == 0 && of_a != nullptr && of_b != nullptr) {
+        order = compare<*R.fields[I].record>(of_a, of_b);
+        of_a = next_in_list<R, I>(a, of_a);
+        of_b = next_in_list<R, I>(b, of_b);
+    }
+    return order;
+}
+
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline std::int32_t compare_field(const Instance* a, const Instance* b) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_own_enum()) {
+        return compare_enumerators(field<R, I, EnumInstance>(a), field<R, I, EnumInstance>(b));
+    } else if constexpr (f.kind == Kind::embedded) {
+        return compare<*f.record>(field<R, I, Instance>(a), field<R, I, Instance>(b));
+    } else if constexpr (f.kind == Kind::characters || f.kind == Kind::run) {
+        return std::memcmp(field<R, I>(a), field<R, I>(b), std::size_t{f.capacity} * f.foreign->length);
+    } else if constexpr (f.kind == Kind::text || f.kind == Kind::array) {
+        const std::uint32_t count = std::min(present_length<R, I>(a), present_length<R, I>(b));
+        const void* of_a = *field<R, I, void*>(a);
+        const void* of_b = *field<R, I, void*>(b);
+        if constexpr (f.is_of_record())
+            return compare_elements<*f.record>(of_a, of_b, count);
+        else
+            return compare_bytes(of_a, of_b, std::size_t{count} * f.foreign->length);
+    } else if constexpr (f.kind == Kind::list) {
+        return compare_lists<R, I>(a, b);
+    } else if constexpr (f.kind == Kind::arm) {
+        if (!is_selected<R, I>(a)) return 0;
+        return compare<*f.record>(*field<R, I, Instance*>(a), *field<R, I, Instance*>(b));
+    } else if constexpr (f.foreign->shape == Foreign::Shape::primitive) {
+        using Number = Ordered<*f.foreign>;
+        return order_of(*field<R, I, Number>(a), *field<R, I, Number>(b));
+    } else {
+        return Codec<*f.foreign>::compare(field<R, I>(a), field<R, I>(b));
+    }
+}
+
+/// The first result that is not 0, as it stands.
+template <const Record& R, std::size_t... I>
+[[gnu::always_inline]] inline std::int32_t compare_fields(const Instance* a, const Instance* b,
+                                                          std::index_sequence<I...>) {
+    std::int32_t order = 0;
+    (void)(((order = compare_field<R, I>(a, b)) == 0) && ...);
+    return order;
+}
+
+template <const Record& R>
+std::int32_t compare_fields(const Instance* a, const Instance* b) {
+    return compare_fields<R>(a, b, std::make_index_sequence<R.count>{});
+}
+
+template <const Record& R>
+std::int32_t compare(const Instance* a, const Instance* b) {
+    const std::int32_t order = compare_null(a, b);
+    return order == both_there ? compare_fields<R>(a, b) : order;
+}
+
+} // namespace epm::wire

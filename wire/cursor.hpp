@@ -1,0 +1,133 @@
+// Where a writer or a reader stands: the next byte, the room behind it, and the state flag bytes that travel between
+// the fields in tracked mode. What a field looks like in the bytes is told in the field kinds' own files.
+#pragma once
+
+#include "frame/contents.hpp"
+#include "frame/imports.hpp"
+#include "lifecycle/tracking.hpp"
+
+#include <limits>
+
+namespace epm::wire {
+
+/// The Instance flags that travel. All others are cleared on the way out, and on the way in, where a peer could
+/// otherwise claim memory arrangements that the destination does not have.
+inline constexpr std::uint8_t travelling_flags = ZUR_TRACKED | ZUR_RA_DATA;
+
+/// A pass through the template of another record, from a field that holds one.
+template <const Record& R>
+std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
+                             int check, std::uint32_t* st);
+template <const Record& R>
+std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
+                        std::uint32_t reuse, std::uint32_t* st);
+
+/// The refusal of a buffer without a single byte.
+[[gnu::cold, gnu::noinline]] inline std::uint32_t refuse_buffer(Domain* D, std::uint32_t* st) {
+    fail(D, st, ZUR_WRONG_LENGTH);
+    return 0;
+}
+
+inline constexpr std::size_t longest_block = [] {
+    std::size_t longest = 0;
+    for (const Record* r : catalogue::all_records)
+        longest = std::max(longest, catalogue::detail::lay_out(*r).block_length(*r));
+    return longest;
+}();
+
+/// The state flags of an Instance that has none, as they travel: all zero, and no element flags.
+alignas(8) inline constexpr std::array<std::uint8_t, longest_block> no_state_flags{};
+
+struct Writer {
+    Domain* D;
+    std::uint32_t S;
+    unsigned char* cursor;
+    std::int32_t room;
+    std::uint32_t* st;
+    const std::uint8_t* flags = nullptr; ///< the state flags to send; null: none travel
+
+    void advance(std::uint32_t bytes) {
+        cursor += bytes;
+        room -= static_cast<std::int32_t>(bytes);
+    }
+    /// In a full buffer the flag lands directly behind the end and is not counted: the caller allows for that byte.
+    [[gnu::always_inline]] void put_flag(std::size_t place) {
+        if (flags == nullptr) return;
+        *cursor = flags[place];
+        advance(room != 0);
+    }
+    /// Behind lists and arms: only where a byte is left over.
+    [[gnu::always_inline]] void put_flag_with_room(std::size_t place) {
+        if (flags == nullptr || room < 2) return;
+        *cursor = flags[place];
+        advance(1);
+    }
+};
+
+/// How the flag behind a field is read: the room at which the byte is taken, the room at which a taken byte is passed,
+/// and the room at which a byte that nobody wants is passed. A room of 0 takes the byte directly behind the end.
+struct FlagForm {
+    std::int32_t take;
+    std::int32_t pass;
+    std::int32_t skip;
+};
+inline constexpr FlagForm plain_flag{1, 1, 1};
+inline constexpr FlagForm whole_flag{0, 1, 1};
+inline constexpr FlagForm text_flag{0, 1, 2};
+inline constexpr FlagForm list_flag{2, 2, 2};
+
+/// The room after an offset has gone beyond the end. It falls no further than a signed length can tell.
+[[gnu::cold, gnu::noinline]] inline std::int32_t room_beyond(std::int32_t room, std::uint32_t bytes) {
+    constexpr std::int64_t least = -std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::max(std::int64_t{room} - bytes, least));
+}
+
+enum class StateFlags : std::uint8_t {
+    absent,
+    stored,
+    skipped,
+};
+
+/// A jump word may put the offset beyond the buffer. The room is then negative, the cursor stays at the end, codecs
+/// refuse, and nothing is read any more.
+struct Reader {
+    Domain* D;
+    std::uint32_t S;
+    std::uint32_t reuse;
+    const unsigned char* cursor;
+    std::int32_t room;
+    std::uint32_t* st;
+    StateFlags state_flags = StateFlags::absent; ///< what is done with the flags between the fields
+    bool places_blocks = false;                  ///< the elements of arrays have state flags behind them
+    std::uint8_t* block = nullptr;               ///< where flags are stored
+
+    std::uint32_t rest() const { return room > 0 ? static_cast<std::uint32_t>(room) : 0; }
+
+    /// Over what a codec has read, which is never more than the room.
+    void advance(std::uint32_t bytes) {
+        cursor += bytes;
+        room -= static_cast<std::int32_t>(bytes);
+    }
+    /// Over a nested record, whose jump word may lead anywhere.
+    [[gnu::always_inline]] void pass(std::uint32_t bytes) {
+        if (bytes <= rest()) [[likely]] {
+            advance(bytes);
+        } else {
+            cursor += rest();
+            room = room_beyond(room, bytes);
+        }
+    }
+    template <FlagForm form>
+    [[gnu::always_inline]] void take_flag(std::size_t place) {
+        if (state_flags == StateFlags::absent) [[likely]]
+            return;
+        if (state_flags == StateFlags::skipped) {
+            advance(room >= form.skip);
+            return;
+        }
+        if (room >= form.take) block[place] = *cursor;
+        advance(room >= form.pass);
+    }
+};
+
+} // namespace epm::wire

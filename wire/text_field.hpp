@@ -1,0 +1,58 @@
+// Counted characters on the wire. The length n stands where the length field stands, and not always directly in front:
+//
+//   size  content
+//   n     the characters as they are, without a terminator
+//   0, 1  state flag, only when n is not 0
+#pragma once
+
+#include "wire/cursor.hpp"
+#include "wire/storage.hpp"
+
+namespace epm::wire {
+
+/// A text that is longer than the room is an error, and what fits is written all the same.
+[[gnu::cold, gnu::noinline]] inline std::uint32_t cut_text(Domain* D, std::int32_t room, std::uint32_t* st) {
+    fail(D, st, ZUR_WRONG_LENGTH);
+    return room > 0 ? static_cast<std::uint32_t>(room) : 0;
+}
+
+inline void put_text(Writer& out, const void* text, std::uint32_t length) {
+    if (std::int64_t{length} > out.room) [[unlikely]]
+        length = cut_text(out.D, out.room, out.st);
+    std::memcpy(out.cursor, text, length);
+    out.advance(length);
+}
+
+/// Characters that follow in the source, into storage with a terminator. The result is the bytes read; -1 when the
+/// Domain refuses memory.
+[[gnu::noinline]] inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source,
+                                                      std::uint32_t rest, void** text, std::uint32_t length,
+                                                      bool may_keep, Instance* owner, std::uint32_t* st) {
+    const bool kept = may_keep && *text != nullptr;
+    const std::size_t size =
+        provide(D, S, text, kept, std::size_t{length} + 1, Codec<catalogue::character>::size_of, owner, st);
+    if (size == 0) return -1;
+    const std::uint32_t used = std::min(length, rest);
+    std::memcpy(*text, source, used);
+    std::memset(at(*text, used), 0, size - used);
+    return static_cast<std::int32_t>(used);
+}
+
+/// False: the Domain refuses memory.
+template <const Record& R, std::size_t I>
+bool take_text(Reader& in, Instance* x, std::uint32_t former) {
+    auto** text = field<R, I, void*>(x);
+    const std::uint32_t length = present_length<R, I>(x);
+    if (length == 0) {
+        drop(in.D, in.S, text, x);
+        return true;
+    }
+    const std::int32_t used =
+        take_characters(in.D, in.S, in.cursor, in.rest(), text, length, in.reuse != 0 && length == former, x, in.st);
+    if (used < 0) return false;
+    in.advance(static_cast<std::uint32_t>(used));
+    in.take_flag<text_flag>(catalogue::layout<R>.flag[I]);
+    return true;
+}
+
+} // namespace epm::wire

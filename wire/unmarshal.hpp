@@ -1,0 +1,151 @@
+// The reader of records, for the form that stands at the head of the writer. A reader with fewer fields than the writer
+// jumps over what it does not know; one with more leaves its own fields as they are. The bytes may come from anywhere:
+// nothing is read beyond the buffer but, for the flag behind a text or an array, the one byte directly behind it.
+#pragma once
+
+#include "wire/arm_field.hpp"
+#include "wire/array_field.hpp"
+#include "wire/enumeration.hpp"
+#include "wire/list_field.hpp"
+#include "wire/text_field.hpp"
+
+namespace epm::wire {
+
+/// How the reading of fields goes on.
+enum class Progress : std::uint8_t {
+    next,
+    last,    ///< no further fields, the record is settled as it is
+    refused, ///< no memory, the record is left as it is
+};
+
+/// What the block yields is not used.
+[[gnu::cold, gnu::noinline]] inline std::uint32_t take_ra_block(Domain* D, std::uint32_t S, const void* source,
+                                                                std::int32_t room, std::uint32_t* st) {
+    std::uint64_t word = 0;
+    std::uint8_t byte = 0;
+    return _zur_instance_ra_data_unmarshal(D, S, source, &word, &byte, room, st);
+}
+
+/// What a jump word leads over behind the fields that were read. A word whose goal no signed offset can tell is taken
+/// like one that leads backwards, which is no error and moves nothing.
+[[gnu::cold, gnu::noinline]] inline std::uint32_t jump_over(std::uint32_t site, std::uint32_t offset,
+                                                            std::uint32_t base, std::uint32_t jump) {
+    const std::uint64_t goal = std::uint64_t{base} + jump;
+    if (goal <= offset || goal > std::uint64_t{std::numeric_limits<std::int32_t>::max()}) return 0;
+    trace::jumped(site, offset, base, jump);
+    return static_cast<std::uint32_t>(goal) - offset;
+}
+
+/// Decides what becomes of state flags, from the Domain's mode and the flag byte, which is changed to what the Instance
+/// is given.
+template <const Record& R>
+[[gnu::always_inline]] inline void choose_state_flags(Reader& in, Instance* x, std::uint8_t& flags) {
+    using trace::site, trace::Operation, trace::Text;
+    const bool is_sent = (flags & ZUR_TRACKED) != 0;
+    if (is_tracking(in.D, site<R, Operation::unmarshal, Text::corrupted_handle>)) {
+        if (!has_flag(x, ZUR_TRACKED)) trace::die(site<R, Operation::unmarshal, Text::tracking_mismatch>);
+        in.places_blocks = true;
+        flags |= ZUR_TRACKED;
+        if (!is_sent) return;
+        in.state_flags = StateFlags::stored;
+        in.block = flag_block<R>(in.D, in.S, x);
+    } else if (is_sent) {
+        in.state_flags = StateFlags::skipped;
+        flags &= static_cast<std::uint8_t>(~ZUR_TRACKED);
+    }
+}
+
+/// Lengths as they were before the reading, by the index of the length field.
+using FormerLengths = std::array<std::uint32_t, catalogue::most_fields>;
+
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline Progress take_field(Reader& in, Instance* x, FormerLengths& former) {
+    constexpr const Field& f = R.fields[I];
+    constexpr std::size_t flag = catalogue::layout<R>.flag[I];
+    if constexpr (f.kind == Kind::text) {
+        return take_text<R, I>(in, x, former[catalogue::companion<R, I>]) ? Progress::next : Progress::refused;
+    } else if constexpr (f.kind == Kind::array && f.is_of_record()) {
+        return take_array_of_records<R, I>(in, x, former[catalogue::companion<R, I>]) ? Progress::next
+                                                                                      : Progress::refused;
+    } else if constexpr (f.kind == Kind::array) {
+        return take_array_of_values<R, I>(in, x, former[catalogue::companion<R, I>]) ? Progress::next
+                                                                                     : Progress::refused;
+    } else if constexpr (f.kind == Kind::list) {
+        take_list<R, I>(in, x);
+    } else if constexpr (f.kind == Kind::arm) {
+        take_arm<R, I>(in, x);
+        if (*in.st != 0) return Progress::last;
+    } else if constexpr (f.kind == Kind::run || f.kind == Kind::characters) {
+        in.advance(take_run<*f.foreign>(in.D, in.S, in.cursor, field<R, I>(x), f.capacity, in.room, in.reuse, in.st));
+        if constexpr (f.kind == Kind::run)
+            take_array_flags<R, I>(in, f.capacity);
+        else
+            in.take_flag<plain_flag>(flag);
+    } else if constexpr (f.kind == Kind::embedded) {
+        in.pass(unmarshal<*f.record>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
+        in.take_flag<plain_flag>(flag);
+    } else if constexpr (f.is_own_enum()) {
+        in.advance(
+            unmarshal<*f.enumeration>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
+        in.take_flag<plain_flag>(flag);
+        if (R.is_union() && I == 0 && *in.st != 0) return Progress::last;
+    } else {
+        if constexpr (f.kind == Kind::length) {
+            if constexpr (f.foreign->length == sizeof(std::uint16_t))
+                former[I] = *field<R, I, std::uint16_t>(x);
+            else
+                former[I] = *field<R, I, std::uint32_t>(x);
+        }
+        in.pass(Codec<*f.foreign>::unmarshal(in.D, in.S, in.cursor, field<R, I>(x), in.room, in.reuse, in.st));
+        if constexpr (f.is_tracked()) in.take_flag<plain_flag>(flag);
+    }
+    return Progress::next;
+}
+
+template <const Record& R, std::size_t... I>
+[[gnu::always_inline]] inline Progress take_fields(Reader& in, Instance* x, std::int8_t variant,
+                                                   std::index_sequence<I...>) {
+    FormerLengths former;
+    Progress progress = Progress::next;
+    (void)(((R.fields[I].since != 0 && variant < R.fields[I].since) ||
+            (progress = take_field<R, I>(in, x, former)) == Progress::next) &&
+           ...);
+    return progress;
+}
+
+/// The last steps go unannounced. No flag of the Instance is ever cleared here.
+template <const Record& R>
+std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
+                        std::uint32_t reuse, std::uint32_t* st) {
+    if (*st != 0) return 0;
+    zur_clear_last_error(D);
+    if (length < 1) return refuse_buffer(D, st);
+    Reader in{
+        .D = D, .S = S, .reuse = reuse, .cursor = static_cast<const unsigned char*>(buffer), .room = length, .st = st};
+    std::int8_t variant = 0;
+    in.advance(_zur_instance_variant_unmarshal(D, S, in.cursor, &variant, in.room, st));
+    std::uint8_t wire_flags = 0;
+    in.advance(_zur_instance_obj_flag_unmarshal(D, S, in.cursor, &wire_flags, in.room, st));
+    std::uint8_t flags = wire_flags & travelling_flags;
+    if ((flags & ZUR_RA_DATA) != 0) [[unlikely]]
+        in.pass(take_ra_block(D, S, in.cursor, in.room, st));
+    const std::int8_t known_variant = std::min(variant, x->layout_variant);
+    const std::int32_t base_room = in.room;
+    std::uint32_t jump = 0;
+    in.advance(_zur_variant_jump_unmarshal(D, S, in.cursor, &jump, in.room, st));
+    choose_state_flags<R>(in, x, flags);
+    if (known_variant >= 0 &&
+        take_fields<R>(in, x, known_variant, std::make_index_sequence<R.count>{}) == Progress::refused)
+        return 0;
+    const auto base = static_cast<std::uint32_t>(std::int64_t{length} - base_room);
+    const auto offset = static_cast<std::uint32_t>(std::int64_t{length} - in.room);
+    if (jump > offset - base) [[unlikely]]
+        in.pass(jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, offset, base, jump));
+    x->variant = known_variant;
+    x->flags |= flags;
+    const zur_type_info** type = zur_get_manifested_type_info_ptr_mem(x);
+    *type = lifecycle::stored_type(D, S, type_info<R>());
+    return static_cast<std::uint32_t>(std::int64_t{length} - in.room);
+}
+
+} // namespace epm::wire
