@@ -43,7 +43,7 @@ std::vector<Operation> frame_operations() {
 }
 
 const std::vector<Family>& families() {
-    static const std::vector<Family> all = {lifecycle_family()};
+    static const std::vector<Family> all = {lifecycle_family(), wire_family(), access_family(), text_family()};
     return all;
 }
 

@@ -65,6 +65,12 @@ std::vector<Operation> frame_operations();
 
 // ---- the parts that entries are made of ----
 
+/// Whether the record, or a record that lies or hangs in it, has such a field.
+template <class Predicate>
+bool holds(const Record& r, Predicate predicate) {
+    return r.any([&](const Field& f) { return predicate(f) || (f.is_of_record() && holds(*f.record, predicate)); });
+}
+
 inline Parameter domain(std::string doc = {}) {
     return {"zur_domain*", "D", std::move(doc)};
 }

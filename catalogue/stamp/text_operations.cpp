@@ -8,12 +8,6 @@ namespace {
 template <class Type>
 constexpr bool is_record = std::is_same_v<Type, Record>;
 
-/// Whether the record, or a record that lies or hangs in it, has such a field.
-template <class Predicate>
-bool holds(const Record& r, Predicate predicate) {
-    return r.any([&](const Field& f) { return predicate(f) || (f.is_of_record() && holds(*f.record, predicate)); });
-}
-
 /// Whether the reader sets some of the record's fields through their setters.
 bool is_read_through_setters(const Record& r) {
     return holds(r,
@@ -194,8 +188,9 @@ std::vector<Operation> of_field(const Record&, const Field&) {
 
 Family text_family() {
     return {.name = "text",
-            .includes = {"text/from_xml.hpp", "text/print.hpp", "text/to_xml.hpp"},
-            .files = 1,
+            .includes = {"access/array_of_records.hpp", "access/array_of_values.hpp", "access/text_field.hpp",
+                         "text/from_xml.hpp", "text/print.hpp", "text/to_xml.hpp"},
+            .files = 3,
             .of_record = of_record,
             .of_enum = of_enum,
             .of_field = of_field};
