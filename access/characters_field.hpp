@@ -43,12 +43,14 @@ void get(Domain* D, std::uint32_t /*S*/, const Instance* x, char* destination, s
 }
 
 template <const Record& R, std::size_t I>
+requires is_of_kind<R, I, Kind::characters>
 void set(Domain* D, std::uint32_t S, Instance* x, const char* source, std::int32_t length, std::uint32_t* st) {
     set_characters(D, S, x, source, length, st, characters_place<R, I>, flag_place<R, I, trace::Operation::field_set>);
 }
 
 template <const Record& R, std::size_t I>
-std::uint32_t set_chained(Domain* D, Instance* x, const char* source, std::int32_t length) {
+std::uint32_t set_chained(Domain* D, Instance* x, const char* source,
+                          std::int32_t length) requires is_of_kind<R, I, Kind::characters> {
     set<R, I>(D, D->cr_set_id, x, source, length, &D->last_error);
     return D->last_error;
 }

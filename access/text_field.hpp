@@ -98,7 +98,8 @@ void set(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint3
 }
 
 template <const Record& R, std::size_t I>
-std::uint32_t set_chained(Domain* D, Instance* x, const char* source, std::uint32_t length) {
+std::uint32_t set_chained(Domain* D, Instance* x, const char* source,
+                          std::uint32_t length) requires is_of_kind<R, I, Kind::text> {
     set<R, I>(D, D->cr_set_id, x, source, length, &D->last_error);
     return D->last_error;
 }
