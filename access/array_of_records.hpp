@@ -42,7 +42,7 @@ std::size_t room_for(Domain* D, std::uint32_t count, bool tracking, std::uint32_
     return 0;
 }
 
-/// Tells of an element that has left its place what its parent and the runtime knew of it there.
+/// Takes leave of an element whose content is elsewhere now, as a move does and as the runtime wants to hear of it.
 template <const Record& E>
 void retire(Domain* D, std::uint32_t S, Instance* former, const Instance* parent, bool tracking, std::uint32_t* st) {
     catalogue::for_each_field<E>([&]<std::size_t I>() {

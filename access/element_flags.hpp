@@ -52,7 +52,8 @@ void mark_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     return *place != nullptr;
 }
 
-/// Where a Domain that does not track changes the elements of an Instance that has flags, the run would no longer fit.
+/// Gives the element flags up where a Domain that does not track changes the number of elements: the run would be too
+/// short for a Domain that does.
 template <const Record& R, std::size_t I>
 void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
     if (!has_flag(x, ZUR_TRACKED)) return;

@@ -318,7 +318,7 @@ Operation characters_set(const Record& r, const Field& f) {
                  ": a NUL is stored behind the characters where there is room, and what lies "
                  "behind it stays. " +
                  f.doc,
-        .leaves = if_absent + ", or length is out of range; 22 when length is out of range, or when the Domain tracks "
+        .leaves = if_absent + "; 22 when length is out of range, or when the Domain tracks "
                               "and the record does not: the characters are stored then, without flag and NUL.",
         .cost = one_write};
 }
