@@ -119,7 +119,6 @@ void WriteChecker::look(const char* when) {
 void WriteChecker::look(const char* when, const unsigned char* block, Image& image) {
     for (std::size_t i = 0; i < image.bytes.size(); ++i) {
         if (block[i] == image.bytes[i]) continue;
-        image.bytes[i] = block[i];
         if (image.announced[i]) {
             image.announced[i] = false;
             ++bytes_seen_;
@@ -134,6 +133,7 @@ void WriteChecker::look(const char* when, const unsigned char* block, Image& ima
                       << (within_.back() == nullptr ? "" : within_.back()->field + " " + within_.back()->operation)
                       << ", " << when << (*when == 'b' ? last_call_ : "");
     }
+    std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
 // An Instance begins where a TypeInfo's address stands.
