@@ -1,0 +1,185 @@
+// The sender of the policy exchange: reads a policy file, has each statement sent to two peers that speak different
+// variants, and shows what they show. --help tells how it is used.
+#include "peer.hpp"
+#include "policy.hpp"
+#include "traces.hpp"
+
+#include <platform/domain.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cinttypes>
+#include <cstring>
+#include <fstream>
+#include <getopt.h>
+#include <unistd.h>
+#include <utility>
+
+using namespace exchange;
+
+namespace {
+
+enum ExitStatus { all_sent = 0, bad_line = 1, bad_call = 2, peer_failed = 3 };
+
+constexpr Role roles[] = {{"peer 1", PLATFORM_HIGHEST_VARIANT}, {"peer 2", 0}};
+
+constexpr char usage[] = R"(usage: policy_exchange [--output FOLDER] [--trace] POLICY-FILE
+
+Sends each statement of a policy file as a message to two peers, processes of their own behind Unix-domain sockets.
+Peer 1 speaks the newest variant of each record, peer 2 only variant 0. Shows what peer 1 has received in print form,
+then what peer 2 has received, then a summary: how much each peer received and how fast, which fields it was not given
+because its variant lacks them, and how many messages were not sent because it cannot be given them at all. The print
+form of a record closes with a brace only where the peer holds it in its newest variant.
+
+  -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt there instead of showing it
+  -t, --trace          tell each trace of the library as a sentence on standard error
+  -h, --help           show this
+
+)";
+
+constexpr char remarks[] = R"(
+  # A small policy
+  access-list GUEST-IN entry 10 permit-web ipv4 create process 3 address 192.0.2.7
+  access-list GUEST-IN entry 20 permit-dns ipv6 create
+  apply GUEST-IN interface 0x10000001 priority 5 flag 1
+  preauth create
+  download GUEST-IN succeeded
+
+A line that breaks these rules is reported as file:line: reason on standard error and not sent; the others are. On a
+terminal, standard error also shows how far a long run is.
+
+Exit status: 0 when every statement was good; 1 when a line was not; 2 when the call was wrong or the file cannot be
+read; 3 when a peer failed or the output cannot be written.
+)";
+
+/// How far a long run is, on a terminal.
+class Progress {
+public:
+    void at(uint32_t line) {
+        const auto now = std::chrono::steady_clock::now();
+        if (!is_terminal_ || now < next_) return;
+        next_ = now + std::chrono::milliseconds(200);
+        is_shown_ = std::fprintf(stderr, "\r%" PRIu32 " lines", line) > 0;
+    }
+    void clear() {
+        if (std::exchange(is_shown_, false)) std::fputs("\r\033[K", stderr);
+    }
+
+private:
+    const bool is_terminal_ = isatty(STDERR_FILENO) != 0;
+    std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+    bool is_shown_ = false;
+};
+
+using Peers = std::vector<std::unique_ptr<Peer>>;
+
+bool start_peers(Peers& peers, const std::string& folder) {
+    for (const Role& role : roles) {
+        const std::string path = folder + "/peer-" + std::to_string(peers.size() + 1) + ".txt";
+        File output(folder.empty() ? std::tmpfile() : std::fopen(path.c_str(), "w"), &std::fclose);
+        if (output == nullptr) {
+            std::fprintf(stderr, "%s: %s\n", folder.empty() ? "temporary file" : path.c_str(), std::strerror(errno));
+            return false;
+        }
+        auto peer = std::make_unique<Peer>(role, std::move(output));
+        if (!peer->start(peers)) return false;
+        peers.push_back(std::move(peer));
+    }
+    return true;
+}
+
+/// Sends what the file says; false when a line was refused.
+bool send_policy(const char* file_name, std::istream& file, Peers& peers) {
+    bool is_good = true;
+    Progress progress;
+    std::string text, reason;
+    for (uint32_t line = 1; std::getline(file, text); ++line) {
+        progress.at(line);
+        const std::optional<Statement> statement = read_statement(text, reason);
+        if (statement)
+            for (const auto& peer : peers) peer->deliver(line, *statement);
+        if (reason.empty()) continue;
+        progress.clear();
+        std::fprintf(stderr, "%s:%" PRIu32 ": %s\n", file_name, line, reason.c_str());
+        is_good = false;
+    }
+    progress.clear();
+    if (!file.bad()) return is_good;
+    std::fprintf(stderr, "%s: %s\n", file_name, std::strerror(errno));
+    return false;
+}
+
+void show_output(const Peer& peer) {
+    std::printf("==== %s received ====\n", peer.role().name);
+    char block[65536];
+    std::rewind(peer.output());
+    for (std::size_t size; (size = std::fread(block, 1, sizeof block, peer.output())) != 0;)
+        std::fwrite(block, 1, size, stdout);
+}
+
+void show_summary(const Peer& peer) {
+    const Totals& totals = peer.totals();
+    const double seconds = static_cast<double>(totals.nanoseconds) / 1e9;
+    std::printf("%s, %s\n", peer.role().name, peer.role().variant == 0 ? "variant 0" : "newest variants");
+    std::printf("  messages             %" PRIu64 "\n", totals.messages);
+    std::printf("  bytes                %" PRIu64 "\n", totals.bytes);
+    std::printf("  messages per second  %.0f\n", seconds > 0 ? static_cast<double>(totals.messages) / seconds : 0);
+    std::printf("  messages not sent    %" PRIu64 "\n", peer.not_sent());
+    std::printf("  fields not given%s\n", peer.left_out().empty() ? "     none" : "");
+    for (const auto& [name, count] : peer.left_out()) std::printf("    %s: %" PRIu64 "\n", name.c_str(), count);
+}
+
+int exchange_policy(const char* file_name, const std::string& folder, bool is_traced) {
+    std::ifstream file(file_name);
+    if (!file || (file.peek(), file.bad())) {
+        std::fprintf(stderr, "%s: %s\n", file_name, std::strerror(errno));
+        return bad_call;
+    }
+    std::string reason;
+    if (is_traced && !open_traces(reason)) {
+        std::fprintf(stderr, "no traces: %s\n", reason.c_str());
+        return bad_call;
+    }
+    Peers peers;
+    if (!start_peers(peers, folder)) return peer_failed;
+    show_traces_as("sender");
+
+    int status = send_policy(file_name, file, peers) ? all_sent : bad_line;
+    for (const auto& peer : peers) {
+        peer->finish();
+        if (peer->failed()) status = peer_failed;
+    }
+    if (folder.empty())
+        for (const auto& peer : peers) show_output(*peer);
+    std::printf("==== summary ====\n");
+    for (const auto& peer : peers) show_summary(*peer);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        std::fprintf(stderr, "standard output: %s\n", std::strerror(errno));
+        return peer_failed;
+    }
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    static constexpr option options[] = {{"output", required_argument, nullptr, 'o'},
+                                         {"trace", no_argument, nullptr, 't'},
+                                         {"help", no_argument, nullptr, 'h'},
+                                         {}};
+    std::string folder;
+    bool is_traced = false;
+    for (int letter; (letter = getopt_long(argc, argv, "o:th", options, nullptr)) != -1;) {
+        switch (letter) {
+        case 'o': folder = optarg; break;
+        case 't': is_traced = true; break;
+        case 'h': std::printf("%s%s%s", usage, policy_format, remarks); return all_sent;
+        default: return bad_call; // told by getopt_long
+        }
+    }
+    if (argc - optind != 1) {
+        std::fprintf(stderr, "one policy file, please; --help tells more\n");
+        return bad_call;
+    }
+    return exchange_policy(argv[optind], folder, is_traced);
+}

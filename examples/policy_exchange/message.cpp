@@ -1,0 +1,154 @@
+// Builds, marshals, unmarshals and prints messages. Each row of library calls shares one status word, which is looked
+// at once, at the row's end: a call that finds it raised does nothing.
+#include "message.hpp"
+
+#include <platform/domain.h>
+
+#include <algorithm>
+
+namespace exchange {
+
+namespace {
+
+constexpr uint32_t S = ZUR_NO_SET; // messages live on the heap
+
+// A text longer than this is not what a peer has to show for one message.
+constexpr uint32_t max_text = 16u << 20;
+
+struct DestroyMessage {
+    zur_domain* D;
+    void operator()(struct orlan_ial_svm_epm_data* message) const { orlan_ial_svm_epm_data_destroy(D, S, message); }
+};
+using Message = std::unique_ptr<struct orlan_ial_svm_epm_data, DestroyMessage>;
+
+Message create_message(zur_domain* D, uint32_t* st) {
+    Message message(orlan_ial_svm_epm_data_create(D, S), DestroyMessage{D});
+    if (message == nullptr && *st == 0) *st = ZUR_NO_MEMORY;
+    return message;
+}
+
+// A setter takes no null Instance, so a failed creation raises the word that stops the row.
+template <class Arm>
+Arm* created(Arm* arm, uint32_t* st) {
+    if (arm == nullptr && *st == 0) *st = ZUR_NO_MEMORY;
+    return arm;
+}
+
+uint32_t length(const std::string& text) {
+    return static_cast<uint32_t>(text.size());
+}
+
+// Fields that came after variant 0. A peer that lacks them refuses with 43, which is no failure of the message.
+struct LaterField {
+    const char* name;
+    void (*set_value)(zur_domain*, uint32_t, struct orlan_ial_svm_acl_data*, uint32_t, uint32_t*);
+    std::optional<uint32_t> AccessEntry::*value;
+};
+constexpr LaterField later_fields[] = {
+    {"orlan_ial_svm_acl_data.p_sequence", orlan_ial_svm_acl_data_p_sequence_set_value, &AccessEntry::p_sequence},
+    {"orlan_ial_svm_acl_data.is_dacl", orlan_ial_svm_acl_data_is_dacl_set_value, &AccessEntry::is_dacl},
+    {"orlan_ial_svm_acl_data.process_index", orlan_ial_svm_acl_data_process_index_set_value,
+     &AccessEntry::process_index},
+    {"orlan_ial_svm_acl_data.is_domain", orlan_ial_svm_acl_data_is_domain_set_value, &AccessEntry::is_domain},
+    {"orlan_ial_svm_acl_data.ip_addr", orlan_ial_svm_acl_data_ip_addr_set_value, &AccessEntry::ip_addr},
+};
+
+// Fills an arm and gives it to the message, which has not taken it when the status word is raised. Returns its name.
+struct ArmSetter {
+    zur_domain* D;
+    struct orlan_ial_svm_epm_data* message;
+    LeftOut& left_out;
+    uint32_t* st;
+
+    const char* operator()(const AccessEntry& x) const {
+        auto* entry = created(orlan_ial_svm_acl_data_create(D, S), st);
+        orlan_ial_svm_acl_data_acl_name_set(D, S, entry, x.list.data(), length(x.list), st);
+        orlan_ial_svm_acl_data_ace_name_set(D, S, entry, x.name.data(), length(x.name), st);
+        orlan_ial_svm_acl_data_sequence_set_value(D, S, entry, x.sequence, st);
+        orlan_ial_svm_acl_data_is_ipv4_set_value(D, S, entry, x.is_ipv4, st);
+        orlan_ial_svm_acl_data_is_create_set_value(D, S, entry, x.is_create, st);
+        orlan_ial_svm_acl_data_is_remove_set_value(D, S, entry, !x.is_create, st);
+        for (const LaterField& field : later_fields) {
+            if (*st != 0 || !(x.*field.value)) continue;
+            field.set_value(D, S, entry, *(x.*field.value), st);
+            if (*st == ZUR_NOT_IN_VARIANT) {
+                ++left_out[field.name];
+                *st = 0;
+            }
+        }
+        orlan_ial_svm_epm_data_acl_data_set(D, S, message, entry, st);
+        if (*st != 0) orlan_ial_svm_acl_data_destroy(D, S, entry);
+        return "orlan_ial_svm_epm_data.acl_data";
+    }
+
+    const char* operator()(const Application& x) const {
+        auto* apply = created(orlan_ial_svm_acl_apply_create(D, S), st);
+        orlan_ial_svm_acl_apply_acl_name_set(D, S, apply, x.list.data(), length(x.list), st);
+        orlan_ial_svm_acl_apply_iif_id_set_value(D, S, apply, x.interface_id, st);
+        if (x.priority) orlan_ial_svm_acl_apply_priority_set_value(D, S, apply, *x.priority, st);
+        if (x.flag) orlan_ial_svm_acl_apply_flag_set_value(D, S, apply, *x.flag, st);
+        orlan_ial_svm_epm_data_apply_acl_set(D, S, message, apply, st);
+        if (*st != 0) orlan_ial_svm_acl_apply_destroy(D, S, apply);
+        return "orlan_ial_svm_epm_data.apply_acl";
+    }
+
+    const char* operator()(const PreAuthentication& x) const {
+        auto* preauth = created(orlan_ial_svm_preauthacl_data_create(D, S), st);
+        orlan_ial_svm_preauthacl_data_is_create_set_value(D, S, preauth, x.is_create, st);
+        orlan_ial_svm_epm_data_preauthacl_data_set(D, S, message, preauth, st);
+        if (*st != 0) orlan_ial_svm_preauthacl_data_destroy(D, S, preauth);
+        return "orlan_ial_svm_epm_data.preauthacl_data";
+    }
+
+    const char* operator()(const Download& x) const {
+        auto* result = created(orlan_ial_dacl_dnld_complete_create(D, S), st);
+        orlan_ial_dacl_dnld_complete_acl_name_set(D, S, result, x.list.data(), length(x.list), st);
+        orlan_ial_dacl_dnld_complete_is_dnld_success_set_value(D, S, result, x.is_success, st);
+        orlan_ial_svm_epm_data_dacl_dnld_comp_data_set(D, S, message, result, st);
+        if (*st != 0) orlan_ial_dacl_dnld_complete_destroy(D, S, result);
+        return "orlan_ial_svm_epm_data.dacl_dnld_comp_data";
+    }
+};
+
+} // namespace
+
+void DestroyDomain::operator()(zur_domain* D) const {
+    platform_domain_destroy(D);
+}
+
+Domain create_domain(int8_t variant) {
+    Domain domain(platform_domain_create(nullptr));
+    if (domain != nullptr) platform_domain_agree_all(domain.get(), variant);
+    return domain;
+}
+
+std::vector<uint8_t> wire_form(zur_domain* D, const Statement& statement, LeftOut& left_out, uint32_t* st) {
+    const Message message = create_message(D, st);
+    const char* arm = std::visit(ArmSetter{D, message.get(), left_out, st}, statement);
+    if (*st == ZUR_NOT_IN_VARIANT) ++left_out[arm];
+    if (*st != 0) return {};
+    std::vector<uint8_t> wire(orlan_ial_svm_epm_data_len(D, S, message.get()));
+    wire.resize(
+        orlan_ial_svm_epm_data_marshal(D, S, wire.data(), message.get(), static_cast<int32_t>(wire.size()), st));
+    return wire;
+}
+
+std::string print_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, uint32_t* st) {
+    const Message message = create_message(D, st);
+    const auto size = static_cast<int32_t>(wire.size());
+    const uint32_t used = orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), size, 0, st);
+    if (*st == 0 && used != wire.size()) *st = ZUR_WRONG_LENGTH; // a message must end where its frame does
+    std::string text;
+    if (*st != 0) return text;
+    for (uint32_t room = 4096; room <= max_text; room *= 2) {
+        text.assign(room, '\0');
+        *st = 0;
+        text.resize(orlan_ial_svm_epm_data_print(D, S, text.data(), 0, name.c_str(), message.get(), room, st));
+        if (*st != ZUR_BUFFER_TOO_SMALL) break;
+    }
+    // A nested record's closing line steps over its indentation and leaves there what was there before.
+    std::replace(text.begin(), text.end(), '\0', ' ');
+    return text;
+}
+
+} // namespace exchange

@@ -1,0 +1,127 @@
+// Both ends of a peer: the process that receives, and its start, feeding and end as the sender sees them.
+#include "peer.hpp"
+
+#include "traces.hpp"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace exchange {
+
+namespace {
+
+std::string status_text(uint32_t st) {
+    return "status " + std::to_string(st) + " (" + std::strerror(static_cast<int>(st)) + ")";
+}
+
+/// The exit status of a peer that was not content.
+int complain(const Role& role, const std::string& what) {
+    std::fprintf(stderr, "%s: %s\n", role.name, what.c_str());
+    return 1;
+}
+
+} // namespace
+
+int receive_messages(const Role& role, int socket, std::FILE* output) {
+    using Clock = std::chrono::steady_clock;
+    const Domain domain = create_domain(role.variant);
+    if (domain == nullptr) return complain(role, status_text(ZUR_NO_MEMORY));
+    Totals totals;
+    Frame frame;
+    std::string reason;
+    int status = 0;
+    Clock::time_point begin;
+    for (Received received; (received = receive_frame(socket, frame, reason)) != Received::end;) {
+        if (received == Received::failure) return complain(role, reason); // where the next frame begins is not known
+        if (totals.messages == 0) begin = Clock::now();
+        ++totals.messages;
+        totals.bytes += frame.message.size();
+        const std::string name = "line " + std::to_string(frame.line);
+        uint32_t st = 0;
+        const std::string text = print_form(domain.get(), frame.message, name, &st);
+        std::fwrite(text.data(), 1, text.size(), output);
+        if (st == 0) continue;
+        status = complain(role, name + ": a message of " + std::to_string(frame.message.size()) +
+                                    " bytes: " + status_text(st));
+    }
+    if (totals.messages != 0)
+        totals.nanoseconds = static_cast<uint64_t>(std::chrono::nanoseconds(Clock::now() - begin).count());
+    if (std::fflush(output) != 0 || std::ferror(output) != 0)
+        return complain(role, std::string("cannot write its output: ") + std::strerror(errno));
+    if (!send_all(socket, &totals, sizeof totals)) return complain(role, "cannot hand back its totals");
+    return status;
+}
+
+Peer::Peer(const Role& role, File output)
+    : role_(role), output_(std::move(output)), domain_(create_domain(role.variant)) {}
+
+// A peer that was started is waited for on every way out.
+Peer::~Peer() {
+    if (socket_ >= 0) close(socket_);
+    if (process_ > 0) waitpid(process_, nullptr, 0);
+}
+
+bool Peer::fail(const std::string& reason) {
+    complain(role_, reason);
+    failed_ = true;
+    return false;
+}
+
+bool Peer::start(std::span<const std::unique_ptr<Peer>> earlier) {
+    int sockets[2];
+    if (domain_ == nullptr) return fail(status_text(ZUR_NO_MEMORY));
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0) return fail(std::strerror(errno));
+    process_ = fork();
+    if (process_ == 0) {
+        close(sockets[0]);
+        for (const auto& peer : earlier) close(peer->socket_);
+        show_traces_as(role_.name);
+        std::exit(receive_messages(role_, sockets[1], output_.get()));
+    }
+    close(sockets[1]);
+    socket_ = sockets[0];
+    return process_ > 0 || fail(std::strerror(errno));
+}
+
+void Peer::deliver(uint32_t line, const Statement& statement) {
+    if (failed_) return; // told already
+    uint32_t st = 0;
+    const std::vector<uint8_t> wire = wire_form(domain_.get(), statement, left_out_, &st);
+    if (st == ZUR_NOT_IN_VARIANT) {
+        ++not_sent_;
+    } else if (st != 0) {
+        fail("line " + std::to_string(line) + " cannot be built: " + status_text(st));
+    } else if (!send_frame(socket_, line, wire)) {
+        fail("line " + std::to_string(line) + " cannot be sent: " + std::strerror(errno));
+    } else {
+        ++sent_;
+    }
+}
+
+void Peer::finish() {
+    shutdown(socket_, SHUT_WR);
+    const bool has_totals = receive_all(socket_, &totals_, sizeof totals_) == sizeof totals_;
+    if (!has_totals) totals_ = {};
+    close(std::exchange(socket_, -1));
+    int status = 0;
+    pid_t ended;
+    while ((ended = waitpid(process_, &status, 0)) < 0 && errno == EINTR) {
+    }
+    process_ = -1;
+    if (ended < 0)
+        fail(std::string("its end is not known: ") + std::strerror(errno));
+    else if (WIFSIGNALED(status))
+        fail(std::string("ended by a signal: ") + strsignal(WTERMSIG(status)));
+    else if (WEXITSTATUS(status) != 0)
+        fail("ended with exit status " + std::to_string(WEXITSTATUS(status)));
+    else if (!has_totals || totals_.messages != sent_)
+        fail("received " + std::to_string(totals_.messages) + " of " + std::to_string(sent_) + " messages");
+}
+
+} // namespace exchange

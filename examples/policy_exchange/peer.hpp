@@ -1,0 +1,69 @@
+// A peer: a process of its own that receives messages and shows them, and the sender's end of it. What is sent is the
+// sender's business, what a message is the library's.
+#pragma once
+
+#include "framing.hpp"
+#include "message.hpp"
+
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <string>
+#include <sys/types.h>
+
+namespace exchange {
+
+struct Role {
+    const char* name;
+    int8_t variant; ///< the highest that the peer speaks
+};
+
+/// What a peer counts itself, and hands back when the stream ends.
+struct Totals {
+    uint64_t messages = 0;
+    uint64_t bytes = 0;
+    uint64_t nanoseconds = 0; ///< from the first frame to the last message shown
+};
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+/// The peer's work until the stream ends; 0, or 1 when something was not right and has been told on standard error.
+int receive_messages(const Role& role, int socket, std::FILE* output);
+
+class Peer {
+public:
+    Peer(const Role& role, File output);
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+    ~Peer();
+
+    /// Starts the process. It closes the sockets of the peers that were started earlier.
+    bool start(std::span<const std::unique_ptr<Peer>> earlier);
+    /// Builds the message for this peer and sends it, unless the peer cannot be given it.
+    void deliver(uint32_t line, const Statement& statement);
+    /// Waits for the peer's end. Its output is complete then.
+    void finish();
+
+    const Role& role() const { return role_; }
+    bool failed() const { return failed_; }
+    const Totals& totals() const { return totals_; }
+    uint64_t not_sent() const { return not_sent_; }
+    const LeftOut& left_out() const { return left_out_; }
+    std::FILE* output() const { return output_.get(); }
+
+private:
+    bool fail(const std::string& reason);
+
+    const Role role_;
+    const File output_;
+    const Domain domain_;
+    int socket_ = -1;
+    pid_t process_ = -1;
+    bool failed_ = false;
+    uint64_t sent_ = 0;
+    uint64_t not_sent_ = 0;
+    LeftOut left_out_;
+    Totals totals_;
+};
+
+} // namespace exchange
