@@ -1,0 +1,274 @@
+// The policy exchange as its users meet it: processes, files, texts and exit statuses, held against expected texts that
+// were worked out by hand. What a peer does with bytes that no sender of ours writes is tried in this process.
+#include "examples/policy_exchange/peer.hpp"
+#include "examples/policy_exchange/traces.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <pty.h>
+#include <regex>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+
+const std::filesystem::path expected_folder = EPM_SOURCE_DIR "/tests/expected/policy_exchange";
+const std::string campus = EPM_SOURCE_DIR "/examples/policy_exchange/campus.policy";
+
+std::string content(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    EXPECT_TRUE(in) << file;
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// The rate is the one number that differs from run to run; what is not above 0 stays and is a difference.
+std::string without_rates(const std::string& text) {
+    return std::regex_replace(text, std::regex("(messages per second +)[1-9][0-9]*"), "$1N");
+}
+
+class PolicyExchange : public testing::Test {
+protected:
+    struct Run {
+        int status;
+        std::string out, err;
+    };
+
+    void SetUp() override {
+        folder_ = testing::TempDir() + "policy_exchange." + std::to_string(getpid());
+        std::filesystem::create_directory(folder_);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    /// Runs the program beside the expected texts; what stands behind its name is the shell's.
+    Run run(const std::string& arguments) const {
+        const std::string out = path("out"), err = path("err");
+        const std::string command = "cd '" + expected_folder.string() +
+                                    "' && '" EPM_PROGRAM_DIR "/policy_exchange' >'" + out + "' 2>'" + err + "' " +
+                                    arguments;
+        const int status = std::system(command.c_str());
+        EXPECT_TRUE(WIFEXITED(status)) << command;
+        return {WEXITSTATUS(status), without_rates(content(out)), content(err)};
+    }
+
+    std::string path(const std::string& name) const { return folder_ + "/" + name; }
+
+    std::string folder_;
+};
+
+TEST_F(PolicyExchange, ShowsEveryKindOfLineToBothPeers) {
+    const Run all = run("every_kind.policy");
+    EXPECT_EQ(all.status, 0);
+    EXPECT_EQ(all.out, content(expected_folder / "every_kind.txt"));
+    EXPECT_EQ(all.err, "");
+
+    const Run apart = run("--trace --output '" + folder_ + "' every_kind.policy");
+    EXPECT_EQ(apart.status, 0);
+    EXPECT_EQ("==== peer 1 received ====\n" + content(path("peer-1.txt")) + "==== peer 2 received ====\n" +
+                  content(path("peer-2.txt")) + apart.out,
+              all.out);
+    EXPECT_EQ(apart.err, "") << "an exchange without a fault leaves no trace";
+}
+
+TEST_F(PolicyExchange, ReportsBadLinesAndSendsTheOthers) {
+    const Run bad = run("bad_lines.policy");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.out, content(expected_folder / "bad_lines.txt"));
+    EXPECT_EQ(bad.err, content(expected_folder / "bad_lines.err"));
+}
+
+// Counts and bytes are worked out from the file's words. An entry takes 41 bytes and its names, 61 where the variants 1
+// and 2 are there too; an application 37, a marker 21, a result 25, each with its name.
+TEST_F(PolicyExchange, CountsTheCampusPolicy) {
+    std::map<std::string, std::size_t> statements, words;
+    std::size_t newest = 0, oldest = 0;
+    std::ifstream file(campus);
+    for (std::string text; std::getline(file, text);) {
+        std::istringstream in(text.substr(0, text.find('#')));
+        std::vector<std::string> line{std::istream_iterator<std::string>(in), {}};
+        if (line.empty()) continue;
+        ++statements[line[0]];
+        for (const std::string& word : line) ++words[word];
+        std::size_t bytes = line[0] == "preauth" ? 21 : line[1].size();
+        if (line[0] == "access-list") bytes += 41 + line[4].size();
+        if (line[0] == "apply") bytes += 37;
+        if (line[0] == "download") bytes += 25;
+        newest += bytes + (line[0] == "access-list" ? 20 : 0);
+        oldest += line[0] == "download" ? 0 : bytes;
+    }
+    const std::size_t downloads = statements["download"];
+    const std::size_t all = statements["access-list"] + statements["apply"] + statements["preauth"] + downloads;
+    EXPECT_GE(statements["access-list"], 200u);
+    EXPECT_GT(words["ipv6"], 40u);
+
+    std::ostringstream summary;
+    summary << "==== summary ====\npeer 1, newest variants\n  messages             " << all
+            << "\n  bytes                " << newest << "\n  messages per second  N\n  messages not sent    0\n"
+            << "  fields not given     none\npeer 2, variant 0\n  messages             " << all - downloads
+            << "\n  bytes                " << oldest << "\n  messages per second  N\n  messages not sent    "
+            << downloads << "\n  fields not given\n    orlan_ial_svm_acl_data.ip_addr: " << words["address"]
+            << "\n    orlan_ial_svm_acl_data.is_dacl: " << words["downloadable"]
+            << "\n    orlan_ial_svm_acl_data.is_domain: " << words["domain"]
+            << "\n    orlan_ial_svm_acl_data.p_sequence: " << words["p-sequence"]
+            << "\n    orlan_ial_svm_acl_data.process_index: " << words["process"]
+            << "\n    orlan_ial_svm_epm_data.dacl_dnld_comp_data: " << downloads << "\n";
+    const Run sent = run("-o '" + folder_ + "' '" + campus + "'");
+    EXPECT_EQ(sent.status, 0);
+    EXPECT_EQ(sent.out, summary.str());
+    EXPECT_EQ(sent.err, "");
+}
+
+TEST_F(PolicyExchange, HelpTellsOptionsFormatAndExitStatuses) {
+    const Run help = run("--help");
+    EXPECT_EQ(help.status, 0);
+    for (const char* word : {"--output", "--trace", "access-list LIST", "apply LIST", "preauth create|remove",
+                             "download LIST", "Exit status: 0", "terminal"})
+        EXPECT_THAT(help.out, HasSubstr(word));
+
+    // The example that it shows is a policy file.
+    const std::size_t begin = help.out.find("  # A small policy\n");
+    ASSERT_NE(begin, std::string::npos);
+    std::ofstream(path("example.policy")) << help.out.substr(begin, help.out.find("\n\n", begin) - begin);
+    const Run example = run("'" + path("example.policy") + "'");
+    EXPECT_EQ(example.status, 0) << example.err;
+    EXPECT_THAT(example.out, HasSubstr("  messages             5\n"));
+}
+
+TEST_F(PolicyExchange, TellsWrongCallsAndFailedPeersByExitStatus) {
+    for (const char* call : {"", "--nonsense", "every_kind.policy bad_lines.policy", "absent.policy", "."}) {
+        const Run wrong = run(call);
+        EXPECT_EQ(wrong.status, 2) << call;
+        EXPECT_NE(wrong.err, "") << call;
+        EXPECT_EQ(wrong.out, "") << call;
+    }
+
+    std::filesystem::create_symlink("/dev/full", path("peer-2.txt"));
+    const Run full = run("-o '" + folder_ + "' bad_lines.policy");
+    EXPECT_EQ(full.status, 3);
+    EXPECT_THAT(full.err, HasSubstr("peer 2: cannot write its output: No space left on device\n"));
+    EXPECT_THAT(full.err, HasSubstr("peer 2: ended with exit status 1\n"));
+    EXPECT_THAT(content(path("peer-1.txt")), HasSubstr("line 12@")) << "one peer's failure is not the other's";
+
+    EXPECT_EQ(run("every_kind.policy >/dev/full").status, 3);
+}
+
+TEST_F(PolicyExchange, ShowsHowFarALongRunIsOnATerminal) {
+    int ours, terminal;
+    char name[64];
+    ASSERT_EQ(openpty(&ours, &terminal, name, nullptr, nullptr), 0);
+    const std::string policy = path("slow.policy");
+    ASSERT_EQ(mkfifo(policy.c_str(), 0600), 0);
+    const Run slow = run("'" + policy + "' 2>" + name +
+                         " & { echo preauth create; sleep 0.4; echo preauth remove; } >'" + policy + "'; wait $!");
+    EXPECT_EQ(slow.status, 0);
+    EXPECT_THAT(slow.out, HasSubstr("  messages             2\n"));
+    close(terminal);
+    std::string shown;
+    for (char c; read(ours, &c, 1) == 1;) shown += c;
+    EXPECT_EQ(shown, "\r2 lines\r\033[K");
+    close(ours);
+}
+
+// ---- a peer and bytes that come from somewhere else ----
+
+constexpr exchange::Role newest = {"peer 1", 127};
+
+/// A peer on these bytes: its exit status, and what it showed and told.
+struct Heard {
+    int status;
+    std::string shown, told;
+    bool has_totals;
+};
+Heard hear(const std::vector<uint8_t>& bytes) {
+    int sockets[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+    EXPECT_EQ(write(sockets[0], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    shutdown(sockets[0], SHUT_WR);
+    exchange::File output(std::tmpfile(), &std::fclose);
+    testing::internal::CaptureStderr();
+    Heard heard = {};
+    heard.status = exchange::receive_messages(newest, sockets[1], output.get());
+    heard.told = testing::internal::GetCapturedStderr();
+    close(sockets[1]);
+    exchange::Totals totals;
+    heard.has_totals = exchange::receive_all(sockets[0], &totals, sizeof totals) == sizeof totals;
+    close(sockets[0]);
+    std::rewind(output.get());
+    for (int c; (c = std::fgetc(output.get())) != EOF;) heard.shown += static_cast<char>(c);
+    return heard;
+}
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// preauth create: variant, flags, jump word, tag (variant, 8), arm (variant, flags, jump word, is_create)
+const Bytes frame_21 = {0, 0, 0, 21, 0, 0, 0, 7};
+const Bytes preauth = {1, 0, 0, 0, 0, 19, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 8, 0, 0, 0, 1};
+const std::string preauth_text = "line 7@orlan_ial_svm_epm_data: {\n"
+                                 "  epm_type@orlan_ial_svm_epm_type_e:ORLAN_IAL_SVM_EPM_TYPE_PREAUTH\n"
+                                 "  epm_type.preauthacl_data@orlan_ial_svm_preauthacl_data: {\n"
+                                 "    is_create@u_int32:1\n  }\n}\n";
+
+TEST(PolicyExchangePeer, RefusesFramesThatNoSenderWrites) {
+    const Bytes good = frame_21 + preauth;
+    const struct {
+        Bytes bytes;
+        const char* told;
+    } streams[] = {
+        {{0x7F, 0xFF, 0xFF, 0xFF, 0, 0, 0, 8}, "peer 1: a frame of 2147483647 bytes; 1 to 65536 are allowed\n"},
+        {{0, 1, 0, 1, 0, 0, 0, 8}, "peer 1: a frame of 65537 bytes; 1 to 65536 are allowed\n"},
+        {{0, 0, 0, 0, 0, 0, 0, 8}, "peer 1: a frame of 0 bytes; 1 to 65536 are allowed\n"},
+        {{0, 0, 0}, "peer 1: the stream ends within a frame\n"},
+        {Bytes(good.begin(), good.end() - 1), "peer 1: the stream ends within a frame\n"},
+    };
+    for (const auto& stream : streams) {
+        const Heard heard = hear(good + stream.bytes);
+        EXPECT_EQ(heard.status, 1);
+        EXPECT_EQ(heard.told, stream.told);
+        EXPECT_FALSE(heard.has_totals);
+    }
+    const Heard heard = hear(good);
+    EXPECT_EQ(heard.status, 0);
+    EXPECT_EQ(heard.shown, preauth_text);
+    EXPECT_EQ(heard.told, "");
+    EXPECT_TRUE(heard.has_totals);
+}
+
+TEST(PolicyExchangePeer, JumpsOverWhatIsNewerAndDropsWhatIsDamaged) {
+    std::string reason;
+    ASSERT_TRUE(exchange::open_traces(reason)) << reason;
+    exchange::show_traces_as("peer 1");
+
+    // A newer sender's field of two bytes stands behind those that this build knows.
+    Bytes newer = preauth + Bytes{0xAB, 0xCD};
+    newer[5] += 2;
+    const Heard jumped = hear(Bytes{0, 0, 0, 23, 0, 0, 0, 7} + newer);
+    EXPECT_EQ(jumped.status, 0);
+    EXPECT_EQ(jumped.shown, preauth_text);
+    EXPECT_EQ(jumped.told, "peer 1: notice: offset_jump read_len 21 offset_jump_base 2 _zur_variant_jump 21\n");
+
+    Bytes beyond = preauth; // its jump word leads behind the frame
+    beyond[2] = 0x40;
+    Bytes cut(preauth.begin(), preauth.end() - 3);
+    const Heard damaged = hear(frame_21 + beyond + Bytes{0, 0, 0, 18, 0, 0, 0, 8} + cut + frame_21 + preauth);
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_EQ(damaged.shown, preauth_text) << "the good message behind the damaged ones";
+    EXPECT_THAT(damaged.told, HasSubstr("peer 1: line 7: a message of 21 bytes: status 90 (Message too long)\n"));
+    EXPECT_THAT(damaged.told, HasSubstr("peer 1: line 8: a message of 18 bytes: status 90 (Message too long)\n"));
+}
+
+} // namespace
