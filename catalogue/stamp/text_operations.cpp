@@ -37,9 +37,10 @@ template <class Type>
 std::vector<Operation> print_operations(const Type& t) {
     const std::string form =
         is_record<Type>
-            ? "Show the record to a reader: one block, with an entry for each field. A block inside it ends as many "
-              "bytes behind its last entry as it is indented, and these bytes stay as they were in the buffer. The "
-              "block of an Instance below the record's highest variant is not closed."
+            ? "Show the record to a reader: one block, with an entry for each field. The brace of a block inside it "
+              "stands as many bytes behind the last entry as the block is indented; the bytes between are not written "
+              "and may hold a NUL, so that the result counts and not a terminator. The block of an Instance below the "
+              "record's highest variant is not closed."
             : "Show the value to a reader: one line with the enumerator's name. The line of a number that is no "
               "enumerator has no end.";
     const std::string cost = is_record<Type> ? "No allocation. One runtime call or two for each entry."
@@ -123,9 +124,8 @@ std::string from_xml_brief(const Record& r) {
     std::string brief = "Fill the record from the element at the path. A field that is absent there stays as it is; "
                         "the variant is not looked at, and state flags are not read back.";
     if (is_read_through_setters(r))
-        brief +=
-            " Texts and arrays replace what the record holds, elements of lists are appended. A plain field behind "
-            "an absent text is not read.";
+        brief += " Texts are replaced, elements of arrays likewise by their index, elements of lists appended. A plain "
+                 "field behind an absent text is not read.";
     if (r.is_union()) brief += " The record must be fresh: what an arm's slot holds is overwritten, not destroyed.";
     return brief;
 }
