@@ -50,6 +50,15 @@ const void* element_at(const Instance* x, std::uint32_t index) {
         return at(field<R, I>(x), offset);
 }
 
+/// The run of element flags that the pointer member of a state-flag block names; null when there is none. A pointer of
+/// eight equal bytes is no address: the block has been filled as a whole.
+inline std::uint8_t* element_flags_at(const void* member) {
+    std::uintptr_t address;
+    std::memcpy(&address, member, sizeof address);
+    constexpr std::uintptr_t equal_bytes = 0x0101010101010101;
+    return address % equal_bytes != 0 ? reinterpret_cast<std::uint8_t*>(address) : nullptr;
+}
+
 /// Whether a union's tag selects the arm.
 template <const Record& R, std::size_t I>
 bool is_selected(const Instance* x) {

@@ -2,6 +2,7 @@
 // mappings, then the memory. An Instance that others still refer to survives its destroy call.
 #pragma once
 
+#include "frame/contents.hpp"
 #include "lifecycle/create.hpp"
 #include "lifecycle/links.hpp"
 
@@ -76,15 +77,13 @@ void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t c
     }
 }
 
-/// Frees the element flags of the record's arrays. A pointer of eight equal bytes is no address: the block has been
-/// filled as a whole.
+/// Frees the element flags of the record's arrays.
 template <const Record& R>
 void release_element_flags(Domain* D, std::uint32_t S, std::uint8_t* block) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {
         if constexpr (R.fields[I].kind == Kind::array) {
             auto** run = at<void*>(block, catalogue::layout<R>.nested[I]);
-            constexpr std::uintptr_t equal_bytes = 0x0101010101010101;
-            if (reinterpret_cast<std::uintptr_t>(*run) % equal_bytes != 0) release_buffer(D, S, run);
+            if (element_flags_at(run) != nullptr) release_buffer(D, S, run);
         }
     });
 }
