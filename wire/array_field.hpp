@@ -30,8 +30,8 @@ template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void put_array_flags(Writer& out, std::uint32_t count) {
     if (out.flags == nullptr) return;
     out.put_flag(catalogue::layout<R>.flag[I]);
-    const void* flags = out.flags + catalogue::layout<R>.nested[I];
-    if constexpr (R.fields[I].kind == Kind::array) std::memcpy(&flags, flags, sizeof flags);
+    const std::uint8_t* flags = out.flags + catalogue::layout<R>.nested[I];
+    if constexpr (R.fields[I].kind == Kind::array) flags = element_flags_at(flags);
     out.advance(put_element_flags(out.cursor, flags, count, out.room));
 }
 
@@ -68,8 +68,8 @@ template <const Record& R, std::size_t I>
     in.take_flag<whole_flag>(catalogue::layout<R>.flag[I]);
     const std::uint32_t used = std::min(in.rest(), count);
     if (in.state_flags == StateFlags::stored) {
-        void* flags = in.block + catalogue::layout<R>.nested[I];
-        if constexpr (R.fields[I].kind == Kind::array) std::memcpy(&flags, flags, sizeof flags);
+        std::uint8_t* flags = in.block + catalogue::layout<R>.nested[I];
+        if constexpr (R.fields[I].kind == Kind::array) flags = element_flags_at(flags);
         std::memcpy(flags, in.cursor, used);
     }
     in.advance(used);
@@ -78,7 +78,7 @@ template <const Record& R, std::size_t I>
 /// Gives the array a zeroed run of element flags. False: the Domain refuses memory.
 [[gnu::noinline]] inline bool renew_element_flags(Domain* D, std::uint32_t S, void** run, std::uint32_t count,
                                                   std::uint32_t* st) {
-    if (*run != nullptr) release(D, S, *run);
+    if (element_flags_at(run) != nullptr) release(D, S, *run);
     *run = allocate(D, S, count);
     if (*run == nullptr) {
         fail(D, st, ZUR_NO_MEMORY);
@@ -88,23 +88,20 @@ template <const Record& R, std::size_t I>
     return true;
 }
 
-/// Gives up a run of element flags that is too short for the elements that have come without any.
-inline void drop_element_flags(Domain* D, std::uint32_t S, void** run) {
-    if (*run != nullptr) release(D, S, *run);
-    *run = nullptr;
-}
-
 /// Makes the element flags fit the new count. False: the Domain refuses memory.
 template <const Record& R, std::size_t I>
 bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t former) {
     constexpr std::size_t place = catalogue::layout<R>.nested[I];
     if (in.state_flags == StateFlags::stored) {
         auto** run = at<void*>(in.block, place);
-        const bool kept = in.reuse != 0 && *run != nullptr && count == former;
+        const bool kept = in.reuse != 0 && element_flags_at(run) != nullptr && count == former;
         return kept || renew_element_flags(in.D, in.S, run, count, in.st);
     }
-    if (has_flag(x, ZUR_TRACKED) && count > former)
-        drop_element_flags(in.D, in.S, at<void*>(flag_block<R>(in.D, in.S, x), place));
+    if (has_flag(x, ZUR_TRACKED) && count > former) {
+        // Elements that come without flags may be more than the run is long.
+        auto** run = at<void*>(flag_block<R>(in.D, in.S, x), place);
+        if (element_flags_at(run) != nullptr) lifecycle::release_buffer(in.D, in.S, run);
+    }
     return true;
 }
 
