@@ -78,6 +78,10 @@ void* TestDomain::allocate_type(void* type_store, std::uint32_t S, std::size_t s
     return forward.type_alloc(type_store, S, size);
 }
 
+bool TestDomain::any_has_store() {
+    return std::ranges::any_of(all_, [](const TestDomain* d) { return d->mode_.has_store; });
+}
+
 std::string Mode::text() const {
     const char* name = tracking == PLATFORM_NO_HANDLE ? "no handle" : is_tracking() ? "tracked" : "untracked";
     return std::string(name) + ", store_mode " + std::to_string(store_mode) + (containment ? ", containment" : "") +

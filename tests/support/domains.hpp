@@ -48,6 +48,8 @@ public:
         platform_domain_agree(domain_, type, static_cast<std::int8_t>(variant));
     }
     void agree_all(int variant) { platform_domain_agree_all(domain_, static_cast<std::int8_t>(variant)); }
+    /// Whether a Domain that is alive has a store.
+    static bool any_has_store();
     /// The n-th TypeInfo copy from now is refused; 0: none is.
     void refuse_type_copy(std::size_t n) { refused_copy_ = n; }
 

@@ -1,6 +1,7 @@
 // The images of the blocks, and what may be written without an announcement.
 #include "support/write_checker.hpp"
 
+#include "support/domains.hpp"
 #include "support/heap.hpp"
 #include "support/library.hpp"
 
@@ -30,12 +31,18 @@ bool is_of_enum(const Change& c) {
            std::ranges::any_of(catalogue::all_enums, [&](const Enum* e) { return c.within->type == e->name; });
 }
 
+/// Whether the operation may run a reader: also a clone does, and so does an array that takes a clone.
+bool reads(const Change& c) {
+    return runs(c, "unmarshal") || runs(c, "clone") || runs(c, "clone_cr") || runs(c, "clone_internal") ||
+           (is_of_kind(c, Kind::array) && (runs(c, "set") || runs(c, "set_cr")));
+}
+
 const struct {
     const char* reason;
     bool (*covers)(const Change&);
 } exceptions[] = {
-    {"the reader stores variant, flags and TypeInfo as they are read, into an Instance that is being replaced",
-     [](const Change& c) { return c.is_in_header && (runs(c, "unmarshal") || runs(c, "clone_internal")); }},
+    {"the reader stores variant, flags, TypeInfo and state flags as they are read",
+     [](const Change& c) { return reads(c) && (c.is_in_header || c.is_flag); }},
     {"an enumeration's XML reader stores the value that it finds as it is",
      [](const Change& c) { return runs(c, "from_xml") && !c.is_in_header; }},
     {"a destroyed enumeration's type word is zeroed just before its memory goes",
@@ -44,6 +51,8 @@ const struct {
      [](const Change& c) {
          return c.now == 0 && is_of_kind(c, Kind::characters) && (runs(c, "set") || runs(c, "set_cr"));
      }},
+    {"without a store nobody is told of the links of a list",
+     [](const Change& c) { return c.is_link && !TestDomain::any_has_store(); }},
     {"all flags at once: a plain fill of the block",
      [](const Change& c) { return runs(c, "set_all_state_tracking_flag"); }},
     {"flags of an array are copied to the block's start unannounced",
@@ -120,13 +129,13 @@ void WriteChecker::look(const char* when, const unsigned char* block, Image& ima
     for (std::size_t i = 0; i < image.bytes.size(); ++i) {
         if (block[i] == image.bytes[i]) continue;
         if (image.announced[i]) {
-            image.announced[i] = false;
             ++bytes_seen_;
             continue;
         }
         // A block that this operation has just taken is nobody else's yet.
         if (image.is_fresh) continue;
-        const Change change{within_.back(), block + i, block[i], is_in_header(block + i)};
+        const Change change{within_.back(),          block + i,          block[i],
+                            is_in_header(block + i), is_link(block + i), is_flag(block, block + i)};
         if (std::ranges::any_of(exceptions, [&](const auto& e) { return e.covers(change); })) continue;
         ADD_FAILURE() << "unannounced write of byte " << i << " of a block of " << image.bytes.size() << ", "
                       << (within_.back() == nullptr ? "type table" : within_.back()->type) << " "
@@ -136,20 +145,63 @@ void WriteChecker::look(const char* when, const unsigned char* block, Image& ima
     std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
+const zur_type_info* WriteChecker::type_at(std::uintptr_t start) const {
+    const auto* place = reinterpret_cast<const unsigned char*>(start);
+    auto behind = images_.upper_bound(place);
+    if (start % 8 != 0 || behind == images_.begin()) return nullptr;
+    const auto& [block, image] = *--behind;
+    const auto offset = static_cast<std::size_t>(place - block);
+    if (offset + sizeof(void*) > image.bytes.size()) return nullptr;
+    for (const unsigned char* bytes : {place, image.bytes.data() + offset}) {
+        const zur_type_info* type;
+        std::memcpy(&type, bytes, sizeof type);
+        if (types_.contains(type)) return type;
+    }
+    return nullptr;
+}
+
 // An Instance begins where a TypeInfo's address stands.
 bool WriteChecker::is_in_header(const unsigned char* address) const {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
-    for (const std::uintptr_t start : {place & ~std::uintptr_t{7}, (place & ~std::uintptr_t{7}) - 8}) {
-        if (place - start > 10 || heap().block_of(reinterpret_cast<const void*>(start)) == nullptr) continue;
-        const void* word;
-        std::memcpy(&word, reinterpret_cast<const void*>(start), sizeof word);
-        if (types_.contains(word)) return true;
-        const auto image = std::prev(images_.upper_bound(reinterpret_cast<const unsigned char*>(start)));
-        const std::size_t offset = start - reinterpret_cast<std::uintptr_t>(image->first);
-        if (offset + sizeof word > image->second.bytes.size()) continue;
-        std::memcpy(&word, image->second.bytes.data() + offset, sizeof word);
-        if (types_.contains(word)) return true;
+    const std::uintptr_t word = place & ~std::uintptr_t{7};
+    return type_at(word) != nullptr || (place - word <= 2 && type_at(word - 8) != nullptr);
+}
+
+bool WriteChecker::is_link(const unsigned char* address) const {
+    const auto lies_in = [&](const Record& r, std::size_t offset) {
+        const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(address) & ~std::uintptr_t{7};
+        const zur_type_info* type = type_at(word - offset);
+        return type != nullptr && std::string_view(type->name) == r.name;
+    };
+    for (const Record* r : catalogue::all_records) {
+        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        if (r->is_linked() && (lies_in(*r, l.links + 8u) || lies_in(*r, l.links + 16u))) return true;
+        for (std::size_t i = 0; i < r->count; ++i)
+            if (r->fields[i].kind == Kind::list)
+                for (const std::size_t link : {0u, 8u, 16u})
+                    if (lies_in(*r, l.offset[i] + link)) return true;
     }
+    return false;
+}
+
+std::size_t WriteChecker::first_flag(const unsigned char* block) const {
+    const std::size_t length = images_.at(block).bytes.size();
+    const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
+    for (const Record* r : catalogue::all_records) {
+        if (type == nullptr || std::string_view(type->name) != r->name) continue;
+        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        const std::size_t with_flags = l.size(*r) + l.block_length(*r);
+        // An array's elements come first, then their blocks.
+        return length % with_flags == 0 ? length / with_flags * l.size(*r) : length;
+    }
+    return length;
+}
+
+bool WriteChecker::is_flag(const unsigned char* block, const unsigned char* address) const {
+    if (static_cast<std::size_t>(address - block) >= first_flag(block)) return true;
+    for (const auto& [other, image] : images_)
+        for (std::size_t i = catalogue::round_up(first_flag(other), 8); i + 8 <= image.bytes.size(); i += 8)
+            if (std::memcmp(other + i, &block, sizeof block) == 0) return true;
     return false;
 }
 

@@ -1,7 +1,7 @@
 // Whether the Bundle announces what it writes: at every call that it makes, and at the end of every exported operation,
-// each byte of a live block that has changed must lie in a range announced since that operation began and not written
-// since. Writes of the runtime and of the test are not the Bundle's and are let pass. It looks only while an operation
-// of library.hpp runs. BundleTest has one; the exceptions, with their reasons, stand in write_checker.cpp.
+// each byte of a live block that has changed must lie in a range announced since that operation began. Writes of the
+// runtime and of the test are not the Bundle's and are let pass. It looks only while an operation of library.hpp runs.
+// BundleTest has one; the exceptions, with their reasons, stand in write_checker.cpp.
 #pragma once
 
 #include "support/observation.hpp"
@@ -20,6 +20,8 @@ struct Change {
     const unsigned char* address;
     unsigned char now;
     bool is_in_header; ///< in the first 11 bytes of an Instance
+    bool is_link;      ///< in a link of a list's element or head
+    bool is_flag;      ///< in a block of state flags, or in a run of element flags
 };
 
 class WriteChecker : public Observer {
@@ -47,7 +49,13 @@ private:
     void look(const char* when);
     void look(const char* when, const unsigned char* block, Image& image);
     void accept();
+    /// The TypeInfo that the word there names, now or when it was last looked at; null for anything else.
+    const zur_type_info* type_at(std::uintptr_t start) const;
     bool is_in_header(const unsigned char* address) const;
+    bool is_link(const unsigned char* address) const;
+    bool is_flag(const unsigned char* block, const unsigned char* address) const;
+    /// Where the state flags begin in a block that holds an Instance, or several; its end when it holds none.
+    std::size_t first_flag(const unsigned char* block) const;
 
     std::map<const unsigned char*, Image> images_;
     std::set<const void*> types_;

@@ -1,0 +1,92 @@
+// The means of the tests, tried on themselves: a filled record reads back whole in every mode, and each check does
+// notice what it is there for.
+#include "support/bundle_test.hpp"
+#include "support/fill.hpp"
+#include "support/types.hpp"
+
+#include <gtest/gtest-spi.h>
+
+#include <cstring>
+#include <set>
+
+namespace epm::test {
+namespace {
+
+class Support : public BundleTest {};
+
+TEST_F(Support, EveryRecordIsFilledAndReadBackInEveryModeAndVariant) {
+    std::size_t most_fields = 0;
+    for (const Mode& mode : all_modes()) {
+        SCOPED_TRACE(mode.text());
+        for (const Record* r : catalogue::all_records) {
+            for (int variant = -1; variant <= r->top(); ++variant) {
+                for (const unsigned seed : {1u, 8u}) {
+                    TestDomain D(mode);
+                    D.agree(r->name, variant);
+                    Instance* x = create(r->name, D);
+                    Fill fill(D, seed);
+                    ASSERT_TRUE(fill.fill(*r, x)) << r->name;
+                    ASSERT_TRUE(fill.check(*r, x)) << r->name;
+                    EXPECT_EQ(fill.fields() != 0, variant >= 0) << r->name;
+                    most_fields = std::max(most_fields, fill.fields());
+                    destroy(r->name, D, x);
+                }
+            }
+        }
+    }
+    EXPECT_GT(most_fields, 50u); // the grants to a client, inside a message
+    EXPECT_GT(checker->bytes_seen(), 100000u);
+}
+
+TEST_F(Support, CheckFindsOtherValuesInEveryRecord) {
+    for (const Record* r : catalogue::all_records) {
+        TestDomain D;
+        Instance* x = create(r->name, D);
+        ASSERT_TRUE(Fill(D, 2).fill(*r, x));
+        testing::TestPartResultArray found;
+        bool is_same = true;
+        {
+            const testing::ScopedFakeTestPartResultReporter listener(&found);
+            is_same = Fill(D, 3).check(*r, x);
+        }
+        EXPECT_FALSE(is_same) << r->name;
+        EXPECT_GT(found.size(), 0) << r->name;
+        destroy(r->name, D, x);
+    }
+}
+
+// Without its hook the setter's three writes (pointer, length, flag) are seen, and nothing else is.
+TEST_F(Support, UnannouncedWritesAreFound) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create("orlan_ial_svm_acl_apply", D);
+    const auto set = operation<void(zur_domain*, std::uint32_t, Instance*, const char*, std::uint32_t, std::uint32_t*)>(
+        "orlan_ial_svm_acl_apply", "acl_name", "set");
+    const auto hook = std::exchange(D->write_range_fn, [](zur_domain*, void*, std::uint32_t, std::uint32_t, void*) {});
+    testing::TestPartResultArray found;
+    {
+        const testing::ScopedFakeTestPartResultReporter listener(&found);
+        set(D, D.set_id(), x, "guest", 5, &D.st);
+    }
+    std::set<int> bytes;
+    for (int i = 0; i < found.size(); ++i) {
+        int byte = -1;
+        std::sscanf(std::strstr(found.GetTestPartResult(i).message(), "of byte "), "of byte %d", &byte);
+        bytes.insert(byte);
+    }
+    const auto within = [&](int from, int to) {
+        return std::distance(bytes.lower_bound(from), bytes.upper_bound(to - 1));
+    };
+    const catalogue::Layout l = catalogue::layout<catalogue::orlan_ial_svm_acl_apply>;
+    const std::size_t name = catalogue::orlan_ial_svm_acl_apply.index_of("acl_name");
+    const std::size_t length = catalogue::orlan_ial_svm_acl_apply.index_of("max_acl_length");
+    EXPECT_GE(within(l.offset[name], l.offset[name] + 8), 4);
+    EXPECT_EQ(within(l.offset[length], l.offset[length] + 4), 1);
+    EXPECT_EQ(within(48, 52), 1);
+    EXPECT_EQ(within(0, 52), std::ssize(bytes));
+    D->write_range_fn = hook;
+    set(D, D.set_id(), x, "guests", 6, &D.st);
+    destroy("orlan_ial_svm_acl_apply", D, x);
+}
+
+} // namespace
+} // namespace epm::test
