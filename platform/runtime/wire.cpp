@@ -1,4 +1,6 @@
-// The wire helpers: the small parts of a marshalled record. Each refuses a room that is too small with 90.
+// The wire helpers: the small parts of a marshalled record. Each refuses a room that is too small with 90. The writers
+// go on while the status word is raised, so that a record whose variant was refused still tells its variant and its
+// length.
 #include "../common/bytes.hpp"
 #include "../common/contract.hpp"
 
@@ -6,23 +8,26 @@ using namespace platform;
 
 namespace {
 
-bool usable(zur_domain* D, int32_t room, uint32_t size, uint32_t* st) {
-    if (*st != 0) return false;
+bool fits(zur_domain* D, int32_t room, uint32_t size, uint32_t* st) {
     if (unsigned_room(room) >= size) return true;
-    fail(D, ZUR_WRONG_LENGTH, st);
+    if (*st == 0) fail(D, ZUR_WRONG_LENGTH, st);
     return false;
+}
+
+bool readable(zur_domain* D, int32_t room, uint32_t size, uint32_t* st) {
+    return *st == 0 && fits(D, room, size, st);
 }
 
 template <class Number>
 uint32_t write(zur_domain* D, void* destination, const Number* number, int32_t room, uint32_t* st) {
-    if (!usable(D, room, sizeof(Number), st)) return 0;
+    if (!fits(D, room, sizeof(Number), st)) return 0;
     put_number(static_cast<uint8_t*>(destination), *number);
     return sizeof(Number);
 }
 
 template <class Number>
 uint32_t read(zur_domain* D, const void* source, Number* number, int32_t room, uint32_t* st) {
-    if (!usable(D, room, sizeof(Number), st)) return 0;
+    if (!readable(D, room, sizeof(Number), st)) return 0;
     *number = get_number<Number>(static_cast<const uint8_t*>(source));
     return sizeof(Number);
 }
@@ -44,11 +49,20 @@ constexpr uint32_t ra_size = sizeof(uint64_t) + 1;
 WIRE_HELPER(_zur_instance_variant, int8_t)
 WIRE_HELPER(_zur_instance_obj_flag, uint8_t)
 WIRE_HELPER(_zur_variant_jump, uint32_t)
-WIRE_HELPER(_zur_list_len, uint32_t)
+
+uint32_t _zur_list_len_marshal(zur_domain* D, uint32_t, void* destination, const uint32_t* count, int32_t room,
+                               uint32_t* st) {
+    return *st == 0 ? write(D, destination, count, room, st) : 0;
+}
+
+uint32_t _zur_list_len_unmarshal(zur_domain* D, uint32_t, const void* source, uint32_t* count, int32_t room,
+                                 uint32_t* st) {
+    return read(D, source, count, room, st);
+}
 
 uint32_t _zur_instance_ra_data_marshal(zur_domain* D, uint32_t, void* destination, uint64_t* word, uint8_t* byte,
                                        int32_t room, uint32_t* st) {
-    if (!usable(D, room, ra_size, st)) return 0;
+    if (!fits(D, room, ra_size, st)) return 0;
     auto* to = static_cast<uint8_t*>(destination);
     put_number(to, *word);
     put_number(to + sizeof *word, *byte);
@@ -57,7 +71,7 @@ uint32_t _zur_instance_ra_data_marshal(zur_domain* D, uint32_t, void* destinatio
 
 uint32_t _zur_instance_ra_data_unmarshal(zur_domain* D, uint32_t, const void* source, uint64_t* word, uint8_t* byte,
                                          int32_t room, uint32_t* st) {
-    if (!usable(D, room, ra_size, st)) return 0;
+    if (!readable(D, room, ra_size, st)) return 0;
     const auto* from = static_cast<const uint8_t*>(source);
     *word = get_number<uint64_t>(from);
     *byte = get_number<uint8_t>(from + sizeof *word);
