@@ -662,7 +662,8 @@ TEST_F(Platform, TextOfEveryTypeAtEverySize) {
     char blanks[8] = "abcdefg";
     EXPECT_EQ(zur_print_space(D, set_id, blanks, 3, sizeof blanks, &st), 3u);
     EXPECT_STREQ(blanks, "   defg") << "no terminator: the text behind stands already";
-    EXPECT_EQ(zur_print_space(D, set_id, blanks, 3, 3, &st), 2u);
+    EXPECT_EQ(zur_print_space(D, set_id, blanks, 5, 5, &st), 0u);
+    EXPECT_STREQ(blanks, "   defg") << "blanks that do not fit would need a terminator";
     EXPECT_EQ(st, 28u);
     EXPECT_EQ(start_tag(D, set_id, blanks, "x", sizeof blanks, 0, &st), 0u);
     EXPECT_EQ(end_tag(D, set_id, blanks, "x", sizeof blanks, &st), 4u) << "tags balance also after a failure";

@@ -1,7 +1,8 @@
 // The text helpers: print lines, tags, and the strings that a Bundle holds itself. Their XML readers are here too.
 //
 // zur_print_space() writes no terminator: a record's closing line hands in the start of its text, where the blanks of
-// the opening line already stand, and a terminator would cut the text there.
+// the opening line already stand, and a terminator would cut the text there. For the same reason blanks that do not fit
+// are not written at all: the text before them has its terminator.
 #include "../common/text_writer.hpp"
 
 #include <algorithm>
@@ -62,11 +63,8 @@ uint32_t zur_print_space(zur_domain* D, uint32_t, char* buffer, uint32_t indent,
         std::memset(buffer, ' ', indent);
         return indent;
     }
-    TextWriter writer(buffer, size);
-    writer.blanks(indent);
-    const uint32_t written = writer.finish(D, st);
     fail(D, ZUR_BUFFER_TOO_SMALL, st);
-    return written;
+    return 0;
 }
 
 uint32_t zur_snprintf(zur_domain* D, uint32_t, char* buffer, uint32_t size, uint32_t* st, const char* format, ...) {
