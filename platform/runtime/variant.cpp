@@ -134,10 +134,12 @@ void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const
     zur_variant_record* records = old != nullptr ? old->records : nullptr;
     if (kept < count) {
         VariantData& data = own(D).variant_data[copy];
-        std::unique_ptr<zur_variant_record[]> longer(new zur_variant_record[count]());
-        std::copy_n(records, kept, longer.get());
+        // A Bundle computes a record's address from a negative variant as it stands, which leads in front of the first.
+        constexpr std::size_t spare = 128;
+        std::unique_ptr<zur_variant_record[]> longer(new zur_variant_record[spare + count]());
+        std::copy_n(records, kept, longer.get() + spare);
         data.records = std::move(longer);
-        records = data.records.get();
+        records = data.records.get() + spare;
         data.table = {now.count, records};
         copy->variant_table = &data.table;
     }
