@@ -1,0 +1,179 @@
+// The golden corpus: one kept image of every type, variant, mode and arm. Each build must write exactly these bytes and
+// read them back whole, at every room that a buffer can have and whatever the heap held before. EPM_WRITE_GOLDEN=1
+// writes the corpus anew; what then changes is a change of the format.
+#include "support/bundle_test.hpp"
+#include "support/wire.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+namespace epm::test {
+namespace {
+
+/// Of a test over the whole corpus: no write checker, which would look at every block at every call.
+class Corpus : public testing::Test {
+protected:
+    void SetUp() override { heap().reset(); }
+    void TearDown() override {
+        EXPECT_EQ(heap().blocks().size(), 0u) << "blocks that nobody has released";
+        heap().reset();
+    }
+    template <class Body>
+    static void for_each(Body body) {
+        for (const WireType& type : wire_types()) {
+            const Golden golden = read_golden(type);
+            for (const Specimen& s : specimens(type)) {
+                const auto found = golden.find(s.text());
+                if (found == golden.end())
+                    ADD_FAILURE() << "no golden image of " << s.text();
+                else
+                    body(s, found->second);
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+};
+
+TEST_F(Corpus, IsWrittenOnRequest) {
+    const bool is_to_be_written = std::getenv("EPM_WRITE_GOLDEN") != nullptr;
+    std::size_t count = 0;
+    for (const WireType& type : wire_types()) {
+        std::vector<std::pair<std::string, Bytes>> images;
+        for (const Specimen& s : specimens(type)) {
+            TestDomain D(s.mode());
+            Instance* x = make(s, D);
+            images.emplace_back(s.text(), marshalled(type, D, x));
+            type.destroy(D, D.set_id(), x);
+        }
+        if (is_to_be_written) write_golden(type, images);
+        EXPECT_EQ(read_golden(type), Golden(images.begin(), images.end())) << type.name;
+        count += images.size();
+    }
+    // 43 records and 7 enumerations of one variant, a record of three, and the rest of two; the unions have 17 arms each.
+    EXPECT_EQ(count, 43 * 4 + 7 * 4 + 8 + 3 * 6 + 2 * (2 + 2 * 17) + 2 * 6);
+}
+
+// In every mode, and with a store's own TypeInfos: the same bytes, and a record that is the same by all measures.
+TEST_F(Corpus, IsWrittenAndReadInEveryMode) {
+    for_each([](const Specimen& s, const Bytes& image) {
+        SCOPED_TRACE(s.text());
+        const WireType& type = *s.type;
+        const Parts parts = take_apart(type, image);
+        EXPECT_TRUE(parts.is_sound);
+        EXPECT_EQ(static_cast<std::int8_t>(image[0]), s.variant);
+        for (const Mode& mode : all_modes()) {
+            if (mode.is_tracking() != s.is_tracked) continue;
+            TestDomain D(mode);
+            Instance* x = make(s, D);
+            EXPECT_EQ(marshalled(type, D, x), image) << mode.text();
+            const auto length = static_cast<std::int32_t>(image.size());
+            if (type.is_enum())
+                EXPECT_EQ(type.len(D, D.set_id(), x), 5u);
+            else
+                EXPECT_EQ(type.len(D, D.set_id(), x), image.size() + parts.overcount) << mode.text();
+            // The flag of a list at the very end is taken only where a byte follows.
+            Bytes with_a_byte_behind = image;
+            with_a_byte_behind.push_back(0xEE);
+            Instance* copy = type.create(D, D.set_id());
+            EXPECT_EQ(type.unmarshal(D, D.set_id(), with_a_byte_behind.data(), copy, length + 1, 0, &D.st),
+                      image.size());
+            EXPECT_EQ(D.st, 0u) << mode.text();
+            EXPECT_EQ(copy->variant, s.variant);
+            EXPECT_EQ(type.compare(x, copy), 0) << mode.text();
+            EXPECT_EQ(type.hash(x, 77), type.hash(copy, 77));
+            EXPECT_EQ(marshalled(type, D, copy), image) << mode.text();
+            const bool has_fields = !type.is_enum() && s.variant >= 0;
+            EXPECT_TRUE(!has_fields || Fill(D, s.seed).check(*type.record, copy));
+            type.destroy(D, D.set_id(), copy);
+            type.destroy(D, D.set_id(), x);
+        }
+    });
+}
+
+// The heap's former contents travel nowhere.
+TEST_F(Corpus, HoldsNoByteOfTheHeapBefore) {
+    for (const int prefill : {0x00, 0xFF, 0xA5}) {
+        heap().fill_with(static_cast<std::uint8_t>(prefill));
+        for_each([&](const Specimen& s, const Bytes& image) {
+            TestDomain D(s.mode());
+            Instance* x = make(s, D);
+            Instance* copy = s.type->create(D, D.set_id());
+            Bytes with_a_byte_behind = image;
+            with_a_byte_behind.push_back(0xEE);
+            s.type->unmarshal(D, D.set_id(), with_a_byte_behind.data(), copy,
+                              static_cast<std::int32_t>(with_a_byte_behind.size()), 0, &D.st);
+            EXPECT_EQ(marshalled(*s.type, D, x), image) << s.text() << " on " << prefill;
+            EXPECT_EQ(marshalled(*s.type, D, copy), image) << s.text() << " on " << prefill;
+            s.type->destroy(D, D.set_id(), copy);
+            s.type->destroy(D, D.set_id(), x);
+        });
+    }
+}
+
+TEST_F(Corpus, IsMeasuredWrittenComparedAndHashedWithoutMemory) {
+    for_each([](const Specimen& s, const Bytes& image) {
+        TestDomain D(s.mode());
+        Instance* x = make(s, D);
+        Bytes buffer(image.size() + 8);
+        const std::size_t before = heap().allocations();
+        if (!s.type->is_enum()) s.type->len(D, D.set_id(), x);
+        s.type->marshal(D, D.set_id(), buffer.data(), x, static_cast<std::int32_t>(buffer.size()), &D.st);
+        EXPECT_EQ(s.type->compare(x, x), 0);
+        s.type->hash(x, 1);
+        EXPECT_EQ(heap().allocations(), before) << s.text();
+        s.type->destroy(D, D.set_id(), x);
+    });
+}
+
+// A writer with less room than it needs: it stays inside but for the one flag byte of tracked mode, tells of it unless
+// only a trailing flag is missing, and what it leaves is the same with runs of primitives and without. The digests of
+// all rooms together stand in the corpus beside the images.
+TEST_F(Corpus, IsCutToEveryRoom) {
+    const char* const file_name = EPM_SOURCE_DIR "/tests/golden/rooms.txt";
+    std::map<std::string, std::string> digests;
+    for_each([&](const Specimen& s, const Bytes& image) {
+        TestDomain D(s.mode());
+        Instance* x = make(s, D);
+        std::uint64_t digest = 14695981039346656037u;
+        const auto mix = [&](std::uint32_t n) { digest = (digest ^ n) * 1099511628211u; };
+        const std::size_t end_slack = s.is_tracked ? 1 : 0;
+        for (std::size_t room = 0; room <= image.size() + 1; ++room) {
+            // Exactly as long as it may be, for a sanitizer to see.
+            const auto buffer = std::make_unique<std::uint8_t[]>(room + end_slack);
+            std::memset(buffer.get(), 0xEE, room + end_slack);
+            std::uint32_t st = 0;
+            const std::uint32_t used =
+                s.type->marshal(D, D.set_id(), buffer.get(), x, static_cast<std::int32_t>(room), &st);
+            EXPECT_LE(used, room) << s.text();
+            EXPECT_TRUE(st == 0 || st == 90) << s.text() << " at " << room << ": " << st;
+            if (st == 0 && room > 0) {
+                // Flags behind the last byte are the only thing that may be left out in silence.
+                EXPECT_GE(used + (s.is_tracked ? image.size() : 0), image.size()) << s.text() << " at " << room;
+            }
+            if (room > image.size()) {
+                EXPECT_EQ(st, 0u);
+                EXPECT_EQ(Bytes(buffer.get(), buffer.get() + used), image) << s.text();
+            }
+            mix(st);
+            mix(used);
+            for (std::size_t i = 0; i < room + end_slack; ++i) mix(buffer[i]);
+        }
+        digests[s.text()] = std::to_string(digest);
+        s.type->destroy(D, D.set_id(), x);
+    });
+    if (std::getenv("EPM_WRITE_GOLDEN") != nullptr) {
+        std::ofstream file(file_name);
+        file << "# Digests of status, result and buffer over all rooms that a writer may get.\n";
+        for (const auto& [text, digest] : digests) file << digest << " " << text << "\n";
+    }
+    std::map<std::string, std::string> kept;
+    std::ifstream file(file_name);
+    for (std::string line; std::getline(file, line);)
+        if (line[0] != '#') kept[line.substr(line.find(' ') + 1)] = line.substr(0, line.find(' '));
+    EXPECT_EQ(digests, kept);
+}
+
+} // namespace
+} // namespace epm::test
