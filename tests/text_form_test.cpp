@@ -1,0 +1,343 @@
+// The print form and the XML form of every type: against texts that support/text.cpp makes in a second way, against
+// hand-written files, and in buffers of every size. Reading XML back is tested in text_read_test.cpp.
+#include "support/bundle_test.hpp"
+#include "support/fill.hpp"
+#include "support/text.hpp"
+#include "support/types.hpp"
+
+#include <orlan_epm.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace epm::test {
+namespace {
+
+/// These tests make very many calls. What they write is checked by the tests of the setters.
+class TextForm : public BundleTest {
+protected:
+    void SetUp() override {
+        BundleTest::SetUp();
+        checker.reset();
+    }
+};
+
+/// Long texts differ at one place, and that is what is worth reading.
+void expect_text(const std::string& found, const std::string& wanted) {
+    if (found == wanted) return;
+    std::size_t i = 0;
+    while (i < found.size() && i < wanted.size() && found[i] == wanted[i]) ++i;
+    const std::size_t start = i < 60 ? 0 : i - 60;
+    ADD_FAILURE() << "at character " << i << " stands\n"
+                  << found.substr(start, 120) << "\nwhere there should be\n"
+                  << wanted.substr(start, 120);
+}
+
+/// Gives the fields flags that are not all alike.
+void set_flags(const Record& r, TestDomain& D, Instance* x) {
+    std::uint32_t flag = 0;
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        if (!f.is_tracked() || f.since > x->variant) continue;
+        flag = flag % 2 + 1;
+        if (f.has_element_flags())
+            operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t, std::uint32_t*)>(
+                r, f, "state_flag_set")(D, D.set_id(), x, 1, flag, &D.st);
+        else
+            operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t*)>(
+                r, f, "state_flag_set")(D, D.set_id(), x, flag, &D.st);
+    }
+}
+
+TEST_F(TextForm, EveryRecordInEveryVariantAndMode) {
+    std::size_t forms = 0;
+    for (const Mode& mode : all_modes())
+        for (const Record* r : catalogue::all_records)
+            for (int variant = 0; variant <= r->top(); ++variant) {
+                TestDomain D(mode);
+                D.agree_all(variant);
+                const TextOperations text(r->name);
+                // Each arm of a union in turn.
+                for (unsigned seed = 1; seed <= (r->is_union() ? r->count : 1); ++seed) {
+                    SCOPED_TRACE(r->name + std::string(" variant ") + std::to_string(variant) + mode.text());
+                    Instance* x = create(r->name, D);
+                    ASSERT_NE(x, nullptr);
+                    if (seed == 1) {
+                        expect_text(text.printed(D, x, 0, "new"), expected_print(*r, D, x, 0, "new"));
+                        expect_text(text.xml(D, x, "new"), expected_xml(*r, D, x, "new", 0));
+                        destroy(r->name, D, x);
+                        x = create(r->name, D);
+                    }
+                    EXPECT_TRUE(Fill(D, seed).fill(*r, x));
+                    if (mode.is_tracking()) set_flags(*r, D, x);
+                    ASSERT_EQ(D.st, 0u);
+                    const std::string print = expected_print(*r, D, x, 0, r->name);
+                    const std::string xml = expected_xml(*r, D, x, r->name, 0);
+                    expect_text(text.printed(D, x, 0, r->name), print);
+                    expect_text(text.printed(D, x, 5, "deeper"), expected_print(*r, D, x, 5, "deeper"));
+                    expect_text(text.xml(D, x, r->name), xml);
+                    expect_text(text.xml(D, x, "flagged", 3), expected_xml(*r, D, x, "flagged", 3));
+                    std::string buffer(300000, GuardedBuffer::filler);
+                    EXPECT_EQ(text.print_cr(D, x, buffer.data(), 300000), print.size());
+                    expect_text(buffer.substr(0, print.size()), print);
+                    EXPECT_EQ(text.toxml_cr(D, x, buffer.data(), 300000), xml.size());
+                    expect_text(buffer.substr(0, xml.size() + 1), xml + '\0');
+                    EXPECT_EQ(D.st, 0u);
+
+                    // An Instance whose variant is negative has an open block and an empty element.
+                    x->variant = -1;
+                    EXPECT_EQ(text.printed(D, x, 2, "n"), "  n@" + std::string(r->name) + ": {\n");
+                    EXPECT_EQ(text.xml(D, x, "n"), "<n></n>");
+                    x->variant = static_cast<std::int8_t>(variant);
+                    destroy(r->name, D, x);
+                    ++forms;
+                }
+            }
+    EXPECT_EQ(forms % all_modes().size(), 0u);
+    EXPECT_EQ(forms / all_modes().size(), 43u + 3u + 2u * 3u + 2u * 2u * 10u);
+}
+
+TEST_F(TextForm, RaisedStatusWritesNothing) {
+    TestDomain D;
+    for (const TypeNumbers& t : all_types()) {
+        SCOPED_TRACE(t.name);
+        const TextOperations text(t.name);
+        Instance* x = create(t.name, D);
+        char buffer[] = "untouched";
+        std::uint32_t st = 77;
+        EXPECT_EQ(text.print(D, 1, buffer, 0, "n", x, sizeof buffer, &st), 0u);
+        EXPECT_EQ(text.to_xml(D, 1, "n", buffer, x, sizeof buffer, 0, &st), 0u);
+        D->last_error = 77;
+        EXPECT_EQ(text.print_cr(D, x, buffer, sizeof buffer), 0xFFFFFFFFu);
+        EXPECT_EQ(text.toxml_cr(D, x, buffer, sizeof buffer), 0xFFFFFFFFu);
+        EXPECT_EQ(D->last_error, 77u);
+        D->last_error = 0;
+        EXPECT_EQ(st, 77u);
+        EXPECT_STREQ(buffer, "untouched");
+        destroy(t.name, D, x);
+    }
+}
+
+/// All sizes that are tried: each, or for a long text those near its ends and some between.
+std::vector<std::uint32_t> sizes_below(std::size_t length) {
+    std::vector<std::uint32_t> sizes;
+    for (std::uint32_t size = 0; size <= length; size += length > 3000 && size > 1500 && size + 300 < length ? 97 : 1)
+        sizes.push_back(size);
+    return sizes;
+}
+
+TEST_F(TextForm, BufferTooSmall) {
+    TestDomain D;
+    GuardedBuffer guarded(300000);
+    for (const TypeNumbers& t : all_types()) {
+        SCOPED_TRACE(t.name);
+        const TextOperations text(t.name);
+        Instance* x = create(t.name, D);
+        for (const Record* r : catalogue::all_records)
+            if (r->name == t.name) {
+                EXPECT_TRUE(Fill(D, 3).fill(*r, x));
+            }
+        const std::string print = text.printed(D, x, 0, t.name);
+        const std::string xml = text.xml(D, x, t.name);
+        for (const std::uint32_t size : sizes_below(print.size())) {
+            char* buffer = guarded.last(size);
+            std::uint32_t st = 0;
+            const std::uint32_t length = text.print(D, 1, buffer, 0, t.name.c_str(), x, size, &st);
+            ASSERT_EQ(st, 28u) << size;
+            ASSERT_LE(length, size);
+            ASSERT_TRUE(print.starts_with(std::string_view(buffer, length))) << size;
+            ASSERT_TRUE(size == 0 || buffer[length] == 0) << size;
+            ASSERT_TRUE(guarded.is_clean_before(size));
+            ASSERT_EQ(text.print_cr(D, x, guarded.last(size), size), 0xFFFFFFFFu);
+            ASSERT_EQ(std::exchange(D->last_error, 0), 28u);
+        }
+        for (const std::uint32_t size : sizes_below(xml.size())) {
+            char* buffer = guarded.last(size);
+            std::uint32_t st = 0;
+            const std::uint32_t length = text.to_xml(D, 1, t.name.c_str(), buffer, x, size, 0, &st);
+            ASSERT_EQ(st, 28u) << size;
+            ASSERT_LE(length, size);
+            ASSERT_TRUE(guarded.is_clean_before(size));
+            ASSERT_EQ(text.toxml_cr(D, x, guarded.last(size), size), 0xFFFFFFFFu);
+            ASSERT_EQ(std::exchange(D->last_error, 0), 28u);
+        }
+        // One byte more is enough.
+        char* buffer = guarded.last(print.size() + 1);
+        EXPECT_EQ(text.print_cr(D, x, buffer, static_cast<std::uint32_t>(print.size() + 1)), print.size());
+        EXPECT_EQ(std::string(buffer, print.size() + 1), print + '\0');
+        buffer = guarded.last(xml.size() + 1);
+        EXPECT_EQ(text.toxml_cr(D, x, buffer, static_cast<std::uint32_t>(xml.size() + 1)), xml.size());
+        EXPECT_EQ(std::string(buffer, xml.size() + 1), xml + '\0');
+        destroy(t.name, D, x);
+    }
+}
+
+// ---- hand-written files ----
+
+std::string contents(const std::string& file) {
+    std::ifstream in(std::string(EPM_SOURCE_DIR) + "/tests/expected/text/" + file, std::ios::binary);
+    EXPECT_TRUE(in) << file;
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+/// The XML files have a line for each element, and the library writes no white space between elements.
+std::string on_one_line(const std::string& xml) {
+    std::string line;
+    for (std::size_t i = 0; i < xml.size(); ++i)
+        if (xml[i] == '\n')
+            while (i + 1 < xml.size() && xml[i + 1] == ' ') ++i;
+        else
+            line += xml[i];
+    return line;
+}
+
+struct WrittenRecord {
+    const char* type;
+    const char* file;
+    int variant;
+};
+
+class TextFiles : public TextForm, public testing::WithParamInterface<WrittenRecord> {};
+
+TEST_P(TextFiles, ReadShownAndWritten) {
+    const WrittenRecord& w = GetParam();
+    TestDomain D;
+    D.agree_all(w.variant);
+    const TextOperations text(w.type);
+    const std::string xml = contents(std::string(w.file) + ".xml");
+    const XmlDocument document = sound_xml(xml);
+    Instance* x = create(w.type, D);
+    EXPECT_EQ(text.read(D, document.get(), x), 0u);
+    expect_text(text.xml(D, x, w.type), on_one_line(xml));
+    // Bytes that print leaves as they were stand as dots.
+    std::string print = text.printed(D, x, 0, w.type);
+    for (char& c : print)
+        if (c == '\0' || c == GuardedBuffer::filler) c = '.';
+    expect_text(print, contents(std::string(w.file) + ".txt"));
+    EXPECT_EQ(D.st, 0u);
+    destroy(w.type, D, x);
+}
+
+INSTANTIATE_TEST_SUITE_P(Records, TextFiles,
+                         testing::Values(WrittenRecord{"orlan_ial_vlan_group_info", "vlan_group", 0},
+                                         WrittenRecord{"orlan_ial_svm_epm_data", "message_with_acl", 2},
+                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_0", 0},
+                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_1", 1},
+                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_2", 2},
+                                         WrittenRecord{"epm_client_acl_feat_ctx", "feature_context", 0},
+                                         WrittenRecord{"orlan_ial_svm_bm_data", "grants", 1}),
+                         [](const auto& test) { return std::string(test.param.file); });
+
+// ---- enumerations ----
+
+TEST_F(TextForm, EnumeratorsAndOthers) {
+    TestDomain D;
+    D.agree_all(0); // so that known values above the Instance's variant are among them
+    std::size_t values = 0;
+    for (const Enum* e : catalogue::all_enums) {
+        SCOPED_TRACE(e->name);
+        const TextOperations text(e->name);
+        const std::string name = e->name;
+        Instance* x = create(name, D);
+        auto& value = *reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(x) + 12);
+        const auto expect = [&](const std::string& shown, const std::string& element) {
+            EXPECT_EQ(text.printed(D, x, 3, "f"), "   f@" + name + ":" + shown);
+            EXPECT_EQ(text.xml(D, x, "f", 7), "<f>" + element + "</f>");
+            char buffer[200];
+            EXPECT_EQ(text.print_cr(D, x, buffer, sizeof buffer), 2 * name.size() + 2 + shown.size());
+            EXPECT_EQ(buffer, name + "@" + name + ":" + shown);
+            EXPECT_EQ(text.toxml_cr(D, x, buffer, sizeof buffer), 2 * name.size() + 5 + element.size());
+            EXPECT_EQ(buffer, "<" + name + ">" + element + "</" + name + ">");
+        };
+        for (std::uint32_t v = 0; v < e->count; ++v, ++values) {
+            value = v;
+            const std::string enumerator = e->enumerators[v].name;
+            expect(enumerator + "\n", "<" + enumerator + "/>");
+            value = 200;
+            EXPECT_EQ(text.read(D, sound_xml("<" + name + "> <x/><" + enumerator + "/></" + name + ">").get(), x), 0u);
+            EXPECT_EQ(value, v);
+        }
+        for (const std::uint32_t v : {static_cast<std::uint32_t>(e->count), 200u, 0xFFFFFFFFu}) {
+            value = v;
+            expect("Enum value out of range", "<" + name + " value out of range/>");
+            EXPECT_EQ(text.read(D, sound_xml("<" + name + "><other/></" + name + ">").get(), x), 0u) << "none found";
+            EXPECT_EQ(text.read(D, sound_xml("<other/>").get(), x), 0u) << "nor the element itself";
+            EXPECT_EQ(value, v);
+        }
+        if (e->count > 1) { // the first that is found wins, wherever it stands
+            const std::string first = e->enumerators[e->count - 2].name;
+            const std::string last = e->enumerators[e->count - 1].name;
+            text.read(D, sound_xml("<" + name + "><" + last + "/><" + first + "/></" + name + ">").get(), x);
+            EXPECT_EQ(value, e->count - 2);
+        }
+        value = 0;
+        destroy(name, D, x);
+    }
+    EXPECT_EQ(values, 51u);
+}
+
+TEST_F(TextForm, KnownTexts) {
+    TestDomain D;
+    auto* tag = orlan_ial_svm_epm_type_e_create(D, D.set_id());
+    char buffer[200];
+    for (const auto& [value, element] :
+         {std::pair(1u, "<t><ORLAN_IAL_SVM_EPM_TYPE_ACL/></t>"), std::pair(7u, "<t><ORLAN_IAL_SVM_EPM_PORT_FWD/></t>"),
+          std::pair(10u, "<t><ORLAN_IAL_SVM_EPM_TYPE_DACL_DNLD_COMPLETE/></t>")}) {
+        orlan_ial_svm_epm_type_e_set_value(D, D.set_id(), tag, value, &D.st);
+        orlan_ial_svm_epm_type_e_to_xml(D, D.set_id(), "t", buffer, tag, sizeof buffer, 0, &D.st);
+        EXPECT_STREQ(buffer, element);
+    }
+    orlan_ial_svm_epm_type_e_destroy(D, D.set_id(), tag);
+    auto* failure = wired_tunnel_add_failure_type_create(D, D.set_id());
+    wired_tunnel_add_failure_type_print(D, D.set_id(), buffer, 1, "f", failure, sizeof buffer, &D.st);
+    EXPECT_STREQ(buffer, " f@wired_tunnel_add_failure_type:TUNNEL_ADD_FAILURE_UNEFINED\n");
+    wired_tunnel_add_failure_type_destroy(D, D.set_id(), failure);
+    EXPECT_EQ(D.st, 0u);
+}
+
+TEST_F(TextForm, OutOfRangeRunsIntoTheNextLine) {
+    TestDomain D;
+    auto* x = orlan_ial_svm_epm_nack_info_create(D, D.set_id());
+    auto* type = orlan_ial_svm_epm_nack_info_nack_type_get(D, D.set_id(), x, &D.st);
+    *reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(type) + 12) = 4;
+    char buffer[400];
+    orlan_ial_svm_epm_nack_info_print(D, D.set_id(), buffer, 0, "x", x, sizeof buffer, &D.st);
+    EXPECT_STREQ(buffer, "x@orlan_ial_svm_epm_nack_info: {\n"
+                         "  nack_type@orlan_ial_svm_epm_nack_e:Enum value out of range"
+                         "  mac@zur_mac_addr:00:00:00:00:00:00\n"
+                         "  if_num@u_int32:0\n}\n");
+    orlan_ial_svm_epm_nack_info_destroy(D, D.set_id(), x);
+}
+
+TEST_F(TextForm, ValidityIsSigned) {
+    TestDomain D;
+    for (const int agreed : {0, 1, 127})
+        for (const Enum* e : catalogue::all_enums) {
+            SCOPED_TRACE(e->name);
+            D.agree_all(agreed);
+            const auto is_valid = operation<std::uint32_t(zur_domain*, std::int32_t)>(*e, "is_valid_cr");
+            const auto accepted = static_cast<std::int32_t>(e->accepted(static_cast<std::int8_t>(agreed)));
+            for (const std::int32_t v : {0, accepted - 1, -1, INT32_MIN}) EXPECT_EQ(is_valid(D, v), 1u) << v;
+            for (const std::int32_t v : {accepted, 200, INT32_MAX}) EXPECT_EQ(is_valid(D, v), 0u) << v;
+        }
+    D.agree_all(-1);
+    EXPECT_EQ(exported(orlan_ial_svm_epm_type_e_is_valid_cr)(D, 9), 1u);
+    EXPECT_EQ(exported(orlan_ial_svm_epm_type_e_is_valid_cr)(D, 10), 0u);
+}
+
+// A Domain without anything wrong apart from its tracking handle.
+TEST_F(TextForm, CorruptedHandleIsFatal) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    auto* x = webauth_watch_list_create(D, D.set_id());
+    char buffer[100] = "";
+    expect_death_with(" Corrupted ZUR Handle", [&] {
+        D->tracking_handle->handle_kind = 5;
+        webauth_watch_list_to_xml(D, D.set_id(), "x", buffer, x, sizeof buffer, 0, &D.st);
+    });
+    webauth_watch_list_destroy(D, D.set_id(), x);
+}
+
+} // namespace
+} // namespace epm::test
