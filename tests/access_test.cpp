@@ -1,0 +1,1033 @@
+// What the accessors leave behind: every accessor of every field is driven once and counted, every failure is provoked
+// once, and every allocation is refused once. Which runtime calls they make, in which order, is tested in
+// access_order_test.cpp.
+#include "access/bulk_fields.hpp"
+#include "support/bundle_test.hpp"
+#include "support/fill.hpp"
+#include "support/imports.hpp"
+#include "support/types.hpp"
+
+#include <cstring>
+#include <functional>
+
+namespace epm::test {
+namespace {
+
+constexpr auto acl = "orlan_ial_svm_acl_data";
+constexpr auto message = "orlan_ial_svm_epm_data";
+constexpr auto answer = "orlan_ial_in_svm_epm_data";
+constexpr auto group = "orlan_ial_vlan_group_info";
+constexpr auto config = "epm_client_acl_feat_config";
+constexpr auto context = "epm_client_acl_feat_ctx";
+constexpr auto client_vlan = "rcl_client_vlan_t";
+constexpr auto templates = "rcl_client_intf_templ_list";
+constexpr auto one_template = "rcl_client_intf_templ";
+constexpr auto bound_list = "bm_feat_conf_list";
+
+template <class Result = void, class Type, class FieldType, class... A>
+Result call(TestDomain& D, const Type& type, const FieldType& field, const char* name, A... arguments) {
+    using Called = Result(zur_domain*, std::uint32_t, A..., std::uint32_t*);
+    return operation<Called>(type, field, name)(D, D.set_id(), arguments..., &D.st);
+}
+template <class Result = void, class Type, class... A>
+Result whole(TestDomain& D, const Type& type, const char* name, A... arguments) {
+    using Called = Result(zur_domain*, std::uint32_t, A..., std::uint32_t*);
+    return operation<Called>(type, name)(D, D.set_id(), arguments..., &D.st);
+}
+template <class Result = std::uint32_t, class Type, class FieldType, class... A>
+Result chain(TestDomain& D, const Type& type, const FieldType& field, const char* name, A... arguments) {
+    D->last_error = 0;
+    return operation<Result(zur_domain*, A...)>(type, field, name)(D, arguments...);
+}
+std::uint32_t number(TestDomain& D, const char* type, const char* field, Instance* x) {
+    return call<std::uint32_t>(D, type, field, "get_value", x);
+}
+/// The status word, which is lowered again.
+std::uint32_t status(TestDomain& D) {
+    return std::exchange(D.st, 0u);
+}
+std::string text(TestDomain& D, const char* type, const char* field, Instance* x) {
+    char found[64];
+    call(D, type, field, "get", x, &found[0], static_cast<std::uint32_t>(sizeof found));
+    return found;
+}
+
+/// An operation with a number of like arguments that is known at run time only.
+template <class A, std::size_t... I>
+void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const A* list, std::index_sequence<I...>) {
+    whole(D, r, name, x, list[I]...);
+}
+template <class A>
+void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const std::vector<A>& list) {
+    [&]<std::size_t... N>(std::index_sequence<N...>) {
+        ((list.size() == N ? spread(D, r, name, x, list.data(), std::make_index_sequence<N>()) : void()), ...);
+    }
+    (std::make_index_sequence<12>());
+}
+
+class Access : public BundleTest {};
+
+// ---- every accessor ----
+
+/// One record, moved field by field from one Instance to another by the setters in turn.
+class Walk {
+public:
+    Walk(TestDomain& domain, const Record& record, unsigned seed) : D(domain), r(record), seed_(seed) {}
+
+    void run() {
+        y = create(r.name, D);
+        x = create(r.name, D);
+        Instance* z = create(r.name, D);
+        Instance* silent = create(r.name, D);
+        Fill fill(D, seed_);
+        ASSERT_TRUE(fill.fill(r, y));
+        for (std::size_t i = 0; i < r.count; ++i) {
+            set_.push_back(transfer(r.fields[i]));
+            EXPECT_EQ(status(D), 0u) << r.name << "." << r.fields[i].name;
+        }
+        EXPECT_TRUE(fill.check(r, x));
+        for (std::size_t i = 0; i < r.count; ++i)
+            if (r.fields[i].is_tracked()) flags(r.fields[i], set_[i]);
+        EXPECT_EQ(operation<Instance*(zur_domain*, std::uint32_t, Instance*)>(r, "get")(D, D.set_id(), x), x);
+        whole(D, r, "set", z, x);
+        EXPECT_EQ(status(D), 0u);
+        EXPECT_TRUE(fill.check(r, z));
+        if (D.mode().is_tracking())
+            for (const Field& f : {r.fields[0], r.fields[r.count - 1]})
+                if (f.is_tracked() && !f.has_element_flags()) {
+                    EXPECT_EQ(call<std::uint8_t>(D, r, f, "state_flag_get", z), 9) << r.name << "." << f.name;
+                }
+        all_at_once(z, silent);
+        for (Instance* instance : {silent, z, x, y}) destroy(r.name, D, instance);
+    }
+
+private:
+    template <class T>
+    void value(const Field& f) {
+        if (seed_ % 2 != 0)
+            call(D, r, f, "set", x, call<void*>(D, r, f, "get", y));
+        else
+            call(D, r, f, "set_value", x, call<T>(D, r, f, "get_value", y));
+    }
+
+    std::uint32_t length(const Field& f, Instance* of) {
+        const Field& companion = r.fields[r.index_of(f.companion)];
+        if (companion.foreign->length == 2) return call<std::uint16_t>(D, r, companion, "get_value", of);
+        return call<std::uint32_t>(D, r, companion, "get_value", of);
+    }
+
+    /// Whether the field has been set.
+    bool transfer(const Field& f) {
+        switch (f.kind) {
+        case Kind::value:
+            if (f.is_enumerated() || f.foreign->length == 4)
+                value<std::uint32_t>(f);
+            else if (f.foreign->length == 8)
+                value<std::uint64_t>(f);
+            else if (f.foreign->length == 2)
+                value<std::uint16_t>(f);
+            else
+                value<char>(f);
+            return true;
+        case Kind::length: {
+            const void* place = call<void*>(D, r, f, "get", y);
+            std::uint32_t there = 0;
+            std::memcpy(&there, place, f.foreign->length);
+            const std::uint32_t read = f.foreign->length == 2 ? call<std::uint16_t>(D, r, f, "get_value", y)
+                                                              : call<std::uint32_t>(D, r, f, "get_value", y);
+            EXPECT_EQ(read, there);
+            return false;
+        }
+        case Kind::object:
+        case Kind::embedded: call(D, r, f, "set", x, call<void*>(D, r, f, "get", y)); return true;
+        case Kind::text:
+        case Kind::characters: {
+            char found[200];
+            call(D, r, f, "get", y, &found[0], static_cast<std::uint32_t>(sizeof found));
+            const auto n = f.kind == Kind::text ? length(f, y) : static_cast<std::uint32_t>(strnlen(found, f.capacity));
+            if (seed_ % 2 != 0)
+                call(D, r, f, "set", x, &found[0], n);
+            else
+                EXPECT_EQ(chain(D, r, f, "set_cr", x, &found[0], n), 0u);
+            return true;
+        }
+        case Kind::array:
+        case Kind::run: f.is_of_record() ? records(f) : numbers(f); return true;
+        case Kind::arm: return arm(f);
+        case Kind::list: list(f); return true;
+        }
+        return false;
+    }
+
+    template <class T>
+    void numbers_of(const Field& f, std::uint32_t count) {
+        std::vector<T> all(count);
+        call(D, r, f, "get_mem", y, all.data(), count);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            EXPECT_EQ(call<T>(D, r, f, "get_value", y, i), all[i]);
+            T* element = call<T*>(D, r, f, "get", y, i);
+            switch (seed_ % 5) {
+            case 0: call(D, r, f, "set_value", x, i, all[i]); break;
+            case 1: call(D, r, f, "set", x, i, element); break;
+            case 2:
+                if (f.kind == Kind::run) // no such form
+                    call(D, r, f, "set", x, i, element);
+                else
+                    EXPECT_EQ(chain(D, r, f, "set_cr", x, i, all[i]), 0u);
+                break;
+            default: break;
+            }
+        }
+        if (seed_ % 5 == 3) call(D, r, f, "set_mem", x, all.data(), count);
+        if (seed_ % 5 == 4) {
+            EXPECT_EQ(chain(D, r, f, "set_mem_cr", x, all.data(), count), 0u);
+        }
+    }
+    void numbers(const Field& f) {
+        f.kind == Kind::run ? numbers_of<std::uint8_t>(f, f.capacity) : numbers_of<std::uint32_t>(f, length(f, y));
+        if (f.kind == Kind::array) empty(f);
+    }
+    void empty(const Field& f) {
+        operation<void(zur_domain*, std::uint32_t, Instance*)>(r, f, "remove_elements")(D, D.set_id(), y);
+        EXPECT_EQ(length(f, y), 0u);
+    }
+    void records(const Field& f) {
+        const std::uint32_t count = length(f, y);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            auto* element = call<Instance*>(D, r, f, "get", y, i);
+            if (seed_ % 2 != 0)
+                call(D, r, f, "set", x, i, element, i % 2);
+            else
+                EXPECT_EQ(chain(D, r, f, "set_cr", x, i, element, i % 2), 0u);
+        }
+        empty(f);
+    }
+    bool arm(const Field& f) {
+        auto* held = call<Instance*>(D, r, f, "get", y);
+        if (held == nullptr) {
+            EXPECT_EQ(call<Instance*>(D, r, f, "get_detach", y), nullptr);
+            return false;
+        }
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_detach", y), held);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get", y), nullptr);
+        call(D, r, f, "set", x, held);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_detach", x), held);
+        EXPECT_EQ(chain(D, r, f, "set_cr", x, held), 0u);
+        return true;
+    }
+    void list(const Field& f) {
+        auto* a = call<Instance*>(D, r, f, "get_first", y);
+        auto* b = call<Instance*>(D, r, f, "get_last", y);
+        EXPECT_EQ(call<Instance*>(D, *f.record, f, "get_parent", a), y);
+        call(D, r, f, "remove", y, a);
+        EXPECT_EQ(call<Instance*>(D, *f.record, f, "get_parent", a), nullptr);
+        EXPECT_EQ(chain(D, r, f, "remove_cr", y, b), 0u);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_first", y), nullptr);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_last", y), nullptr);
+        EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", y), 0u);
+        switch (seed_ % 5) {
+        case 0:
+            call(D, r, f, "set_first", x, b);
+            call(D, r, f, "set_first", x, a);
+            break;
+        case 1:
+            call(D, r, f, "set_last", x, a);
+            call(D, r, f, "set_last", x, b);
+            break;
+        case 2:
+            call(D, r, f, "set_last", x, b);
+            call(D, r, f, "set_before", x, b, a);
+            break;
+        case 3:
+            call(D, r, f, "set_first", x, a);
+            call(D, r, f, "set_after", x, a, b);
+            break;
+        default:
+            EXPECT_EQ(chain(D, r, f, "add_cr", x, b, 0, static_cast<Instance*>(nullptr)), 0u);
+            EXPECT_EQ(chain(D, r, f, "add_cr", x, a, 2, b), 0u);
+        }
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_next", x, a), b);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_prev", x, b), a);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_next", x, b), nullptr);
+        EXPECT_EQ(call<Instance*>(D, r, f, "get_prev", x, a), nullptr);
+        const auto get_cr = [&](int flag, Instance* of) { return chain<Instance*>(D, r, f, "get_cr", x, flag, of); };
+        EXPECT_EQ(get_cr(0, nullptr), a);
+        EXPECT_EQ(get_cr(1, nullptr), b);
+        EXPECT_EQ(get_cr(2, b), a);
+        EXPECT_EQ(get_cr(3, a), b);
+        EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", x), 2u);
+    }
+
+    void expect_flag(const Field& f, std::uint8_t found, std::uint8_t wanted) {
+        const bool has_flags = D.mode().is_tracking();
+        EXPECT_EQ(status(D), has_flags ? 0u : 22u) << r.name << "." << f.name;
+        EXPECT_EQ(found, has_flags ? wanted : 0) << r.name << "." << f.name;
+    }
+    void flags(const Field& f, bool is_set) {
+        const std::uint8_t whole_flag = is_set ? 2 : 0;
+        if (!f.has_element_flags()) {
+            expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_get", x), whole_flag);
+            call(D, r, f, "state_flag_set", x, 0x109u);
+            D.st = 0;
+            return expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_get", x), 9);
+        }
+        const bool is_by_run = !f.is_of_record() && seed_ % 5 > 2;
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_whole_get", x), whole_flag);
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_get", x, 1u), is_by_run ? 0 : 2);
+        std::uint8_t* run = nullptr;
+        call(D, r, f, "state_flag_get_arr", x, &run);
+        expect_flag(f, run != nullptr ? run[1] : 0, is_by_run ? 0 : 2);
+        call(D, r, f, "state_flag_set", x, 1u, 7u);
+        D.st = 0;
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_get", x, 1u), 7);
+        EXPECT_TRUE(run == nullptr || run[1] == 7);
+        call(D, r, f, "state_flag_whole_set", x, 3u);
+        D.st = 0;
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_whole_get", x), 3);
+        // A wrong count changes nothing; the right one is tried where no pointer stands in its way.
+        std::vector<std::uint8_t> all(256, 6);
+        call(D, r, f, "state_flag_set_arr", x, all.data(), 255u);
+        EXPECT_EQ(status(D), D.mode().is_tracking() ? 2u : 22u);
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_whole_get", x), 3);
+    }
+
+    /// The numbers of z are read at once and written at once into a fresh Instance, which keeps its flags.
+    void all_at_once(Instance* z, Instance* silent) {
+        std::vector<std::uint64_t> read(r.count, 0);
+        std::vector<std::uint64_t> again(r.count, 0);
+        std::vector<void*> outs;
+        std::vector<void*> outs_again;
+        std::vector<std::uint64_t> written;
+        for (std::size_t i = 0; i < r.count; ++i) {
+            if (!access::is_read_at_once(r.fields[i])) continue;
+            outs.push_back(&read[i]);
+            outs_again.push_back(&again[i]);
+        }
+        spread(D, r, "get_all", z, outs);
+        for (std::size_t i = 0; i < r.count; ++i)
+            if (access::is_written_at_once(r, r.fields[i])) written.push_back(read[i]);
+        spread(D, r, "set_all", silent, written);
+        spread(D, r, "get_all", silent, outs_again);
+        EXPECT_EQ(status(D), 0u);
+        for (std::size_t i = 0; i < r.count; ++i) {
+            const Field& f = r.fields[i];
+            if (!access::is_read_at_once(f)) continue;
+            const bool is_wide = !f.is_enumerated() && f.foreign->length == 8;
+            if (f.kind == Kind::value && (f.is_enumerated() || f.foreign->length == 4)) {
+                EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_value", z), read[i]) << r.name << "." << f.name;
+            } else if (is_wide) {
+                EXPECT_EQ(call<std::uint64_t>(D, r, f, "get_value", z), read[i]) << r.name << "." << f.name;
+            }
+            EXPECT_EQ(again[i], access::is_written_at_once(r, f) ? read[i] : 0u) << r.name << "." << f.name;
+            if (D.mode().is_tracking() && f.kind == Kind::value) {
+                EXPECT_EQ(call<std::uint8_t>(D, r, f, "state_flag_get", silent), 0) << r.name << "." << f.name;
+            }
+        }
+    }
+
+    TestDomain& D;
+    const Record& r;
+    unsigned seed_;
+    Instance* x = nullptr;
+    Instance* y = nullptr;
+    std::vector<bool> set_;
+};
+
+// 90 values with 6 accessors, 25 lengths with 2, 29 objects and 14 embedded records with 4, 24 texts with 5, 18 arms
+// with 6, arrays with 15, 13, 10 and 10, two lists with 15 and one on the element's side.
+constexpr std::size_t accessors = 90 * 6 + 25 * 2 + (29 + 14) * 4 + 24 * 5 + 18 * 6 + 15 + 13 + 10 + 10 + 2 * 16;
+
+TEST_F(Access, EveryAccessorOfEveryField) {
+    for (auto& [name, e] : fetched_exports()) e.is_called = false;
+    std::size_t fields = 0;
+    for (const Mode& mode : tracking_modes())
+        for (const Record* r : catalogue::all_records) {
+            TestDomain D(mode);
+            for (unsigned seed = 1; seed <= 10; ++seed) {
+                Walk(D, *r, seed).run();
+                if (HasFailure()) FAIL() << r->name << ", seed " << seed << ", " << mode.text();
+                ASSERT_EQ(heap().blocks().size(), 0u) << r->name << ", seed " << seed << ", " << mode.text();
+            }
+            fields += r->count;
+        }
+    EXPECT_EQ(fields, 206u * tracking_modes().size());
+    std::size_t driven = 0;
+    for (const auto& [name, e] : fetched_exports()) driven += e.is_called && !e.field.empty();
+    EXPECT_EQ(driven, accessors);
+}
+
+// ---- plain fields ----
+
+TEST_F(Access, AFieldAboveTheVariantIsRefused) {
+    TestDomain D;
+    D.agree(acl, 1);
+    Instance* x = create(acl, D);
+    EXPECT_EQ(call<void*>(D, acl, "ip_addr", "get", x), nullptr);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(number(D, acl, "ip_addr", x), 0u);
+    EXPECT_EQ(status(D), 43u);
+    call(D, acl, "ip_addr", "set_value", x, 5u);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(x->variant, 1);
+    // An old field raises as far as the runtime allows; a new one succeeds then.
+    D.agree(acl, 2);
+    call(D, acl, "sequence", "set_value", x, 6u);
+    EXPECT_EQ(x->variant, 2);
+    EXPECT_EQ(number(D, acl, "ip_addr", x), 0u);
+    x->variant = 1;
+    call(D, acl, "ip_addr", "set_value", x, 5u);
+    EXPECT_EQ(number(D, acl, "ip_addr", x), 5u);
+    EXPECT_EQ(status(D), 0u);
+    x->variant = -1; // unknown to the peer: no field is there
+    D.agree(acl, -1);
+    char found[4];
+    call(D, acl, "acl_name", "get", x, &found[0], 4u);
+    EXPECT_EQ(status(D), 43u);
+    call(D, acl, "acl_name", "set", x, "a", 1u);
+    EXPECT_EQ(status(D), 43u);
+    x->variant = 2;
+    destroy(acl, D, x);
+
+    D.agree_all(0);
+    Instance* m = create(message, D);
+    Instance* arm = create("orlan_ial_dacl_dnld_complete", D);
+    call(D, message, "dacl_dnld_comp_data", "set", m, arm);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(number(D, message, "epm_type", m), 0u);
+    EXPECT_EQ(call<Instance*>(D, message, "dacl_dnld_comp_data", "get_detach", m), nullptr);
+    EXPECT_EQ(status(D), 43u);
+    destroy("orlan_ial_dacl_dnld_complete", D, arm);
+    destroy(message, D, m);
+}
+
+// An Instance without state flags in a Domain that tracks: the value is stored, the flag is not, 22 is left.
+TEST_F(Access, AnUntrackedInstanceInATrackingDomain) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE, .containment = true});
+    const auto untracked = [&](const char* type) {
+        Instance* x = create(type, D);
+        x->flags &= static_cast<std::uint8_t>(~ZUR_TRACKED);
+        return x;
+    };
+    const std::string refusal = "3 \" The object is not state tracked\"\n";
+    Traces traces;
+    Recorder recorder(D);
+    const auto expect_refused = [&](const std::string& trace) {
+        EXPECT_EQ(status(D), 22u);
+        EXPECT_EQ(D->last_error, 22u);
+        EXPECT_EQ(traces.take(), trace);
+    };
+    Instance* x = untracked(acl);
+    std::uint32_t seven = 7;
+    recorder.take();
+    call(D, acl, "sequence", "set", x, &seven);
+    expect_refused(refusal);
+    EXPECT_EQ(recorder.take().find("containment"), std::string::npos);
+    EXPECT_EQ(number(D, acl, "sequence", x), 7u);
+    call(D, acl, "sequence", "set_value", x, 8u);
+    expect_refused(refusal);
+    EXPECT_EQ(number(D, acl, "sequence", x), 8u);
+    recorder.take();
+    call(D, acl, "acl_name", "set", x, "guest", 5u);
+    expect_refused(refusal);
+    EXPECT_EQ(recorder.take().find("containment"), std::string::npos);
+    EXPECT_EQ(text(D, acl, "acl_name", x), "guest");
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x), 0);
+    expect_refused("3 \" The object is non state tracked\"\n");
+    call(D, acl, "sequence", "state_flag_set", x, 1u);
+    expect_refused(refusal);
+
+    Instance* v = untracked(client_vlan);
+    auto* characters = reinterpret_cast<char*>(v) + 24;
+    std::memcpy(characters, "uvwxyz", 6);
+    call(D, client_vlan, "ieee_mac", "set", v, "abc", 3);
+    expect_refused(refusal);
+    EXPECT_EQ(std::string(characters, 6), "abcxyz"); // without the closing NUL
+
+    // The arm is in its place, whichever of the two lacks the flags.
+    Instance* m = untracked(message);
+    Instance* entry = create(acl, D);
+    call(D, message, "acl_data", "set", m, entry);
+    expect_refused(refusal);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
+    EXPECT_EQ(number(D, message, "epm_type", m), 1u);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr); // nobody gets it
+    expect_refused(refusal);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), nullptr);
+    EXPECT_EQ(number(D, message, "epm_type", m), 0u);
+    m->flags |= ZUR_TRACKED;
+    call(D, message, "acl_data", "set", m, x);
+    expect_refused("3 \" The val object is not state tracked\"\n");
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), x);
+    EXPECT_EQ(call<std::uint8_t>(D, message, "acl_data", "state_flag_get", m), 0);
+    destroy(acl, D, entry);
+
+    // Arrays: elements are refused before anything changes, a whole run only after the old one is gone.
+    Instance* g = untracked(group);
+    const std::uint32_t vlans[2] = {3, 4};
+    call(D, group, "vlans", "set", g, 0u, &seven);
+    expect_refused(refusal);
+    EXPECT_EQ(number(D, group, "max_vlan", g), 0u);
+    call(D, group, "vlans", "set_mem", g, &vlans[0], 2u);
+    expect_refused(refusal);
+    EXPECT_EQ(number(D, group, "max_vlan", g), 0u);
+    Instance* c = untracked(config);
+    const std::uint8_t bytes[2] = {1, 2};
+    call(D, config, "acl_name", "set_mem", c, &bytes[0], 2);
+    expect_refused(refusal);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "get_value", c, 0u), 0u);
+    Instance* t = create(templates, D);
+    Instance* element = untracked(one_template);
+    call(D, templates, "data", "set", t, 0u, element, 0u);
+    expect_refused(refusal);
+    EXPECT_EQ(number(D, templates, "max_intf_templ", t), 0u);
+
+    // A list takes the element all the same.
+    Instance* owner = untracked(context);
+    call(D, context, bound_list, "set_first", owner, c);
+    expect_refused(refusal);
+    EXPECT_EQ(call<std::uint32_t>(D, context, bound_list, "get_count", owner), 1u);
+
+    // After a move from an untracked source both have the same text, and one must be cleared by hand.
+    Instance* from = untracked("orlan_ial_svm_dacl_nack");
+    Instance* to = create("orlan_ial_svm_dacl_nack", D);
+    call(D, "orlan_ial_svm_dacl_nack", "acl_name", "set", from, "x", 1u);
+    expect_refused(refusal);
+    whole(D, "orlan_ial_svm_dacl_nack", "set", to, from);
+    expect_refused(refusal);
+    EXPECT_EQ(text(D, "orlan_ial_svm_dacl_nack", "acl_name", to), "x");
+    EXPECT_EQ(text(D, "orlan_ial_svm_dacl_nack", "acl_name", from), "x");
+    std::memset(reinterpret_cast<char*>(to) + 12, 0, 12);
+    for (Instance* instance : {from, to}) destroy("orlan_ial_svm_dacl_nack", D, instance);
+    destroy(context, D, owner);
+    destroy(one_template, D, element);
+    destroy(templates, D, t);
+    destroy(group, D, g);
+    destroy(message, D, m);
+    destroy(client_vlan, D, v);
+}
+
+TEST_F(Access, ADamagedHandleEndsTheProcess) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(acl, D);
+    Instance* y = create(acl, D);
+    const auto kind = D->tracking_handle->handle_kind;
+    const auto damaged = [&](auto body) {
+        expect_death_with(" Corrupted ZUR Handle", [&] {
+            const_cast<zur_tracking_handle*>(D->tracking_handle)->handle_kind = 0xD00D;
+            body();
+        });
+    };
+    damaged([&] { call(D, acl, "sequence", "set_value", x, 1u); });
+    damaged([&] { call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x); });
+    damaged([&] { call(D, acl, "sequence", "state_flag_set", x, 1u); });
+    damaged([&] { whole(D, acl, "set", x, y); });
+    EXPECT_EQ(D->tracking_handle->handle_kind, kind);
+    for (Instance* instance : {x, y}) destroy(acl, D, instance);
+}
+
+TEST_F(Access, NoPointerToTheField) {
+    TestDomain D;
+    Instance* x = create(acl, D);
+    {
+        const auto nothing = REPLACE(u_int32_get, [](auto...) { return nullptr; });
+        call(D, acl, "sequence", "set_value", x, 4u);
+        EXPECT_EQ(status(D), 2u);
+        EXPECT_EQ(number(D, acl, "sequence", x), 0u);
+        EXPECT_EQ(status(D), 0u);
+    }
+    EXPECT_EQ(number(D, acl, "sequence", x), 0u);
+    destroy(acl, D, x);
+}
+
+TEST_F(Access, AnEnumerationsRefusalStillRaisesTheFlag) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(config, D);
+    call(D, config, "feat_type", "set_value", x, 7u);
+    call(D, config, "feat_type", "state_flag_set", x, 0u);
+    call(D, config, "feat_type", "set_value", x, 8u);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(number(D, config, "feat_type", x), 7u);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "feat_type", "state_flag_get", x), 2);
+    destroy(config, D, x);
+}
+
+TEST_F(Access, FlagsOfATrackedInstanceCanBeReadWithoutAHandle) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(acl, D);
+    call(D, acl, "sequence", "set_value", x, 1u);
+    const auto handle = std::exchange(D->tracking_handle, nullptr);
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x), 2);
+    call(D, acl, "is_ipv4", "set_value", x, 1u);
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "is_ipv4", "state_flag_get", x), 0);
+    EXPECT_EQ(status(D), 0u);
+    D->tracking_handle = handle;
+    destroy(acl, D, x);
+}
+
+// ---- texts ----
+
+TEST_F(Access, TextsAndTheirLengths) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(acl, D);
+    EXPECT_EQ(text(D, acl, "acl_name", x), "");
+    call(D, acl, "acl_name", "set", x, "guest-in", 8u);
+    char found[16];
+    call(D, acl, "acl_name", "get", x, &found[0], 1u);
+    EXPECT_EQ(status(D), 28u);
+    EXPECT_EQ(found[0], 0);
+    call(D, acl, "acl_name", "get", x, &found[0], 6u);
+    EXPECT_EQ(status(D), 28u);
+    EXPECT_STREQ(found, "guest");
+    found[0] = 'X';
+    call(D, acl, "acl_name", "get", x, &found[0], 0u);
+    EXPECT_EQ(status(D), 22u);
+    EXPECT_EQ(found[0], 'X');
+    // A source that ends early counts by the length that was given.
+    call(D, acl, "acl_name", "set", x, "ab", 5u);
+    EXPECT_EQ(number(D, acl, "max_acl_length", x), 5u);
+    EXPECT_EQ(text(D, acl, "acl_name", x), "ab");
+    const std::size_t before = heap().allocations();
+    for (int twice = 0; twice < 2; ++twice) call(D, acl, "acl_name", "set", x, "same", 4u);
+    EXPECT_EQ(heap().allocations() - before, 2u);
+    const std::size_t blocks = heap().blocks().size();
+    call(D, acl, "acl_name", "set", x, "", 0u);
+    EXPECT_EQ(heap().blocks().size(), blocks - 1);
+    EXPECT_EQ(number(D, acl, "max_acl_length", x), 0u);
+    EXPECT_EQ(text(D, acl, "acl_name", x), "");
+    // The length field keeps its number where memory is refused.
+    call(D, acl, "ace_name", "set", x, "entry", 5u);
+    call(D, acl, "ace_name", "state_flag_set", x, 0u);
+    heap().refuse_nth(1);
+    call(D, acl, "ace_name", "set", x, "longer", 6u);
+    EXPECT_EQ(status(D), 12u);
+    EXPECT_EQ(number(D, acl, "max_ace_length", x), 5u);
+    EXPECT_EQ(*reinterpret_cast<char**>(reinterpret_cast<char*>(x) + 32), nullptr);
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "ace_name", "state_flag_get", x), 0);
+    EXPECT_EQ(status(D), 0u);
+    destroy(acl, D, x);
+
+    // 16 bits of the length count.
+    Instance* name = create("fqdn_domain_name", D);
+    const std::string source(0x10002, 'n');
+    call(D, "fqdn_domain_name", "name", "set", name, source.data(), 0x10002u);
+    EXPECT_EQ(call<std::uint16_t>(D, "fqdn_domain_name", "name_len", "get_value", name), 2u);
+    EXPECT_EQ(text(D, "fqdn_domain_name", "name", name), "nn");
+    call(D, "fqdn_domain_name", "name", "get", name, &found[0], 2u);
+    EXPECT_EQ(status(D), 28u);
+    EXPECT_STREQ(found, "n");
+    call(D, "fqdn_domain_name", "name", "set", name, source.data(), 0x10000u);
+    EXPECT_EQ(text(D, "fqdn_domain_name", "name", name), "");
+    EXPECT_EQ(status(D), 0u);
+    destroy("fqdn_domain_name", D, name);
+}
+
+TEST_F(Access, FixedCharacters) {
+    TestDomain D;
+    Instance* x = create(client_vlan, D);
+    char found[8];
+    call(D, client_vlan, "ieee_mac", "set", x, "abcdef", 6);
+    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 7u);
+    EXPECT_STREQ(found, "abcdef");
+    EXPECT_EQ(status(D), 0u);
+    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 6u);
+    EXPECT_EQ(status(D), 28u);
+    EXPECT_STREQ(found, "abcde");
+    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 0u);
+    EXPECT_EQ(status(D), 22u);
+    call(D, client_vlan, "ieee_mac", "set", x, "1234567", 7);
+    EXPECT_EQ(status(D), 22u);
+    EXPECT_EQ(text(D, client_vlan, "ieee_mac", x), "abcdef");
+    call(D, client_vlan, "ieee_mac", "set", x, "12", 2);
+    EXPECT_EQ(text(D, client_vlan, "ieee_mac", x), "12");
+    EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(x) + 24, "12\0def", 6), 0); // what is behind stays
+    destroy(client_vlan, D, x);
+}
+
+// ---- arrays ----
+
+TEST_F(Access, ArrayOfNumbers) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(group, D);
+    operation<void(zur_domain*, std::uint32_t, Instance*)>(group, "vlans", "remove_elements")(D, D.set_id(), x);
+    call(D, group, "num_of_vlans", "set_value", x, 99u);
+    call(D, group, "vlans", "set_value", x, 5u, 55u);
+    EXPECT_EQ(number(D, group, "max_vlan", x), 6u);
+    std::uint32_t found[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+    call(D, group, "vlans", "get_mem", x, &found[0], 6u);
+    EXPECT_EQ(std::vector(found, found + 8), (std::vector<std::uint32_t>{0, 0, 0, 0, 0, 55, 9, 9}));
+    call(D, group, "vlans", "get_mem", x, &found[0], 7u);
+    EXPECT_EQ(status(D), 22u);
+    EXPECT_EQ(number(D, group, "num_of_vlans", x), 99u);
+    EXPECT_EQ(call<std::uint32_t>(D, group, "vlans", "get_value", x, 6u), 0u);
+    EXPECT_EQ(status(D), 2u);
+    for (const char* name : {"get", "state_flag_get"}) {
+        call<void*>(D, group, "vlans", name, x, 6u);
+        EXPECT_EQ(status(D), 2u) << name;
+    }
+    call(D, group, "vlans", "state_flag_set", x, 6u, 1u);
+    EXPECT_EQ(status(D), 2u);
+    // With no source the array grows and nothing is marked.
+    call(D, group, "vlans", "state_flag_whole_set", x, 0u);
+    call(D, group, "vlans", "set", x, 7u, static_cast<void*>(nullptr));
+    EXPECT_EQ(number(D, group, "max_vlan", x), 8u);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 0);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 7u), 0);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 5u), 2); // flags move along
+    // Memory refused: what was there stays.
+    heap().refuse_nth(1);
+    call(D, group, "vlans", "set_value", x, 20u, 1u);
+    EXPECT_EQ(status(D), 12u);
+    EXPECT_EQ(number(D, group, "max_vlan", x), 8u);
+    EXPECT_EQ(call<std::uint32_t>(D, group, "vlans", "get_value", x, 5u), 55u);
+    // As many as there are go to the start of the record's block, not to the element flags.
+    call(D, group, "vlans", "set_mem", x, &found[0], 2u);
+    std::uint8_t* flags = nullptr;
+    call(D, group, "vlans", "state_flag_get_arr", x, &flags);
+    EXPECT_EQ(std::vector(flags, flags + 2), (std::vector<std::uint8_t>{0, 0}));
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 2);
+    const std::uint8_t source[3] = {7, 8, 9};
+    call(D, group, "vlans", "state_flag_set_arr", x, &source[0], 3u);
+    EXPECT_EQ(status(D), 2u);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 2);
+    call(D, group, "vlans", "state_flag_set_arr", x, &source[0], 2u);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "is_added", "state_flag_get", x), 7);
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 8);
+    EXPECT_EQ(std::vector(flags, flags + 2), (std::vector<std::uint8_t>{0, 0}));
+    // The old storage is gone before the new one is refused, and the length stays.
+    heap().refuse_nth(1);
+    call(D, group, "vlans", "set_mem", x, &found[0], 3u);
+    EXPECT_EQ(status(D), 12u);
+    EXPECT_EQ(number(D, group, "max_vlan", x), 2u);
+    EXPECT_EQ(*reinterpret_cast<void**>(reinterpret_cast<char*>(x) + 24), nullptr);
+    // The flags' run is refused after the array has grown.
+    heap().refuse_nth(2);
+    call(D, group, "vlans", "set", x, 3u, &found[0]);
+    EXPECT_EQ(status(D), 12u);
+    EXPECT_EQ(number(D, group, "max_vlan", x), 4u);
+    call(D, group, "vlans", "state_flag_get_arr", x, &flags);
+    EXPECT_EQ(flags, nullptr);
+    EXPECT_EQ(status(D), 0u);
+    destroy(group, D, x);
+}
+
+TEST_F(Access, FixedRun) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(config, D);
+    std::uint8_t bytes[256];
+    for (std::size_t i = 0; i < 256; ++i) bytes[i] = static_cast<std::uint8_t>(255 - i);
+    call(D, config, "acl_name", "set_mem", x, &bytes[0], 256);
+    call(D, config, "acl_name", "set_mem", x, &bytes[1], 2);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "get_value", x, 0u), 254);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "get_value", x, 2u), 253);
+    for (const char* name : {"set_mem", "get_mem"}) {
+        call(D, config, "acl_name", name, x, &bytes[0], 257);
+        EXPECT_EQ(status(D), 22u) << name;
+    }
+    call(D, config, "acl_name", "set_value", x, 256u, 1u);
+    EXPECT_EQ(status(D), 2u);
+    call(D, config, "acl_name", "get_value", x, 256u);
+    EXPECT_EQ(status(D), 2u);
+    // All 256 flags at once go to the block's start; the last four bytes of the block keep theirs.
+    call(D, config, "acl_name", "state_flag_set", x, 255u, 99u);
+    call(D, config, "acl_name", "state_flag_set_arr", x, &bytes[0], 256u);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "is_url_redirect", "state_flag_get", x), 255);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "state_flag_whole_get", x), 252);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "state_flag_get", x, 0u), 251);
+    EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "state_flag_get", x, 255u), 99);
+    EXPECT_EQ(status(D), 0u);
+    destroy(config, D, x);
+}
+
+// Elements keep what they hold while the array grows under them, and what is copied in stays with its owner.
+TEST_F(Access, ArrayOfRecords) {
+    for (const Mode& mode : tracking_modes()) {
+        TestDomain D(mode);
+        Instance* x = create(templates, D);
+        for (std::uint32_t i = 0; i < 5; ++i) {
+            Instance* source = create(one_template, D);
+            const std::string name = "port-" + std::to_string(i);
+            call(D, one_template, "name", "set", source, name.data(), 6u);
+            call(D, one_template, "gidb_handle", "set_value", source, 100 + i);
+            call(D, templates, "data", "set", x, i, source, i % 2);
+            EXPECT_EQ(status(D), 0u);
+            EXPECT_EQ(text(D, one_template, "name", source), i % 2 != 0 ? "" : name);
+            EXPECT_EQ(number(D, one_template, "gidb_handle", source), 100 + i);
+            destroy(one_template, D, source);
+        }
+        for (std::uint32_t i = 0; i < 5; ++i) {
+            auto* element = call<Instance*>(D, templates, "data", "get", x, i);
+            ASSERT_NE(element, nullptr);
+            EXPECT_EQ(text(D, one_template, "name", element), "port-" + std::to_string(i));
+            EXPECT_EQ(number(D, one_template, "gidb_handle", element), 100 + i);
+            if (!mode.is_tracking()) continue;
+            // Its flags came with it, and stand behind the elements.
+            EXPECT_EQ(call<std::uint8_t>(D, one_template, "name", "state_flag_get", element), 2);
+            EXPECT_EQ(call<std::uint8_t>(D, one_template, "bind", "state_flag_get", element), 0);
+            call(D, one_template, "bind", "state_flag_set", element, 40 + i);
+            EXPECT_EQ(reinterpret_cast<std::uint8_t*>(call<Instance*>(D, templates, "data", "get", x, 0u))[200 + 3 * i],
+                      40 + i);
+        }
+        EXPECT_EQ(status(D), 0u);
+        destroy(templates, D, x);
+    }
+}
+
+// ---- arms and embedded records ----
+
+TEST_F(Access, ArmsStayInTheirSlots) {
+    TestDomain D;
+    Instance* m = create(message, D);
+    Instance* entry = create(acl, D);
+    Instance* grants = create("orlan_ial_svm_bm_data", D);
+    call(D, message, "acl_data", "set", m, entry);
+    EXPECT_EQ(number(D, message, "epm_type", m), 1u);
+    call(D, message, "bm_data", "set", m, grants);
+    EXPECT_EQ(number(D, message, "epm_type", m), 3u);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr); // not the selected one
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
+    call(D, message, "epm_type", "set_value", m, 1u); // selects alone
+    EXPECT_EQ(call<Instance*>(D, message, "bm_data", "get", m), grants);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), entry);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr);
+    EXPECT_EQ(number(D, message, "epm_type", m), 0u);
+    EXPECT_EQ(status(D), 0u);
+    destroy(acl, D, entry);
+    destroy(message, D, m); // with bm_data
+
+    Instance* back = create(answer, D);
+    EXPECT_EQ(call<Instance*>(D, answer, "port_info", "get_detach", back), nullptr);
+    EXPECT_EQ(call<Instance*>(D, answer, "port_info", "get_detach", static_cast<Instance*>(nullptr)), nullptr);
+    EXPECT_EQ(status(D), 0u);
+    destroy(answer, D, back);
+}
+
+// ---- lists ----
+
+TEST_F(Access, ListsCountAndUnlink) {
+    TestDomain D;
+    Instance* x = create(context, D);
+    Instance* e[3];
+    for (Instance*& element : e) {
+        element = create(config, D);
+        call(D, context, bound_list, "set_last", x, element);
+    }
+    EXPECT_EQ(chain(D, context, bound_list, "add_cr", x, e[0], 4, e[1]), 22u);
+    EXPECT_EQ(chain<Instance*>(D, context, bound_list, "get_cr", x, -1, e[1]), nullptr);
+    EXPECT_EQ(D->last_error, 22u);
+    EXPECT_EQ(
+        operation<Instance*(zur_domain*, Instance*, int, Instance*)>(context, bound_list, "get_cr")(D, x, 0, e[1]),
+        nullptr); // under a raised last_error
+    D->last_error = 0;
+    // Destroyed while in the list: the neighbours close up, the count is one too high.
+    destroy(config, D, e[1]);
+    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_next", x, e[0]), e[2]);
+    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_prev", x, e[2]), e[0]);
+    EXPECT_EQ(call<std::uint32_t>(D, context, bound_list, "get_count", x), 3u);
+    for (Instance* element : {e[0], e[2]}) {
+        call(D, context, bound_list, "remove", x, element);
+        EXPECT_EQ(call<Instance*>(D, config, bound_list, "get_parent", element), nullptr);
+        destroy(config, D, element);
+    }
+    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_first", x), nullptr);
+    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_last", x), nullptr);
+    EXPECT_EQ(status(D), 0u);
+    destroy(context, D, x);
+}
+
+TEST_F(Access, AStoreThatRefusesALinkEndsTheProcess) {
+    TestDomain D({.has_store = true});
+    Instance* x = create(context, D);
+    Instance* a = create(config, D);
+    call(D, context, bound_list, "set_first", x, a);
+    EXPECT_DEATH(
+        {
+            D->obj_store = nullptr; // without a store no range is declared
+            call(D, context, bound_list, "remove", x, a);
+            std::fprintf(stderr, "removed %u\n", D.st);
+            std::abort();
+        },
+        "removed 0");
+    for (const char* name : {"set_first", "remove"})
+        expect_death_with(" lumeo internal error", [&] {
+            const auto refusal = REPLACE(lumeo_set_range, [](auto...) { return 0; });
+            call(D, context, bound_list, name, x, a);
+        });
+    destroy(context, D, x);
+}
+
+// ---- whole records ----
+
+TEST_F(Access, MovesBetweenVariants) {
+    TestDomain D;
+    Instance* newer = create(acl, D);
+    call(D, acl, "acl_name", "set", newer, "a", 1u);
+    D.agree(acl, 0);
+    Instance* older = create(acl, D);
+    call(D, acl, "sequence", "set_value", older, 3u);
+    older->layout_variant = newer->layout_variant; // as one that was made under another agreement
+    whole(D, acl, "set", older, newer);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(number(D, acl, "sequence", older), 3u);
+    EXPECT_EQ(text(D, acl, "acl_name", newer), "a");
+    // The other way round the header comes along.
+    call(D, acl, "acl_name", "set", newer, "", 0u);
+    whole(D, acl, "set", newer, older);
+    EXPECT_EQ(status(D), 0u);
+    EXPECT_EQ(newer->variant, 0);
+    EXPECT_EQ(number(D, acl, "sequence", newer), 3u);
+    // With itself: only the variant may rise. A raised status word does not stop a move.
+    D.agree(acl, 2);
+    whole(D, acl, "set", older, older);
+    EXPECT_EQ(older->variant, 2);
+    EXPECT_EQ(number(D, acl, "sequence", older), 3u);
+    D.st = 5;
+    whole(D, acl, "set", older, older);
+    EXPECT_EQ(status(D), 5u);
+    // Of a variant-0 Instance six values are read, and the others are left alone.
+    newer->variant = 0;
+    std::vector<std::uint32_t> values(11, 0xABCD);
+    std::vector<void*> outs;
+    for (std::uint32_t& value : values) outs.push_back(&value);
+    spread(D, catalogue::orlan_ial_svm_acl_data, "get_all", newer, outs);
+    EXPECT_EQ(status(D), 0u);
+    EXPECT_EQ(std::ranges::count(values, 0xABCDu), 5);
+    EXPECT_EQ(values[2], 3u);
+    EXPECT_EQ(values[6], 0xABCDu);
+    for (Instance* x : {newer, older}) destroy(acl, D, x);
+}
+
+// ---- memory ----
+
+/// A body in which one allocation after the other is refused, until it needs no further.
+template <class Prepare, class Body>
+void refuse_each(TestDomain& D, const char* type, std::size_t least, Prepare prepare, Body body) {
+    for (std::size_t n = 1;; ++n) {
+        Instance* x = create(type, D);
+        prepare(x);
+        ASSERT_EQ(status(D), 0u);
+        const std::size_t refused = heap().refusals();
+        heap().refuse_nth(n);
+        body(x);
+        heap().stop_refusing();
+        const bool is_refused = heap().refusals() != refused;
+        EXPECT_EQ(status(D), is_refused ? 12u : 0u) << type << ", allocation " << n << ", " << D.mode().text();
+        destroy(type, D, x);
+        ASSERT_EQ(heap().blocks().size(), 0u) << type << ", allocation " << n << ", " << D.mode().text();
+        if (is_refused) continue;
+        EXPECT_GT(n, least) << type;
+        return;
+    }
+}
+
+TEST_F(Access, EveryAllocationRefused) {
+    for (const Mode& mode : tracking_modes()) {
+        TestDomain D(mode);
+        const bool tracks = mode.is_tracking();
+        const auto nothing = [](Instance*) {};
+        for (const Record* r : catalogue::all_records)
+            for (std::size_t i = 0; i < r->count; ++i) {
+                if (r->fields[i].kind != Kind::text) continue;
+                const auto set = [&](Instance* x) { call(D, *r, r->fields[i], "set", x, "longer", 6u); };
+                refuse_each(D, r->name, 1, nothing, set);
+                refuse_each(D, r->name, 1, set, set);
+            }
+        const std::uint32_t vlans[3] = {1, 2, 3};
+        const auto mem = [&](Instance* x) { call(D, group, "vlans", "set_mem", x, &vlans[0], 3u); };
+        const auto set = [&](Instance* x) { call(D, group, "vlans", "set", x, 4u, &vlans[0]); };
+        const auto set_value = [&](Instance* x) { call(D, group, "vlans", "set_value", x, 4u, 7u); };
+        for (const auto& body : {std::function<void(Instance*)>(mem), std::function<void(Instance*)>(set),
+                                 std::function<void(Instance*)>(set_value)}) {
+            refuse_each(D, group, tracks ? 2 : 1, nothing, body);
+            refuse_each(D, group, tracks ? 2 : 1, mem, body);
+        }
+        for (const std::uint32_t move : {0u, 1u}) {
+            Instance* source = nullptr;
+            const auto prepare = [&](std::uint32_t filled) {
+                return [&, filled](Instance* x) {
+                    source = create(one_template, D);
+                    call(D, one_template, "name", "set", source, "uplink", 6u);
+                    for (std::uint32_t i = 0; i < filled; ++i) call(D, templates, "data", "set", x, i, source, 0u);
+                };
+            };
+            const auto element = [&](std::uint32_t index) {
+                return [&, index](Instance* x) {
+                    call(D, templates, "data", "set", x, index, source, move);
+                    const std::uint32_t left = status(D);
+                    heap().stop_refusing();
+                    destroy(one_template, D, source);
+                    D.st = left;
+                };
+            };
+            const std::size_t growth = tracks ? 2 : 1;
+            const std::size_t clone = move == 0 ? 1 : 0;
+            refuse_each(D, templates, growth + clone, prepare(0), element(0));
+            refuse_each(D, templates, growth + clone, prepare(2), element(3));
+        }
+    }
+}
+
+// ---- cost ----
+
+/// Counts the calls of the Bundle into the runtime.
+class CallCount : public Observer {
+public:
+    void before_call(const char*, const Arguments&) override { ++count; }
+    std::size_t count = 0;
+};
+
+TEST_F(Access, CostsDoNotGrow) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE, .store_mode = 1, .containment = true, .has_store = true});
+    Instance* x = create(context, D);
+    std::size_t cost = 0;
+    for (int i = 0; i < 200; ++i) {
+        Instance* element = create(config, D);
+        CallCount calls;
+        const std::size_t allocations = heap().allocations();
+        call(D, context, bound_list, "set_last", x, element);
+        EXPECT_EQ(heap().allocations(), allocations);
+        if (i == 1) cost = calls.count;
+        if (i > 1) {
+            ASSERT_EQ(calls.count, cost) << i;
+        }
+    }
+    EXPECT_GT(cost, 0u);
+    destroy(context, D, x);
+
+    for (const Mode& mode : tracking_modes()) {
+        TestDomain E(mode);
+        Instance* g = create(group, E);
+        const std::vector<std::uint32_t> vlans(4094, 17);
+        const std::size_t allocations = heap().allocations();
+        call(E, group, "vlans", "set_mem", g, vlans.data(), 4094u);
+        // In tracked mode also one for the element flags.
+        EXPECT_EQ(heap().allocations() - allocations, mode.is_tracking() ? 2u : 1u);
+        EXPECT_EQ(call<std::uint32_t>(E, group, "vlans", "get_value", g, 4093u), 17u);
+        destroy(group, E, g);
+    }
+}
+
+TEST_F(Access, ScalarAccessorsNeverAllocate) {
+    for (const Mode& mode : all_modes())
+        for (const Record* r : catalogue::all_records) {
+            TestDomain D(mode);
+            Instance* x = create(r->name, D);
+            const std::size_t allocations = heap().allocations();
+            for (std::size_t i = 0; i < r->count; ++i) {
+                const Field& f = r->fields[i];
+                if (f.kind != Kind::value && f.kind != Kind::length) continue;
+                void* place = call<void*>(D, *r, f, "get", x);
+                call<std::uint64_t>(D, *r, f, "get_value", x);
+                if (f.kind == Kind::length) continue;
+                call(D, *r, f, "set_value", x, std::uint64_t{0});
+                call(D, *r, f, "set", x, place);
+                call<std::uint8_t>(D, *r, f, "state_flag_get", x);
+                D.st = 0;
+            }
+            EXPECT_EQ(heap().allocations(), allocations) << r->name;
+            destroy(r->name, D, x);
+        }
+}
+
+} // namespace
+} // namespace epm::test
