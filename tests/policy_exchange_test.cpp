@@ -25,6 +25,7 @@ using testing::HasSubstr;
 
 const std::filesystem::path expected_folder = EPM_SOURCE_DIR "/tests/expected/policy_exchange";
 const std::string campus = EPM_SOURCE_DIR "/examples/policy_exchange/campus.policy";
+const std::string grant = EPM_SOURCE_DIR "/examples/policy_exchange/grant.xml";
 
 std::string content(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
@@ -35,6 +36,20 @@ std::string content(const std::filesystem::path& file) {
 /// The rate is the one number that differs from run to run; what is not above 0 stays and is a difference.
 std::string without_rates(const std::string& text) {
     return std::regex_replace(text, std::regex("(messages per second +)[1-9][0-9]*"), "$1N");
+}
+
+/// What a document says: its tags and texts, without declaration, comments, and texts that are white space alone.
+std::string tags_and_texts(const std::string& xml) {
+    std::string kept;
+    for (std::size_t at = 0, end; at < xml.size(); at = end) {
+        const bool is_comment = xml.compare(at, 4, "<!--") == 0, is_tag = xml[at] == '<';
+        const std::string last = is_comment ? "-->" : is_tag ? ">" : "";
+        end = std::min(xml.find(is_tag ? last : "<", at), xml.size() - last.size()) + last.size();
+        const std::string piece = xml.substr(at, end - at);
+        const bool is_white = piece.find_first_not_of(" \n") == std::string::npos;
+        if (!is_comment && !is_white && piece.compare(0, 2, "<?") != 0) kept += piece;
+    }
+    return kept;
 }
 
 class PolicyExchange : public testing::Test {
@@ -78,6 +93,71 @@ TEST_F(PolicyExchange, ShowsEveryKindOfLineToBothPeers) {
                   content(path("peer-2.txt")) + apart.out,
               all.out);
     EXPECT_EQ(apart.err, "") << "an exchange without a fault leaves no trace";
+}
+
+TEST_F(PolicyExchange, ShowsEveryKindOfLineAsXml) {
+    const Run all = run("--xml every_kind.policy");
+    EXPECT_EQ(all.status, 0);
+    EXPECT_EQ(all.out, content(expected_folder / "every_kind.xml.txt"));
+    EXPECT_EQ(all.err, "");
+}
+
+TEST_F(PolicyExchange, CarriesAGrantTreeFromXmlToTheSameXml) {
+    const std::string said = tags_and_texts(content(grant));
+    for (const char* part : {"<vlan_value>112<", "<vlan>350<", "<name>DESK &amp; MEETING ROOM<", "<asp_trig_name>",
+                             "<session_identity>44:4330303030323031<", "<cfg_macro_name>desk-port<", "<handle>7002<"})
+        EXPECT_THAT(said, HasSubstr(part));
+    const Run sent = run("--xml -o '" + folder_ + "' --from-xml '" + grant + "'");
+    EXPECT_EQ(sent.status, 0);
+    EXPECT_EQ(sent.err, "");
+    const std::string received = content(path("peer-1.txt"));
+    EXPECT_EQ(tags_and_texts(received), said);
+    EXPECT_EQ(content(path("peer-2.txt")), "") << "a grant goes whole or not at all";
+    EXPECT_THAT(sent.out, HasSubstr("messages not sent    0\n  fields not given     none\npeer 2, variant 0\n"
+                                    "  messages             0\n"));
+    EXPECT_THAT(sent.out, HasSubstr("  messages not sent    1\n"));
+
+    // What a peer has shown can be sent again, here behind a policy file and shown in print.
+    std::ofstream(path("again.xml")) << received;
+    EXPECT_EQ(run("-x -o '" + folder_ + "' -f '" + path("again.xml") + "'").status, 0);
+    EXPECT_EQ(content(path("peer-1.txt")), received);
+    const Run both = run("-f '" + path("again.xml") + "' every_kind.policy");
+    EXPECT_EQ(both.status, 0);
+    EXPECT_NE(both.out.find("    is_dnld_success@zur_boolean:0\n  }\n}\nXML file@orlan_ial_svm_epm_data: {\n"),
+              std::string::npos);
+    EXPECT_THAT(both.out, HasSubstr("  messages             10\n"));
+}
+
+TEST_F(PolicyExchange, ReportsXmlFilesThatHoldNoMessageAndSendsTheOthers) {
+    const std::string sound = content(grant);
+    const auto with = [&](const char* from, const char* to) {
+        std::string changed = sound;
+        return changed.replace(changed.find(from), std::string(from).size(), to);
+    };
+    const std::string long_name(70000, 'x');
+    const struct {
+        const char* name;
+        std::string xml, told;
+    } files[] = {
+        {"mismatch", with("</vlan>", "</lan>"), "18:7: Start-end tags mismatch"},
+        {"empty", "", "1:1: No document element found"},
+        {"two", "<a/>\n<b/>", "2:2: more than one root element"},
+        {"root", "<rcl_client_vlan_t/>", " the root element is not orlan_ial_svm_epm_data"},
+        {"value", with("<pref>10<", "<pref>4294967296<"),
+         " orlan_ial_svm_epm_data/epm_type-bm_data/vlan/pref: not a value of type u_int32"},
+        {"long", with("PHONE-DETECTED", long_name.c_str()), " a message of more than 65536 bytes"},
+    };
+    std::string arguments, told;
+    for (const auto& file : files) {
+        std::ofstream(path(file.name)) << file.xml;
+        arguments += "-f '" + path(file.name) + "' ";
+        told += path(file.name) + ":" + file.told + "\n";
+    }
+    const Run bad = run("-x " + arguments + "-f '" + grant + "'");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.err, told);
+    EXPECT_THAT(bad.out, HasSubstr("<vlan_value>112</vlan_value>\n"));
+    EXPECT_THAT(bad.out, HasSubstr("peer 1, newest variants\n  messages             1\n"));
 }
 
 TEST_F(PolicyExchange, ReportsBadLinesAndSendsTheOthers) {
@@ -131,8 +211,8 @@ TEST_F(PolicyExchange, CountsTheCampusPolicy) {
 TEST_F(PolicyExchange, HelpTellsOptionsFormatAndExitStatuses) {
     const Run help = run("--help");
     EXPECT_EQ(help.status, 0);
-    for (const char* word : {"--output", "--trace", "access-list LIST", "apply LIST", "preauth create|remove",
-                             "download LIST", "Exit status: 0", "terminal"})
+    for (const char* word : {"--output", "--trace", "--from-xml", "--xml", "access-list LIST", "apply LIST",
+                             "preauth create|remove", "download LIST", "Exit status: 0", "terminal"})
         EXPECT_THAT(help.out, HasSubstr(word));
 
     // The example that it shows is a policy file.
@@ -145,7 +225,8 @@ TEST_F(PolicyExchange, HelpTellsOptionsFormatAndExitStatuses) {
 }
 
 TEST_F(PolicyExchange, TellsWrongCallsAndFailedPeersByExitStatus) {
-    for (const char* call : {"", "--nonsense", "every_kind.policy bad_lines.policy", "absent.policy", "."}) {
+    for (const char* call : {"", "--nonsense", "every_kind.policy bad_lines.policy", "absent.policy", ".", "--xml",
+                             "--from-xml absent.xml every_kind.policy", "--from-xml ."}) {
         const Run wrong = run(call);
         EXPECT_EQ(wrong.status, 2) << call;
         EXPECT_NE(wrong.err, "") << call;

@@ -1,5 +1,5 @@
 // Frames on a stream socket. A frame is two 32-bit words in network order, the message's length and the policy file's
-// line that it comes from, and then the message. What a message holds is not known here.
+// line that it comes from, 0 for none, and then the message. What a message holds is not known here.
 #pragma once
 
 #include <cstddef>

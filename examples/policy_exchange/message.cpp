@@ -1,10 +1,14 @@
-// Builds, marshals, unmarshals and prints messages. Each row of library calls shares one status word, which is looked
-// at once, at the row's end: a call that finds it raised does nothing.
+// Builds, reads, marshals, unmarshals and shows messages. Each row of library calls shares one status word, which is
+// looked at once, at the row's end: a call that finds it raised does nothing.
 #include "message.hpp"
 
 #include <platform/domain.h>
+#include <platform/xml.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
 
 namespace exchange {
 
@@ -15,11 +19,7 @@ constexpr uint32_t S = ZUR_NO_SET; // messages live on the heap
 // A text longer than this is not what a peer has to show for one message.
 constexpr uint32_t max_text = 16u << 20;
 
-struct DestroyMessage {
-    zur_domain* D;
-    void operator()(struct orlan_ial_svm_epm_data* message) const { orlan_ial_svm_epm_data_destroy(D, S, message); }
-};
-using Message = std::unique_ptr<struct orlan_ial_svm_epm_data, DestroyMessage>;
+constexpr char message_name[] = "orlan_ial_svm_epm_data"; // of the XML document's root
 
 Message create_message(zur_domain* D, uint32_t* st) {
     Message message(orlan_ial_svm_epm_data_create(D, S), DestroyMessage{D});
@@ -110,7 +110,48 @@ struct ArmSetter {
     }
 };
 
+/// "line 3, column 7: reason" as "3:7: reason".
+std::string place_and_reason(const char* message) {
+    unsigned line = 0, column = 0;
+    int reason = 0;
+    if (std::sscanf(message, "line %u, column %u: %n", &line, &column, &reason) != 2) return ' ' + std::string(message);
+    return std::to_string(line) + ':' + std::to_string(column) + ": " + (message + reason);
+}
+
+/// XML with each element on a line of its own, and values of one name side by side. A text stays in its tags, where
+/// white space would belong to it.
+std::string laid_out(std::string_view xml) {
+    constexpr std::size_t widest = 120;
+    std::string lines;
+    std::string_view last_value;
+    std::size_t depth = 0, line = 0;
+    const auto next_tag = [&](std::size_t from) { return std::min(xml.find('<', from), xml.size()); };
+    for (std::size_t at = 0, end; at < xml.size(); at = end) {
+        end = next_tag(at + 1);
+        const bool closes = xml.substr(at, 2) == "</";
+        const bool is_empty = xml.substr(at, end - at).ends_with("/>");
+        const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
+        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value goes up to its closing tag's end
+        const std::string_view piece = xml.substr(at, end - at);
+        const std::string_view tag = piece.substr(0, piece.find('>'));
+        if (closes) --depth;
+        if (tag != last_value || lines.size() - line + piece.size() > widest) {
+            if (at != 0) lines += '\n';
+            line = lines.size();
+            lines.append(2 * depth, ' ');
+        }
+        lines += piece;
+        if (opens) ++depth;
+        last_value = opens || closes ? std::string_view() : tag;
+    }
+    return lines + '\n';
+}
+
 } // namespace
+
+void DestroyMessage::operator()(struct orlan_ial_svm_epm_data* message) const {
+    orlan_ial_svm_epm_data_destroy(D, S, message);
+}
 
 void DestroyDomain::operator()(zur_domain* D) const {
     platform_domain_destroy(D);
@@ -126,14 +167,36 @@ std::vector<uint8_t> wire_form(zur_domain* D, const Statement& statement, LeftOu
     const Message message = create_message(D, st);
     const char* arm = std::visit(ArmSetter{D, message.get(), left_out, st}, statement);
     if (*st == ZUR_NOT_IN_VARIANT) ++left_out[arm];
+    return wire_form(D, message.get(), st);
+}
+
+std::vector<uint8_t> wire_form(zur_domain* D, const struct orlan_ial_svm_epm_data* message, uint32_t* st) {
     if (*st != 0) return {};
-    std::vector<uint8_t> wire(orlan_ial_svm_epm_data_len(D, S, message.get()));
-    wire.resize(
-        orlan_ial_svm_epm_data_marshal(D, S, wire.data(), message.get(), static_cast<int32_t>(wire.size()), st));
+    std::vector<uint8_t> wire(orlan_ial_svm_epm_data_len(D, S, message));
+    wire.resize(orlan_ial_svm_epm_data_marshal(D, S, wire.data(), message, static_cast<int32_t>(wire.size()), st));
     return wire;
 }
 
-std::string print_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, uint32_t* st) {
+Message read_xml(zur_domain* D, const std::string& xml, std::string& reason) {
+    char text[512] = "";
+    const std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)> document(
+        platform_xml_parse(xml.data(), xml.size(), nullptr, text, sizeof text), &platform_xml_free);
+    if (D == nullptr || document == nullptr) {
+        reason = D != nullptr ? place_and_reason(text) : " out of memory";
+        return Message(nullptr, DestroyMessage{D});
+    }
+    uint32_t st = 0;
+    Message message = create_message(D, &st);
+    orlan_ial_svm_epm_data_from_xml(D, S, message_name, document.get(), message.get(), &st, text, sizeof text);
+    if (st == 0) return message;
+    if (st == ZUR_ABSENT)
+        reason = std::string(" the root element is not ") + message_name;
+    else
+        reason = std::string(" ") + (text[0] != 0 ? text : std::strerror(static_cast<int>(st)));
+    return Message(nullptr, DestroyMessage{D});
+}
+
+std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st) {
     const Message message = create_message(D, st);
     const auto size = static_cast<int32_t>(wire.size());
     const uint32_t used = orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), size, 0, st);
@@ -143,9 +206,12 @@ std::string print_form(zur_domain* D, std::span<const uint8_t> wire, const std::
     for (uint32_t room = 4096; room <= max_text; room *= 2) {
         text.assign(room, '\0');
         *st = 0;
-        text.resize(orlan_ial_svm_epm_data_print(D, S, text.data(), 0, name.c_str(), message.get(), room, st));
+        text.resize(form == Form::xml
+                        ? orlan_ial_svm_epm_data_to_xml(D, S, message_name, text.data(), message.get(), room, 0, st)
+                        : orlan_ial_svm_epm_data_print(D, S, text.data(), 0, name.c_str(), message.get(), room, st));
         if (*st != ZUR_BUFFER_TOO_SMALL) break;
     }
+    if (form == Form::xml) return *st == 0 ? "<!-- " + name + " -->\n" + laid_out(text) : std::string();
     // A nested record's closing line steps over its indentation and leaves there what was there before.
     std::replace(text.begin(), text.end(), '\0', ' ');
     return text;

@@ -20,6 +20,10 @@ std::string status_text(uint32_t st) {
     return "status " + std::to_string(st) + " (" + std::strerror(static_cast<int>(st)) + ")";
 }
 
+std::string origin(uint32_t line) {
+    return line != 0 ? "line " + std::to_string(line) : "XML file";
+}
+
 /// The exit status of a peer that was not content.
 int complain(const Role& role, const std::string& what) {
     std::fprintf(stderr, "%s: %s\n", role.name, what.c_str());
@@ -42,9 +46,9 @@ int receive_messages(const Role& role, int socket, std::FILE* output) {
         if (totals.messages == 0) begin = Clock::now();
         ++totals.messages;
         totals.bytes += frame.message.size();
-        const std::string name = "line " + std::to_string(frame.line);
+        const std::string name = origin(frame.line);
         uint32_t st = 0;
-        const std::string text = print_form(domain.get(), frame.message, name, &st);
+        const std::string text = text_form(domain.get(), frame.message, name, role.form, &st);
         std::fwrite(text.data(), 1, text.size(), output);
         if (st == 0) continue;
         status = complain(role, name + ": a message of " + std::to_string(frame.message.size()) +
@@ -93,12 +97,23 @@ void Peer::deliver(uint32_t line, const Statement& statement) {
     if (failed_) return; // told already
     uint32_t st = 0;
     const std::vector<uint8_t> wire = wire_form(domain_.get(), statement, left_out_, &st);
+    send(line, wire, st);
+}
+
+void Peer::deliver(const Message& message) {
+    if (failed_) return;
+    uint32_t st = 0;
+    const std::vector<uint8_t> wire = wire_form(domain_.get(), message.get(), &st);
+    send(0, wire, st);
+}
+
+void Peer::send(uint32_t line, std::span<const uint8_t> wire, uint32_t st) {
     if (st == ZUR_NOT_IN_VARIANT) {
         ++not_sent_;
     } else if (st != 0) {
-        fail("line " + std::to_string(line) + " cannot be built: " + status_text(st));
+        fail(origin(line) + " cannot be built: " + status_text(st));
     } else if (!send_frame(socket_, line, wire)) {
-        fail("line " + std::to_string(line) + " cannot be sent: " + std::strerror(errno));
+        fail(origin(line) + " cannot be sent: " + std::strerror(errno));
     } else {
         ++sent_;
     }

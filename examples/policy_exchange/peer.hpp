@@ -16,6 +16,7 @@ namespace exchange {
 struct Role {
     const char* name;
     int8_t variant; ///< the highest that the peer speaks
+    Form form = Form::print;
 };
 
 /// What a peer counts itself, and hands back when the stream ends.
@@ -41,6 +42,8 @@ public:
     bool start(std::span<const std::unique_ptr<Peer>> earlier);
     /// Builds the message for this peer and sends it, unless the peer cannot be given it.
     void deliver(uint32_t line, const Statement& statement);
+    /// Sends a message that has no line, unless it was built in newer variants than the peer speaks.
+    void deliver(const Message& message);
     /// Waits for the peer's end. Its output is complete then.
     void finish();
 
@@ -53,6 +56,7 @@ public:
 
 private:
     bool fail(const std::string& reason);
+    void send(uint32_t line, std::span<const uint8_t> wire, uint32_t st);
 
     const Role role_;
     const File output_;
