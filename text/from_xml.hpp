@@ -16,7 +16,7 @@ inline constexpr std::size_t path_length = 256;
 inline constexpr std::size_t scratch_length = 128;
 
 /// What a reader is given, and hands on to those of its fields, with room for one field's path. A path that is too long
-/// is cut, and then leads nowhere.
+/// is cut, and then leads nowhere, or in a document made for it to the same place for each element.
 struct Reader {
     Domain* D;
     std::uint32_t S;
@@ -25,7 +25,8 @@ struct Reader {
     std::uint32_t* st;
     char* message;
     std::uint32_t message_size;
-    char* child; ///< path_length bytes
+    char* child;  ///< path_length bytes
+    bool* is_cut; ///< whether the last element's path was too long
 
     const char* spell(const char* format) const {
         std::snprintf(child, path_length, format, path);
@@ -33,7 +34,8 @@ struct Reader {
     }
     /// Elements count from 1.
     const char* spell(const char* format, std::uint32_t element) const {
-        std::snprintf(child, path_length, format, path, static_cast<int>(element));
+        const int length = std::snprintf(child, path_length, format, path, static_cast<int>(element));
+        *is_cut = length >= static_cast<int>(path_length);
         return child;
     }
     /// The test behind a field: absence is tolerated. False: the reader stops.
@@ -137,7 +139,7 @@ bool read_values(const Reader& in, Instance* x) {
     void* holder = u_int32_create(in.D, in.S);
     for (std::uint32_t i = 1; holder != nullptr; ++i) {
         read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), holder);
-        if (*in.st != 0) {
+        if (*in.st != 0 || *in.is_cut) {
             const bool goes_on = in.goes_on();
             u_int32_destroy(in.D, in.S, holder);
             return goes_on;
@@ -168,7 +170,7 @@ void read_records(const Reader& in, Instance* x) {
     Instance* element = lifecycle::create<element_type>(in.D, in.S);
     for (std::uint32_t i = 1; element != nullptr; ++i) {
         read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), element);
-        if (*in.st != 0) {
+        if (*in.st != 0 || *in.is_cut) {
             in.goes_on();
             lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
             return;
@@ -245,7 +247,8 @@ void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* do
         return;
     }
     char child[path_length];
-    const Reader in{D, S, path, document, st, message, message_size, child};
+    bool is_cut = false;
+    const Reader in{D, S, path, document, st, message, message_size, child, &is_cut};
     read_fields<R>(in, x, std::make_index_sequence<R.count>{});
 }
 
