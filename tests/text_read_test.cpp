@@ -1,0 +1,475 @@
+// Reading XML back: round trips of every record, documents that are wrong or hostile, memory that runs out, and the
+// calls that a reader makes. What is written stands in text_form_test.cpp.
+#include "support/bundle_test.hpp"
+#include "support/fill.hpp"
+#include "support/imports.hpp"
+#include "support/text.hpp"
+#include "support/types.hpp"
+
+#include <orlan_epm.h>
+
+#include <sys/resource.h>
+
+#include <chrono>
+
+namespace epm::test {
+namespace {
+
+class TextRead : public BundleTest {
+protected:
+    /// For what makes very many calls: the write checker looks at all memory at each of them.
+    void check_no_writes() { checker.reset(); }
+
+    TestDomain D{Mode{}};
+};
+
+std::string element(const std::string& name, const std::string& content) {
+    return "<" + name + ">" + content + "</" + name + ">";
+}
+
+std::string repeated(const std::string& text, std::size_t count) {
+    std::string all;
+    all.reserve(text.size() * count);
+    for (; count != 0; --count) all += text;
+    return all;
+}
+
+/// What reading must leave: the word of a missing last text stays only where that text is missing.
+TEST_F(TextRead, RoundTripOfEveryRecord) {
+    check_no_writes();
+    for (const Mode& mode : all_modes())
+        for (const Record* r : catalogue::all_records) {
+            TestDomain in_mode(mode);
+            const TextOperations text(r->name);
+            for (unsigned seed = 1; seed <= (r->is_union() ? r->count : 3); ++seed) {
+                SCOPED_TRACE(r->name + std::string(" seed ") + std::to_string(seed) + mode.text());
+                Instance* x = create(r->name, in_mode);
+                EXPECT_TRUE(Fill(in_mode, seed).fill(*r, x));
+                const std::string xml = text.xml(in_mode, x, r->name);
+                Instance* y = create(r->name, in_mode);
+                EXPECT_NE(text.compare(x, y), 0);
+                EXPECT_EQ(text.read(in_mode, sound_xml(xml).get(), y), 0u);
+                EXPECT_EQ(text.compare(x, y), 0);
+                EXPECT_TRUE(Fill(in_mode, seed).check(*r, y));
+                EXPECT_EQ(in_mode.st, 0u);
+                destroy(r->name, in_mode, x);
+                destroy(r->name, in_mode, y);
+            }
+        }
+}
+
+TEST_F(TextRead, TextsOfEveryByte) {
+    std::string bytes;
+    for (int c = 1; c < 256; ++c) bytes += static_cast<char>(c);
+    std::size_t texts = 0;
+    for (const Record* r : catalogue::all_records)
+        for (std::size_t i = 0; i < r->count; ++i) {
+            const Field& f = r->fields[i];
+            if (f.kind != Kind::text && f.kind != Kind::characters) continue;
+            SCOPED_TRACE(r->name + std::string(".") + f.name);
+            ++texts;
+            const TextOperations text(r->name);
+            // Runs of blanks and what looks like an escape, too; of a fixed run, one window after the other.
+            const std::string all = bytes + " \\41  &amp;]]> " + bytes;
+            const std::size_t step = f.kind == Kind::text ? all.size() : f.capacity;
+            for (std::size_t from = 0; from < all.size(); from += step) {
+                const std::string part = all.substr(from, step);
+                Instance* x = create(r->name, D);
+                Instance* y = create(r->name, D);
+                operation<void(zur_domain*, std::uint32_t, Instance*, const char*, std::uint32_t, std::uint32_t*)>(
+                    *r, f, "set")(D, D.set_id(), x, part.data(), static_cast<std::uint32_t>(part.size()), &D.st);
+                const std::string xml = text.xml(D, x, r->name);
+                text.read(D, sound_xml(xml).get(), y);
+                EXPECT_EQ(text.compare(x, y), 0) << xml;
+                EXPECT_EQ(text.xml(D, y, r->name), xml);
+                destroy(r->name, D, x);
+                destroy(r->name, D, y);
+            }
+            EXPECT_EQ(std::exchange(D.st, 0), 0u);
+        }
+    EXPECT_EQ(texts, 24u);
+}
+
+TEST_F(TextRead, WhatIsAbsent) {
+    for (const Record* r : catalogue::all_records) {
+        SCOPED_TRACE(r->name);
+        const TextOperations text(r->name);
+        Instance* x = create(r->name, D);
+        Instance* untouched = create(r->name, D);
+        EXPECT_EQ(text.read(D, sound_xml("<other/>").get(), x), 2u);
+        // Arms are made when they are selected, so that a tag 0 that selects one leaves an empty arm behind.
+        const bool ends_in_text = r->fields[r->count - 1].kind == Kind::text;
+        EXPECT_EQ(text.read(D, sound_xml(element(r->name, "")).get(), x), ends_in_text ? 2u : 0u);
+        if (!r->is_union()) {
+            EXPECT_EQ(text.compare(x, untouched), 0);
+        }
+        std::uint32_t st = 99;
+        text.from_xml(D, D.set_id(), r->name, nullptr, x, &st, nullptr, 0);
+        EXPECT_EQ(st, 99u);
+        destroy(r->name, D, x);
+        destroy(r->name, D, untouched);
+    }
+}
+
+TEST_F(TextRead, ArraysFromTheirElements) {
+    const TextOperations text("orlan_ial_vlan_group_info");
+    auto* group = orlan_ial_vlan_group_info_create(D, D.set_id());
+    auto* x = reinterpret_cast<Instance*>(group);
+    // The length elements are not believed; an element that is no number ends the reading.
+    const std::string start = "<max_vlan>9</max_vlan><vlans>7</vlans><other/><vlans>8</vlans>";
+    EXPECT_EQ(text.read(D, sound_xml(element(text.type, start + "<vlans> 4094 </vlans><gp_name>g</gp_name>")).get(), x),
+              0u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(D, D.set_id(), group, &D.st), 3u);
+    for (std::uint32_t i = 0; i < 3; ++i)
+        EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(D, D.set_id(), group, i, &D.st), i == 2 ? 4094u : 7 + i);
+    char message[80] = "";
+    const std::string bad = element(text.type, "<vlans>5</vlans><vlans>x</vlans><num_of_vlans>3</num_of_vlans>");
+    std::uint32_t st = 0;
+    text.from_xml(D, D.set_id(), text.type.c_str(), sound_xml(bad).get(), x, &st, message, sizeof message);
+    EXPECT_EQ(st, 22u);
+    EXPECT_STREQ(message, "orlan_ial_vlan_group_info/vlans[2]: not a value of type u_int32");
+    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(D, D.set_id(), group, 0, &D.st), 5u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_num_of_vlans_get_value(D, D.set_id(), group, &D.st), 0u);
+    EXPECT_EQ(D.st, 0u);
+    orlan_ial_vlan_group_info_destroy(D, D.set_id(), group);
+}
+
+TEST_F(TextRead, DuplicatesAndOrder) {
+    const TextOperations text("orlan_ial_vlan_load_balance_info");
+    auto* load = orlan_ial_vlan_load_balance_info_create(D, D.set_id());
+    // The first of several counts, and the order of different elements does not.
+    EXPECT_EQ(
+        text.read(D,
+                  sound_xml(element(text.type, "<is_added>1</is_added><vlan_num>3</vlan_num><vlan_num>4</vlan_num>"
+                                               "<is_added>0</is_added><unknown><vlan_num>5</vlan_num></unknown>"))
+                      .get(),
+                  reinterpret_cast<Instance*>(load)),
+        0u);
+    EXPECT_EQ(orlan_ial_vlan_load_balance_info_vlan_num_get_value(D, D.set_id(), load, &D.st), 3u);
+    EXPECT_EQ(orlan_ial_vlan_load_balance_info_is_added_get_value(D, D.set_id(), load, &D.st), 1u);
+    orlan_ial_vlan_load_balance_info_destroy(D, D.set_id(), load);
+}
+
+TEST_F(TextRead, FailedLookUpIsToldByTheEnumsPath) {
+    const auto refusal = REPLACE(xml_get_element_value, [](auto*, auto*, auto*, auto, auto*) { return 71u; });
+    for (const Enum* e : catalogue::all_enums) {
+        const TextOperations text(e->name);
+        Instance* x = create(e->name, D);
+        auto& value = *reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(x) + 12);
+        value = 33;
+        char message[40] = "";
+        std::uint32_t st = 0;
+        const XmlDocument document = sound_xml("<a/>");
+        text.from_xml(D, D.set_id(), "some/path", document.get(), x, &st, message, sizeof message);
+        EXPECT_EQ(st, 71u);
+        EXPECT_STREQ(message, "Failed xpath: some/path");
+        EXPECT_EQ(D->last_error, 71u);
+        st = 0;
+        text.from_xml(D, D.set_id(), "some/path", document.get(), x, &st, nullptr, 0);
+        EXPECT_EQ(st, 71u);
+        EXPECT_EQ(value, 33u);
+        value = 0;
+        destroy(e->name, D, x);
+    }
+}
+
+// ---- hostile documents ----
+
+double seconds_now() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
+}
+
+TEST_F(TextRead, DocumentsThatAreRefused) {
+    std::string message;
+    const std::string dtd = "<!DOCTYPE a [<!ENTITY b \"bbbbbbbbbb\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;\">"
+                            "<!ENTITY d SYSTEM \"file:///etc/passwd\">]>";
+    for (const std::string& text : {
+             repeated("<a>", 100000) + repeated("</a>", 100000),
+             repeated("<a>", 100000),
+             repeated("</a>", 100000),
+             dtd + "<a>&c;&d;</a>",
+             "<!DOCTYPE " + repeated("[", 100000),
+             "<a " + repeated("b='c' ", 100000),
+             "<a b='" + repeated("c", 1000000),
+             std::string("<a>\0</a>", 8),
+             std::string("<a/><b/>"),
+             repeated("x", 17u << 20),
+             element("a", repeated("<b/>", 1100000)),
+         }) {
+        const double start = seconds_now();
+        const bool is_document = parse_xml(text, &message) != nullptr;
+        EXPECT_FALSE(is_document) << text.substr(0, 40);
+        EXPECT_TRUE(message.starts_with("line ")) << message;
+        EXPECT_LT(seconds_now() - start, 5.0) << text.substr(0, 40);
+    }
+}
+
+TEST_F(TextRead, DocumentsThatAreTolerated) {
+    check_no_writes();
+    const TextOperations text("orlan_ial_vlan_notify_name");
+    const std::string fields = "<vlan_id>7</vlan_id><vlan_name>v</vlan_name><prev_vlan_name>p</prev_vlan_name>";
+    const std::string deep = repeated("<d>", 60) + repeated("</d>", 60);
+    for (const std::string& content : {
+             fields + deep,
+             repeated("<vlan_id>7</vlan_id>", 100000) + fields,
+             repeated("<other/>", 100000) + fields,
+             "<other " + std::string("a='") + repeated("x", 4000000) + "'/>" + fields,
+             "<vlan_id b='" + repeated("&lt;", 1000000) + "'>7</vlan_id>" + fields,
+             "&unknown;&#0;" + fields,
+             "<!-- " + repeated("x", 1000000) + "-->" + fields,
+         }) {
+        Instance* x = create(text.type, D);
+        const double start = seconds_now();
+        EXPECT_EQ(text.read(D, sound_xml(element(text.type, content)).get(), x), 0u) << content.substr(0, 40);
+        EXPECT_LT(seconds_now() - start, 5.0) << content.substr(0, 40);
+        EXPECT_EQ(orlan_ial_vlan_notify_name_vlan_id_get_value(D, D.set_id(),
+                                                               reinterpret_cast<orlan_ial_vlan_notify_name*>(x), &D.st),
+                  7u)
+            << content.substr(0, 40);
+        destroy(text.type, D, x);
+    }
+}
+
+TEST_F(TextRead, HundredThousandElements) {
+    check_no_writes();
+    // A Domain on plain memory: the array grows by one element at a time, by contract.
+    zur_domain* plain = platform_domain_create(nullptr);
+    auto* group = orlan_ial_vlan_group_info_create(plain, ZUR_NO_SET);
+    std::uint32_t st = 0;
+    const XmlDocument document =
+        sound_xml(element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 100000) + "<gp_name>g</gp_name>"));
+    orlan_ial_vlan_group_info_from_xml(plain, ZUR_NO_SET, "orlan_ial_vlan_group_info", document.get(), group, &st,
+                                       nullptr, 0);
+    EXPECT_EQ(st, 0u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(plain, ZUR_NO_SET, group, &st), 100000u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(plain, ZUR_NO_SET, group, 99999, &st), 5u);
+    orlan_ial_vlan_group_info_destroy(plain, ZUR_NO_SET, group);
+    platform_domain_destroy(plain);
+}
+
+TEST_F(TextRead, EveryTruncation) {
+    check_no_writes();
+    const TextOperations text("orlan_svm_epm_notify_domain_name");
+    const Record& r = catalogue::orlan_svm_epm_notify_domain_name;
+    Instance* x = create(text.type, D);
+    EXPECT_TRUE(Fill(D, 2).fill(r, x));
+    std::string xml = text.xml(D, x, text.type);
+    xml.insert(xml.find('>') + 1, "<!-- " + repeated("layout \\00 &amp; <", 100) + "--><other a='b'>" +
+                                      repeated("<deep>text &lt;</deep><![CDATA[cut]]>\n", 50) + "</other>");
+    EXPECT_GT(xml.size(), 4000u);
+    for (std::size_t length = 0; length <= xml.size(); ++length) {
+        std::string message;
+        // On the heap, without a terminator behind it.
+        const std::vector<char> cut(xml.begin(), xml.begin() + static_cast<std::ptrdiff_t>(length));
+        char reason[100] = "";
+        const XmlDocument document(platform_xml_parse(cut.data(), cut.size(), nullptr, reason, sizeof reason),
+                                   &platform_xml_free);
+        ASSERT_EQ(document != nullptr, length == xml.size()) << length;
+        if (document == nullptr) {
+            ASSERT_TRUE(std::string(reason).starts_with("line ")) << length << reason;
+            continue;
+        }
+        Instance* y = create(text.type, D);
+        EXPECT_EQ(text.read(D, document.get(), y), 0u);
+        EXPECT_EQ(text.compare(x, y), 0);
+        destroy(text.type, D, y);
+    }
+    destroy(text.type, D, x);
+}
+
+/// A path that is cut may happen to lead somewhere, and then to the same place for each element.
+TEST_F(TextRead, PathsThatAreTooLong) {
+    check_no_writes();
+    for (const Record* r : catalogue::all_records)
+        for (std::size_t length = 200; length < 300; ++length) {
+            const std::string root(length, 'r');
+            std::string children;
+            for (std::size_t i = 0; i < r->count; ++i) {
+                const std::string name =
+                    (r->fields[i].kind == Kind::arm ? "epm_type-" : "") + std::string(r->fields[i].name);
+                // What every way to cut the field's path leads to.
+                for (std::size_t cut = 1; cut <= name.size(); ++cut)
+                    children += element(name.substr(0, cut), cut % 2 != 0 ? "1" : "");
+            }
+            const XmlDocument document = sound_xml(element(root, children));
+            const TextOperations text(r->name);
+            Instance* x = create(r->name, D);
+            std::uint32_t st = 0;
+            heap().refuse_beyond(1 << 20);
+            text.from_xml(D, D.set_id(), root.c_str(), document.get(), x, &st, nullptr, 0);
+            ASSERT_EQ(heap().refusals(), 0u) << r->name << " at " << length;
+            heap().stop_refusing();
+            destroy(r->name, D, x);
+        }
+}
+
+// ---- memory that runs out ----
+
+TEST_F(TextRead, EveryAllocationRefusedInTurn) {
+    check_no_writes();
+    for (const Mode& mode : tracking_modes())
+        for (const Record* r : catalogue::all_records) {
+            SCOPED_TRACE(r->name + mode.text());
+            TestDomain in_mode(mode);
+            const TextOperations text(r->name);
+            Instance* x = create(r->name, in_mode);
+            EXPECT_TRUE(Fill(in_mode, 3).fill(*r, x));
+            const XmlDocument document = sound_xml(text.xml(in_mode, x, r->name));
+            const std::size_t alive = heap().blocks().size();
+            std::size_t n = 1;
+            for (bool was_refused = true; was_refused; ++n) {
+                Instance* y = create(r->name, in_mode);
+                const std::size_t refusals = heap().refusals();
+                heap().refuse_nth(n);
+                const std::uint32_t st = text.read(in_mode, document.get(), y);
+                heap().stop_refusing();
+                was_refused = heap().refusals() != refusals;
+                ASSERT_EQ(st, was_refused ? 12u : 0u) << "allocation " << n;
+                if (!was_refused) {
+                    EXPECT_EQ(text.compare(x, y), 0);
+                }
+                destroy(r->name, in_mode, y);
+                ASSERT_EQ(heap().blocks().size(), alive) << "allocation " << n;
+            }
+            destroy(r->name, in_mode, x);
+        }
+}
+
+// ---- the calls of a reader ----
+
+TEST_F(TextRead, CallsOfAReader) {
+    auto* group = orlan_ial_vlan_group_info_create(D, D.set_id());
+    const XmlDocument document = sound_xml("<g><is_added>1</is_added><vlans>5</vlans><gp_name>ab</gp_name></g>");
+    char message[8];
+    Recorder recorder(D);
+    recorder.name(group, 48, "group");
+    recorder.name(document.get(), 1, "document");
+    recorder.name(message, sizeof message, "message");
+    exported(orlan_ial_vlan_group_info_from_xml)(D, D.set_id(), "g", document.get(), group, &D.st, message, 8);
+    EXPECT_EQ(recorder.take(), lines(R"(
+        zur_clear_last_error()
+        xml_get_element_nodecount(document, "g", local)
+        u_int32_from_xml(S, local, document, group+12, st, message, 8)
+        u_int32_create(S)
+        u_int32_from_xml(S, local, document, foreign, st, message, 8)
+        zur_clear_last_error()
+        zur_get_manifested_type_info(group)
+        zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
+        zur_get_instance_variant(group, 1, 0)
+        u_int32_sizeof()
+        obj_alloc(S, 4) = #1
+        write_range(group+24, 8, S, group)
+        write_range(group+16, 4, S, group)
+        u_int32_set(S, #1, foreign, st)
+        u_int32_destroy(S, foreign)
+        u_int32_create(S)
+        u_int32_from_xml(S, local, document, foreign, st, message, 8)
+        u_int32_destroy(S, foreign)
+        u_int32_from_xml(S, local, document, group+32, st, message, 8)
+        xml_get_element_value(document, local, null, 0, local)
+        zur_store_err(28)
+        obj_alloc(S, 3) = #2
+        var_string_from_xml(S, local, document, #2, 3, st, message, 8)
+        zur_clear_last_error()
+        zur_get_manifested_type_info(group)
+        zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
+        zur_get_instance_variant(group, 1, 0)
+        write_range(group+40, 8, S, group)
+        obj_alloc(S, 3) = #3
+        write_range(group+36, 4, S, group)
+        obj_free(S, #2)
+        )"));
+
+    // What the message's reader does before and behind the reading of its arm.
+    auto* answer = orlan_ial_in_svm_epm_data_create(D, D.set_id());
+    const XmlDocument second = sound_xml("<m><epm_type><ORLAN_IAL_SVM_EPM_VLAN_LOAD_INFO/></epm_type>"
+                                         "<epm_type-load_info><vlan_num>3</vlan_num></epm_type-load_info></m>");
+    Recorder again(D);
+    again.leave_out("zurlib_type_stats_create_object"); // of the creation, which is tested elsewhere
+    again.name(answer, 104, "answer");
+    again.name(second.get(), 1, "document");
+    exported(orlan_ial_in_svm_epm_data_from_xml)(D, D.set_id(), "m", second.get(), answer, &D.st, nullptr, 0);
+    EXPECT_EQ(again.take(), lines(R"(
+        zur_clear_last_error()
+        xml_get_element_nodecount(document, "m", local)
+        zur_clear_last_error()
+        xml_get_element_value(document, local, local, 128, null)
+        zur_store_err(2)
+        xml_get_element_value(document, local, local, 128, null)
+        zur_store_err(2)
+        xml_get_element_value(document, local, local, 128, null)
+        write_range(answer+48, 8, S, answer)
+        quelog_module_init_fn("zur_orlan_epm", g_zur_orlan_epm_trace_module_id, bundle)
+        obj_alloc(S, 32) = #1
+        zur_clear_last_error()
+        zur_domain_lookup_variant(D.variant_context, orlan_ial_vlan_load_balance_info, local)
+        write_range(#1+9, 1, S, #1)
+        write_range(#1+8, 1, S, #1)
+        zur_get_manifested_type_info_ptr_mem(#1)
+        write_range(#1, 8, S, #1)
+        write_range(#1+10, 1, S, #1)
+        zur_clear_last_error()
+        xml_get_element_nodecount(document, local, local)
+        u_int32_from_xml(S, local, document, #1+12, st, null, 0)
+        u_int32_from_xml(S, local, document, #1+16, st, null, 0)
+        u_int32_from_xml(S, local, document, #1+20, st, null, 0)
+        )"));
+    EXPECT_EQ(D.st, 0u);
+    orlan_ial_in_svm_epm_data_destroy(D, D.set_id(), answer);
+    orlan_ial_vlan_group_info_destroy(D, D.set_id(), group);
+}
+
+/// The paths under which readers look, without anything found there.
+TEST_F(TextRead, PathsOfAReader) {
+    std::string paths;
+    const auto values = REPLACE(xml_get_element_value, [&](auto*, const char* path, auto*, auto, auto*) {
+        paths += path + std::string("\n");
+        return 2u;
+    });
+    const auto number =
+        REPLACE(u_int32_from_xml, [&](auto*, auto, const char* path, auto*, auto*, std::uint32_t* st, auto*, auto) {
+            paths += path + std::string("\n");
+            *st = 2;
+        });
+    const auto counts = REPLACE(xml_get_element_nodecount, [&](auto*, const char* path, std::uint32_t* count) {
+        paths += path + std::string(" counted\n");
+        *count = path == std::string("p") || path == std::string("p/epm_type-port_info");
+        return 0u;
+    });
+    const XmlDocument document = sound_xml("<a/>");
+    for (const char* type : {"orlan_ial_vlan_group_info", "rcl_client_intf_templ_list", "orlan_ial_in_svm_epm_data"}) {
+        Instance* x = create(type, D);
+        std::uint32_t st = 0;
+        TextOperations(type).from_xml(D, D.set_id(), "p", document.get(), x, &st, nullptr, 0);
+        EXPECT_EQ(st, type == std::string("orlan_ial_vlan_group_info") ? 2u : 0u);
+        destroy(type, D, x);
+    }
+    EXPECT_EQ(paths, lines(R"(
+        p counted
+        p/is_added
+        p/vlans[1]
+        p/num_of_vlans
+        p/gp_name
+        p counted
+        p/data[1] counted
+        p counted
+        p/epm_type/ORLAN_IAL_SVM_EPM_PORT_ACL_CHANGE
+        p/epm_type/ORLAN_IAL_SVM_EPM_VLAN_GROUP_INFO
+        p/epm_type/ORLAN_IAL_SVM_EPM_VLAN_LOAD_INFO
+        p/epm_type/ORLAN_IAL_SVM_EPM_VLAN_NAME_INFO
+        p/epm_type/ORLAN_IAL_SVM_EPM_NACK_MSG
+        p/epm_type/ORLAN_NACK_TYPE_DACL
+        p/epm_type/ORLAN_IAL_SVM_EPM_ACL_NAME_SYNC
+        p/epm_type/EPM_IAF_TIMER_EXPIRY_EVENT
+        p/epm_type/ORLAN_ACL_APPLN_FAILURE
+        p/epm_type-port_info counted
+        p/epm_type-port_info/gidb_handle
+        p/epm_type-port_info/is_removed
+        p/epm_type-port_info/acl_name
+        )"));
+}
+
+} // namespace
+} // namespace epm::test
