@@ -564,6 +564,37 @@ TEST_F(Access, FlagsOfATrackedInstanceCanBeReadWithoutAHandle) {
     destroy(acl, D, x);
 }
 
+TEST_F(Access, FlagsAndVariants) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    D.agree(acl, 0);
+    Instance* x = create(acl, D);
+    call(D, acl, "ip_addr", "state_flag_set", x, 1u);
+    EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "is_remove", "state_flag_get", x), 0); // read whatever the variant
+    EXPECT_EQ(status(D), 0u);
+    destroy(acl, D, x);
+}
+
+TEST_F(Access, TagsBeyondTheirVariant) {
+    TestDomain D;
+    for (const auto& [type, tag, highest] :
+         {std::tuple(message, "orlan_ial_svm_epm_type_e", 10u), std::tuple(answer, "orlan_ial_svm_epm_in_e", 8u)}) {
+        Instance* newer = create(type, D);
+        call(D, type, "epm_type", "set_value", newer, highest);
+        EXPECT_EQ(status(D), 0u);
+        call(D, type, "epm_type", "set_value", newer, highest + 1);
+        EXPECT_EQ(status(D), 43u);
+        EXPECT_EQ(number(D, type, "epm_type", newer), highest);
+        D.agree(tag, 0);
+        Instance* older = create(type, D);
+        call(D, type, "epm_type", "set_value", older, highest - 1);
+        call(D, type, "epm_type", "set_value", older, highest);
+        EXPECT_EQ(status(D), 43u);
+        EXPECT_EQ(number(D, type, "epm_type", older), highest - 1);
+        for (Instance* x : {newer, older}) destroy(type, D, x);
+    }
+}
+
 // ---- texts ----
 
 TEST_F(Access, TextsAndTheirLengths) {
@@ -901,7 +932,7 @@ TEST_F(Access, MovesBetweenVariants) {
 
 /// A body in which one allocation after the other is refused, until it needs no further.
 template <class Prepare, class Body>
-void refuse_each(TestDomain& D, const char* type, std::size_t least, Prepare prepare, Body body) {
+void refuse_each(TestDomain& D, const char* type, std::size_t needed, Prepare prepare, Body body) {
     for (std::size_t n = 1;; ++n) {
         Instance* x = create(type, D);
         prepare(x);
@@ -915,7 +946,7 @@ void refuse_each(TestDomain& D, const char* type, std::size_t least, Prepare pre
         destroy(type, D, x);
         ASSERT_EQ(heap().blocks().size(), 0u) << type << ", allocation " << n << ", " << D.mode().text();
         if (is_refused) continue;
-        EXPECT_GT(n, least) << type;
+        EXPECT_EQ(n, needed + 1) << type;
         return;
     }
 }
