@@ -195,7 +195,8 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
         std::uint8_t* block = flag_block<R>(D, S, x);
         const bool is_moved = has_flag(x, ZUR_MOVED_FLAGS);
         if (!is_moved) is_tracking(D, site<R, Operation::destroy, Text::corrupted_handle>);
-        // What lies behind a nested Instance is not its block: once the runtime has forgotten the place, nobody knows it.
+        // What lies behind a nested Instance is not its block: once the runtime has forgotten the place, nobody knows
+        // it.
         if (variant >= 0 && (is_moved || !has_flag(x, ZUR_NESTED))) release_element_flags<R>(D, S, block);
     }
     const zur_type_info* type =
