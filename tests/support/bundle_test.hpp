@@ -9,6 +9,7 @@
 #include "support/traces.hpp"
 #include "support/write_checker.hpp"
 
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <optional>

@@ -56,12 +56,6 @@ const char* type_named(std::string_view hex_digest) {
     return "no type of this catalogue";
 }
 
-int insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
-    const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
-    tell([&](Observer& o) { o.copied_type(copy); });
-    return forward.type_insert(type_table, S, hex_digest, copy);
-}
-
 zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_digest) {
     const RuntimeCall call("type_lookup", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
     return forward.type_lookup(type_table, S, hex_digest);
@@ -71,11 +65,23 @@ zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_dige
 
 std::vector<TestDomain*> TestDomain::all_;
 
+TestDomain& TestDomain::of_context(void* context) {
+    return **std::ranges::find_if(
+        all_, [&](TestDomain* d) { return context == d->domain_->type_table || context == d->domain_->type_store; });
+}
+
 void* TestDomain::allocate_type(void* type_store, std::uint32_t S, std::size_t size) {
     const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
-    const auto it = std::ranges::find_if(all_, [&](TestDomain* d) { return d->domain_->type_store == type_store; });
-    if (it != all_.end() && (*it)->refused_copy_ != 0 && --(*it)->refused_copy_ == 0) return nullptr;
+    std::size_t& refused = of_context(type_store).refused_copy_;
+    if (refused != 0 && --refused == 0) return nullptr;
     return forward.type_alloc(type_store, S, size);
+}
+
+int TestDomain::insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
+    const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
+    of_context(type_table).copies_.push_back(copy);
+    tell([&](Observer& o) { o.copied_type(copy); });
+    return forward.type_insert(type_table, S, hex_digest, copy);
 }
 
 bool TestDomain::any_has_store() {

@@ -50,6 +50,8 @@ public:
     void agree_all(int variant) { platform_domain_agree_all(domain_, static_cast<std::int8_t>(variant)); }
     /// Whether a Domain that is alive has a store.
     static bool any_has_store();
+    /// TypeInfos that the Bundle has copied into this Domain's store.
+    const std::vector<const zur_type_info*>& copies() const { return copies_; }
     /// The n-th TypeInfo copy from now is refused; 0: none is.
     void refuse_type_copy(std::size_t n) { refused_copy_ = n; }
 
@@ -57,9 +59,12 @@ public:
 
 private:
     static void* allocate_type(void* type_store, std::uint32_t S, std::size_t size);
+    static int insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy);
+    static TestDomain& of_context(void* context);
 
     Mode mode_;
     zur_domain* domain_;
+    std::vector<const zur_type_info*> copies_;
     std::size_t refused_copy_ = 0;
     static std::vector<TestDomain*> all_;
 };

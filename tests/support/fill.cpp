@@ -324,14 +324,16 @@ void Fill::embedded(const Record& r, const Field& f, Instance* x) {
     if (nested == nullptr) return expect(r, f, false, true);
     if (!is_filling_ || !choose()) return record(*f.record, nested);
     Instance* source = filled(*f.record);
+    if (source == nullptr) return;
     operation<void(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "set")(D_, D_.set_id(), x, source, &D_.st);
     destroy(*f.record, source);
 }
 
 void Fill::arm(const Record& r, const Field& f, Instance* x) {
     if (is_filling_) {
-        operation<void(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "set")(D_, D_.set_id(), x, filled(*f.record),
-                                                                                  &D_.st);
+        Instance* value = filled(*f.record);
+        if (value == nullptr) return;
+        operation<void(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "set")(D_, D_.set_id(), x, value, &D_.st);
         return;
     }
     Instance* held = operation<Instance*(Domain*, Set, Instance*, Status*)>(r, f, "get")(D_, D_.set_id(), x, &D_.st);
@@ -346,6 +348,7 @@ void Fill::records(const Record& r, const Field& f, Instance* x) {
         if (is_filling_) {
             const std::uint32_t is_move = (seed_ + i) % 2;
             Instance* source = filled(*f.record);
+            if (source == nullptr) return;
             operation<void(Domain*, Set, Instance*, std::uint32_t, Instance*, std::uint32_t, Status*)>(r, f, "set")(
                 D_, D_.set_id(), x, i, source, is_move, &D_.st);
             destroy(*f.record, source);
@@ -362,8 +365,9 @@ void Fill::list(const Record& r, const Field& f, Instance* x) {
     using Attach = void(Domain*, Set, Instance*, Instance*, Status*);
     const bool is_reversed = choose();
     if (is_filling_) {
-        operation<Attach>(r, f, "set_last")(D_, D_.set_id(), x, filled(*f.record), &D_.st);
-        operation<Attach>(r, f, is_reversed ? "set_first" : "set_last")(D_, D_.set_id(), x, filled(*f.record), &D_.st);
+        for (const char* attach : {"set_last", is_reversed ? "set_first" : "set_last"})
+            if (Instance* element = filled(*f.record); element != nullptr)
+                operation<Attach>(r, f, attach)(D_, D_.set_id(), x, element, &D_.st);
         return;
     }
     expect(r, f,

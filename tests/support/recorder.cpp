@@ -123,6 +123,7 @@ std::string trace_text(const void* digest, std::uint32_t index, std::uint32_t le
 }
 
 Recorder::Recorder(TestDomain& domain) : names_(domain) {
+    for (const zur_type_info* copy : domain.copies()) names_.add_copy(copy);
     for (const auto& [block, about] : heap().blocks())
         names_.add(block, about.size, "older" + std::to_string(about.number));
 }

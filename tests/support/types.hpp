@@ -23,6 +23,13 @@ struct TypeNumbers {
 /// In type-table order.
 const std::vector<TypeNumbers>& all_types();
 
+/// The description of a record; null for an enumeration.
+inline const Record* record_named(const std::string& type) {
+    for (const Record* r : catalogue::all_records)
+        if (type == r->name) return r;
+    return nullptr;
+}
+
 inline Instance* create(const std::string& type, TestDomain& D) {
     return operation<Instance*(zur_domain*, std::uint32_t)>(type, "create")(D, D.set_id());
 }
