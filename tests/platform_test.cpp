@@ -793,9 +793,10 @@ TEST_F(Platform, PathsFindElements) {
 }
 
 TEST_F(Platform, HostileDocumentsAreRefused) {
-    const auto refusal = [](const std::string& text) {
+    const platform_xml_limits many = {0, 0, 1000000};
+    const auto refusal = [&](const std::string& text) {
         std::string message;
-        EXPECT_EQ(parse(text, &message), nullptr);
+        EXPECT_EQ(parse(text, &message, &many), nullptr);
         return message;
     };
     std::string deep;
@@ -829,7 +830,9 @@ TEST_F(Platform, HostileDocumentsAreRefused) {
 
     std::string siblings = "<r>";
     for (int i = 0; i < 100000; ++i) siblings += "<s>" + std::to_string(i) + "</s><t/>";
-    const Document wide = parse(siblings + "</r>");
+    const Document wide = parse(siblings + "</r>", nullptr, &many);
+    EXPECT_EQ(parse(siblings + "</r>", &message), nullptr);
+    EXPECT_THAT(message, HasSubstr("too many elements"));
     for (uint32_t i = 1; i <= 100000; ++i) {
         u_int32_from_xml(D, set_id, ("r/s[" + std::to_string(i) + "]").c_str(), wide.get(), &number, &st, nullptr, 0);
         ASSERT_EQ(number, i - 1);

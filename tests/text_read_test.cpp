@@ -196,7 +196,8 @@ TEST_F(TextRead, DocumentsThatAreRefused) {
              std::string("<a>\0</a>", 8),
              std::string("<a/><b/>"),
              repeated("x", 17u << 20),
-             element("a", repeated("<b/>", 1100000)),
+             element("a", repeated("<b/>", 100000)),
+             element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 100000)),
          }) {
         const double start = seconds_now();
         const bool is_document = parse_xml(text, &message) != nullptr;
@@ -213,8 +214,8 @@ TEST_F(TextRead, DocumentsThatAreTolerated) {
     const std::string deep = repeated("<d>", 60) + repeated("</d>", 60);
     for (const std::string& content : {
              fields + deep,
-             repeated("<vlan_id>7</vlan_id>", 100000) + fields,
-             repeated("<other/>", 100000) + fields,
+             repeated("<vlan_id>7</vlan_id>", 60000) + fields,
+             repeated("<other/>", 60000) + fields,
              "<other " + std::string("a='") + repeated("x", 4000000) + "'/>" + fields,
              "<vlan_id b='" + repeated("&lt;", 1000000) + "'>7</vlan_id>" + fields,
              "&unknown;&#0;" + fields,
@@ -232,19 +233,19 @@ TEST_F(TextRead, DocumentsThatAreTolerated) {
     }
 }
 
-TEST_F(TextRead, HundredThousandElements) {
+TEST_F(TextRead, ManyElements) {
     check_no_writes();
     // A Domain on plain memory: the array grows by one element at a time, by contract.
     zur_domain* plain = platform_domain_create(nullptr);
     auto* group = orlan_ial_vlan_group_info_create(plain, ZUR_NO_SET);
     std::uint32_t st = 0;
     const XmlDocument document =
-        sound_xml(element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 100000) + "<gp_name>g</gp_name>"));
+        sound_xml(element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 20000) + "<gp_name>g</gp_name>"));
     orlan_ial_vlan_group_info_from_xml(plain, ZUR_NO_SET, "orlan_ial_vlan_group_info", document.get(), group, &st,
                                        nullptr, 0);
     EXPECT_EQ(st, 0u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(plain, ZUR_NO_SET, group, &st), 100000u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(plain, ZUR_NO_SET, group, 99999, &st), 5u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(plain, ZUR_NO_SET, group, &st), 20000u);
+    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(plain, ZUR_NO_SET, group, 19999, &st), 5u);
     orlan_ial_vlan_group_info_destroy(plain, ZUR_NO_SET, group);
     platform_domain_destroy(plain);
 }

@@ -41,7 +41,7 @@ using Document = zur_xml_document;
 using Element = Document::Element;
 using Run = Document::Run;
 
-constexpr platform_xml_limits default_limits = {16u << 20, 64, 1000000};
+constexpr platform_xml_limits default_limits = {16u << 20, 64, 65536};
 
 struct Failure {
     const char* reason = nullptr;
