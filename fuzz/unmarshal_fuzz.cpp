@@ -1,0 +1,226 @@
+// The reader of every type, fed with what a peer might send. The first byte chooses the type, the second the Domain's
+// modes and the destination, the rest is the image. What is accepted must be a record like any other: measured, written,
+// read back to an equal one, hashed, shown and destroyed without a trace in memory. Each input has a megabyte to spend.
+// The seeds are the images of the tests' golden corpus; they are unpacked beside the program when it starts.
+#include "catalogue/catalogue.hpp"
+#include "catalogue/stamp/names.hpp"
+
+#include <platform/domain.h>
+#include <zur/types.h>
+
+#include <dlfcn.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+using namespace epm;
+
+// ---- memory ----
+
+constexpr std::size_t budget = 1 << 20;
+std::unordered_map<void*, std::size_t> blocks;
+std::size_t spent = 0;
+
+void* allocate(void*, std::uint32_t, std::size_t size) {
+    if (size > budget - spent) return nullptr;
+    spent += size;
+    void* block = std::malloc(size);
+    std::memset(block, 0xA5, size);
+    blocks[block] = size;
+    return block;
+}
+
+void release(void*, std::uint32_t, void* block) {
+    if (blocks.erase(block) == 0) std::abort();
+    std::free(block);
+}
+
+void demand(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "does not hold: %s\n", what);
+    std::abort();
+}
+
+// ---- types ----
+
+struct Type {
+    std::string name;
+    bool is_enum;
+    zur_instance* (*create)(zur_domain*, std::uint32_t);
+    void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
+    std::uint32_t (*len)(zur_domain*, std::uint32_t, const zur_instance*);
+    std::uint32_t (*marshal)(zur_domain*, std::uint32_t, void*, const zur_instance*, std::int32_t, std::uint32_t*);
+    std::uint32_t (*unmarshal)(zur_domain*, std::uint32_t, const void*, zur_instance*, std::int32_t, std::uint32_t,
+                               std::uint32_t*);
+    std::int32_t (*compare)(const zur_instance*, const zur_instance*);
+    std::uint32_t (*hash)(const zur_instance*, std::uint32_t);
+
+    Type(const char* type, bool is_an_enum) : name(type), is_enum(is_an_enum) {
+        fetch(create, "create");
+        fetch(destroy, "destroy");
+        fetch(len, "len");
+        fetch(marshal, "marshal");
+        fetch(unmarshal, "unmarshal");
+        fetch(compare, "compare");
+        fetch(hash, "hash");
+    }
+    template <class Function>
+    void fetch(Function& function, const char* operation) {
+        function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, stamp::operation_name(name, operation).c_str()));
+        demand(function != nullptr, operation);
+    }
+};
+
+const std::vector<Type>& types() {
+    static const std::vector<Type> all = [] {
+        std::vector<Type> list;
+        for (const catalogue::Record* r : catalogue::all_records) list.emplace_back(r->name, false);
+        for (const catalogue::Enum* e : catalogue::all_enums) list.emplace_back(e->name, true);
+        return list;
+    }();
+    return all;
+}
+
+// ---- modes ----
+
+enum : std::uint8_t {
+    mode_tracked = 1,
+    mode_untracked = 2, ///< a handle that tells so; without these two there is none
+    mode_store = 4,
+    mode_containment = 8,
+    mode_count = 16,
+    with_reuse = 16,
+    into_used = 32,
+};
+
+/// One Domain for each combination of modes; TypeInfo copies are too many to be made anew.
+zur_domain* domain(std::uint8_t mode) {
+    static std::array<zur_domain*, mode_count> all{};
+    zur_domain*& D = all[mode % mode_count];
+    if (D != nullptr) return D;
+    platform_domain_options options{};
+    options.tracking = (mode & mode_tracked) != 0     ? ZUR_TRACKED_MODE
+                       : (mode & mode_untracked) != 0 ? ZUR_UNTRACKED_MODE
+                                                      : PLATFORM_NO_HANDLE;
+    options.store_mode = (mode & mode_store) != 0;
+    options.obj_alloc_fn = allocate;
+    options.obj_free_fn = release;
+    D = platform_domain_create(&options);
+    D->containment_on = (mode & mode_containment) != 0;
+    return D;
+}
+
+constexpr std::uint32_t some_set = 7;
+
+/// What was accepted into a fresh Instance.
+void use(zur_domain* D, const Type& type, const zur_instance* x) {
+    demand(type.compare(x, x) == 0, "a record equals itself");
+    const std::uint32_t length = type.is_enum ? 5 : type.len(D, some_set, x);
+    // A nested record may have been told of an ra block, which no length counts.
+    std::vector<std::uint8_t> buffer(std::size_t{length} * 3 + 64);
+    std::uint32_t st = 0;
+    const std::uint32_t used =
+        type.marshal(D, some_set, buffer.data(), x, static_cast<std::int32_t>(buffer.size()), &st);
+    demand(st == 0, "what was read can be written");
+    demand(used <= buffer.size(), "a writer stays in its buffer");
+    spent = 0;
+    zur_instance* copy = type.create(D, some_set);
+    demand(type.unmarshal(D, some_set, buffer.data(), copy, static_cast<std::int32_t>(used), 0, &st) == used,
+           "what was written is read whole");
+    demand(st == 0, "what was written can be read");
+    demand(type.compare(x, copy) == 0, "what was read back is equal");
+    demand(type.hash(x, 5) == type.hash(copy, 5), "what was read back hashes alike");
+    type.destroy(D, some_set, copy);
+}
+
+/// Exactly as long as the image, and in tracked mode with the one byte behind it that a flag may be taken from.
+std::unique_ptr<std::uint8_t[]> exact(const std::uint8_t* image, std::size_t length, std::uint8_t mode) {
+    auto copy = std::make_unique<std::uint8_t[]>(length + ((mode & mode_tracked) != 0));
+    if (length != 0) std::memcpy(copy.get(), image, length);
+    return copy;
+}
+
+// ---- seeds ----
+
+void write_seeds(const std::filesystem::path& folder) {
+    std::filesystem::create_directories(folder);
+    for (std::size_t t = 0; t < types().size(); ++t) {
+        std::ifstream file(std::string(EPM_GOLDEN_DIR "/") + types()[t].name + ".hex");
+        std::ofstream seed;
+        std::size_t n = 0;
+        for (std::string line; std::getline(file, line);) {
+            if (line.empty() || line[0] == '#') continue;
+            if (line[0] == '[') {
+                seed.close();
+                seed.open(folder / (types()[t].name + "." + std::to_string(n++)), std::ios::binary);
+                const bool is_tracked = line.find(", tracked") != std::string::npos;
+                seed.put(static_cast<char>(t)).put(static_cast<char>(is_tracked ? mode_tracked : 0));
+                continue;
+            }
+            for (std::size_t i = 0; i + 1 < line.find(' '); i += 2)
+                seed.put(static_cast<char>(std::stoi(line.substr(i, 2), nullptr, 16)));
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
+    static std::vector<char*> more(*arguments, *arguments + *count);
+    // A finding that is run again is a file, and wants no seeds.
+    for (int i = 1; i < *count; ++i)
+        if (more[static_cast<std::size_t>(i)][0] != '-' && std::filesystem::is_regular_file((*arguments)[i])) return 0;
+    static std::string folder = std::string((*arguments)[0]) + ".seeds";
+    static std::string dictionary = "-dict=" EPM_DICTIONARY;
+    write_seeds(folder);
+    more.push_back(dictionary.data());
+    // The first folder is the one that grows, so there must be one in front of the seeds.
+    static std::string grown = std::string((*arguments)[0]) + ".corpus";
+    bool has_folder = false;
+    for (int i = 1; i < *count; ++i) has_folder = has_folder || (*arguments)[i][0] != '-';
+    if (!has_folder) {
+        std::filesystem::create_directories(grown);
+        more.push_back(grown.data());
+    }
+    more.push_back(folder.data());
+    *count = static_cast<int>(more.size());
+    more.push_back(nullptr);
+    *arguments = more.data();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size < 2) return 0;
+    const Type& type = types()[data[0] % types().size()];
+    const std::uint8_t mode = data[1];
+    zur_domain* D = domain(mode);
+    const std::uint32_t reuse = (mode & with_reuse) != 0;
+    const auto image = exact(data + 2, size - 2, mode);
+    const auto length = static_cast<std::int32_t>(size - 2);
+    spent = 0;
+    zur_instance* x = type.create(D, some_set);
+    std::uint32_t st = 0;
+    type.unmarshal(D, some_set, image.get(), x, length, reuse, &st);
+    const bool is_used = (mode & into_used) != 0 && st == 0;
+    if (is_used)
+        type.unmarshal(D, some_set, image.get(), x, length, reuse, &st);
+    else if (st == 0)
+        use(D, type, x);
+    type.destroy(D, some_set, x);
+    // A used record may lose by contract: the elements of arrays that are read over without reuse, and the content of
+    // what a negative variant has been read into.
+    demand(is_used || blocks.empty(), "nothing is lost");
+    for (const auto& [block, block_size] : blocks) std::free(block);
+    blocks.clear();
+    return 0;
+}
