@@ -10,8 +10,6 @@
 
 #include <sys/resource.h>
 
-#include <chrono>
-
 namespace epm::test {
 namespace {
 
@@ -34,7 +32,6 @@ std::string repeated(const std::string& text, std::size_t count) {
     return all;
 }
 
-/// What reading must leave: the word of a missing last text stays only where that text is missing.
 TEST_F(TextRead, RoundTripOfEveryRecord) {
     check_no_writes();
     for (const Mode& mode : all_modes())
