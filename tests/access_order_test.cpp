@@ -55,6 +55,7 @@ public:
         recorder_.take();
     }
 
+    std::string calls() { return recorder_.take(); }
     void expect(const std::string& list) {
         const std::string calls = recorder_.take();
         std::istringstream found(calls + (D.st != 0 ? "st = " + std::to_string(D.st) + "\n" : ""));
@@ -1133,6 +1134,35 @@ TEST_F(AccessOrder, WholeRecord) {
             write_range(from+88, 8, S, from)
             write_range(from+96, 8, S, from)
         )");
+    });
+}
+
+TEST_F(AccessOrder, GrantsMoveOneByOne) {
+    in_all_modes([](Scene& s) {
+        constexpr auto grants = "orlan_ial_svm_bm_data";
+        Instance* to = s.make(grants, "to");
+        Instance* from = s.make(grants, "from");
+        s.call(grants, "", "set", to, from);
+        std::istringstream calls(s.calls());
+        std::string moved;
+        for (std::string line; std::getline(calls, line);)
+            if (line.starts_with("zurlib_adjust_variant(S, to")) {
+                const auto end = line.rfind(", ", line.rfind(", ") - 1);
+                const auto start = line.find_last_of(" ", end - 1) + 1;
+                moved += line.substr(start, end - start) + "\n";
+            }
+        EXPECT_EQ(moved, lines(R"(
+            orlan_ial_svm_bm_data
+            rcl_client_vlan_t
+            rcl_template_info_t
+            rcl_client_voice_vlan_t
+            rcl_client_iaf_t
+            rcl_client_intf_templ_list
+            rcl_client_autocfg_data
+            rcl_sess_mgr_authorize_ack
+            rcl_client_cfg_macro
+            rcl_client_acl_t
+        )"));
     });
 }
 
