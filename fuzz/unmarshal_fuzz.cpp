@@ -1,7 +1,7 @@
 // The reader of every type, fed with what a peer might send. The first byte chooses the type, the second the Domain's
-// modes and the destination, the rest is the image. What is accepted must be a record like any other: measured, written,
-// read back to an equal one, hashed, shown and destroyed without a trace in memory. Each input has a megabyte to spend.
-// The seeds are the images of the tests' golden corpus; they are unpacked beside the program when it starts.
+// modes and the destination, the rest is the image. What is accepted must be a record like any other: measured,
+// written, read back to an equal one, hashed, shown and destroyed without a trace in memory. Each input has a megabyte
+// to spend. The seeds are the images of the tests' golden corpus; they are unpacked beside the program when it starts.
 #include "catalogue/catalogue.hpp"
 #include "catalogue/stamp/names.hpp"
 

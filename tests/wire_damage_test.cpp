@@ -1,6 +1,6 @@
 // What a peer's bytes may do to a reader: every golden image cut at every length and damaged at every byte, into fresh
-// and used records, with reuse and without. No crash, no byte read beyond what the form allows (buffers are exact, for a
-// sanitizer to see), no leak, little memory, little time; and a used record can be read into again afterwards.
+// and used records, with reuse and without. No crash, no byte read beyond what the form allows (buffers are exact, for
+// a sanitizer to see), no leak, little memory, little time; and a used record can be read into again afterwards.
 #include "support/bundle_test.hpp"
 #include "support/wire.hpp"
 
@@ -193,7 +193,8 @@ TEST_F(Damage, EveryByteChangedToOthers) {
         for (std::size_t i = 0; i < image.size(); ++i) {
             const std::uint8_t was = image[i];
             std::set<int> values;
-            for (const int value : {0, 1, 0x7F, 0x80, 0xFF, was + 1, was + 255, was ^ 0x10, was ^ 0x28, was ^ 0x55, was + 2})
+            for (const int value :
+                 {0, 1, 0x7F, 0x80, 0xFF, was + 1, was + 255, was ^ 0x10, was ^ 0x28, was ^ 0x55, was + 2})
                 if (value % 256 != was && values.size() < 8) values.insert(value % 256);
             ASSERT_EQ(values.size(), 8u);
             for (const int value : values) {

@@ -51,7 +51,8 @@ TEST_F(Corpus, IsWrittenOnRequest) {
         EXPECT_EQ(read_golden(type), Golden(images.begin(), images.end())) << type.name;
         count += images.size();
     }
-    // 43 records and 7 enumerations of one variant, a record of three, and the rest of two; the unions have 17 arms each.
+    // 43 records and 7 enumerations of one variant, a record of three, and the rest of two; the unions have 17 arms
+    // each.
     EXPECT_EQ(count, 43 * 4 + 7 * 4 + 8 + 3 * 6 + 2 * (2 + 2 * 17) + 2 * 6);
 }
 

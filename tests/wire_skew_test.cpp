@@ -45,7 +45,8 @@ Bytes passed_on(const WireType& type, const Bytes& image, const Mode& mode, int 
 }
 
 /// What an image is at the end of a chain: read by the newest build, with the fields that all on the way knew.
-void expect_fields(const WireType& type, const Bytes& image, const Bytes& original, const Specimen& s, const Mode& mode, int variant) {
+void expect_fields(const WireType& type, const Bytes& image, const Bytes& original, const Specimen& s, const Mode& mode,
+                   int variant) {
     TestDomain D(mode);
     D.agree_all(type.top);
     Instance* x = type.create(D, D.set_id());
@@ -131,7 +132,8 @@ TEST_F(Skew, AFutureVariantOfEverything) {
             const Bytes& image = golden.at(s.text());
             std::vector<Parts::Frame> frames = take_apart(type, image).frames;
             // An arm may be agreed below its own highest variant.
-            std::erase_if(frames, [&](const Parts::Frame& f) { return static_cast<std::int8_t>(image[f.start]) < f.top; });
+            std::erase_if(frames,
+                          [&](const Parts::Frame& f) { return static_cast<std::int8_t>(image[f.start]) < f.top; });
             const Bytes future = from_the_future(image, frames);
             const auto jumps = static_cast<std::size_t>(
                 std::ranges::count_if(frames, [](const Parts::Frame& f) { return f.jump != 0; }));
@@ -148,10 +150,16 @@ TEST_F(Skew, JumpWordsThatLie) {
     const WireType& type = wire_type("orlan_ial_svm_preauthacl_data");
     const Bytes image = read_golden(type).at("orlan_ial_svm_preauthacl_data, variant 0, untracked");
     ASSERT_EQ(image.size(), 10u);
-    for (const auto& [jump, offset] : {std::pair{0u, 10u}, {4u, 10u}, {8u, 10u}, {9u, 11u}, {0x7FFFFFF0u, 0x7FFFFFF2u},
-                                       {0x80000000u, 10u}, {0xFFFFFFFFu, 10u}}) {
+    for (const auto& [jump, offset] : {std::pair{0u, 10u},
+                                       {4u, 10u},
+                                       {8u, 10u},
+                                       {9u, 11u},
+                                       {0x7FFFFFF0u, 0x7FFFFFF2u},
+                                       {0x80000000u, 10u},
+                                       {0xFFFFFFFFu, 10u}}) {
         Bytes lying = image;
-        for (std::size_t byte = 0; byte < 4; ++byte) lying[2 + byte] = static_cast<std::uint8_t>(jump >> (24 - 8 * byte));
+        for (std::size_t byte = 0; byte < 4; ++byte)
+            lying[2 + byte] = static_cast<std::uint8_t>(jump >> (24 - 8 * byte));
         TestDomain D;
         Instance* x = type.create(D, D.set_id());
         Traces traces;

@@ -34,8 +34,8 @@ protected:
         return reinterpret_cast<Instance*>(x);
     }
     template <class Object>
-    static void set_text(TestDomain& D, void (*set)(zur_domain*, std::uint32_t, Object*, const char*, std::uint32_t,
-                                                    std::uint32_t*),
+    static void set_text(TestDomain& D,
+                         void (*set)(zur_domain*, std::uint32_t, Object*, const char*, std::uint32_t, std::uint32_t*),
                          Object* x, const char* text) {
         exported(set)(D, D.set_id(), x, text, static_cast<std::uint32_t>(std::strlen(text)), &D.st);
     }
@@ -45,9 +45,9 @@ protected:
         EXPECT_EQ(D.st, 0u);
         EXPECT_EQ(marshalled(type, D, instance(x)), image);
         Instance* copy = type.create(D, D.set_id());
-        EXPECT_EQ(exported(orlan_ial_svm_epm_data_unmarshal)(
-                      D, D.set_id(), image.data(), reinterpret_cast<orlan_ial_svm_epm_data*>(copy),
-                      static_cast<std::int32_t>(image.size()), 0, &D.st),
+        EXPECT_EQ(exported(orlan_ial_svm_epm_data_unmarshal)(D, D.set_id(), image.data(),
+                                                             reinterpret_cast<orlan_ial_svm_epm_data*>(copy),
+                                                             static_cast<std::int32_t>(image.size()), 0, &D.st),
                   image.size());
         EXPECT_EQ(marshalled(type, D, copy), image);
         type.destroy(D, D.set_id(), copy);
@@ -66,11 +66,12 @@ protected:
     }
 };
 
-const Bytes vlan_group_untracked = {0, 0, 0, 0, 0, 31, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0,  0,
-                                    10, 0, 0, 0, 20, 0, 0, 0, 2, 0, 0, 0, 3, 'a', 'b', 'c'};
-// Every flag is 2, as the setters left them; those of the elements are told from the whole flag by a value of their own.
-const Bytes vlan_group_tracked = {0, 8, 0, 0, 0, 37, 0, 0, 0, 1, 2, 0, 0, 0, 2,   0,   0,   0,  10, 0,
-                                  0, 0, 20, 2, 7, 9, 0, 0, 0, 2, 2, 0, 0, 0, 3, 'a', 'b', 'c', 2};
+const Bytes vlan_group_untracked = {0,  0, 0, 0, 0,  31, 0, 0, 0, 1, 0, 0, 0, 2,   0,   0,  0,
+                                    10, 0, 0, 0, 20, 0,  0, 0, 2, 0, 0, 0, 3, 'a', 'b', 'c'};
+// Every flag is 2, as the setters left them; those of the elements are told from the whole flag by a value of their
+// own.
+const Bytes vlan_group_tracked = {0, 8, 0,  0, 0, 37, 0, 0, 0, 1, 2, 0, 0, 0, 2, 0,   0,   0,   10, 0,
+                                  0, 0, 20, 2, 7, 9,  0, 0, 0, 2, 2, 0, 0, 0, 3, 'a', 'b', 'c', 2};
 
 TEST_F(Wire, AVlanGroup) {
     const WireType& type = wire_type("orlan_ial_vlan_group_info");
@@ -124,7 +125,7 @@ TEST_F(Wire, AMessageWithAnEntryOfAList) {
                          1, 0, 0, 0, 1,     // tag 1, in the highest variant of its type
                          2, 0, 0, 0, 0, 53, // entry of variant 2
                          0, 0, 0, 3, 0, 0, 0, 2, "web", "p1", 0, 0, 0, 10, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, //
-                         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                                                  //
+                         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                                                   //
                          0, 0, 0, 0, 10, 0, 0, 1));
 }
 
@@ -214,16 +215,15 @@ TEST_F(Wire, VariantsThatThePeerDoesNotSpeak) {
         std::vector<const void*> jumps;
         std::uint32_t used = 0;
         {
-            const auto variant = REPLACE(_zur_instance_variant_marshal,
-                                         [&](auto*, auto, auto*, const std::int8_t* v, auto, auto*) {
-                                             variants.push_back(*v);
-                                             return 1u;
-                                         });
-            const auto jump = REPLACE(_zur_variant_jump_marshal,
-                                      [&](auto*, auto, void* place, auto*, auto, auto*) {
-                                          jumps.push_back(place);
-                                          return 4u;
-                                      });
+            const auto variant =
+                REPLACE(_zur_instance_variant_marshal, [&](auto*, auto, auto*, const std::int8_t* v, auto, auto*) {
+                    variants.push_back(*v);
+                    return 1u;
+                });
+            const auto jump = REPLACE(_zur_variant_jump_marshal, [&](auto*, auto, void* place, auto*, auto, auto*) {
+                jumps.push_back(place);
+                return 4u;
+            });
             used = type.marshal(D, D.set_id(), buffer.data(), x, 200, &D.st);
         }
         EXPECT_EQ(D.st, 43u);
@@ -283,9 +283,9 @@ std::uint32_t empty_length(const Record& r) {
         case Kind::list: length += 4; break;
         case Kind::embedded: length += empty_length(*f.record); break;
         case Kind::object:
-            length += type == "zur_mac_addr"                ? 6
-                      : type == "ip_address"                ? 1
-                      : type == "sess_mgr_authorize_result" ? 4
+            length += type == "zur_mac_addr"                            ? 6
+                      : type == "ip_address"                            ? 1
+                      : type == "sess_mgr_authorize_result"             ? 4
                       : type == "zur_vstring" || type == "kesh_bytestr" ? 4
                                                                         : 8;
             break;
@@ -355,15 +355,19 @@ TEST_F(Wire, WhichFieldIdsAreValid) {
         const char* type;
         std::vector<std::uint32_t> ends; ///< the first id that a variant does not have
     };
-    const Row rows[] = {{"orlan_ial_svm_acl_data", {8, 12, 15}},      {"orlan_ial_svm_bm_data", {9, 11}},
-                        {"orlan_ial_svm_epm_data", {9, 11}},          {"orlan_ial_in_svm_epm_data", {9, 11}},
-                        {"auth_mgr_linksec_start_info", {7, 9}},      {"auth_mgr_linksec_event", {3, 6}},
-                        {"webauth_watch_list", {1}},                  {"rcl_client_vlan_t", {6}},
+    const Row rows[] = {{"orlan_ial_svm_acl_data", {8, 12, 15}},
+                        {"orlan_ial_svm_bm_data", {9, 11}},
+                        {"orlan_ial_svm_epm_data", {9, 11}},
+                        {"orlan_ial_in_svm_epm_data", {9, 11}},
+                        {"auth_mgr_linksec_start_info", {7, 9}},
+                        {"auth_mgr_linksec_event", {3, 6}},
+                        {"webauth_watch_list", {1}},
+                        {"rcl_client_vlan_t", {6}},
                         {"orlan_ial_vlan_group_info", {6}}};
     for (const Row& row : rows) {
         const WireType& type = wire_type(row.type);
-        const auto is_valid = operation<std::uint32_t(zur_domain*, Instance*, std::uint32_t, std::uint32_t)>(
-            type.name, "is_valid_cr");
+        const auto is_valid =
+            operation<std::uint32_t(zur_domain*, Instance*, std::uint32_t, std::uint32_t)>(type.name, "is_valid_cr");
         const int top = static_cast<int>(row.ends.size()) - 1;
         TestDomain D;
         Instance* x = type.create(D, D.set_id());

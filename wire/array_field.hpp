@@ -136,6 +136,7 @@ template <const Record& R, std::size_t I>
     constexpr const Record& element = *R.fields[I].record;
     auto** storage = field<R, I, void*>(x);
     const std::uint32_t count = present_length<R, I>(x);
+    if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
     if (*storage != nullptr && (in.reuse != 0 || count == 0))
         lifecycle::destroy_elements<element>(in.D, in.S, *storage, former);
     if (count == 0) {
@@ -165,6 +166,7 @@ template <const Record& R, std::size_t I>
     constexpr const Field& f = R.fields[I];
     auto** storage = field<R, I, void*>(x);
     const std::uint32_t count = present_length<R, I>(x);
+    if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
     if (count == 0) {
         drop(in.D, in.S, storage, x);
         return true;
