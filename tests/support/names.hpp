@@ -77,7 +77,6 @@ private:
     const zur_domain* domain_;
     std::uint32_t set_id_;
     std::map<std::uintptr_t, Block> blocks_;
-    std::vector<const zur_type_info*> own_types_;
     std::vector<const zur_type_info*> copies_;
 };
 

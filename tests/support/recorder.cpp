@@ -39,6 +39,16 @@ std::string plain_symbol(const std::string& symbol) {
     return symbol;
 }
 
+const std::vector<const zur_type_info*>& own_types() {
+    static const std::vector<const zur_type_info*> all = [] {
+        std::vector<const zur_type_info*> list;
+        for (const Record* r : catalogue::all_records) list.push_back(type_info_of(*r));
+        for (const Enum* e : catalogue::all_enums) list.push_back(type_info_of(*e));
+        return list;
+    }();
+    return all;
+}
+
 /// A counter of one of the type's variants; empty for any other address.
 std::string counter(const zur_type_info* type, const void* address) {
     for (int v = 0; type != nullptr && v < type->variant_table->count; ++v) {
@@ -53,8 +63,6 @@ std::string counter(const zur_type_info* type, const void* address) {
 } // namespace
 
 Names::Names(TestDomain& domain) : domain_(domain), set_id_(domain.set_id()) {
-    for (const Record* r : catalogue::all_records) own_types_.push_back(type_info_of(*r));
-    for (const Enum* e : catalogue::all_enums) own_types_.push_back(type_info_of(*e));
     const zur_domain* D = domain;
     add(&D->variant_context, sizeof D->variant_context, "D.variant_context");
     add(&D->last_error, sizeof D->last_error, "D.last_error");
@@ -88,7 +96,7 @@ std::string Names::of(const void* address) const {
         const auto& [start, block] = *std::prev(blocks_.upper_bound(place));
         return place == start ? block.name : block.name + "+" + std::to_string(place - start);
     }
-    for (const zur_type_info* type : own_types_)
+    for (const zur_type_info* type : own_types())
         if (const std::string name = counter(type, address); !name.empty()) return name;
     for (const zur_type_info* copy : copies_)
         if (const std::string name = counter(copy, address); !name.empty()) return "copy of " + name;
