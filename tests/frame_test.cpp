@@ -2,6 +2,7 @@
 // the usage report, and the reference and luid operations that every type has. How the library is loaded and what its
 // file holds is tested in library_test.cpp and sections_test.cpp.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/imports.hpp"
 #include "support/types.hpp"
 
@@ -332,9 +333,7 @@ TEST_F(Frame, LuidAndVariantAreAskedOfTheRuntime) {
         using Adjust = std::int32_t(zur_domain*, std::uint32_t, void*, std::uint32_t*);
         const auto adjust = operation<Adjust>(t.name, "adjust_variant");
         D.st = 90; // handed on, and not looked at
-        EXPECT_EQ((operation<std::uint32_t(zur_domain*, std::uint32_t, void*, std::uint32_t*)>(t.name, "get_luid")(
-                      D, D.set_id(), x, &D.st)),
-                  0xC0FFEEu);
+        EXPECT_EQ((whole<std::uint32_t>(D, t.name, "get_luid", x)), 0xC0FFEEu);
         EXPECT_EQ(adjust(D, D.set_id(), x, &D.st), -7);
         EXPECT_EQ(adjust(D, D.set_id(), nullptr, &D.st), -7);
         const std::string top = std::to_string(t.used.size() - 1);

@@ -3,6 +3,7 @@
 // embedding and the places of nested state flags. The flags themselves are tested in tracking_test.cpp, traces and the
 // ends of the process in traces_test.cpp.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/fill.hpp"
 #include "support/imports.hpp"
 #include "support/types.hpp"
@@ -314,8 +315,7 @@ TEST_F(Lifecycle, EveryArmIsDestroyed) {
         TestDomain D;
         Instance* message = create(r->name, D);
         for (std::size_t i = 1; i < r->count; ++i)
-            operation<void(zur_domain*, std::uint32_t, Instance*, Instance*, std::uint32_t*)>(*r, r->fields[i], "set")(
-                D, D.set_id(), message, create(r->fields[i].record->name, D), &D.st);
+            call(D, *r, r->fields[i], "set", message, create(r->fields[i].record->name, D));
         EXPECT_EQ(heap().blocks().size(), r->count);
         destroy(r->name, D, message);
         EXPECT_EQ(heap().blocks().size(), 0u);
@@ -359,8 +359,7 @@ TEST_F(Lifecycle, InitializeHonoursItsArguments) {
                     EXPECT_EQ(counters(D, t, t.used.size() - 1).created, before.created + (is_counted && !t.is_enum));
                     if (is_flagged) {
                         zurlib_update_sttr_offset(D, D.set_id(), x, 800);
-                        operation<void(zur_domain*, std::uint32_t, Instance*, void*, std::uint32_t*)>(
-                            t.name, "offset_update")(D, D.set_id(), x, block, &D.st);
+                        whole(D, t.name, "offset_update", x, block);
                     }
                     destroy_internal(D, D.set_id(), x, 0);
                     EXPECT_EQ(counters(D, t, t.used.size() - 1).destroyed, before.destroyed + !t.is_enum);
@@ -607,11 +606,9 @@ TEST_F(Lifecycle, PlacesOfNestedFlagsAreToldInOrder) {
         Instance* x = create(t.name, D);
         Recorder recorder(D);
         recorder.name(x, t.tracked, "x");
-        operation<void(zur_domain*, std::uint32_t, Instance*, void*, std::uint32_t*)>(t.name, "offset_update")(
-            D, D.set_id(), x, reinterpret_cast<char*>(x) + t.size, &D.st);
+        whole(D, t.name, "offset_update", x, reinterpret_cast<char*>(x) + t.size);
         EXPECT_EQ(recorder.take(), is_real ? lines(known->update) : "");
-        operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t*)>(t.name, "offset_remove")(D, D.set_id(),
-                                                                                                        x, &D.st);
+        whole(D, t.name, "offset_remove", x);
         EXPECT_EQ(recorder.take(), is_real ? lines(known->remove) : "");
         destroy(t.name, D, x);
     }

@@ -1,6 +1,7 @@
 // The ends of the process, each with its trace from an entry of the type that it belongs to, and the traces that no
 // test of an operation meets on its way.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/imports.hpp"
 #include "support/types.hpp"
 
@@ -105,8 +106,7 @@ TEST_F(Deaths, DamagedHandle) {
         };
         const std::uint32_t S = D.set_id();
         std::uint32_t* const st = &D.st;
-        for (const char* name : {"create", "create_internal"})
-            dies(name, [&] { operation<Instance*(zur_domain*, std::uint32_t)>(type, name)(D, S); });
+        for (const char* name : {"create", "create_internal"}) dies(name, [&] { bare<Instance*>(D, type, name); });
         dies("create_cr", [&] { operation<Instance*(zur_domain*)>(type, "create_cr")(D); });
         dies("sizeof", [&] { operation<std::uint32_t(zur_domain*)>(type, "sizeof")(D); });
         dies("sizeof_internal", [&] {
@@ -114,38 +114,23 @@ TEST_F(Deaths, DamagedHandle) {
                 type, "sizeof_internal")(D, x, 0, 0);
         });
         dies("initialize", [&] {
-            operation<void*(zur_domain*, std::uint32_t, void*, const zur_type_info*, std::uint32_t, std::uint32_t,
-                            std::uint32_t, void*, std::uint32_t*)>(type, "initialize")(D, S, buffer, type_info_of(type),
-                                                                                       0, 1, 0, nullptr, st);
+            whole<void*>(D, type, "initialize", buffer, type_info_of(type), 0u, 1u, 0u, static_cast<void*>(nullptr));
         });
         dies("destroy", [&] { destroy(type, D, x); });
-        dies("set", [&] {
-            operation<void(zur_domain*, std::uint32_t, Instance*, Instance*, std::uint32_t*)>(type, "set")(D, S, x, y,
-                                                                                                           st);
-        });
+        dies("set", [&] { whole(D, type, "set", x, y); });
         for (const char* name : {"marshal", "marshal_for_clone"})
             dies(name, [&] { operation<Marshal>(type, name)(D, S, buffer, x, 1600, st); });
-        dies("unmarshal", [&] {
-            operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                                    std::uint32_t*)>(type, "unmarshal")(D, S, buffer, x,
-                                                                        static_cast<std::int32_t>(written), 0, st);
-        });
+        dies("unmarshal",
+             [&] { whole<std::uint32_t>(D, type, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 0u); });
         // The length of a record with a nested one is stopped there.
         if (!r->any([](const Field& f) { return f.kind == Kind::embedded; }))
-            dies("len",
-                 [&] { operation<std::uint32_t(zur_domain*, std::uint32_t, const Instance*)>(type, "len")(D, S, x); });
+            dies("len", [&] { bare<std::uint32_t>(D, type, "len", x); });
         for (std::size_t i = 0; i < r->count; ++i) {
             const Field& f = r->fields[i];
             if (!f.is_tracked()) continue;
             const std::string kind = f.has_element_flags() ? "state_flag_whole_" : "state_flag_";
-            dies(f.name + ("_" + kind) + "get", [&] {
-                operation<std::uint8_t(zur_domain*, std::uint32_t, Instance*, std::uint32_t*)>(*r, f, kind + "get")(
-                    D, S, x, st);
-            });
-            dies(f.name + ("_" + kind) + "set", [&] {
-                operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t*)>(
-                    *r, f, kind + "set")(D, S, x, 1, st);
-            });
+            dies(f.name + ("_" + kind) + "get", [&] { call<std::uint8_t>(D, *r, f, kind + "get", x); });
+            dies(f.name + ("_" + kind) + "set", [&] { call(D, *r, f, kind + "set", x, 1u); });
         }
         for (Instance* instance : {x, y}) destroy(type, D, instance);
     }
@@ -188,14 +173,11 @@ TEST_F(Deaths, TrackedStreamIntoAnUntrackedInstance) {
         Instance* x = create(t.name, D);
         unsigned char buffer[1600];
         const std::uint32_t written =
-            operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)>(
-                t.name, "marshal")(D, D.set_id(), buffer, x, sizeof buffer, &D.st);
+            whole<std::uint32_t>(D, t.name, "marshal", buffer, x, std::int32_t{sizeof buffer});
         D.st = 0;
         expect_death(t.name, " ZUR handle and object state tracking mis-match", [&] {
             x->flags = 0;
-            operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                                    std::uint32_t*)>(t.name, "unmarshal")(D, D.set_id(), buffer, x,
-                                                                          static_cast<std::int32_t>(written), 0, &D.st);
+            whole<std::uint32_t>(D, t.name, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 0u);
         });
         destroy(t.name, D, x);
     }
@@ -239,11 +221,7 @@ TEST_F(Deaths, StoreThatRefusesALink) {
         {"destroy of the owner", owner, 3, [&] { destroy(owner, D, x); }},
         {"set", owner, 9, [&] { operation<Attach>(owner, "set")(D, S, other, x, &D.st); }},
         {"unmarshal", owner, 3,
-         [&] {
-             operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                                     std::uint32_t*)>(owner, "unmarshal")(D, S, buffer, x,
-                                                                          static_cast<std::int32_t>(written), 1, &D.st);
-         }},
+         [&] { whole<std::uint32_t>(D, owner, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 1u); }},
     };
     for (const auto& c : cases) {
         std::set<std::uint32_t> entries;
@@ -272,19 +250,15 @@ TEST_F(Deaths, ElementThatCannotBeRead) {
     Traces traces;
     Instance* x = create("rcl_client_acl_t", D);
     Instance* element = create("epm_client_acl_feat_ctx", D);
-    operation<void(zur_domain*, std::uint32_t, Instance*, Instance*, std::uint32_t*)>(
-        "rcl_client_acl_t", "bm_feat_ctx_list", "set_last")(D, D.set_id(), x, element, &D.st);
+    call(D, "rcl_client_acl_t", "bm_feat_ctx_list", "set_last", x, element);
     unsigned char buffer[400];
     const std::uint32_t written =
-        operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)>(
-            "rcl_client_acl_t", "marshal")(D, D.set_id(), buffer, x, sizeof buffer, &D.st);
+        whole<std::uint32_t>(D, "rcl_client_acl_t", "marshal", buffer, x, std::int32_t{sizeof buffer});
     const auto failure = REPLACE(u_int16_unmarshal, [](auto*, auto, auto*, auto*, auto, auto, std::uint32_t* st) {
         *st = 5;
         return 0u;
     });
-    operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                            std::uint32_t*)>("rcl_client_acl_t", "unmarshal")(
-        D, D.set_id(), buffer, x, static_cast<std::int32_t>(written), 1, &D.st);
+    whole<std::uint32_t>(D, "rcl_client_acl_t", "unmarshal", buffer, x, static_cast<std::int32_t>(written), 1u);
     const std::string all = traces.take();
     const std::string told = std::string("3 \" Error ") + std::strerror(5) + " while unmarshalling list element\"\n";
     EXPECT_NE(all.find(told), std::string::npos) << all;

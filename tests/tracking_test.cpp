@@ -1,6 +1,7 @@
 // State flags as bytes: where each lies, in every record, nested ones in the outermost record's block, in older layouts
 // and in blocks that the runtime has moved; what a flag write announces; and all flags at once.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/types.hpp"
 
 #include <cstring>
@@ -146,9 +147,7 @@ TEST_F(Tracking, MovedBlockIsFoundThroughTheRuntime) {
         std::vector<std::uint64_t> memory(1000);
         auto* x = reinterpret_cast<Instance*>(memory.data());
         const auto* block = reinterpret_cast<const unsigned char*>(&memory[500]);
-        operation<void*(zur_domain*, std::uint32_t, Instance*, const zur_type_info*, std::uint32_t, std::uint32_t,
-                        std::uint32_t, void*, std::uint32_t*)>(t.name, "initialize")(
-            D, D.set_id(), x, type_info_of(t.name), 0, 0, 0, nullptr, &D.st);
+        whole<void*>(D, t.name, "initialize", x, type_info_of(t.name), 0u, 0u, 0u, static_cast<void*>(nullptr));
         zurlib_update_sttr_offset(D, D.set_id(), x, 4000);
         Recorder recorder(D);
         recorder.name(x, 4000, "x");
@@ -161,8 +160,7 @@ TEST_F(Tracking, MovedBlockIsFoundThroughTheRuntime) {
         EXPECT_EQ(block[0], 0xFE);
         EXPECT_EQ(operation<GetFlag>(*r, r->fields[0], "state_flag_get")(D, D.set_id(), x, &D.st), 0xFE);
         EXPECT_EQ(recorder.take(), "zurlib_get_sttr_offset(S, x)\n");
-        operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t)>(t.name, "destroy_internal")(D, D.set_id(),
-                                                                                                          x, 0);
+        bare(D, t.name, "destroy_internal", x, 0u);
     }
 }
 

@@ -1,6 +1,8 @@
 // One pass over a record's fields serves filling and checking, so that both draw the same values.
 #include "support/fill.hpp"
 
+#include "support/calls.hpp"
+
 #include <platform/values.h>
 
 #include <array>
@@ -11,9 +13,6 @@ namespace epm::test {
 
 namespace {
 
-using Domain = zur_domain;
-using Set = std::uint32_t;
-using Status = std::uint32_t;
 using Bytes = std::vector<std::uint8_t>;
 
 } // namespace
@@ -48,9 +47,7 @@ void Fill::union_record(const Record& r, Instance* x) {
     value<std::uint32_t>(r, r.fields[0], x, chosen.tag);
     for (const Field* other : arms)
         if (other != &chosen)
-            expect(r, *other,
-                   operation<Instance*(Domain*, Set, Instance*, Status*)>(r, *other, "get")(D_, D_.set_id(), x, &D_.st),
-                   static_cast<Instance*>(nullptr));
+            expect(r, *other, call<Instance*>(D_, r, *other, "get", x), static_cast<Instance*>(nullptr));
 }
 
 void Fill::field(const Record& r, const Field& f, Instance* x) {
@@ -87,10 +84,9 @@ void Fill::expect(const Record& r, const Field& f, const T& found, const T& want
 template <class T>
 void Fill::value(const Record& r, const Field& f, Instance* x, T wanted) {
     if (is_filling_)
-        operation<void(Domain*, Set, Instance*, T, Status*)>(r, f, "set_value")(D_, D_.set_id(), x, wanted, &D_.st);
+        call(D_, r, f, "set_value", x, wanted);
     else
-        expect(r, f, operation<T(Domain*, Set, Instance*, Status*)>(r, f, "get_value")(D_, D_.set_id(), x, &D_.st),
-               wanted);
+        expect(r, f, call<T>(D_, r, f, "get_value", x), wanted);
 }
 
 void Fill::value(const Record& r, const Field& f, Instance* x) {
@@ -127,14 +123,12 @@ void Fill::expect_length(const Record& r, const Field& f, Instance* x, std::size
 void Fill::text(const Record& r, const Field& f, Instance* x) {
     const std::string wanted = words(3 + (seed_ + 5 * drawn_) % 40);
     if (is_filling_) {
-        operation<void(Domain*, Set, Instance*, const char*, std::uint32_t, Status*)>(r, f, "set")(
-            D_, D_.set_id(), x, wanted.data(), static_cast<std::uint32_t>(wanted.size()), &D_.st);
+        call(D_, r, f, "set", x, wanted.data(), static_cast<std::uint32_t>(wanted.size()));
         return;
     }
     expect_length(r, f, x, wanted.size());
     std::vector<char> found(wanted.size() + 1, 'X');
-    operation<void(Domain*, Set, Instance*, char*, std::uint32_t, Status*)>(r, f, "get")(
-        D_, D_.set_id(), x, found.data(), static_cast<std::uint32_t>(found.size()), &D_.st);
+    call(D_, r, f, "get", x, found.data(), static_cast<std::uint32_t>(found.size()));
     expect(r, f, std::string(found.data(), found.size() - 1), wanted);
     expect(r, f, found.back(), '\0');
 }
@@ -142,13 +136,11 @@ void Fill::text(const Record& r, const Field& f, Instance* x) {
 void Fill::characters(const Record& r, const Field& f, Instance* x) {
     const std::string wanted = words(f.capacity - (choose() ? 0u : 1u));
     if (is_filling_) {
-        operation<void(Domain*, Set, Instance*, const char*, std::int32_t, Status*)>(r, f, "set")(
-            D_, D_.set_id(), x, wanted.data(), static_cast<std::int32_t>(wanted.size()), &D_.st);
+        call(D_, r, f, "set", x, wanted.data(), static_cast<std::int32_t>(wanted.size()));
         return;
     }
     std::vector<char> found(f.capacity + 1u, 'X');
-    operation<void(Domain*, Set, Instance*, char*, std::uint32_t, Status*)>(r, f, "get")(
-        D_, D_.set_id(), x, found.data(), f.capacity + 1u, &D_.st);
+    call(D_, r, f, "get", x, found.data(), f.capacity + 1u);
     expect(r, f, std::string(found.data(), strnlen(found.data(), found.size())), wanted);
 }
 
@@ -156,20 +148,15 @@ void Fill::numbers(const Record& r, const Field& f, Instance* x) {
     std::vector<std::uint32_t> wanted(3 + seed_ % 3);
     for (std::uint32_t& number : wanted) number = 0x1000000u * (1 + seed_ % 200) + draw();
     if (is_filling_ && choose()) {
-        operation<void(Domain*, Set, Instance*, const std::uint32_t*, std::uint32_t, Status*)>(r, f, "set_mem")(
-            D_, D_.set_id(), x, wanted.data(), static_cast<std::uint32_t>(wanted.size()), &D_.st);
+        call(D_, r, f, "set_mem", x, wanted.data(), static_cast<std::uint32_t>(wanted.size()));
         return;
     }
     if (!is_filling_) expect_length(r, f, x, wanted.size());
     for (std::uint32_t i = 0; i < wanted.size(); ++i)
         if (is_filling_)
-            operation<void(Domain*, Set, Instance*, std::uint32_t, std::uint32_t, Status*)>(r, f, "set_value")(
-                D_, D_.set_id(), x, i, wanted[i], &D_.st);
+            call(D_, r, f, "set_value", x, i, wanted[i]);
         else
-            expect(r, f,
-                   operation<std::uint32_t(Domain*, Set, Instance*, std::uint32_t, Status*)>(r, f, "get_value")(
-                       D_, D_.set_id(), x, i, &D_.st),
-                   wanted[i]);
+            expect(r, f, call<std::uint32_t>(D_, r, f, "get_value", x, i), wanted[i]);
 }
 
 void Fill::run_of_bytes(const Record& r, const Field& f, Instance* x) {
@@ -177,16 +164,12 @@ void Fill::run_of_bytes(const Record& r, const Field& f, Instance* x) {
     for (std::size_t i = 0; i < wanted.size(); ++i) wanted[i] = static_cast<std::uint8_t>(7 * i + seed_ + drawn_);
     draw();
     if (is_filling_ && choose()) {
-        for (std::uint32_t i = 0; i < wanted.size(); ++i)
-            operation<void(Domain*, Set, Instance*, std::uint32_t, std::uint8_t, Status*)>(r, f, "set_value")(
-                D_, D_.set_id(), x, i, wanted[i], &D_.st);
+        for (std::uint32_t i = 0; i < wanted.size(); ++i) call(D_, r, f, "set_value", x, i, wanted[i]);
     } else if (is_filling_) {
-        operation<void(Domain*, Set, Instance*, const std::uint8_t*, std::int32_t, Status*)>(r, f, "set_mem")(
-            D_, D_.set_id(), x, wanted.data(), f.capacity, &D_.st);
+        call(D_, r, f, "set_mem", x, wanted.data(), std::int32_t{f.capacity});
     } else {
         Bytes found(f.capacity);
-        operation<void(Domain*, Set, Instance*, std::uint8_t*, std::int32_t, Status*)>(r, f, "get_mem")(
-            D_, D_.set_id(), x, found.data(), f.capacity, &D_.st);
+        call(D_, r, f, "get_mem", x, found.data(), std::int32_t{f.capacity});
         expect(r, f, found, wanted);
     }
 }
@@ -196,14 +179,13 @@ void Fill::run_of_bytes(const Record& r, const Field& f, Instance* x) {
 template <class Object, class Write, class Read>
 void Fill::object(const Record& r, const Field& f, Instance* x, Write write, Read read) {
     if (!is_filling_) {
-        const auto get = operation<Object*(Domain*, Set, Instance*, Status*)>(r, f, "get");
-        const auto* found = get(D_, D_.set_id(), x, &D_.st);
+        const auto* found = call<Object*>(D_, r, f, "get", x);
         if (found == nullptr) return expect(r, f, false, true);
         return read(found);
     }
     Object source{};
     write(&source);
-    operation<void(Domain*, Set, Instance*, Object*, Status*)>(r, f, "set")(D_, D_.set_id(), x, &source, &D_.st);
+    call(D_, r, f, "set", x, &source);
 }
 
 void Fill::object(const Record& r, const Field& f, Instance* x) {
@@ -302,11 +284,11 @@ void Fill::object(const Record& r, const Field& f, Instance* x) {
 // ---- records in records ----
 
 Instance* Fill::create(const Record& r) {
-    return operation<Instance*(Domain*, Set)>(r, "create")(D_, D_.set_id());
+    return bare<Instance*>(D_, r, "create");
 }
 
 void Fill::destroy(const Record& r, Instance* x) {
-    operation<void(Domain*, Set, Instance*)>(r, "destroy")(D_, D_.set_id(), x);
+    bare(D_, r, "destroy", x);
 }
 
 Instance* Fill::filled(const Record& r) {
@@ -319,13 +301,12 @@ Instance* Fill::filled(const Record& r) {
 }
 
 void Fill::embedded(const Record& r, const Field& f, Instance* x) {
-    const auto get = operation<Instance*(Domain*, Set, Instance*, Status*)>(r, f, "get");
-    Instance* nested = get(D_, D_.set_id(), x, &D_.st);
+    auto* nested = call<Instance*>(D_, r, f, "get", x);
     if (nested == nullptr) return expect(r, f, false, true);
     if (!is_filling_ || !choose()) return record(*f.record, nested);
     Instance* source = filled(*f.record);
     if (source == nullptr) return;
-    operation<void(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "set")(D_, D_.set_id(), x, source, &D_.st);
+    call(D_, r, f, "set", x, source);
     destroy(*f.record, source);
 }
 
@@ -333,10 +314,10 @@ void Fill::arm(const Record& r, const Field& f, Instance* x) {
     if (is_filling_) {
         Instance* value = filled(*f.record);
         if (value == nullptr) return;
-        operation<void(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "set")(D_, D_.set_id(), x, value, &D_.st);
+        call(D_, r, f, "set", x, value);
         return;
     }
-    Instance* held = operation<Instance*(Domain*, Set, Instance*, Status*)>(r, f, "get")(D_, D_.set_id(), x, &D_.st);
+    Instance* held = call<Instance*>(D_, r, f, "get", x);
     if (held == nullptr) return expect(r, f, false, true);
     record(*f.record, held);
 }
@@ -349,12 +330,10 @@ void Fill::records(const Record& r, const Field& f, Instance* x) {
             const std::uint32_t is_move = (seed_ + i) % 2;
             Instance* source = filled(*f.record);
             if (source == nullptr) return;
-            operation<void(Domain*, Set, Instance*, std::uint32_t, Instance*, std::uint32_t, Status*)>(r, f, "set")(
-                D_, D_.set_id(), x, i, source, is_move, &D_.st);
+            call(D_, r, f, "set", x, i, source, is_move);
             destroy(*f.record, source);
         } else {
-            const auto get = operation<Instance*(Domain*, Set, Instance*, std::uint32_t, Status*)>(r, f, "get");
-            Instance* element = get(D_, D_.set_id(), x, i, &D_.st);
+            auto* element = call<Instance*>(D_, r, f, "get", x, i);
             if (element == nullptr) return expect(r, f, false, true);
             record(*f.record, element);
         }
@@ -362,24 +341,20 @@ void Fill::records(const Record& r, const Field& f, Instance* x) {
 }
 
 void Fill::list(const Record& r, const Field& f, Instance* x) {
-    using Attach = void(Domain*, Set, Instance*, Instance*, Status*);
     const bool is_reversed = choose();
     if (is_filling_) {
         for (const char* attach : {"set_last", is_reversed ? "set_first" : "set_last"})
-            if (Instance* element = filled(*f.record); element != nullptr)
-                operation<Attach>(r, f, attach)(D_, D_.set_id(), x, element, &D_.st);
+            if (Instance* element = filled(*f.record); element != nullptr) call(D_, r, f, attach, x, element);
         return;
     }
-    expect(r, f,
-           operation<std::uint32_t(Domain*, Set, Instance*, Status*)>(r, f, "get_count")(D_, D_.set_id(), x, &D_.st),
-           2u);
+    expect(r, f, call<std::uint32_t>(D_, r, f, "get_count", x), 2u);
     Instance* elements[2];
-    elements[0] = operation<Instance*(Domain*, Set, Instance*, Status*)>(r, f, "get_first")(D_, D_.set_id(), x, &D_.st);
+    elements[0] = call<Instance*>(D_, r, f, "get_first", x);
     if (elements[0] == nullptr) return expect(r, f, false, true);
-    const auto next = operation<Instance*(Domain*, Set, Instance*, Instance*, Status*)>(r, f, "get_next");
-    elements[1] = next(D_, D_.set_id(), x, elements[0], &D_.st);
+    const auto next = [&](Instance* element) { return call<Instance*>(D_, r, f, "get_next", x, element); };
+    elements[1] = next(elements[0]);
     if (elements[1] == nullptr) return expect(r, f, false, true);
-    expect(r, f, next(D_, D_.set_id(), x, elements[1], &D_.st), static_cast<Instance*>(nullptr));
+    expect(r, f, next(elements[1]), static_cast<Instance*>(nullptr));
     if (is_reversed) std::swap(elements[0], elements[1]);
     for (Instance* element : elements) record(*f.record, element);
 }
