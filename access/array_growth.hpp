@@ -17,7 +17,8 @@ void tell_reallocation() {
     reallocation_is_told<R> = true;
 }
 
-/// Takes new, zeroed storage into use and hands the former one back. Null: the Domain refuses memory.
+/// Takes new storage into use, which is the caller's to fill, and hands the former one back. Null: the Domain refuses
+/// memory.
 template <const Record& R, std::size_t I>
 void* renew_storage(Domain* D, std::uint32_t S, Instance* x, std::size_t size, void** former, std::uint32_t* st) {
     auto** place = field<R, I, void*>(x);
@@ -28,7 +29,6 @@ void* renew_storage(Domain* D, std::uint32_t S, Instance* x, std::size_t size, v
         return nullptr;
     }
     store(D, S, place, storage, x);
-    std::memset(storage, 0, size);
     return storage;
 }
 

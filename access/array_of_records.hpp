@@ -95,6 +95,8 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     if (storage == nullptr) return false;
     const Buffer elements{storage, count};
     const Buffer former{former_storage, former_storage != nullptr ? former_length : 0};
+    const std::size_t kept = tracking ? 0 : former.count * Buffer::size;
+    std::memset(at(storage, kept), 0, size - kept);
     if (former_storage != nullptr) {
         move_elements(D, S, elements, former, x, tracking, st);
         release(D, S, former_storage);

@@ -18,13 +18,13 @@ bool grow_values(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, b
     if (*field<R, I, void*>(x) != nullptr) tell_reallocation<R, I>();
     const std::uint32_t former_count = *length_of<R, I>(x);
     const std::size_t unit = Codec<*R.fields[I].foreign>::size_of(D);
-    void* former;
+    void* former = nullptr;
     void* storage = renew_storage<R, I>(D, S, x, count * unit, &former, st);
     if (storage == nullptr) return false;
-    if (former != nullptr) {
-        std::memcpy(storage, former, former_count * unit);
-        release(D, S, former);
-    }
+    const std::uint32_t kept = former != nullptr ? former_count : 0;
+    if (kept != 0) std::memcpy(storage, former, kept * unit);
+    std::memset(at(storage, kept * unit), 0, (count - kept) * unit);
+    if (former != nullptr) release(D, S, former);
     store(D, S, length_of<R, I>(x), count, x);
     return grow_element_flags<R, I>(D, S, x, count, former_count, tracking, st);
 }

@@ -7,6 +7,7 @@
 #include "lifecycle/destroy.hpp"
 #include "text/accessors.hpp"
 #include "text/labels.hpp"
+#include "text/output.hpp"
 
 #include <cstdio>
 
@@ -15,29 +16,59 @@ namespace epm::text {
 inline constexpr std::size_t path_length = 256;
 inline constexpr std::size_t scratch_length = 128;
 
-/// What a reader is given, and hands on to those of its fields, with room for one field's path. A path that is too long
-/// is cut, and then leads nowhere, or in a document made for it to the same place for each element.
+/// The paths of what lies under one element, spelled one after the other behind the element's own, which is copied
+/// once. A path that is too long is cut, and then leads nowhere, or in a document made for it to the same place for
+/// each element.
+class Paths {
+public:
+    explicit Paths(const char* path) {
+        while (start_ < longest && path[start_] != 0) {
+            characters_[start_] = path[start_];
+            ++start_;
+        }
+        put(start_, {"/", 1});
+        start_ = end_;
+    }
+    [[gnu::noinline]] const char* spell(CountedText name) {
+        put(start_, name);
+        characters_[end_] = 0;
+        return characters_;
+    }
+    /// Elements count from 1.
+    [[gnu::noinline]] const char* spell(CountedText name, std::uint32_t element) {
+        put(start_, name);
+        put(end_, Subscript(element).text());
+        characters_[end_] = 0;
+        return characters_;
+    }
+    bool is_cut() const { return is_cut_; } ///< whether the last path was too long
+
+private:
+    static constexpr std::uint32_t longest = path_length - 1;
+
+    void put(std::uint32_t place, CountedText text) {
+        const std::uint32_t length = std::min(text.length, longest - place);
+        std::memcpy(characters_ + place, text.characters, length);
+        end_ = place + length;
+        is_cut_ = length < text.length;
+    }
+
+    char characters_[path_length];
+    std::uint32_t start_ = 0; ///< behind the element's path
+    std::uint32_t end_;
+    bool is_cut_;
+};
+
+/// What a reader is given, and hands on to those of its fields.
 struct Reader {
     Domain* D;
     std::uint32_t S;
-    const char* path;
+    Paths& paths;
     zur_xml_document* document;
     std::uint32_t* st;
     char* message;
     std::uint32_t message_size;
-    char* child;  ///< path_length bytes
-    bool* is_cut; ///< whether the last element's path was too long
 
-    const char* spell(const char* format) const {
-        std::snprintf(child, path_length, format, path);
-        return child;
-    }
-    /// Elements count from 1.
-    const char* spell(const char* format, std::uint32_t element) const {
-        const int length = std::snprintf(child, path_length, format, path, static_cast<int>(element));
-        *is_cut = length >= static_cast<int>(path_length);
-        return child;
-    }
     /// The test behind a field: absence is tolerated. False: the reader stops.
     bool goes_on() const {
         if (*st == ZUR_ABSENT) *st = 0;
@@ -48,13 +79,12 @@ struct Reader {
 /// The number of the first enumerator that stands under the path as an element, or `count`: none does, or looking
 /// failed and the error is left.
 [[gnu::noinline]] inline std::uint32_t find_enumerator(Domain* D, const char* path, zur_xml_document* document,
-                                                       const char* const* formats, std::uint32_t count,
-                                                       std::uint32_t* st, char* message, std::uint32_t message_size) {
-    char child[path_length];
+                                                       const CountedText* names, std::uint32_t count, std::uint32_t* st,
+                                                       char* message, std::uint32_t message_size) {
+    Paths paths(path);
     char scratch[scratch_length];
     for (std::uint32_t i = 0; i < count; ++i) {
-        std::snprintf(child, sizeof child, formats[i], path);
-        *st = xml_get_element_value(document, child, scratch, sizeof scratch, nullptr);
+        *st = xml_get_element_value(document, paths.spell(names[i]), scratch, sizeof scratch, nullptr);
         if (*st == 0) return i;
         zur_store_err(D, *st);
         if (*st == 0) return i;
@@ -74,7 +104,7 @@ void from_xml(Domain* D, std::uint32_t /*S*/, const char* path, zur_xml_document
     if (*st != 0) return;
     zur_clear_last_error(D);
     const std::uint32_t found =
-        find_enumerator(D, path, document, enumerator_paths<E>.data(), E.count, st, message, message_size);
+        find_enumerator(D, path, document, enumerator_names<E>.data(), E.count, st, message, message_size);
     if (found < E.count) *at<std::uint32_t>(x, catalogue::header_length) = found;
 }
 
@@ -125,7 +155,7 @@ template <const Record& R, std::size_t I>
 bool read_run(const Reader& in, Instance* x) {
     for (std::uint32_t i = 0; i < R.fields[I].capacity; ++i) {
         void* element = at(field<R, I>(x), i * element_length<R, I>);
-        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i + 1), element);
+        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i + 1), element);
         if (*in.st != 0) return in.goes_on();
     }
     return true;
@@ -138,8 +168,8 @@ bool read_values(const Reader& in, Instance* x) {
     static_assert(std::string_view(R.fields[I].foreign->name) == "u_int32", "there are holders of this type only");
     void* holder = u_int32_create(in.D, in.S);
     for (std::uint32_t i = 1; holder != nullptr; ++i) {
-        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), holder);
-        if (*in.st != 0 || *in.is_cut) {
+        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i), holder);
+        if (*in.st != 0 || in.paths.is_cut()) {
             const bool goes_on = in.goes_on();
             u_int32_destroy(in.D, in.S, holder);
             return goes_on;
@@ -169,8 +199,8 @@ void read_records(const Reader& in, Instance* x) {
     constexpr const Record& element_type = *f.record;
     Instance* element = lifecycle::create<element_type>(in.D, in.S);
     for (std::uint32_t i = 1; element != nullptr; ++i) {
-        read_as<R, I>(in, in.spell(label<R, I, "%s/", "[%d]">.c_str(), i), element);
-        if (*in.st != 0 || *in.is_cut) {
+        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i), element);
+        if (*in.st != 0 || in.paths.is_cut()) {
             in.goes_on();
             lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
             return;
@@ -198,7 +228,7 @@ bool read_arm(const Reader& in, Instance* x) {
         fail(in.D, in.st, ZUR_NO_MEMORY);
         return false;
     }
-    read_as<R, I>(in, in.spell(arm_label<R, I, "%s/", "-">.c_str()), *slot);
+    read_as<R, I>(in, in.paths.spell(counted(arm_label<R, I, "", "-">)), *slot);
     return in.goes_on();
 }
 
@@ -209,10 +239,10 @@ bool read_field(const Reader& in, Instance* x) {
     if constexpr (f.kind == Kind::length) {
         return true;
     } else if constexpr (f.kind == Kind::text) {
-        return read_text(in, in.spell(label<R, I, "%s/">.c_str()), x, &access::set<R, I>);
+        return read_text(in, in.paths.spell(name_of<R, I>), x, &access::set<R, I>);
     } else if constexpr (f.kind == Kind::characters) {
-        null_string_from_xml(in.D, in.S, in.spell(label<R, I, "%s/">.c_str()), in.document, field<R, I, char>(x),
-                             f.capacity, in.st, in.message, in.message_size);
+        null_string_from_xml(in.D, in.S, in.paths.spell(name_of<R, I>), in.document, field<R, I, char>(x), f.capacity,
+                             in.st, in.message, in.message_size);
         return in.goes_on();
     } else if constexpr (f.kind == Kind::run) {
         return read_run<R, I>(in, x);
@@ -225,7 +255,7 @@ bool read_field(const Reader& in, Instance* x) {
     } else if constexpr (f.kind == Kind::arm) {
         return read_arm<R, I>(in, x);
     } else {
-        read_as<R, I>(in, in.spell(label<R, I, "%s/">.c_str()), field<R, I>(x));
+        read_as<R, I>(in, in.paths.spell(name_of<R, I>), field<R, I>(x));
         return in.goes_on();
     }
 }
@@ -246,9 +276,8 @@ void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* do
         fail(D, st, ZUR_ABSENT);
         return;
     }
-    char child[path_length];
-    bool is_cut = false;
-    const Reader in{D, S, path, document, st, message, message_size, child, &is_cut};
+    Paths paths(path);
+    const Reader in{D, S, paths, document, st, message, message_size};
     read_fields<R>(in, x, std::make_index_sequence<R.count>{});
 }
 

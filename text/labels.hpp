@@ -1,5 +1,5 @@
-// The strings of the text forms that follow from the catalogue's names, joined while the library is compiled: labels,
-// tags, and the formats that make a field's path out of its record's. What depends on the record at hand is not here.
+// The strings of the text forms that follow from the catalogue's names, joined while the library is compiled. What
+// depends on the record at hand is not here.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -66,10 +66,6 @@ constexpr auto for_enumerators(auto f) {
     (std::make_index_sequence<E.count>{});
 }
 
-/// The names, as the print form shows them.
-template <const Enum& E>
-inline constexpr auto enumerator_names = for_enumerators<E>([]<std::size_t N>() { return E.enumerators[N].name; });
-
 struct CountedText {
     const char* characters;
     std::uint32_t length;
@@ -80,14 +76,22 @@ constexpr CountedText counted(const L& l) {
     return {l.c_str(), l.length()};
 }
 
+/// A field's name.
+template <const Record& R, std::size_t I>
+inline constexpr CountedText name_of{R.fields[I].name,
+                                     static_cast<std::uint32_t>(std::string_view(R.fields[I].name).size())};
+
+/// The names, as the print form shows them and the reader looks for them.
+template <const Enum& E>
+inline constexpr auto enumerator_names = for_enumerators<E>([]<std::size_t N>() {
+    constexpr std::string_view name = E.enumerators[N].name;
+    return CountedText{name.data(), static_cast<std::uint32_t>(name.size())};
+});
+
 /// The empty elements that the XML form shows.
 template <const Enum& E>
 inline constexpr auto enumerator_elements = for_enumerators<E>([]<std::size_t N>() {
     return counted(label<E, N, "<", "/>">);
 });
-
-/// The formats of the paths under which the reader looks for them.
-template <const Enum& E>
-inline constexpr auto enumerator_paths = for_enumerators<E>([]<std::size_t N>() { return label<E, N, "%s/">.c_str(); });
 
 } // namespace epm::text

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/instance.hpp"
+#include "text/labels.hpp"
 
 namespace epm::text {
 
@@ -18,6 +19,24 @@ struct Output {
     char* place() const { return buffer + length; }
     std::uint32_t room() const { return size - length; }
     void add(std::uint32_t written) { length += written; }
+};
+
+/// An element's number in brackets.
+class Subscript {
+public:
+    explicit Subscript(std::uint32_t number) {
+        *--first_ = ']';
+        do *--first_ = static_cast<char>('0' + number % 10);
+        while ((number /= 10) != 0);
+        *--first_ = '[';
+    }
+    CountedText text() const { return {first_, static_cast<std::uint32_t>(characters_ + longest - first_)}; }
+
+    static constexpr std::size_t longest = 12;
+
+private:
+    char characters_[longest];
+    char* first_ = characters_ + longest;
 };
 
 /// What a `_cr` form returns: the length, or all ones once the chain has failed.

@@ -7,11 +7,7 @@
 #include "text/labels.hpp"
 #include "text/output.hpp"
 
-#include <cstdio>
-
 namespace epm::text {
-
-inline constexpr std::size_t element_name_length = 80;
 
 template <const Record& R>
 std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent, const char* name,
@@ -29,7 +25,7 @@ template <const Enum& E>
     out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s:", name, E.name));
     const std::uint32_t value = enumerator_of(x);
     if (value < E.count)
-        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s\n", enumerator_names<E>[value]));
+        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s\n", enumerator_names<E>[value].characters));
     else
         out.add(zur_snprintf(D, S, out.place(), out.room(), st, "Enum value out of range"));
     return out.length;
@@ -51,9 +47,13 @@ void print_as(Output& out, std::uint32_t indent, const char* name, const void* v
 /// Elements bear their index in their name. The count is read anew each time.
 template <const Record& R, std::size_t I>
 void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
-    char name[element_name_length];
+    constexpr CountedText field_name = name_of<R, I>;
+    char name[field_name.length + Subscript::longest + 1];
+    std::memcpy(name, field_name.characters, field_name.length);
     for (std::uint32_t i = 0; i < element_count<R, I>(x); ++i) {
-        std::snprintf(name, sizeof name, "%s[%d]", R.fields[I].name, static_cast<int>(i));
+        const Subscript number(i);
+        std::memcpy(name + field_name.length, number.text().characters, number.text().length);
+        name[field_name.length + number.text().length] = 0;
         print_as<R, I>(out, indent, name, element_at<R, I>(x, i));
     }
 }

@@ -50,6 +50,25 @@ uint32_t fixed_length(const char* characters, uint32_t capacity) {
     return static_cast<uint32_t>(strnlen(characters, capacity));
 }
 
+// A format of nothing but strings, as most are. -1: it is another one, or there is too little room.
+int join(char* buffer, uint32_t room, const char* format, va_list arguments) {
+    uint32_t used = 0;
+    for (; *format != 0; ++format) {
+        const char* text = format;
+        std::size_t length = 1;
+        if (*format == '%') {
+            if (*++format != 's' || (text = va_arg(arguments, const char*)) == nullptr) return -1;
+            length = std::strlen(text);
+        }
+        if (length >= room - used) return -1;
+        std::memcpy(buffer + used, text, length);
+        used += static_cast<uint32_t>(length);
+    }
+    if (room == 0) return -1;
+    buffer[used] = 0;
+    return static_cast<int>(used);
+}
+
 uint32_t held_length(const char* characters, uint32_t length) {
     return characters != nullptr ? length : 0;
 }
@@ -72,8 +91,13 @@ uint32_t zur_snprintf(zur_domain* D, uint32_t, char* buffer, uint32_t size, uint
     const uint32_t room = size > INT32_MAX ? 0 : size;
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(room != 0 ? buffer : nullptr, room, format, arguments);
+    int length = join(buffer, room, format, arguments);
     va_end(arguments);
+    if (length < 0) {
+        va_start(arguments, format);
+        length = std::vsnprintf(room != 0 ? buffer : nullptr, room, format, arguments);
+        va_end(arguments);
+    }
     if (length >= 0 && static_cast<uint32_t>(length) < room) return static_cast<uint32_t>(length);
     fail(D, ZUR_BUFFER_TOO_SMALL, st);
     return room != 0 && length >= 0 ? room - 1 : 0;

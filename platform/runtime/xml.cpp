@@ -1,45 +1,36 @@
 // Parsed XML documents and the look-up of elements by path. Parsing itself is pugixml's.
 //
-// A document is walked once, without recursion, into an index sorted by (parent, name, place). A look-up is a binary
-// search for each step of the path, and the last step's run of equally named elements is remembered, so that asking
-// for x[1], x[2], ... costs the same for each. No document can make one step cost more than that.
+// A look-up walks the children of one element for each step of the path. The steps of the last path are remembered:
+// those that a path shares with it are not walked again, and a step that asks for a later element of the same name
+// goes on where the last one stopped, so that asking for x[1], x[2], ... walks the siblings once.
 #include "../common/contract.hpp"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <new>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 struct zur_xml_document {
-    struct Element {
+    struct Step {
+        std::size_t start; // of the name, in last_path
+        std::size_t name_length;
+        std::size_t end;
+        std::size_t number; // from 1
         pugi::xml_node node;
-        uint32_t parent; // 0 is the document
-        uint32_t name;   // as in names
-        uint32_t number; // from 1, in document order
-    };
-    struct Run {
-        const Element* first;
-        std::size_t count;
     };
 
     pugi::xml_document tree;
-    std::map<std::string_view, uint32_t> names;
-    std::vector<Element> index;
-    std::string last_path; // up to the last step's number
-    Run last_run{};
+    std::string last_path; // as far as it led to an element
+    std::vector<Step> steps;
 };
 
 namespace {
 
 using Document = zur_xml_document;
-using Element = Document::Element;
-using Run = Document::Run;
 
 constexpr platform_xml_limits default_limits = {16u << 20, 64, 65536};
 
@@ -48,57 +39,44 @@ struct Failure {
     std::size_t offset = 0;
 };
 
-auto key(const Element& element) {
-    return std::pair(uint64_t{element.parent} << 32 | element.name, element.number);
-}
-
 // What cannot be told from the tree, and what must be told before there is one. The count of brackets bounds the
 // memory that the tree will take.
 Failure examine_text(std::string_view text, const platform_xml_limits& limits) {
     if (text.size() > limits.size) return {"document too large", limits.size};
+    if (const std::size_t nul = text.find('\0'); nul != text.npos) return {"NUL byte", nul};
     std::size_t brackets = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == 0) return {"NUL byte", i};
-        if (text[i] == '<' && ++brackets > 2 * std::size_t{limits.elements} + 16) return {"too many elements", i};
-    }
+    for (std::size_t i = 0; (i = text.find('<', i)) != text.npos; ++i)
+        if (++brackets > 2 * std::size_t{limits.elements} + 16) return {"too many elements", i};
     return {};
 }
 
-Failure build_index(Document& document, const platform_xml_limits& limits) {
-    const auto offset = [](pugi::xml_node node) {
-        return static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0));
+Failure examine_tree(const pugi::xml_document& tree, const platform_xml_limits& limits) {
+    const auto failed = [](const char* reason, pugi::xml_node node) {
+        return Failure{reason, static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0))};
     };
-    std::vector<uint32_t> parents = {0};
-    std::string_view last_name;
-    uint32_t last_id = 0;
-    for (pugi::xml_node node = document.tree.first_child(); node;) {
-        if (node.type() == pugi::node_doctype) return {"document type declarations are not accepted", offset(node)};
-        if (node.type() == pugi::node_element) {
-            if (parents.size() > limits.depth) return {"elements nested too deeply", offset(node)};
-            if (document.index.size() == limits.elements) return {"too many elements", offset(node)};
-            if (parents.size() == 1 && !document.index.empty()) return {"more than one root element", offset(node)};
-            const auto number = static_cast<uint32_t>(document.index.size() + 1);
-            if (const std::string_view name = node.name(); name != last_name) {
-                last_name = name;
-                last_id = document.names.try_emplace(name, static_cast<uint32_t>(document.names.size())).first->second;
-            }
-            document.index.push_back({node, parents.back(), last_id, number});
-            if (node.first_child()) {
-                parents.push_back(number);
-                node = node.first_child();
+    std::size_t elements = 0;
+    std::size_t depth = 1;
+    for (pugi::xml_node node = tree.first_child(); node;) {
+        const pugi::xml_node_type type = node.type();
+        if (type == pugi::node_doctype) return failed("document type declarations are not accepted", node);
+        if (type == pugi::node_element) {
+            if (depth > limits.depth) return failed("elements nested too deeply", node);
+            if (elements == limits.elements) return failed("too many elements", node);
+            if (depth == 1 && elements != 0) return failed("more than one root element", node);
+            ++elements;
+            if (const pugi::xml_node child = node.first_child()) {
+                node = child;
+                ++depth;
                 continue;
             }
         }
-        while (!node.next_sibling() && parents.size() > 1) {
+        pugi::xml_node next = node.next_sibling();
+        for (; !next && depth > 1; --depth) {
             node = node.parent();
-            parents.pop_back();
+            next = node.next_sibling();
         }
-        node = node.next_sibling();
+        node = next;
     }
-    // Most documents have their elements of one name together, in the order of the first of each.
-    const auto comes_first = [](const Element& a, const Element& b) { return key(a) < key(b); };
-    if (!std::is_sorted(document.index.begin(), document.index.end(), comes_first))
-        std::sort(document.index.begin(), document.index.end(), comes_first);
     return {};
 }
 
@@ -111,29 +89,15 @@ void tell(std::string_view text, const Failure& failure, char* message, std::siz
                   failure.reason);
 }
 
-// All children of one name, in document order.
-Run children(const Document& document, uint32_t parent, std::string_view name) {
-    const auto named = document.names.find(name);
-    if (named == document.names.end()) return {};
-    const auto place_of = [&](uint32_t number) {
-        const Element wanted = {{}, parent, named->second, number};
-        return std::lower_bound(document.index.begin(), document.index.end(), wanted,
-                                [](const Element& a, const Element& b) { return key(a) < key(b); });
-    };
-    const auto first = place_of(0);
-    const auto last = place_of(UINT32_MAX);
-    return {document.index.data() + (first - document.index.begin()), static_cast<std::size_t>(last - first)};
-}
-
-// One step of a path: a name, and a number from 1; 0 when the path gives none, and past every run when it is no number.
+// One step of a path: a name, and a number from 1; past every run when it is no number.
 struct Step {
     std::string_view name;
-    std::size_t number = 0;
+    std::size_t number = 1;
 };
 
 Step read_step(std::string_view text) {
     const std::size_t bracket = text.find('[');
-    if (bracket == text.npos) return {text, 0};
+    if (bracket == text.npos) return {text, 1};
     Step step = {text.substr(0, bracket), 0};
     const std::string_view digits = text.substr(bracket + 1);
     for (const char c : digits.substr(0, digits.empty() ? 0 : digits.size() - 1)) {
@@ -144,29 +108,52 @@ Step read_step(std::string_view text) {
     return step;
 }
 
-// The elements that match: one for a path that ends in a number, else all of the last step's name.
-Run find(Document& document, std::string_view path) {
-    const std::size_t slash = path.rfind('/');
-    const std::size_t last_step = slash == path.npos ? 0 : slash + 1;
-    const Step last = read_step(path.substr(last_step));
-    const std::string_view without_number = path.substr(0, last_step + last.name.size());
-    if (document.last_path != without_number || document.last_path.empty()) {
-        uint32_t parent = 0;
-        for (std::size_t start = 0; start < last_step;) {
-            const std::size_t end = path.find('/', start);
-            const Step step = read_step(path.substr(start, end - start));
-            const Run run = children(document, parent, step.name);
-            const std::size_t place = step.number != 0 ? step.number - 1 : 0;
-            if (place >= run.count) return {};
-            parent = run.first[place].number;
-            start = end + 1;
-        }
-        document.last_run = children(document, parent, last.name);
-        document.last_path = without_number;
+// The element of that number, from 1, among those of a name that begin with `node`.
+pugi::xml_node walk(pugi::xml_node node, std::string_view name, std::size_t number) {
+    for (; node; node = node.next_sibling()) {
+        const char* const its_name = node.name();
+        if (its_name[0] == name[0] && name == its_name && --number == 0) break;
     }
-    const Run& run = document.last_run;
-    if (last.number == 0) return run;
-    return last.number <= run.count ? Run{run.first + last.number - 1, 1} : Run{};
+    return node;
+}
+
+// The element that a path leads to; of several, the first.
+pugi::xml_node find(Document& document, std::string_view path) {
+    std::string& last = document.last_path;
+    std::vector<Document::Step>& steps = document.steps;
+    const auto same = static_cast<std::size_t>(
+        std::mismatch(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(std::min(path.size(), last.size())),
+                      last.begin())
+            .first -
+        path.begin());
+    const auto is_kept = [&](const Document::Step& step) {
+        return step.end <= same && (step.end == path.size() || path[step.end] == '/');
+    };
+    std::size_t kept = 0;
+    while (kept < steps.size() && is_kept(steps[kept])) ++kept;
+    const Document::Step former = kept < steps.size() ? steps[kept] : Document::Step{};
+    const std::size_t depth_of_former = kept;
+    steps.resize(kept);
+    for (std::size_t start = kept != 0 ? steps.back().end + 1 : 0; start <= path.size(); start = steps.back().end + 1) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const Step step = read_step(path.substr(start, end - start));
+        const bool goes_on = steps.size() == depth_of_former && step.name.size() == former.name_length &&
+                             start + former.name_length <= same && step.number > former.number;
+        pugi::xml_node node;
+        if (step.name.empty())
+            node = {};
+        else if (goes_on)
+            node = walk(former.node.next_sibling(), step.name, step.number - former.number);
+        else
+            node = walk((steps.empty() ? document.tree : steps.back().node).first_child(), step.name, step.number);
+        if (!node) {
+            last.assign(path.substr(0, steps.empty() ? 0 : steps.back().end));
+            return {};
+        }
+        steps.push_back({start, step.name.size(), end, step.number, node});
+    }
+    last.assign(path);
+    return steps.back().node;
 }
 
 int hex_digit(char c) {
@@ -182,9 +169,8 @@ bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_
         if (length + 1 < size) buffer[length] = c;
         ++length;
     };
-    for (const pugi::xml_node piece : element.children()) {
-        if (piece.type() != pugi::node_pcdata && piece.type() != pugi::node_cdata) continue;
-        for (const char* p = piece.value(); *p != 0; ++p) {
+    const auto put_piece = [&](const char* p) {
+        for (; *p != 0; ++p) {
             if (*p != '\\') {
                 put(*p);
                 continue;
@@ -195,6 +181,12 @@ bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_
             put(static_cast<char>(high << 4 | low));
             p += 2;
         }
+        return true;
+    };
+    if (!put_piece(element.value())) return false;
+    for (pugi::xml_node piece = element.first_child(); piece; piece = piece.next_sibling()) {
+        const bool is_text = piece.type() == pugi::node_pcdata || piece.type() == pugi::node_cdata;
+        if (is_text && !put_piece(piece.value())) return false;
     }
     if (size != 0) buffer[std::min(length, size - 1)] = 0;
     return length <= UINT32_MAX - 1;
@@ -215,10 +207,11 @@ zur_xml_document* platform_xml_parse(const char* text, size_t length, const plat
     if (document == nullptr) failure = {"out of memory", 0};
     if (failure.reason == nullptr) {
         // White space counts where it is all that an element holds; elsewhere between elements it is layout.
-        constexpr unsigned flags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
-                                   pugi::parse_ws_pcdata_single | pugi::parse_doctype;
+        // The first text stands in its element's node.
+        constexpr unsigned flags = pugi::parse_embed_pcdata | pugi::parse_cdata | pugi::parse_escapes |
+                                   pugi::parse_eol | pugi::parse_ws_pcdata_single | pugi::parse_doctype;
         const pugi::xml_parse_result result = document->tree.load_buffer(text, length, flags, pugi::encoding_utf8);
-        failure = result ? build_index(*document, chosen)
+        failure = result ? examine_tree(document->tree, chosen)
                          : Failure{result.description(),
                                    static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))};
     }
@@ -235,7 +228,13 @@ void platform_xml_free(zur_xml_document* document) {
 uint32_t xml_get_element_nodecount(zur_xml_document* document, const char* path, uint32_t* count) {
     *count = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    *count = static_cast<uint32_t>(find(*document, path).count);
+    const std::string_view whole(path);
+    pugi::xml_node node = find(*document, whole);
+    if (!node) return 0;
+    *count = 1;
+    if (whole.back() == ']') return 0;
+    const std::string_view name = node.name();
+    while ((node = walk(node.next_sibling(), name, 1))) ++*count;
     return 0;
 }
 
@@ -243,10 +242,10 @@ uint32_t xml_get_element_value(zur_xml_document* document, const char* path, cha
                                uint32_t* length) {
     if (length != nullptr) *length = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const Run run = find(*document, path);
-    if (run.count == 0) return ZUR_ABSENT;
+    const pugi::xml_node node = find(*document, path);
+    if (!node) return ZUR_ABSENT;
     std::size_t whole = 0;
-    if (!unescape(run.first->node, buffer, buffer != nullptr ? size : 0, whole)) return ZUR_BAD_ARGUMENT;
+    if (!unescape(node, buffer, buffer != nullptr ? size : 0, whole)) return ZUR_BAD_ARGUMENT;
     if (length != nullptr) *length = static_cast<uint32_t>(whole);
     return whole != 0 && (buffer == nullptr || whole >= size) ? ZUR_BUFFER_TOO_SMALL : 0;
 }
