@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <tsl/robin_map.h>
 #include <unordered_map>
 #include <vector>
 
@@ -61,12 +62,19 @@ struct TypeTable {
     std::vector<Block> copies;
 };
 
+// Addresses of objects differ little and are multiples of 8.
+struct AddressHash {
+    std::size_t operator()(const void* address) const {
+        return reinterpret_cast<uintptr_t>(address) * 0x9E3779B97F4A7C15u >> 32;
+    }
+};
+
 struct Private {
     zur_tracking_handle handle{};
     Agreement agreement;
     TypeTable types;
     std::unordered_map<const zur_type_info*, VariantData> variant_data;
-    std::unordered_map<const void*, uint32_t> flag_offsets; // Instance to its state-flag block
+    tsl::robin_map<const void*, uint32_t, AddressHash> flag_offsets; // Instance to its state-flag block
     std::unordered_map<uint64_t, OidState> oids;
     std::unordered_map<const void*, uint64_t> oid_of_instance;
     std::unordered_map<const void*, std::vector<uint64_t>> field_oids;

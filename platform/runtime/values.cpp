@@ -1,4 +1,5 @@
 // The runtime's own field types: primitives, truth values, Ethernet addresses, strings; and the runs of primitives.
+#include "../common/swap.hpp"
 #include "../common/traits.hpp"
 
 namespace {
@@ -87,31 +88,12 @@ uint32_t elements_that_fit(zur_domain* D, uint32_t count, int32_t room, uint32_t
     return std::min(count, fits);
 }
 
-// Network order to or from memory. Vectors of four, since the compiler finds no byte swap for the baseline x86-64.
 template <class Number>
-void copy_swapped(void* to, const void* from, uint32_t count) {
-    if constexpr (sizeof(Number) == 1) {
+void copy_in_network_order(void* to, const void* from, uint32_t count) {
+    if constexpr (sizeof(Number) == 1)
         std::memcpy(to, from, count);
-    } else {
-        static_assert(sizeof(Number) == 4);
-        using Four = uint32_t __attribute__((vector_size(16)));
-        auto* out = static_cast<uint8_t*>(to);
-        const auto* in = static_cast<const uint8_t*>(from);
-        uint32_t i = 0;
-        for (; count - i >= 4; i += 4) {
-            Four words;
-            std::memcpy(&words, in + 4 * std::size_t{i}, sizeof words);
-            words = (words << 16) | (words >> 16);
-            words = ((words & 0x00FF00FFu) << 8) | ((words >> 8) & 0x00FF00FFu);
-            std::memcpy(out + 4 * std::size_t{i}, &words, sizeof words);
-        }
-        for (; i < count; ++i) {
-            Number word;
-            std::memcpy(&word, in + 4 * std::size_t{i}, sizeof word);
-            word = in_network_order(word);
-            std::memcpy(out + 4 * std::size_t{i}, &word, sizeof word);
-        }
-    }
+    else
+        copy_swapped(to, from, count);
 }
 
 template <class Number>
@@ -119,7 +101,7 @@ uint32_t marshal_run(zur_domain* D, void* destination, const Number* first, uint
                      uint32_t* st) {
     if (count == 0 || raised(D, st)) return 0;
     const uint32_t fits = elements_that_fit<Number>(D, count, room, st);
-    copy_swapped<Number>(destination, first, fits);
+    copy_in_network_order<Number>(destination, first, fits);
     return fits * static_cast<uint32_t>(sizeof(Number));
 }
 
@@ -130,7 +112,7 @@ uint32_t unmarshal_run(zur_domain* D, uint32_t S, const void* source, Number* fi
     const uint32_t fits = elements_that_fit<Number>(D, count, room, st);
     const uint32_t bytes = fits * static_cast<uint32_t>(sizeof(Number));
     if (fits != 0) announce(D, S, first, bytes);
-    copy_swapped<Number>(first, source, fits);
+    copy_in_network_order<Number>(first, source, fits);
     return bytes;
 }
 
