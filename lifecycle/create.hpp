@@ -205,9 +205,10 @@ template <const Record& R>
 Instance* create_internal(Domain* D, std::uint32_t S) {
     std::uint32_t status = 0;
     if (chain_has_failed(D)) return hand_out_null(D, S, null_instance<R>());
-    auto* x = static_cast<Instance*>(allocate(D, S, size_of<R>(D)));
+    const std::uint32_t size = size_of<R>(D);
+    auto* x = static_cast<Instance*>(allocate(D, S, size));
     if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, null_instance<R>()) : hand_out(D, S, nullptr);
-    std::memset(x, 0, size_of<R>(D));
+    std::memset(x, 0, size);
     initialize<R>(D, S, x, type_info<R>(), 1, 0, 0, nullptr, &status);
     if (status != 0) {
         trace::failed(trace::site<R, trace::Operation::create, trace::Text::record_not_created>, status);

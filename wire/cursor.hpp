@@ -110,7 +110,7 @@ struct Reader {
     }
     /// Over a nested record, whose jump word may lead anywhere.
     [[gnu::always_inline]] void pass(std::uint32_t bytes) {
-        if (bytes <= rest()) [[likely]] {
+        if (bytes <= std::int64_t{room}) [[likely]] {
             advance(bytes);
         } else {
             cursor += rest();

@@ -25,14 +25,14 @@ inline void put_text(Writer& out, const void* text, std::uint32_t length) {
 
 /// Characters that follow in the source, into storage with a terminator. The result is the bytes read; -1 when the
 /// Domain refuses memory.
-[[gnu::noinline]] inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source,
-                                                      std::uint32_t rest, void** text, std::uint32_t length,
-                                                      bool may_keep, Instance* owner, std::uint32_t* st) {
+[[gnu::noinline]] inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source, std::int32_t room,
+                                                      void** text, std::uint32_t length, bool may_keep, Instance* owner,
+                                                      std::uint32_t* st) {
     const bool kept = may_keep && *text != nullptr;
     const std::size_t size =
         provide(D, S, text, kept, std::size_t{length} + 1, Codec<catalogue::character>::size_of, owner, st);
     if (size == 0) return -1;
-    const std::uint32_t used = std::min(length, rest);
+    const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{length}));
     std::memcpy(*text, source, used);
     std::memset(at(*text, used), 0, size - used);
     return static_cast<std::int32_t>(used);
@@ -48,7 +48,7 @@ bool take_text(Reader& in, Instance* x, std::uint32_t former) {
         return true;
     }
     const std::int32_t used =
-        take_characters(in.D, in.S, in.cursor, in.rest(), text, length, in.reuse != 0 && length == former, x, in.st);
+        take_characters(in.D, in.S, in.cursor, in.room, text, length, in.reuse != 0 && length == former, x, in.st);
     if (used < 0) return false;
     in.advance(static_cast<std::uint32_t>(used));
     in.take_flag<text_flag>(catalogue::layout<R>.flag[I]);

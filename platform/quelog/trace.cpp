@@ -50,6 +50,17 @@ void trace(const void* digest, uint32_t index, uint32_t module, uint32_t level, 
     }
 }
 
+[[gnu::noinline]] int add_module(const char* name, uint16_t* module_id, uint32_t* state) {
+    const std::lock_guard guard(module_lock);
+    std::size_t position = 0;
+    while (position < modules.size() && modules[position] != name) ++position;
+    if (position == UINT16_MAX) return ZUR_NO_MEMORY;
+    if (position == modules.size()) modules.emplace_back(name);
+    __atomic_store_n(module_id, static_cast<uint16_t>(position + 1), __ATOMIC_RELAXED);
+    __atomic_store_n(state, 1, __ATOMIC_RELEASE);
+    return 0;
+}
+
 } // namespace
 
 void platform_trace_set_sink(platform_trace_sink sink, void* context) {
@@ -67,14 +78,7 @@ const char* platform_trace_module_name(uint32_t module) {
 int quelog_module_init_fn(const char* name, uint16_t* module_id, uint32_t* state) {
     if (name == nullptr || module_id == nullptr || state == nullptr) return ZUR_BAD_ARGUMENT;
     if (__atomic_load_n(state, __ATOMIC_ACQUIRE) != 0) return 0;
-    const std::lock_guard guard(module_lock);
-    std::size_t position = 0;
-    while (position < modules.size() && modules[position] != name) ++position;
-    if (position == UINT16_MAX) return ZUR_NO_MEMORY;
-    if (position == modules.size()) modules.emplace_back(name);
-    __atomic_store_n(module_id, static_cast<uint16_t>(position + 1), __ATOMIC_RELAXED);
-    __atomic_store_n(state, 1, __ATOMIC_RELEASE);
-    return 0;
+    return add_module(name, module_id, state);
 }
 
 void __QLf_0(const void* digest, uint32_t index, uint32_t module, uint32_t level) {
