@@ -1,0 +1,74 @@
+// What a peer offers to be measured: named loops over one operation of one workload. How a loop is measured is the
+// driver's business, what is measured the peers'.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+/// Makes the compiler believe that value is used.
+template <class T>
+void keep(const T& value) {
+    asm volatile("" : : "r,m"(value) : "memory");
+}
+
+inline void require(bool holds, const std::string& what) {
+    if (holds) return;
+    std::fprintf(stderr, "bench: %s\n", what.c_str());
+    std::exit(1);
+}
+
+struct Loop {
+    std::string workload, operation, peer;
+    std::function<void(std::uint64_t)> run; ///< repeats the operation that often
+    std::size_t bytes = 0;                  ///< what one operation reads or writes, where that says something
+    std::string name() const { return workload + "/" + operation + "/" + peer; }
+};
+
+class Suite {
+public:
+    /// The step is inlined into its loop, so that nothing but the step and a count is measured.
+    template <class Step>
+    void add(const std::string& workload, const std::string& operation, const std::string& peer, Step step,
+             std::size_t bytes = 0) {
+        loops_.push_back({workload, operation, peer,
+                          [step = std::move(step)](std::uint64_t times) {
+                              for (; times != 0; --times) step();
+                          },
+                          bytes});
+    }
+    const std::vector<Loop>& loops() const { return loops_; }
+
+private:
+    std::vector<Loop> loops_;
+};
+
+/// A text buffer that is made large enough: write(buffer, size) returns the length, or 0 when it does not fit.
+template <class Write>
+std::shared_ptr<std::vector<char>> roomy(Write write) {
+    auto buffer = std::make_shared<std::vector<char>>(4096);
+    while (write(buffer->data(), static_cast<std::uint32_t>(buffer->size())) == 0) {
+        require(buffer->size() < (1u << 30), "a text does not end");
+        buffer->resize(buffer->size() * 2);
+    }
+    return buffer;
+}
+
+void add_ours(Suite& suite);
+/// W3 or W4 with another number of elements, for the operations whose cost must not grow with it.
+void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elements);
+void add_flat(Suite& suite);
+void add_call(Suite& suite);
+void add_protobuf(Suite& suite);
+void add_flatbuffers(Suite& suite);
+void add_xdr(Suite& suite);
+void add_pugixml(Suite& suite);
+
+} // namespace bench
