@@ -204,9 +204,10 @@ struct Field {
                            uint8_t flag, uint32_t* st) {
         if (raised(D, st)) return 0;
         TextWriter writer(buffer, size);
-        writer.open_tag(name, flag);
+        const std::string_view tag(name);
+        writer.open_tag(tag, flag);
         T::text(writer, T::load(static_cast<const Object*>(field)), true);
-        writer.close_tag(name);
+        writer.close_tag(tag);
         return writer.finish(D, st);
     }
 

@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <string_view>
 
 namespace platform {
 
@@ -35,24 +36,18 @@ public:
             full_ = true;
     }
 
-    void put(const char* text) { put(text, std::strlen(text)); }
-
-    void put(const char* text, std::size_t length) {
+    void put(std::string_view text) {
         const std::size_t left = used_ < room_ ? room_ - used_ - 1 : 0;
-        const std::size_t fits = length < left ? length : left;
-        if (fits != 0) std::memcpy(buffer_ + used_, text, fits);
+        const std::size_t fits = text.size() < left ? text.size() : left;
+        if (fits != 0) std::memcpy(buffer_ + used_, text.data(), fits);
         used_ += static_cast<uint32_t>(fits);
-        full_ = full_ || fits < length;
-    }
-
-    void blanks(uint32_t count) {
-        for (; count != 0 && !full_; --count) put(' ');
+        full_ = full_ || fits < text.size();
     }
 
     template <class Number>
     void number(Number value) {
         char digits[24];
-        put(digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+        put({digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
     }
 
     void hex(uint8_t byte) {
@@ -68,6 +63,10 @@ public:
     // A backslash and two hexadecimal digits for each byte that would break the line or the document.
     void escaped(const uint8_t* text, uint32_t length, bool xml) {
         for (uint32_t i = 0; i < length && !full_;) {
+            const uint32_t start = i;
+            while (i < length && is_plain(text[i])) ++i;
+            put({reinterpret_cast<const char*>(text + start), i - start});
+            if (i == length) return;
             const uint8_t c = text[i];
             const unsigned sequence = sequence_length(text + i, length - i);
             if (c < 0x20 || c == 0x7F || c == '\\' || sequence == 0) {
@@ -79,20 +78,34 @@ public:
             if (xml && (c == '&' || c == '<' || c == '>'))
                 put(c == '&' ? "&amp;" : c == '<' ? "&lt;" : "&gt;");
             else
-                put(reinterpret_cast<const char*>(text + i), sequence);
+                put({reinterpret_cast<const char*>(text + i), sequence});
             i += sequence;
         }
     }
 
-    void line_start(uint32_t indent, const char* name, const char* type) {
-        blanks(indent);
+    void line_start(uint32_t indent, std::string_view name, std::string_view type) {
+        if (char* to = claim(std::size_t{indent} + name.size() + type.size() + 2)) {
+            std::memset(to, ' ', indent);
+            to = copy(to + indent, name);
+            *to++ = '@';
+            to = copy(to, type);
+            *to = ':';
+            return;
+        }
+        for (; indent != 0 && !full_; --indent) put(' ');
         put(name);
         put('@');
         put(type);
         put(':');
     }
 
-    void open_tag(const char* name, uint8_t flag) {
+    void open_tag(std::string_view name, uint8_t flag) {
+        char* to = flag == 0 ? claim(name.size() + 2) : nullptr;
+        if (to != nullptr) {
+            *to = '<';
+            *copy(to + 1, name) = '>';
+            return;
+        }
         put('<');
         put(name);
         if (flag != 0) {
@@ -103,7 +116,13 @@ public:
         put('>');
     }
 
-    void close_tag(const char* name) {
+    void close_tag(std::string_view name) {
+        if (char* to = claim(name.size() + 3)) {
+            *to++ = '<';
+            *to++ = '/';
+            *copy(to, name) = '>';
+            return;
+        }
         put("</");
         put(name);
         put('>');
@@ -117,6 +136,21 @@ public:
     }
 
 private:
+    static bool is_plain(uint8_t c) { return c >= 0x20 && c < 0x7F && c != '\\' && c != '&' && c != '<' && c != '>'; }
+
+    // Takes room for that much at once; null where there is less.
+    char* claim(std::size_t length) {
+        if (used_ + length >= room_) return nullptr;
+        char* to = buffer_ + used_;
+        used_ += static_cast<uint32_t>(length);
+        return to;
+    }
+
+    static char* copy(char* to, std::string_view text) {
+        std::memcpy(to, text.data(), text.size());
+        return to + text.size();
+    }
+
     char* buffer_;
     uint32_t room_;
     uint32_t used_ = 0;

@@ -33,9 +33,10 @@ uint32_t string_element(zur_domain* D, const char* name, char* buffer, const cha
                         uint32_t size, uint8_t flag, uint32_t* st) {
     if (raised(D, st)) return 0;
     TextWriter writer(buffer, size);
-    writer.open_tag(name, flag);
+    const std::string_view tag(name);
+    writer.open_tag(tag, flag);
     writer.escaped(as_bytes(characters), length, true);
-    writer.close_tag(name);
+    writer.close_tag(tag);
     return writer.finish(D, st);
 }
 
@@ -121,7 +122,7 @@ uint32_t xml_enum_print(zur_domain* D, uint32_t, char* buffer, const char* text,
                         uint32_t* st) {
     if (*st != 0) return 0;
     TextWriter writer(buffer, size);
-    writer.put(text, text_length);
+    writer.put({text, text_length});
     return writer.finish(D, st);
 }
 

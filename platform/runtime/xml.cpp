@@ -6,6 +6,7 @@
 #include "../common/contract.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -117,15 +118,29 @@ pugi::xml_node walk(pugi::xml_node node, std::string_view name, std::size_t numb
     return node;
 }
 
+std::size_t length_in_common(std::string_view a, std::string_view b) {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t i = 0;
+    for (uint64_t of_a, of_b; i + sizeof of_a <= shorter; i += sizeof of_a) {
+        std::memcpy(&of_a, a.data() + i, sizeof of_a);
+        std::memcpy(&of_b, b.data() + i, sizeof of_b);
+        if (of_a != of_b) return i + static_cast<std::size_t>(std::countr_zero(of_a ^ of_b)) / 8;
+    }
+    while (i < shorter && a[i] == b[i]) ++i;
+    return i;
+}
+
+// The first characters are there already.
+void remember(std::string& last, std::string_view path, std::size_t same) {
+    last.resize(path.size());
+    if (path.size() > same) std::memcpy(last.data() + same, path.data() + same, path.size() - same);
+}
+
 // The element that a path leads to; of several, the first.
 pugi::xml_node find(Document& document, std::string_view path) {
     std::string& last = document.last_path;
     std::vector<Document::Step>& steps = document.steps;
-    const auto same = static_cast<std::size_t>(
-        std::mismatch(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(std::min(path.size(), last.size())),
-                      last.begin())
-            .first -
-        path.begin());
+    const std::size_t same = length_in_common(path, last);
     const auto is_kept = [&](const Document::Step& step) {
         return step.end <= same && (step.end == path.size() || path[step.end] == '/');
     };
@@ -147,12 +162,12 @@ pugi::xml_node find(Document& document, std::string_view path) {
         else
             node = walk((steps.empty() ? document.tree : steps.back().node).first_child(), step.name, step.number);
         if (!node) {
-            last.assign(path.substr(0, steps.empty() ? 0 : steps.back().end));
+            remember(last, path.substr(0, steps.empty() ? 0 : steps.back().end), same);
             return {};
         }
         steps.push_back({start, step.name.size(), end, step.number, node});
     }
-    last.assign(path);
+    remember(last, path, same);
     return steps.back().node;
 }
 
