@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <sys/single_threaded.h>
 
 namespace platform {
 
@@ -72,6 +73,8 @@ zur_variant_record* counted_record(const zur_type_info* type, uint64_t* created)
 void count(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* counter) {
     if (type->plain_counters != 0) {
         D->counter_range_fn(D->obj_store, counter, 1, S);
+        ++*counter;
+    } else if (__libc_single_threaded != 0) {
         ++*counter;
     } else {
         __atomic_fetch_add(counter, 1, __ATOMIC_RELAXED);
