@@ -109,12 +109,14 @@ Step read_step(std::string_view text) {
     return step;
 }
 
-// The element of that number, from 1, among those of a name that begin with `node`.
-pugi::xml_node walk(pugi::xml_node node, std::string_view name, std::size_t number) {
-    for (; node; node = node.next_sibling()) {
-        const char* const its_name = node.name();
-        if (its_name[0] == name[0] && name == its_name && --number == 0) break;
-    }
+// The element of that number, from 1, among those of a name behind `former` or, without one, in `parent`.
+// A name that no path of a Bundle has room for is not looked for.
+pugi::xml_node walk(pugi::xml_node parent, pugi::xml_node former, std::string_view name, std::size_t number) {
+    char terminated[256];
+    if (name.size() >= sizeof terminated) return {};
+    terminated[name.copy(terminated, name.size())] = 0;
+    pugi::xml_node node = former ? former.next_sibling(terminated) : parent.child(terminated);
+    while (node && --number != 0) node = node.next_sibling(terminated);
     return node;
 }
 
@@ -154,13 +156,11 @@ pugi::xml_node find(Document& document, std::string_view path) {
         const Step step = read_step(path.substr(start, end - start));
         const bool goes_on = steps.size() == depth_of_former && step.name.size() == former.name_length &&
                              start + former.name_length <= same && step.number > former.number;
+        const pugi::xml_node parent = steps.empty() ? document.tree : steps.back().node;
         pugi::xml_node node;
-        if (step.name.empty())
-            node = {};
-        else if (goes_on)
-            node = walk(former.node.next_sibling(), step.name, step.number - former.number);
-        else
-            node = walk((steps.empty() ? document.tree : steps.back().node).first_child(), step.name, step.number);
+        if (!step.name.empty())
+            node = goes_on ? walk(parent, former.node, step.name, step.number - former.number)
+                           : walk(parent, {}, step.name, step.number);
         if (!node) {
             remember(last, path.substr(0, steps.empty() ? 0 : steps.back().end), same);
             return {};
@@ -249,7 +249,7 @@ uint32_t xml_get_element_nodecount(zur_xml_document* document, const char* path,
     *count = 1;
     if (whole.back() == ']') return 0;
     const std::string_view name = node.name();
-    while ((node = walk(node.next_sibling(), name, 1))) ++*count;
+    while ((node = walk({}, node, name, 1))) ++*count;
     return 0;
 }
 
