@@ -62,7 +62,8 @@ struct FieldValue<R, I> {
 
 /// A value read, once the prologue is through.
 template <const Record& R, std::size_t I>
-typename FieldValue<R, I>::type read_value(Domain* D, std::uint32_t S, const Instance* x, std::uint32_t* st) {
+[[gnu::always_inline]] inline typename FieldValue<R, I>::type read_value(Domain* D, std::uint32_t S, const Instance* x,
+                                                                         std::uint32_t* st) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.is_own_enum()) {
         if (x == nullptr) return 0;
