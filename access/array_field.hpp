@@ -35,7 +35,8 @@ void* element(Instance* x, std::uint32_t index) {
 
 /// Hands an element out; reading never makes the array grow.
 template <const Record& R, std::size_t I>
-void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, std::uint32_t* st) {
+[[gnu::always_inline]] inline void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index,
+                                        std::uint32_t* st) {
     if (!open_read(D, x, gate<R, I>, st)) return nullptr;
     if (index >= reachable_count<R, I>(x)) {
         fail(D, st, ZUR_ABSENT);
