@@ -77,6 +77,7 @@ constexpr const char* faulty_field(const Record& r, std::size_t i) {
         return "the arm and its enumerator belong to different variants";
     if (f.kind == Kind::arm && r.any([&](const Field& g) { return &g != &f && g.kind == Kind::arm && g.tag == f.tag; }))
         return "two arms have this tag";
+    if (i > 0 && r.fields[i - 1].kind == Kind::arm && f.kind != Kind::arm) return "something follows the arms";
     if (f.kind == Kind::list && !f.record->is_linked()) return "the element's record has no link members";
     return faulty_companion(r, i);
 }

@@ -15,7 +15,9 @@ std::int32_t compare_fields(const Instance* a, const Instance* b);
 
 template <class T>
 constexpr std::int32_t order_of(T a, T b) {
-    return a < b ? -1 : a > b;
+    if (a == b) [[likely]]
+        return 0;
+    return a < b ? -1 : 1;
 }
 
 /// How a primitive is compared: `char` as a signed number.
@@ -82,12 +84,13 @@ template <const Record& R, std::size_t I>
     }
 }
 
-/// The first result that is not 0, as it stands.
+/// The first result that is not 0, as it stands. Nothing follows the arm that a union's tag selects.
 template <const Record& R, std::size_t... I>
 [[gnu::always_inline]] inline std::int32_t compare_fields(const Instance* a, const Instance* b,
                                                           std::index_sequence<I...>) {
     std::int32_t order = 0;
-    (void)(((order = compare_field<R, I>(a, b)) == 0) && ...);
+    (void)(((order = compare_field<R, I>(a, b)) == 0 && (R.fields[I].kind != Kind::arm || !is_selected<R, I>(a))) &&
+           ...);
     return order;
 }
 

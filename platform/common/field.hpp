@@ -65,7 +65,9 @@ inline bool parse_hex(std::string_view text, uint8_t* to) {
 }
 
 inline int32_t order(auto a, auto b) {
-    return a < b ? -1 : a > b ? 1 : 0;
+    if (a == b) [[likely]]
+        return 0;
+    return a < b ? -1 : 1;
 }
 
 template <class T>
