@@ -1,9 +1,9 @@
 # Short commands for what is done every day. More than a line of work stands in scripts/; how things are built, in CMake.
 .DEFAULT_GOAL := help
-.PHONY: help demo check release debug test bench fuzz format tidy clean
+.PHONY: help demo check release debug test bench fuzz packages check-packages format tidy clean
 
 help:           ## show this list
-	@sed -n 's/^\([a-z]*\):[^#]*## /\1\t/p' Makefile | expand -t 10
+	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' Makefile | expand -t 16
 
 demo:           ## install what is missing, build, run the policy exchange on the shipped policy
 	@scripts/demo
@@ -25,6 +25,12 @@ bench: release  ## build and run the benchmarks
 
 fuzz:           ## build the fuzz targets and run each for FUZZ_SECONDS (60)
 	@scripts/fuzz
+
+packages:       ## build the Debian packages into build/package/packages
+	@scripts/packages
+
+check-packages: ## try the packages in an empty Debian 12; needs root and takes minutes
+	@scripts/check-packages
 
 format:         ## put every source into the house's format
 	@scripts/format
