@@ -31,6 +31,14 @@ file(CONFIGURE OUTPUT ${documents}/shlibs
     CONTENT "liborlan_epm @PROJECT_VERSION_MAJOR@ liborlan-epm@PROJECT_VERSION_MAJOR@ (>= @PROJECT_VERSION@)\n" @ONLY)
 add_custom_target(debian_documents ALL DEPENDS ${documents}/changelog.gz)
 
+# Debian wants manual pages compressed. This folder comes last, so they are in their place by now.
+if(TARGET orlan-epm)
+    install(CODE "file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man*/*[0-9]\")
+foreach(page IN LISTS pages)
+    execute_process(COMMAND gzip -9nf \${page} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()" COMPONENT tool)
+endif()
+
 get_cmake_property(components COMPONENTS)
 
 # debian_package(component package section summary description [DEPENDS relation...] [CONTROL file...])
