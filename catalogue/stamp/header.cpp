@@ -78,7 +78,8 @@ void declare(std::ostream& out, const Export& e) {
 }
 
 void begin(std::ostream& out) {
-    out << "/*\n"
+    out << "/**\n"
+           " * @file orlan_epm.h\n"
            " * orlan_epm: typed records and messages of the client-policy control plane. Stamped from the catalogue.\n"
            " *\n"
            " * Every operation is a plain call that runs to its end in the caller's thread. It takes the Domain first, "
@@ -139,8 +140,140 @@ void data(std::ostream& out) {
            "extern uint16_t g_zur_orlan_epm_stub_trace_module_id;\n\n";
 }
 
+// ---- a type's group: what it is, its wire table, its operations ----
+
+/// Where a field starts on the wire: bytes behind an anchor, which is the record's start or the end of the last field
+/// whose length varies.
+struct WirePlace {
+    std::string anchor;
+    std::size_t offset = 6; // behind variant byte, flag byte and jump word
+
+    std::string text() const {
+        if (anchor.empty()) return std::to_string(offset);
+        return "end of `" + anchor + "`" + (offset > 0 ? " + " + std::to_string(offset) : "");
+    }
+    void pass(std::size_t bytes) { offset += bytes; }
+    void pass_varying(const char* field) { *this = {field, 0}; }
+};
+
+/// Groups have names of their own, since a type's name can also be a function's.
+std::string group_name(const std::string& type) {
+    return "group_" + type;
+}
+
+std::string reference(const std::string& type) {
+    return "@ref " + group_name(type) + " \"" + type + "\"";
+}
+
+std::string code(const std::string& text) {
+    return "`" + text + "`";
+}
+
+std::string type_name(const Field& f) {
+    if (f.is_own_enum()) return f.enumeration->name;
+    return f.is_of_record() ? f.record->name : f.foreign->name;
+}
+
+std::string kind_name(const Field& f) {
+    const std::string type = f.is_of_record() || f.is_own_enum() ? reference(type_name(f)) : code(type_name(f));
+    const std::string run = std::to_string(f.capacity) + " " + type;
+    switch (f.kind) {
+    case Kind::value: return f.is_own_enum() ? "enumeration " + type : "value " + type;
+    case Kind::length: return "length " + type;
+    case Kind::object: return "object " + type;
+    case Kind::text: return "text of " + code(f.companion) + " characters";
+    case Kind::characters: return "characters, " + run;
+    case Kind::array: return "array of " + code(f.companion) + " " + type;
+    case Kind::run: return "run, " + run;
+    case Kind::embedded: return "embedded " + type;
+    case Kind::arm: return "arm " + type + ", where the tag is " + std::to_string(f.tag);
+    case Kind::list: return "list of " + type;
+    }
+    return {};
+}
+
+/// Bytes on the wire where they are the same in every message, else 0. An imported object's codec is the runtime's.
+std::size_t fixed_length(const Field& f) {
+    if (f.is_own_enum()) return 5;
+    switch (f.kind) {
+    case Kind::value: return f.foreign->length == catalogue::enum_length ? 0 : f.foreign->length;
+    case Kind::length: return f.foreign->length;
+    case Kind::characters:
+    case Kind::run: return std::size_t{f.capacity} * f.foreign->length;
+    default: return 0;
+    }
+}
+
+std::string length_rule(const Field& f) {
+    if (const std::size_t bytes = fixed_length(f)) return std::to_string(bytes);
+    switch (f.kind) {
+    case Kind::text: return code(f.companion);
+    case Kind::array:
+        return f.is_of_record() ? "those of its records"
+                                : std::to_string(f.foreign->length) + " x " + code(f.companion);
+    case Kind::list: return "4 and those of its records";
+    case Kind::arm: return "a record or nothing";
+    case Kind::embedded: return "a record";
+    default: return "by its codec";
+    }
+}
+
+/// What stands behind the field in tracked mode, and where it is kept.
+std::string flag_rule(const Field& f, std::size_t place) {
+    if (!f.is_tracked()) return "none";
+    std::string flags = "1";
+    if (f.kind == Kind::text) flags = "1 unless empty";
+    if (f.kind == Kind::array) flags = "1 and one an element, unless empty";
+    if (f.kind == Kind::run) flags = "1 and " + std::to_string(f.capacity);
+    return flags + "; block + " + std::to_string(place);
+}
+
+std::string list_of(const std::array<std::uint16_t, catalogue::most_variants>& numbers, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) text += (i ? ", " : "") + std::to_string(numbers[i]);
+    return text;
+}
+
+void wire_table(std::ostream& out, const Record& r) {
+    const catalogue::Layout layout = catalogue::detail::lay_out(r);
+    out << " *\n"
+        << paragraph("Highest variant " + std::to_string(r.top()) + "; used length by variant " +
+                     list_of(layout.used, r.variants()) + " of " + std::to_string(layout.size(r)) +
+                     " bytes, and a state-flag block of " + std::to_string(layout.block_length(r)) +
+                     " bytes. On the wire, untracked and without an ra block:")
+        << " *\n"
+           " * | Offset | Field | Kind | Bytes | From variant | State flags |\n"
+           " * |---|---|---|---|---|---|\n"
+           " * | 0 | | variant byte | 1 | | |\n"
+           " * | 1 | | flag byte | 1 | | |\n"
+           " * | 2 | | jump word: bytes from here to the end | 4 | | |\n";
+    WirePlace place;
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        out << " * | " << place.text() << " | " << code(f.name) << " | " << kind_name(f) << " | " << length_rule(f)
+            << " | " << int{f.since} << " | " << flag_rule(f, layout.flag[i]) << " |\n";
+        if (f.kind == Kind::arm) continue; // one arm at most is there, so all start at the same place
+        if (const std::size_t bytes = fixed_length(f))
+            place.pass(bytes);
+        else
+            place.pass_varying(f.name);
+    }
+}
+
+void wire_table(std::ostream& out, const Enum& e) {
+    out << " *\n"
+        << paragraph("Highest variant " + std::to_string(e.top()) +
+                     ". On the wire 5 bytes, without a flag byte or a "
+                     "jump word: the variant byte and the number as `u_int32`.");
+}
+
 void group(std::ostream& out, const TypeExports& t) {
-    out << "/**\n * @defgroup " << t.type << " " << t.type << "\n" << paragraph(t.doc) << " * @{\n */\n\n";
+    out << "/**\n * @defgroup " << group_name(t.type) << " " << t.type << "\n" << paragraph(t.doc);
+    for (const Record* r : catalogue::all_records)
+        if (std::string_view(r->name) == t.type) wire_table(out, *r);
+    for (const Enum* e : catalogue::all_enums)
+        if (std::string_view(e->name) == t.type) wire_table(out, *e);
+    out << " * @{\n */\n\n";
     for (const Export& e : t.exports) declare(out, e);
     out << "/** @} */\n\n";
 }
