@@ -1,6 +1,6 @@
 # Short commands for what is done every day. More than a line of work stands in scripts/; how things are built, in CMake.
 .DEFAULT_GOAL := help
-.PHONY: help demo check release debug test bench fuzz packages check-packages format tidy clean
+.PHONY: help demo check release debug test docs bench fuzz packages check-packages format tidy clean
 
 help:           ## show this list
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' Makefile | expand -t 16
@@ -19,6 +19,9 @@ debug:          ## build for a debugger into build/debug
 
 test: release   ## build and run the tests once, without sanitizers
 	@ctest --preset release
+
+docs:           ## write the reference into build/release/docs/html
+	@scripts/build release docs
 
 bench: release  ## build and run the benchmarks
 	@scripts/bench
