@@ -236,7 +236,7 @@ std::string list_of(const std::array<std::uint16_t, catalogue::most_variants>& n
 
 void wire_table(std::ostream& out, const Record& r) {
     const catalogue::Layout layout = catalogue::detail::lay_out(r);
-    out << " *\n"
+    out << " * @ingroup records\n *\n"
         << paragraph("Highest variant " + std::to_string(r.top()) + "; used length by variant " +
                      list_of(layout.used, r.variants()) + " of " + std::to_string(layout.size(r)) +
                      " bytes, and a state-flag block of " + std::to_string(layout.block_length(r)) +
@@ -261,7 +261,7 @@ void wire_table(std::ostream& out, const Record& r) {
 }
 
 void wire_table(std::ostream& out, const Enum& e) {
-    out << " *\n"
+    out << " * @ingroup enumerations\n *\n"
         << paragraph("Highest variant " + std::to_string(e.top()) +
                      ". On the wire 5 bytes, without a flag byte or a "
                      "jump word: the variant byte and the number as `u_int32`.");
@@ -286,6 +286,7 @@ void write_header(const std::filesystem::path& folder) {
     tags(out);
     data(out);
     for (const Export& e : global_exports()) declare(out, e);
+    out << "/** @defgroup records Records */\n/** @defgroup enumerations Enumerations */\n\n";
     for (const TypeExports& t : all_exports()) group(out, t);
     end(out);
     write_file(folder / "orlan_epm.h", out.str());
