@@ -1,0 +1,383 @@
+// What a whole-record operation costs follows from what the record is made of: a constant for each part, the same in
+// every record. The constants are solved for from all records, and every record must then cost exactly their sum.
+#include "access/bulk_fields.hpp"
+#include "cost/cost.hpp"
+#include "frame/instance.hpp"
+#include "support/fill.hpp"
+#include "support/text.hpp"
+#include "support/wire.hpp"
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <numeric>
+
+namespace epm::test::cost {
+
+namespace {
+
+enum Part : std::size_t {
+    the_record,
+    further_variant,
+    a_number,
+    imported_enumeration,
+    an_enumeration,
+    an_enumerator_before,
+    an_object,
+    a_placed_object,
+    a_placed_object_deeper,
+    a_text,
+    an_empty_text,
+    some_characters,
+    a_run,
+    an_empty_array_of_numbers,
+    an_array_of_numbers,
+    an_element_number,
+    an_empty_array_of_records,
+    an_array_of_records,
+    an_element_record,
+    an_element_pair,
+    an_embedded_record,
+    a_list,
+    a_list_element,
+    the_arms,
+    a_flag_elsewhere,
+    number_of_parts
+};
+
+using Counts = std::array<int, number_of_parts>;
+
+template <class T>
+T at(const void* base, std::size_t offset) {
+    T value;
+    std::memcpy(&value, static_cast<const char*>(base) + offset, sizeof value);
+    return value;
+}
+
+/// How an operation goes through a record: into its own fields, into embedded records too, or into all that it owns;
+/// and whether it makes the records that are owned, in the way of the wire or of XML.
+enum class Depth { own, embedded, whole };
+enum class Makes { nothing, from_wire, from_xml };
+
+struct Walk {
+    Depth depth = Depth::whole;
+    Makes makes = Makes::nothing;
+};
+
+struct Census {
+    Counts parts{};
+    /// Those of records that are created, destroyed and moved on the way.
+    Counts created{}, destroyed{}, moved{};
+};
+
+constexpr char nothing[1024] = {};
+
+void count(const Record& r, const void* x, Part frame, Walk walk, Census& census);
+
+/// Adds what a record is made of that has just been made.
+void add_fresh(Counts& counts, const Record& r, Part frame) {
+    Census fresh;
+    count(r, nothing, frame, {}, fresh);
+    for (std::size_t i = 0; i < number_of_parts; ++i) counts[i] += fresh.parts[i];
+}
+
+/// Adds what the record in memory is made of. Lengths go with the fields that they are of.
+void count(const Record& r, const void* x, Part frame, Walk walk, Census& census) {
+    Counts& parts = census.parts;
+    const catalogue::Layout l = catalogue::detail::lay_out(r);
+    // From XML an element is read on its own and then moved.
+    const bool is_elsewhere =
+        frame == an_embedded_record || (frame == an_element_record && walk.makes != Makes::from_xml);
+    ++parts[frame];
+    parts[further_variant] += r.top();
+    if (r.is_union()) ++parts[the_arms];
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        const auto* place = static_cast<const char*>(x) + l.offset[i];
+        const auto* held = f.kind == Kind::text || f.kind == Kind::array || f.kind == Kind::arm || f.kind == Kind::list
+                               ? at<const char*>(place, 0)
+                               : nullptr;
+        const bool is_record = f.is_of_record();
+        const auto element = [&](const char* e, Part as) {
+            if (walk.depth == Depth::whole)
+                count(*f.record, e, as, walk, census);
+            else
+                ++parts[as];
+        };
+        int flags = f.is_tracked() && walk.makes == Makes::nothing ? 1 : 0;
+        switch (f.kind) {
+        case Kind::length: break;
+        case Kind::value:
+            ++parts[f.is_own_enum() ? an_enumeration : f.is_enumerated() ? imported_enumeration : a_number];
+            if (f.is_own_enum()) parts[an_enumerator_before] += at<int>(place, catalogue::header_length);
+            break;
+        case Kind::object:
+            ++parts[f.is_placed_object() ? a_placed_object : an_object];
+            if (f.is_placed_object() && is_elsewhere) ++parts[a_placed_object_deeper];
+            break;
+        case Kind::text:
+            ++parts[held != nullptr ? a_text : an_empty_text];
+            if (walk.makes == Makes::from_xml && held != nullptr) flags = 1;
+            break;
+        case Kind::characters: ++parts[some_characters]; break;
+        case Kind::run: ++parts[a_run]; break;
+        case Kind::embedded:
+            if (walk.depth != Depth::own) count(*f.record, place, an_embedded_record, walk, census);
+            break;
+        case Kind::arm:
+            if (held == nullptr || at<std::uint32_t>(x, l.offset[0] + catalogue::header_length) != f.tag) break;
+            element(held, the_record);
+            --parts[the_record];
+            if (walk.makes != Makes::nothing) add_fresh(census.created, *f.record, the_record);
+            break;
+        case Kind::array: {
+            const auto n = at<int>(x, l.offset[r.index_of(f.companion)]);
+            ++parts[(is_record ? an_empty_array_of_records : an_empty_array_of_numbers) + (held != nullptr)];
+            if (!is_record) parts[an_element_number] += n;
+            if (is_record) parts[an_element_pair] += n * (n - 1) / 2;
+            for (int e = 0; is_record && e < n; ++e) {
+                const char* at_element =
+                    held + static_cast<std::size_t>(e) * catalogue::detail::lay_out(*f.record).size(*f.record);
+                element(at_element, an_element_record);
+                if (walk.makes != Makes::nothing) add_fresh(census.created, *f.record, an_embedded_record);
+            }
+            for (int e = 0; is_record && walk.makes == Makes::from_xml && e <= n; ++e) {
+                add_fresh(census.created, *f.record, the_record);
+                add_fresh(census.destroyed, *f.record, the_record);
+                if (e != n) add_fresh(census.moved, *f.record, an_embedded_record);
+            }
+            if (walk.makes != Makes::from_wire) flags = walk.makes == Makes::from_xml ? 2 * n : n;
+            break;
+        }
+        case Kind::list: {
+            int n = 0;
+            for (const char* e = held; e != nullptr && e != place; ++n) {
+                element(e, a_list_element);
+                if (walk.makes != Makes::nothing) add_fresh(census.created, *f.record, the_record);
+                e = at<const char*>(e, catalogue::detail::lay_out(*f.record).links + 8u);
+            }
+            ++parts[a_list];
+            if (walk.makes == Makes::from_xml) {
+                add_fresh(census.created, *f.record, the_record);
+                add_fresh(census.destroyed, *f.record, the_record);
+            }
+            flags = n;
+            break;
+        }
+        }
+        if (is_elsewhere) parts[a_flag_elsewhere] += flags;
+    }
+}
+
+/// One measurement: what was there, and what it cost.
+struct Equation {
+    Census census;
+    long calls;
+    long allocations;
+    std::string text;
+};
+using Equations = std::map<std::string, std::vector<Equation>>;
+
+long sum_of(const Counts& counts, const std::vector<long>& constants) {
+    return std::inner_product(counts.begin(), counts.end(), constants.begin(), 0L);
+}
+
+/// The constants that satisfy all equations; a part that never occurs costs nothing. Small records come first, so that
+/// a part is learnt where it stands with few others, and the large ones only have to agree.
+std::vector<long> solve(std::vector<Equation> equations, long Equation::*cost) {
+    std::ranges::stable_sort(equations, {}, [](const Equation& e) {
+        return std::ranges::count_if(e.census.parts, [](int n) { return n != 0; });
+    });
+    using Row = std::array<double, number_of_parts + 1>;
+    std::array<std::optional<Row>, number_of_parts> solved; // by the part that the row is solved for
+    for (const Equation& e : equations) {
+        Row row;
+        std::ranges::copy(e.census.parts, row.begin());
+        row.back() = static_cast<double>(e.*cost);
+        const auto subtract = [](Row& from, const Row& other, std::size_t part) {
+            const double factor = from[part];
+            for (std::size_t k = 0; k < from.size(); ++k) from[k] -= factor * other[k];
+        };
+        for (std::size_t part = 0; part < number_of_parts; ++part)
+            if (solved[part]) subtract(row, *solved[part], part);
+        const auto pivot =
+            std::max_element(row.begin(), row.end() - 1, [](double a, double b) { return std::abs(a) < std::abs(b); });
+        if (std::abs(*pivot) < 1e-6) continue;
+        const auto part = static_cast<std::size_t>(pivot - row.begin());
+        const double scale = *pivot;
+        for (double& number : row) number /= scale;
+        for (auto& other : solved)
+            if (other) subtract(*other, row, part);
+        solved[part] = row;
+    }
+    std::vector<long> constants(number_of_parts, 0);
+    for (std::size_t part = 0; part < number_of_parts; ++part) {
+        if (solved[part]) constants[part] = std::lround(solved[part]->back());
+        const bool occurs =
+            std::ranges::any_of(equations, [&](const Equation& e) { return e.census.parts[part] != 0; });
+        EXPECT_EQ(occurs, solved[part].has_value()) << "nothing tells the cost of a " << part_names()[part];
+    }
+    for (const Equation& e : equations) {
+        EXPECT_EQ(sum_of(e.census.parts, constants), e.*cost) << e.text << " does not cost what its parts do";
+    }
+    return constants;
+}
+
+template <class A, std::size_t... I>
+void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const A* list, std::index_sequence<I...>) {
+    whole(D, r, name, x, list[I]...);
+}
+/// An operation with a number of like arguments that is known at run time only.
+template <class A>
+void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const std::vector<A>& list) {
+    [&]<std::size_t... N>(std::index_sequence<N...>) {
+        ((list.size() == N ? spread(D, r, name, x, list.data(), std::make_index_sequence<N>()) : void()), ...);
+    }
+    (std::make_index_sequence<catalogue::most_fields + 1>());
+}
+
+/// All operations of one record, with its fields set from a seed, or with none set.
+void measure(const Record& r, TestDomain& D, unsigned seed, Equations& equations) {
+    const WireType& wire = wire_type(r.name);
+    const TextOperations text(r.name);
+    const auto tell = [&](const char* operation, const Instance* x, auto f) {
+        Census census;
+        const std::string name = operation;
+        const Walk walk = {name.ends_with("_all") ? Depth::own
+                           : name == "set"        ? Depth::embedded
+                                                  : Depth::whole,
+                           name == "unmarshal" || name == "clone" ? Makes::from_wire
+                           : name == "from_xml"                   ? Makes::from_xml
+                                                                  : Makes::nothing};
+        if (name == "clone") add_fresh(census.created, r, the_record);
+        const bool is_there = x != nullptr;
+        if (is_there) count(r, x, the_record, walk, census);
+        const Cost cost = cost_of([&] { f(x); });
+        if (!is_there) count(r, x, the_record, walk, census);
+        if (name == "set_all" && r.is_union()) --census.parts[an_enumeration]; // an arm selects itself
+        equations[operation].push_back(
+            {census, static_cast<long>(cost.calls.size()), static_cast<long>(cost.allocations),
+             std::string(operation) + " of " + r.name + ", " + D.mode().text() + ", seed " + std::to_string(seed)});
+        EXPECT_EQ(D.st, 0u) << equations[operation].back().text;
+    };
+    const auto fresh = [&] { return create(r.name, D); };
+    Instance* x = nullptr;
+    tell("create", nullptr, [&](const Instance*& made) { made = x = fresh(); });
+    EXPECT_TRUE(seed == 0 || Fill(D, seed).fill(r, x));
+    for (std::size_t i = 0; i < r.count; ++i)
+        if (r.fields[i].kind == Kind::array && r.fields[i].is_of_record())
+            for (std::uint32_t more = 0; more < seed % 4; ++more) {
+                Instance* source = create(r.fields[i].record->name, D);
+                call(D, r, r.fields[i], "set", x, 3 + more, source, 1u);
+                destroy(r.fields[i].record->name, D, source);
+            }
+
+    std::vector<std::uint64_t> numbers(r.count, 0);
+    std::vector<void*> outs;
+    std::vector<std::uint64_t> written;
+    for (std::size_t i = 0; i < r.count; ++i) {
+        if (access::is_read_at_once(r.fields[i])) outs.push_back(&numbers[i]);
+        if (access::is_written_at_once(r, r.fields[i])) written.push_back(0);
+    }
+    tell("get_all", x, [&](auto*) { spread(D, r, "get_all", x, outs); });
+    Instance* y = fresh();
+    tell("set_all", y, [&](auto*) { spread(D, r, "set_all", y, written); });
+
+    Bytes buffer(70000);
+    const auto room = static_cast<std::int32_t>(buffer.size());
+    std::uint32_t used = 0;
+    tell("len", x, [&](auto*) { wire.len(D, D.set_id(), x); });
+    tell("marshal", x, [&](auto*) { used = wire.marshal(D, D.set_id(), buffer.data(), x, room, &D.st); });
+    const auto into_fresh = [&](const char* operation, auto read) {
+        Instance* z = fresh();
+        const Cost cost = cost_of([&] { read(z); });
+        tell(operation, z, [](auto*) {});
+        equations[operation].back().calls = static_cast<long>(cost.calls.size());
+        equations[operation].back().allocations = static_cast<long>(cost.allocations);
+        EXPECT_EQ(text.compare(x, z), 0) << equations[operation].back().text;
+        wire.destroy(D, D.set_id(), z);
+    };
+    into_fresh("unmarshal", [&](Instance* z) {
+        wire.unmarshal(D, D.set_id(), buffer.data(), z, static_cast<std::int32_t>(used), 0, &D.st);
+    });
+    Instance* copy = nullptr;
+    tell("clone", x, [&](auto*) {
+        whole(D, r, "clone", static_cast<const Instance*>(x), &copy, static_cast<void*>(buffer.data()), room);
+    });
+    tell("compare", x, [&](auto*) { EXPECT_EQ(wire.compare(x, copy), 0); });
+    tell("hash", x, [&](auto*) { wire.hash(x, 1); });
+    tell("print", x, [&](auto*) { text.printed(D, x, 0, "x"); });
+    std::string xml;
+    tell("to_xml", x, [&](auto*) { xml = text.xml(D, x, r.name); });
+    const XmlDocument document = sound_xml(xml);
+    into_fresh("from_xml", [&](Instance* z) { EXPECT_EQ(text.read(D, document.get(), z), 0u); });
+    tell("set", x, [&](auto*) { whole(D, r, "set", y, x); });
+    tell("destroy", copy, [&](auto*) { wire.destroy(D, D.set_id(), copy); });
+    wire.destroy(D, D.set_id(), x);
+    wire.destroy(D, D.set_id(), y);
+}
+
+} // namespace
+
+const std::vector<const char*>& part_names() {
+    static const std::vector<const char*> names = {"the record itself",
+                                                   "each variant above 0",
+                                                   "number",
+                                                   "imported enumeration",
+                                                   "enumeration",
+                                                   "each enumerator in front of its value",
+                                                   "imported object",
+                                                   "imported object with state flags of its own",
+                                                   "the same in an embedded record, besides",
+                                                   "text",
+                                                   "text, empty",
+                                                   "characters",
+                                                   "run of bytes",
+                                                   "array of numbers, empty",
+                                                   "array of numbers",
+                                                   "each number in it",
+                                                   "array of records, empty",
+                                                   "array of records",
+                                                   "each record in it",
+                                                   "each pair of records in it",
+                                                   "embedded record",
+                                                   "list",
+                                                   "each record in it",
+                                                   "nine arms, one of them set",
+                                                   "each state flag that is not at the end of its record"};
+    return names;
+}
+
+std::vector<Parts> parts() {
+    const char* const operations[] = {"create",    "destroy", "set",     "get_all", "set_all", "len",    "marshal",
+                                      "unmarshal", "clone",   "compare", "hash",    "print",   "to_xml", "from_xml"};
+    std::array<Equations, 2> equations;
+    for (std::size_t mode = 0; mode < 2; ++mode)
+        for (const Record* r : catalogue::all_records) {
+            TestDomain D(modes()[mode]);
+            // Without an arm a message has nothing to say.
+            for (unsigned seed = r->is_union() ? 1 : 0; seed <= 9; ++seed) measure(*r, D, seed, equations[mode]);
+        }
+    std::vector<Parts> all;
+    for (const char* name : operations) {
+        Parts& of = all.emplace_back(Parts{name, {}, {}});
+        for (std::size_t mode = 0; mode < 2; ++mode) {
+            const auto sum = [&](Parts& p) -> Parts::Sum& { return mode == 0 ? p.untracked : p.tracked; };
+            const auto less = [&](Equation e, long Equation::*cost, std::vector<long> Parts::Sum::*what) {
+                const Counts* const included[] = {&e.census.created, &e.census.destroyed, &e.census.moved};
+                for (std::size_t i = 0; i < 3 && all.size() > 3; ++i)
+                    e.*cost -= sum_of(*included[i], sum(all[i]).*what);
+                return e;
+            };
+            std::vector<Equation> by_calls, by_allocations;
+            for (const Equation& e : equations[mode][name]) {
+                by_calls.push_back(less(e, &Equation::calls, &Parts::Sum::calls));
+                by_allocations.push_back(less(e, &Equation::allocations, &Parts::Sum::allocations));
+            }
+            sum(of) = {solve(by_calls, &Equation::calls), solve(by_allocations, &Equation::allocations)};
+        }
+    }
+    return all;
+}
+
+} // namespace epm::test::cost
