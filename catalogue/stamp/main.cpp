@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
     write_version_script(folder);
     write_export_list(folder);
     write_trace_catalogue(folder);
+    write_debugger_tables(folder);
     write_manifest(folder, contents(argv[3]));
     return 0;
 }

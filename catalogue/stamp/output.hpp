@@ -38,6 +38,7 @@ void write_exports(const std::filesystem::path& folder);
 void write_version_script(const std::filesystem::path& folder);
 void write_export_list(const std::filesystem::path& folder);
 void write_trace_catalogue(const std::filesystem::path& folder);
+void write_debugger_tables(const std::filesystem::path& folder);
 void write_manifest(const std::filesystem::path& folder, const std::string& build_record);
 
 /// The first fault of the exports as a whole: two that bear one name, or an operation without a brief. Empty: none.

@@ -1,0 +1,64 @@
+// The tables behind gdb's printer of Instances, as Python: enumerators by number, fields with their places. What is
+// made of them stands in debugger/printer.py.
+#include "catalogue/stamp/output.hpp"
+
+#include <sstream>
+
+namespace epm::stamp {
+
+namespace {
+
+const char* kind_name(Kind kind) {
+    switch (kind) {
+    case Kind::value: return "value";
+    case Kind::length: return "length";
+    case Kind::object: return "object";
+    case Kind::text: return "text";
+    case Kind::characters: return "characters";
+    case Kind::array: return "array";
+    case Kind::run: return "run";
+    case Kind::embedded: return "embedded";
+    case Kind::arm: return "arm";
+    case Kind::list: return "list";
+    }
+    return "";
+}
+
+std::string type_name(const Field& f) {
+    if (f.is_own_enum()) return f.enumeration->name;
+    return f.is_of_record() ? f.record->name : f.foreign->name;
+}
+
+void write_field(std::ostream& out, const Record& r, const catalogue::Layout& l, std::size_t i) {
+    const Field& f = r.fields[i];
+    const std::size_t companion = f.companion != nullptr ? r.index_of(f.companion) : i;
+    const int width = f.of == catalogue::Of::foreign ? f.foreign->length : 0;
+    const int companion_width = f.companion != nullptr ? r.fields[companion].foreign->length : 0;
+    out << "        Field(\"" << f.name << "\", \"" << kind_name(f.kind) << "\", \"" << type_name(f) << "\", "
+        << l.offset[i] << ", " << int{f.since} << ", " << width << ", " << l.offset[companion] << ", "
+        << companion_width << ", " << f.capacity << ", " << f.tag << "),\n";
+}
+
+} // namespace
+
+void write_debugger_tables(const std::filesystem::path& folder) {
+    std::ostringstream out;
+    out << "\nENUMS = {\n";
+    for (const Enum* e : catalogue::all_enums) {
+        out << "    \"" << e->name << "\": (\n";
+        for (std::size_t i = 0; i < e->count; ++i) out << "        \"" << e->enumerators[i].name << "\",\n";
+        out << "    ),\n";
+    }
+    out << "}\n\nRECORDS = {\n";
+    for (const Record* r : catalogue::all_records) {
+        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        out << "    \"" << r->name << "\": Record(" << int{r->top()} << ", " << l.links << ", " << l.size(*r)
+            << ", (\n";
+        for (std::size_t i = 0; i < r->count; ++i) write_field(out, *r, l, i);
+        out << "    )),\n";
+    }
+    out << "}\n\ngdb.printing.register_pretty_printer(gdb.current_objfile(), Printers(), replace=True)\n";
+    write_file(folder / "debugger_tables.py", out.str());
+}
+
+} // namespace epm::stamp
