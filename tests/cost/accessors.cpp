@@ -1,6 +1,8 @@
 // Every accessor of every field is called where it succeeds, in each mode, and what it calls is kept.
 #include "cost/cost.hpp"
 #include "support/fill.hpp"
+#include "support/text.hpp"
+#include "support/wire.hpp"
 
 #include <map>
 
@@ -28,17 +30,7 @@ public:
                 if (f_->is_tracked() && D.mode().is_tracking()) flags();
                 destroy(r->name, D, x);
             }
-        for (const Enum* e : catalogue::all_enums) {
-            x = create(e->name, D);
-            Instance* source = create(e->name, D);
-            const std::string kind = "enumeration by itself";
-            tell(kind, e->name, "get", [&] { bare<Instance*>(D, *e, "get", x); });
-            tell(kind, e->name, "get_value", [&] { whole<std::uint32_t>(D, *e, "get_value", x); });
-            tell(kind, e->name, "set", [&] { whole(D, *e, "set", x, source); });
-            tell(kind, e->name, "set_value", [&] { whole(D, *e, "set_value", x, 0u); });
-            destroy(e->name, D, source);
-            destroy(e->name, D, x);
-        }
+        for (const Enum* e : catalogue::all_enums) enumeration(*e);
     }
 
 private:
@@ -76,6 +68,29 @@ private:
     }
     void removes_elements() {
         tell(kind_, place(), "remove_elements", [&] { bare(D, *r_, std::string(f_->name) + "_remove_elements", x); });
+    }
+    void enumeration(const Enum& e) {
+        const auto does = [&](const char* operation, auto f) { tell("enumeration by itself", e.name, operation, f); };
+        const WireType& wire = wire_type(e.name);
+        const TextOperations text(e.name);
+        std::uint8_t buffer[8] = {};
+        Instance* source = create(e.name, D);
+        does("create", [&] { x = create(e.name, D); });
+        does("get", [&] { bare<Instance*>(D, e, "get", x); });
+        does("get_value", [&] { whole<std::uint32_t>(D, e, "get_value", x); });
+        does("set", [&] { whole(D, e, "set", x, source); });
+        does("set_value", [&] { whole(D, e, "set_value", x, 0u); });
+        does("len", [&] { wire.len(D, D.set_id(), x); });
+        does("marshal", [&] { wire.marshal(D, D.set_id(), buffer, x, sizeof buffer, &D.st); });
+        does("unmarshal", [&] { wire.unmarshal(D, D.set_id(), buffer, x, sizeof buffer, 0, &D.st); });
+        does("compare", [&] { wire.compare(x, source); });
+        does("hash", [&] { wire.hash(x, 1); });
+        does("print", [&] { text.printed(D, x, 0, "x"); });
+        does("to_xml", [&] { text.xml(D, x, e.name); });
+        const XmlDocument document = sound_xml(text.xml(D, x, e.name));
+        does("from_xml", [&] { text.read(D, document.get(), x); });
+        does("destroy", [&] { destroy(e.name, D, x); });
+        destroy(e.name, D, source);
     }
     std::string place() const { return std::string(r_->name) + "." + f_->name; }
 

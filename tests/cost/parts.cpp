@@ -240,29 +240,29 @@ void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const
 void measure(const Record& r, TestDomain& D, unsigned seed, Equations& equations) {
     const WireType& wire = wire_type(r.name);
     const TextOperations text(r.name);
-    const auto tell = [&](const char* operation, const Instance* x, auto f) {
+    const auto tell = [&](const std::string& operation, const Instance* const& subject, auto f) {
         Census census;
-        const std::string name = operation;
-        const Walk walk = {name.ends_with("_all") ? Depth::own
-                           : name == "set"        ? Depth::embedded
-                                                  : Depth::whole,
-                           name == "unmarshal" || name == "clone" ? Makes::from_wire
-                           : name == "from_xml"                   ? Makes::from_xml
-                                                                  : Makes::nothing};
-        if (name == "clone") add_fresh(census.created, r, the_record);
-        const bool is_there = x != nullptr;
-        if (is_there) count(r, x, the_record, walk, census);
-        const Cost cost = cost_of([&] { f(x); });
-        if (!is_there) count(r, x, the_record, walk, census);
-        if (name == "set_all" && r.is_union()) --census.parts[an_enumeration]; // an arm selects itself
+        const Walk walk = {operation.ends_with("_all") ? Depth::own
+                           : operation == "set"        ? Depth::embedded
+                                                       : Depth::whole,
+                           operation == "unmarshal" || operation == "clone" ? Makes::from_wire
+                           : operation == "from_xml"                        ? Makes::from_xml
+                                                                            : Makes::nothing};
+        const bool is_taken = operation == "set" || operation == "destroy";
+        if (operation == "clone") add_fresh(census.created, r, the_record);
+        if (is_taken) count(r, subject, the_record, walk, census);
+        const Cost cost = cost_of(f);
+        if (!is_taken) count(r, subject, the_record, walk, census);
+        if (operation == "set_all" && r.is_union()) --census.parts[an_enumeration]; // an arm selects itself
+        const std::string text_of =
+            operation + " of " + r.name + ", " + D.mode().text() + ", seed " + std::to_string(seed);
         equations[operation].push_back(
-            {census, static_cast<long>(cost.calls.size()), static_cast<long>(cost.allocations),
-             std::string(operation) + " of " + r.name + ", " + D.mode().text() + ", seed " + std::to_string(seed)});
-        EXPECT_EQ(D.st, 0u) << equations[operation].back().text;
+            {census, static_cast<long>(cost.calls.size()), static_cast<long>(cost.allocations), text_of});
+        EXPECT_EQ(D.st, 0u) << text_of;
     };
-    const auto fresh = [&] { return create(r.name, D); };
-    Instance* x = nullptr;
-    tell("create", nullptr, [&](const Instance*& made) { made = x = fresh(); });
+    const Instance* made = nullptr;
+    tell("create", made, [&] { made = create(r.name, D); });
+    auto* x = const_cast<Instance*>(made);
     EXPECT_TRUE(seed == 0 || Fill(D, seed).fill(r, x));
     for (std::size_t i = 0; i < r.count; ++i)
         if (r.fields[i].kind == Kind::array && r.fields[i].is_of_record())
@@ -279,40 +279,35 @@ void measure(const Record& r, TestDomain& D, unsigned seed, Equations& equations
         if (access::is_read_at_once(r.fields[i])) outs.push_back(&numbers[i]);
         if (access::is_written_at_once(r, r.fields[i])) written.push_back(0);
     }
-    tell("get_all", x, [&](auto*) { spread(D, r, "get_all", x, outs); });
-    Instance* y = fresh();
-    tell("set_all", y, [&](auto*) { spread(D, r, "set_all", y, written); });
+    tell("get_all", x, [&] { spread(D, r, "get_all", x, outs); });
+    Instance* y = create(r.name, D);
+    tell("set_all", y, [&] { spread(D, r, "set_all", y, written); });
 
     Bytes buffer(70000);
     const auto room = static_cast<std::int32_t>(buffer.size());
     std::uint32_t used = 0;
-    tell("len", x, [&](auto*) { wire.len(D, D.set_id(), x); });
-    tell("marshal", x, [&](auto*) { used = wire.marshal(D, D.set_id(), buffer.data(), x, room, &D.st); });
-    const auto into_fresh = [&](const char* operation, auto read) {
-        Instance* z = fresh();
-        const Cost cost = cost_of([&] { read(z); });
-        tell(operation, z, [](auto*) {});
-        equations[operation].back().calls = static_cast<long>(cost.calls.size());
-        equations[operation].back().allocations = static_cast<long>(cost.allocations);
-        EXPECT_EQ(text.compare(x, z), 0) << equations[operation].back().text;
+    tell("len", x, [&] { wire.len(D, D.set_id(), x); });
+    tell("marshal", x, [&] { used = wire.marshal(D, D.set_id(), buffer.data(), x, room, &D.st); });
+    const auto read = [&](const char* operation, auto f) {
+        Instance* z = create(r.name, D);
+        tell(operation, z, [&] { f(z); });
+        EXPECT_EQ(text.compare(x, z), 0) << operation << " of " << r.name;
         wire.destroy(D, D.set_id(), z);
     };
-    into_fresh("unmarshal", [&](Instance* z) {
-        wire.unmarshal(D, D.set_id(), buffer.data(), z, static_cast<std::int32_t>(used), 0, &D.st);
-    });
+    const auto sent = static_cast<std::int32_t>(used);
+    read("unmarshal", [&](Instance* z) { wire.unmarshal(D, D.set_id(), buffer.data(), z, sent, 0, &D.st); });
     Instance* copy = nullptr;
-    tell("clone", x, [&](auto*) {
-        whole(D, r, "clone", static_cast<const Instance*>(x), &copy, static_cast<void*>(buffer.data()), room);
-    });
-    tell("compare", x, [&](auto*) { EXPECT_EQ(wire.compare(x, copy), 0); });
-    tell("hash", x, [&](auto*) { wire.hash(x, 1); });
-    tell("print", x, [&](auto*) { text.printed(D, x, 0, "x"); });
+    void* workspace = buffer.data();
+    tell("clone", x, [&] { whole(D, r, "clone", made, &copy, workspace, room); });
+    tell("compare", x, [&] { EXPECT_EQ(wire.compare(x, copy), 0); });
+    tell("hash", x, [&] { wire.hash(x, 1); });
+    tell("print", x, [&] { text.printed(D, x, 0, "x"); });
     std::string xml;
-    tell("to_xml", x, [&](auto*) { xml = text.xml(D, x, r.name); });
+    tell("to_xml", x, [&] { xml = text.xml(D, x, r.name); });
     const XmlDocument document = sound_xml(xml);
-    into_fresh("from_xml", [&](Instance* z) { EXPECT_EQ(text.read(D, document.get(), z), 0u); });
-    tell("set", x, [&](auto*) { whole(D, r, "set", y, x); });
-    tell("destroy", copy, [&](auto*) { wire.destroy(D, D.set_id(), copy); });
+    read("from_xml", [&](Instance* z) { EXPECT_EQ(text.read(D, document.get(), z), 0u); });
+    tell("set", x, [&] { whole(D, r, "set", y, x); });
+    tell("destroy", copy, [&] { wire.destroy(D, D.set_id(), copy); });
     wire.destroy(D, D.set_id(), x);
     wire.destroy(D, D.set_id(), y);
 }
