@@ -150,7 +150,7 @@ class View:
         try:
             of_runtime = gdb.lookup_type("struct " + f.type)
             if of_runtime.fields() and of_runtime.sizeof == f.width:
-                return gdb.Value(place).cast(of_runtime.pointer()).dereference().format_string()
+                return gdb.Value(place).cast(of_runtime.pointer()).dereference().format_string(pretty_structs=False)
         except gdb.error:
             pass
         return "<%s: %s>" % (f.type, data.hex(" ", 4))
