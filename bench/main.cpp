@@ -104,6 +104,7 @@ int main(int argc, char** argv) {
     };
     Suite suite;
     add_ours(suite);
+    add_references(suite);
 #ifdef BENCH_PROTOBUF
     add_protobuf(suite);
 #endif

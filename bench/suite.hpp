@@ -64,8 +64,11 @@ std::shared_ptr<std::vector<char>> roomy(Write write) {
 void add_ours(Suite& suite);
 /// W3 or W4 with another number of elements, for the operations whose cost must not grow with it.
 void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elements);
-void add_flat(Suite& suite);
-void add_call(Suite& suite);
+/// What the library writes of a workload; the references must write the same.
+std::vector<unsigned char> our_wire(const std::string& workload);
+/// The workload as the library's XML.
+std::string our_xml(const std::string& workload);
+void add_references(Suite& suite);
 void add_protobuf(Suite& suite);
 void add_flatbuffers(Suite& suite);
 void add_xdr(Suite& suite);
