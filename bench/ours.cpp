@@ -8,6 +8,7 @@
 #include <platform/values.h>
 #include <platform/xml.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace bench {
@@ -385,64 +386,77 @@ struct Subject {
     void unmarshal() {
         X* y = T::create(D, S);
         T::unmarshal(D, S, wire.data(), y, static_cast<int>(wire.size()), 0, &st);
-        T::destroy(D, S, y);
         keep(st);
+        T::destroy(D, S, y);
     }
 };
 
 template <class X>
 using Shared = std::shared_ptr<Subject<X>>;
 
+template <class X>
+std::uint32_t to_xml(Subject<X>& s, char* buffer, std::size_t size) {
+    return Type<X>::to_xml(s.D, S, Type<X>::name, buffer, s.x, static_cast<std::uint32_t>(size), 0, &s.st);
+}
+
+template <class X>
+std::uint32_t print(Subject<X>& s, char* buffer, std::size_t size) {
+    return Type<X>::print(s.D, S, buffer, 0, "x", s.x, static_cast<std::uint32_t>(size), &s.st);
+}
+
+/// What a writer writes, in a buffer that is large enough.
+template <class X>
+std::string written(Subject<X>& s, std::uint32_t (*write)(Subject<X>&, char*, std::size_t)) {
+    std::string text(4096, 0);
+    for (;;) {
+        const std::uint32_t length = write(s, text.data(), text.size());
+        if (std::exchange(s.st, 0) == 0) {
+            text.resize(length);
+            return text;
+        }
+        require(text.size() < (1u << 30), "a text does not end");
+        text.resize(text.size() * 2);
+    }
+}
+
+template <class X, class Data>
+std::string xml_of(const Data& data) {
+    Subject<X> s(false, data);
+    return written(s, to_xml<X>);
+}
+
 /// The operations whose cost must stay flat over the number of elements.
 template <class X>
 void add_scaling(Suite& suite, const std::string& workload, const Shared<X>& s, bool reads_xml) {
     using T = Type<X>;
-    const auto add = [&](const char* operation, auto step, std::size_t bytes) {
+    const auto add = [&](const char* operation, std::size_t bytes, auto step) {
         step();
         require(s->st == 0, workload + "/" + operation + " fails");
         suite.add(workload, operation, "ours", std::move(step), bytes);
     };
-    add(
-        "marshal", [s] { s->marshal(); }, s->wire.size());
-    add(
-        "unmarshal", [s] { s->unmarshal(); }, s->wire.size());
-    add(
-        "compare", [s] { keep(T::compare(s->x, s->equal)); }, s->wire.size());
-    add(
-        "hash", [s] { keep(T::hash(s->x, 0)); }, s->wire.size());
+    add("marshal", s->wire.size(), [s] { s->marshal(); });
+    add("unmarshal", s->wire.size(), [s] { s->unmarshal(); });
+    add("compare", s->wire.size(), [s] { keep(T::compare(s->x, s->equal)); });
+    add("hash", s->wire.size(), [s] { keep(T::hash(s->x, 0)); });
 
-    const auto fitting = [s](auto write) {
-        return roomy([&](char* buffer, std::uint32_t size) {
-            const std::uint32_t length = write(buffer, size);
-            return std::exchange(s->st, 0) == 0 ? length : 0;
-        });
-    };
-    const auto print = [s](char* buffer, std::uint32_t size) {
-        return T::print(s->D, S, buffer, 0, "x", s->x, size, &s->st);
-    };
-    const auto to_xml = [s](char* buffer, std::uint32_t size) {
-        return T::to_xml(s->D, S, T::name, buffer, s->x, size, 0, &s->st);
-    };
-    const auto printed = fitting(print), xml = fitting(to_xml);
-    add(
-        "print", [=] { keep(print(printed->data(), static_cast<std::uint32_t>(printed->size()))); },
-        print(printed->data(), static_cast<std::uint32_t>(printed->size())));
-    const std::size_t length = to_xml(xml->data(), static_cast<std::uint32_t>(xml->size()));
-    add(
-        "to_xml", [=] { keep(to_xml(xml->data(), static_cast<std::uint32_t>(xml->size()))); }, length);
+    const auto xml = std::make_shared<const std::string>(written(*s, to_xml<X>));
+    const auto printed = std::make_shared<const std::string>(written(*s, print<X>));
+    const auto buffer = std::make_shared<std::string>(std::max(xml->size(), printed->size()) + 64, 0);
+    add("print", printed->size(), [=] { keep(print(*s, buffer->data(), buffer->size())); });
+    add("to_xml", xml->size(), [=] { keep(to_xml(*s, buffer->data(), buffer->size())); });
     if (!reads_xml) return;
-    const platform_xml_limits limits = {length + 1, 0, 1u << 21};
-    add(
-        "from_xml",
-        [=] {
-            zur_xml_document* document = platform_xml_parse(xml->data(), length, &limits, nullptr, 0);
-            X* y = T::create(s->D, S);
-            T::from_xml(s->D, S, T::name, document, y, &s->st, nullptr, 0);
-            keep(s->st);
-            T::destroy(s->D, S, y);
-            platform_xml_free(document);
-        },
-        length);
+    const platform_xml_limits limits = {xml->size() + 1, 0, 1u << 21};
+    const auto from_xml = [=] {
+        zur_xml_document* document = platform_xml_parse(xml->data(), xml->size(), &limits, nullptr, 0);
+        X* y = T::create(s->D, S);
+        T::from_xml(s->D, S, T::name, document, y, &s->st, nullptr, 0);
+        platform_xml_free(document);
+        return y;
+    };
+    X* back = from_xml();
+    require(T::compare(back, s->x) == 0, workload + ": the library does not read its XML");
+    T::destroy(s->D, S, back);
+    add("from_xml", xml->size(), [=] { T::destroy(s->D, S, from_xml()); });
 }
 
 template <class X, class Data>
@@ -467,28 +481,35 @@ void add_type(Suite& suite, const std::string& workload, const Data& data) {
 } // namespace
 
 std::vector<unsigned char> our_wire(const std::string& workload) {
-    if (workload == "W1") return Subject<orlan_ial_svm_epm_data>(false, Entry()).wire;
-    if (workload == "W2") return Subject<orlan_ial_svm_epm_data>(false, Grants()).wire;
-    if (workload == "W3") return Subject<orlan_ial_vlan_group_info>(false, VlanGroup()).wire;
-    return Subject<orlan_svm_epm_notify_domain_name>(false, DomainNames()).wire;
+    if (workload == "W1") return Subject<orlan_ial_svm_epm_data>(false, entry()).wire;
+    if (workload == "W2") return Subject<orlan_ial_svm_epm_data>(false, grants()).wire;
+    if (workload == "W3") return Subject<orlan_ial_vlan_group_info>(false, vlan_group()).wire;
+    return Subject<orlan_svm_epm_notify_domain_name>(false, domain_names()).wire;
+}
+
+std::string our_xml(const std::string& workload) {
+    if (workload == "W1") return xml_of<orlan_ial_svm_epm_data>(entry());
+    if (workload == "W2") return xml_of<orlan_ial_svm_epm_data>(grants());
+    if (workload == "W3") return xml_of<orlan_ial_vlan_group_info>(vlan_group());
+    return xml_of<orlan_svm_epm_notify_domain_name>(domain_names());
 }
 
 void add_ours(Suite& suite) {
-    add_type<orlan_ial_svm_epm_data>(suite, "W1", Entry());
-    add_type<orlan_ial_svm_epm_data>(suite, "W2", Grants());
-    add_type<orlan_ial_vlan_group_info>(suite, "W3", VlanGroup());
-    add_type<orlan_svm_epm_notify_domain_name>(suite, "W4", DomainNames());
+    add_type<orlan_ial_svm_epm_data>(suite, "W1", entry());
+    add_type<orlan_ial_svm_epm_data>(suite, "W2", grants());
+    add_type<orlan_ial_vlan_group_info>(suite, "W3", vlan_group());
+    add_type<orlan_svm_epm_notify_domain_name>(suite, "W4", domain_names());
 }
 
 void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elements) {
     const std::string name = workload + "x" + std::to_string(elements);
     const bool reads_xml = elements <= 10000;
     if (workload == "W3")
-        add_scaling(suite, name, std::make_shared<Subject<orlan_ial_vlan_group_info>>(false, VlanGroup(elements)),
+        add_scaling(suite, name, std::make_shared<Subject<orlan_ial_vlan_group_info>>(false, vlan_group(elements)),
                     reads_xml);
     else
         add_scaling(suite, name,
-                    std::make_shared<Subject<orlan_svm_epm_notify_domain_name>>(false, DomainNames(elements)),
+                    std::make_shared<Subject<orlan_svm_epm_notify_domain_name>>(false, domain_names(elements)),
                     reads_xml);
 }
 

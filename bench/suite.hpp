@@ -50,17 +50,6 @@ private:
     std::vector<Loop> loops_;
 };
 
-/// A text buffer that is made large enough: write(buffer, size) returns the length, or 0 when it does not fit.
-template <class Write>
-std::shared_ptr<std::vector<char>> roomy(Write write) {
-    auto buffer = std::make_shared<std::vector<char>>(4096);
-    while (write(buffer->data(), static_cast<std::uint32_t>(buffer->size())) == 0) {
-        require(buffer->size() < (1u << 30), "a text does not end");
-        buffer->resize(buffer->size() * 2);
-    }
-    return buffer;
-}
-
 void add_ours(Suite& suite);
 /// W3 or W4 with another number of elements, for the operations whose cost must not grow with it.
 void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elements);

@@ -161,10 +161,10 @@ void add_type(Suite& suite, const std::string& workload, const Data& data) {
 } // namespace
 
 void add_flatbuffers(Suite& suite) {
-    add_type<fb::MessageT>(suite, "W1", Entry());
-    add_type<fb::MessageT>(suite, "W2", Grants());
-    add_type<fb::VlanGroupT>(suite, "W3", VlanGroup());
-    add_type<fb::DomainNamesT>(suite, "W4", DomainNames());
+    add_type<fb::MessageT>(suite, "W1", entry());
+    add_type<fb::MessageT>(suite, "W2", grants());
+    add_type<fb::VlanGroupT>(suite, "W3", vlan_group());
+    add_type<fb::DomainNamesT>(suite, "W4", domain_names());
 }
 
 } // namespace bench

@@ -157,10 +157,10 @@ void add_type(Suite& suite, const std::string& workload, const Data& data) {
 } // namespace
 
 void add_protobuf(Suite& suite) {
-    add_type<pb::Message>(suite, "W1", Entry());
-    add_type<pb::Message>(suite, "W2", Grants());
-    add_type<pb::VlanGroup>(suite, "W3", VlanGroup());
-    add_type<pb::DomainNames>(suite, "W4", DomainNames());
+    add_type<pb::Message>(suite, "W1", entry());
+    add_type<pb::Message>(suite, "W2", grants());
+    add_type<pb::VlanGroup>(suite, "W3", vlan_group());
+    add_type<pb::DomainNames>(suite, "W4", domain_names());
 }
 
 } // namespace bench

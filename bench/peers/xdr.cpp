@@ -148,10 +148,10 @@ void add_type(Suite& suite, const std::string& workload, const Data& data) {
 } // namespace
 
 void add_xdr(Suite& suite) {
-    add_type<xdr_xdr_message, xdr_message>(suite, "W1", Entry());
-    add_type<xdr_xdr_message, xdr_message>(suite, "W2", Grants());
-    add_type<xdr_xdr_vlan_group, xdr_vlan_group>(suite, "W3", VlanGroup());
-    add_type<xdr_xdr_domain_names, xdr_domain_names>(suite, "W4", DomainNames());
+    add_type<xdr_xdr_message, xdr_message>(suite, "W1", entry());
+    add_type<xdr_xdr_message, xdr_message>(suite, "W2", grants());
+    add_type<xdr_xdr_vlan_group, xdr_vlan_group>(suite, "W3", vlan_group());
+    add_type<xdr_xdr_domain_names, xdr_domain_names>(suite, "W4", domain_names());
 }
 
 } // namespace bench
