@@ -171,8 +171,9 @@ orlan_ial_svm_epm_data* fill(const Domain& D, const Grants& grants, std::uint32_
 orlan_ial_vlan_group_info* fill(const Domain& D, const VlanGroup& group, std::uint32_t* st) {
     orlan_ial_vlan_group_info* x = orlan_ial_vlan_group_info_create(D, S);
     orlan_ial_vlan_group_info_is_added_set_value(D, S, x, group.is_added, st);
-    orlan_ial_vlan_group_info_vlans_set_mem(D, S, x, group.vlans.data(), static_cast<std::uint32_t>(group.vlans.size()),
-                                            st);
+    if (!group.vlans.empty())
+        orlan_ial_vlan_group_info_vlans_set_mem(D, S, x, group.vlans.data(),
+                                                static_cast<std::uint32_t>(group.vlans.size()), st);
     orlan_ial_vlan_group_info_num_of_vlans_set_value(D, S, x, group.num_of_vlans, st);
     orlan_ial_vlan_group_info_gp_name_set(D, S, x, group.gp_name.data(), size_of(group.gp_name), st);
     return x;
@@ -184,6 +185,7 @@ orlan_svm_epm_notify_domain_name* fill(const Domain& D, const DomainNames& names
     orlan_svm_epm_notify_domain_name_mac_set(D, S, x, &mac, st);
     orlan_svm_epm_notify_domain_name_wlclient_num_set_value(D, S, x, names.wlclient_num, st);
     const auto count = static_cast<std::uint32_t>(names.names.size());
+    if (count == 0) return x;
     fqdn_domain_name* empty = fqdn_domain_name_create(D, S);
     orlan_svm_epm_notify_domain_name_domain_names_set(D, S, x, count - 1, empty, 1, st);
     fqdn_domain_name_destroy(D, S, empty);
