@@ -23,7 +23,7 @@ test: release   ## build and run the tests once, without sanitizers
 docs:           ## write the reference into build/release/docs/html
 	@scripts/build release docs
 
-bench: release  ## build and run the benchmarks
+bench:          ## measure the library beside its peers, and print the report
 	@scripts/bench
 
 fuzz:           ## build the fuzz targets and run each for FUZZ_SECONDS (60)

@@ -1,6 +1,6 @@
 # Draws the report's plots from the folder that it runs in: the rivals' instructions as multiples of the library's, and
 # what an element costs over the number of elements.
-set terminal svg size 1400,1000 font "sans,11"
+set terminal svg size 1400,1000 font "sans,11" noenhanced
 set output "report.svg"
 set multiplot layout 2,1
 set title "Instructions as a multiple of the library's: above 1, the library needs fewer"
@@ -15,11 +15,12 @@ set arrow from graph 0, first 1 to graph 1, first 1 nohead lw 1.5
 set format y "%g"
 plot for [i = 2:7] "rivals.dat" using i:xtic(1) title columnheader(i)
 unset arrow
-set title "Instructions for each element"
+set title "Instructions for each further element"
 set logscale xy
 set xtics norotate autofreq
 set format x "%.0f"
 set xlabel "elements"
 set key outside right vertical
-plot for [i = 0:13] "scale_instructions.dat" index i using 1:2 with linespoints title columnheader(1)
+plot for [i = 0:13] "scale_instructions.dat" index i using 1:2 with linespoints lw 1.5 lt (i % 7 + 1) \
+    dt (i < 7 ? 1 : 2) title columnheader(1)
 unset multiplot

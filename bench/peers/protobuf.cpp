@@ -100,17 +100,34 @@ void fill(pb::DomainNames& x, const DomainNames& data) {
     for (const std::string& name : data.names) x.add_domain_names(name);
 }
 
+/// Beside print and beside XML alike.
+template <class X>
+void add_text(Suite& suite, const std::string& workload, const char* peer, std::shared_ptr<X> x) {
+    using google::protobuf::TextFormat;
+    const auto text = std::make_shared<std::string>();
+    TextFormat::PrintToString(*x, text.get());
+    X back;
+    require(TextFormat::ParseFromString(*text, &back) && back.SerializeAsString() == x->SerializeAsString(),
+            workload + ": protobuf does not read its text");
+    const auto printed = std::make_shared<std::string>();
+    for (const char* operation : {"print", "to_xml"})
+        suite.add(
+            workload, operation, peer, [=] { keep(TextFormat::PrintToString(*x, printed.get())); }, text->size());
+    suite.add(
+        workload, "from_xml", peer,
+        [=] {
+            X y;
+            keep(TextFormat::ParseFromString(*text, &y));
+        },
+        text->size());
+}
+
 template <class X, class Data>
 void add_type(Suite& suite, const std::string& workload, const Data& data) {
     const auto x = std::make_shared<X>();
     fill(*x, data);
     const auto equal = std::make_shared<X>(*x);
     const auto wire = std::make_shared<std::string>(x->SerializeAsString());
-    const auto text = std::make_shared<std::string>();
-    google::protobuf::TextFormat::PrintToString(*x, text.get());
-    X back;
-    require(google::protobuf::TextFormat::ParseFromString(*text, &back) && back.SerializeAsString() == *wire,
-            workload + ": protobuf does not read its text");
     const auto add = [&](const char* operation, auto step, std::size_t bytes = 0) {
         suite.add(workload, operation, "protobuf", std::move(step), bytes);
     };
@@ -141,17 +158,7 @@ void add_type(Suite& suite, const std::string& workload, const Data& data) {
         fill(y, data);
         keep(&y);
     });
-    const auto printed = std::make_shared<std::string>();
-    for (const char* operation : {"print", "to_xml"})
-        add(
-            operation, [=] { keep(google::protobuf::TextFormat::PrintToString(*x, printed.get())); }, text->size());
-    add(
-        "from_xml",
-        [=] {
-            X y;
-            keep(google::protobuf::TextFormat::ParseFromString(*text, &y));
-        },
-        text->size());
+    add_text(suite, workload, "protobuf", x);
 }
 
 } // namespace
@@ -161,6 +168,15 @@ void add_protobuf(Suite& suite) {
     add_type<pb::Message>(suite, "W2", grants());
     add_type<pb::VlanGroup>(suite, "W3", vlan_group());
     add_type<pb::DomainNames>(suite, "W4", domain_names());
+
+    const auto spelled = std::make_shared<pb::Message>();
+    fill(*spelled, grants());
+    for (pb::Context& context : *spelled->mutable_bm_data()->mutable_acl()->mutable_contexts())
+        for (pb::Config& config : *context.mutable_configs()) {
+            for (const char byte : config.acl_name()) config.add_acl_bytes(static_cast<unsigned char>(byte));
+            config.clear_acl_name();
+        }
+    add_text(suite, "W2", "spelled", spelled);
 }
 
 } // namespace bench
