@@ -22,5 +22,5 @@ set format x "%.0f"
 set xlabel "elements"
 set key outside right vertical
 plot for [i = 0:13] "scale_instructions.dat" index i using 1:2 with linespoints lw 1.5 lt (i % 7 + 1) \
-    dt (i < 7 ? 1 : 2) title columnheader(1)
+    dt 1 + (i > 6) title columnheader(1)
 unset multiplot
