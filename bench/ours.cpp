@@ -94,8 +94,9 @@ void fill(const Domain& D, rcl_sess_mgr_authorize_ack* x, const decltype(Grants:
     move_handle<sess_mgr_session_label>(D, x, ack.label, platform_sess_mgr_session_label_write,
                                         rcl_sess_mgr_authorize_ack_label_set, st);
     aaa_tlv identity{};
-    platform_aaa_tlv_write(D, S, &identity, ack.identity_type,
-                           reinterpret_cast<const std::uint8_t*>(ack.identity.data()), size_of(ack.identity), st);
+    platform_aaa_tlv_write(D, S, &identity, ack.session_identity.type,
+                           reinterpret_cast<const std::uint8_t*>(ack.session_identity.value.data()),
+                           size_of(ack.session_identity.value), st);
     rcl_sess_mgr_authorize_ack_session_identity_set(D, S, x, &identity, st);
     move_handle<sess_mgr_client_hdl>(D, x, ack.cl_hdl, platform_sess_mgr_client_hdl_write,
                                      rcl_sess_mgr_authorize_ack_cl_hdl_set, st);
@@ -126,10 +127,11 @@ orlan_ial_svm_epm_data* fill(const Domain& D, const Grants& grants, std::uint32_
     rcl_client_vlan_t_gidb_handle_set_value(D, S, vlan, grants.vlan.gidb_handle, st);
     rcl_client_vlan_t_pref_set_value(D, S, vlan, grants.vlan.pref, st);
     rcl_client_vlan_t_vlan_value_set_value(D, S, vlan, grants.vlan.vlan_value, st);
-    rcl_client_vlan_t_ieee_mac_set(D, S, vlan, grants.vlan.ieee_mac.data(), 6, st);
+    rcl_client_vlan_t_ieee_mac_set(D, S, vlan, reinterpret_cast<const char*>(grants.vlan.ieee_mac.data()), 6, st);
     rcl_client_vlan_t_mac_set(D, S, vlan, &mac, st);
     rcl_client_vlan_t_domain_set_value(D, S, vlan, grants.vlan.domain, st);
-    rcl_template_info_t_bind_value_set_value(D, S, orlan_ial_svm_bm_data_templ_get(D, S, x, st), grants.bind_value, st);
+    rcl_template_info_t_bind_value_set_value(D, S, orlan_ial_svm_bm_data_templ_get(D, S, x, st),
+                                             grants.templ.bind_value, st);
     rcl_client_voice_vlan_t* voice = orlan_ial_svm_bm_data_voice_vlan_get(D, S, x, st);
     mac = mac_of(grants.voice_vlan.mac);
     rcl_client_voice_vlan_t_mac_set(D, S, voice, &mac, st);
@@ -140,7 +142,7 @@ orlan_ial_svm_epm_data* fill(const Domain& D, const Grants& grants, std::uint32_
     rcl_client_iaf_t_mac_set(D, S, iaf, &mac, st);
     rcl_client_iaf_t_gidb_handle_set_value(D, S, iaf, grants.iaf.gidb_handle, st);
     rcl_client_iaf_t_idle_timeout_set_value(D, S, iaf, grants.iaf.idle_timeout, st);
-    fill(D, orlan_ial_svm_bm_data_intf_templ_list_get(D, S, x, st), grants.templates, st);
+    fill(D, orlan_ial_svm_bm_data_intf_templ_list_get(D, S, x, st), grants.intf_templ_list.data, st);
     rcl_client_autocfg_data* autocfg = orlan_ial_svm_bm_data_autocfg_get(D, S, x, st);
     mac = mac_of(grants.autocfg.mac);
     rcl_client_autocfg_data_gidb_handle_set_value(D, S, autocfg, grants.autocfg.gidb_handle, st);
@@ -152,10 +154,11 @@ orlan_ial_svm_epm_data* fill(const Domain& D, const Grants& grants, std::uint32_
     fill(D, orlan_ial_svm_bm_data_authz_ack_get(D, S, x, st), grants.authz_ack, st);
     orlan_ial_svm_bm_data_is_authz_invoke_set_value(D, S, x, grants.is_authz_invoke, st);
     rcl_client_cfg_macro* macro = orlan_ial_svm_bm_data_cfg_macro_data_get(D, S, x, st);
-    rcl_client_cfg_macro_apply_flag_set_value(D, S, macro, grants.macro.apply_flag, st);
-    rcl_client_cfg_macro_gidb_handle_set_value(D, S, macro, grants.macro.gidb_handle, st);
+    rcl_client_cfg_macro_apply_flag_set_value(D, S, macro, grants.cfg_macro_data.apply_flag, st);
+    rcl_client_cfg_macro_gidb_handle_set_value(D, S, macro, grants.cfg_macro_data.gidb_handle, st);
     zur_vstring name{};
-    platform_zur_vstring_write(D, S, &name, grants.macro.name.data(), size_of(grants.macro.name), st);
+    platform_zur_vstring_write(D, S, &name, grants.cfg_macro_data.cfg_macro_name.data(),
+                               size_of(grants.cfg_macro_data.cfg_macro_name), st);
     rcl_client_cfg_macro_cfg_macro_name_set(D, S, macro, &name, st);
     rcl_client_acl_t* acl = orlan_ial_svm_bm_data_acl_get(D, S, x, st);
     mac = mac_of(grants.acl.mac);
@@ -184,14 +187,15 @@ orlan_svm_epm_notify_domain_name* fill(const Domain& D, const DomainNames& names
     zur_mac_addr mac = mac_of(names.mac);
     orlan_svm_epm_notify_domain_name_mac_set(D, S, x, &mac, st);
     orlan_svm_epm_notify_domain_name_wlclient_num_set_value(D, S, x, names.wlclient_num, st);
-    const auto count = static_cast<std::uint32_t>(names.names.size());
+    const auto count = static_cast<std::uint32_t>(names.domain_names.size());
     if (count == 0) return x;
     fqdn_domain_name* empty = fqdn_domain_name_create(D, S);
     orlan_svm_epm_notify_domain_name_domain_names_set(D, S, x, count - 1, empty, 1, st);
     fqdn_domain_name_destroy(D, S, empty);
     for (std::uint32_t i = 0; i < count; ++i)
         fqdn_domain_name_name_set(D, S, orlan_svm_epm_notify_domain_name_domain_names_get(D, S, x, i, st),
-                                  names.names[i].data(), static_cast<std::uint16_t>(names.names[i].size()), st);
+                                  names.domain_names[i].name.data(),
+                                  static_cast<std::uint16_t>(names.domain_names[i].name.size()), st);
     return x;
 }
 

@@ -45,7 +45,7 @@ void fill(fb::MessageT& message, const Grants& data) {
     x.vlan->mac = mac_of(data.vlan.mac.data());
     x.vlan->domain = data.vlan.domain;
     x.templ = std::make_unique<fb::TemplateInfoT>();
-    x.templ->bind_value = data.bind_value;
+    x.templ->bind_value = data.templ.bind_value;
     x.voice_vlan = std::make_unique<fb::VoiceVlanT>();
     x.voice_vlan->mac = mac_of(data.voice_vlan.mac.data());
     x.voice_vlan->gidb_handle = data.voice_vlan.gidb_handle;
@@ -54,8 +54,8 @@ void fill(fb::MessageT& message, const Grants& data) {
     x.iaf->mac = mac_of(data.iaf.mac.data());
     x.iaf->gidb_handle = data.iaf.gidb_handle;
     x.iaf->idle_timeout = data.iaf.idle_timeout;
-    x.intf_templ_list.reserve(data.templates.size());
-    for (const Template& from : data.templates) {
+    x.intf_templ_list.reserve(data.intf_templ_list.data.size());
+    for (const Template& from : data.intf_templ_list.data) {
         fb::TemplateT& to = *x.intf_templ_list.emplace_back(std::make_unique<fb::TemplateT>());
         to.bind = from.bind != 0;
         to.gidb_handle = from.gidb_handle;
@@ -71,16 +71,17 @@ void fill(fb::MessageT& message, const Grants& data) {
     x.authz_ack->conn_hdl = data.authz_ack.conn_hdl;
     x.authz_ack->label = data.authz_ack.label;
     x.authz_ack->session_identity = std::make_unique<fb::TlvT>();
-    x.authz_ack->session_identity->type = data.authz_ack.identity_type;
-    x.authz_ack->session_identity->value.assign(data.authz_ack.identity.begin(), data.authz_ack.identity.end());
+    x.authz_ack->session_identity->type = data.authz_ack.session_identity.type;
+    x.authz_ack->session_identity->value.assign(data.authz_ack.session_identity.value.begin(),
+                                                data.authz_ack.session_identity.value.end());
     x.authz_ack->cl_hdl = data.authz_ack.cl_hdl;
     x.authz_ack->return_hdl = data.authz_ack.return_hdl;
     x.authz_ack->result = data.authz_ack.result;
     x.is_authz_invoke = data.is_authz_invoke != 0;
     x.cfg_macro_data = std::make_unique<fb::MacroT>();
-    x.cfg_macro_data->apply_flag = data.macro.apply_flag != 0;
-    x.cfg_macro_data->gidb_handle = data.macro.gidb_handle;
-    x.cfg_macro_data->cfg_macro_name = data.macro.name;
+    x.cfg_macro_data->apply_flag = data.cfg_macro_data.apply_flag != 0;
+    x.cfg_macro_data->gidb_handle = data.cfg_macro_data.gidb_handle;
+    x.cfg_macro_data->cfg_macro_name = data.cfg_macro_data.cfg_macro_name;
     x.acl = std::make_unique<fb::ClientAclT>();
     x.acl->mac = mac_of(data.acl.mac.data());
     x.acl->idb = data.acl.idb;
@@ -112,7 +113,8 @@ void fill(fb::VlanGroupT& x, const VlanGroup& data) {
 void fill(fb::DomainNamesT& x, const DomainNames& data) {
     x.mac = mac_of(data.mac.data());
     x.wlclient_num = data.wlclient_num;
-    x.domain_names = data.names;
+    x.domain_names.reserve(data.domain_names.size());
+    for (const auto& from : data.domain_names) x.domain_names.push_back(from.name);
 }
 
 template <class X, class Data>

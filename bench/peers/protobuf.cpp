@@ -31,10 +31,10 @@ void fill(pb::Message& message, const Grants& data) {
     vlan.set_gidb_handle(data.vlan.gidb_handle);
     vlan.set_pref(data.vlan.pref);
     vlan.set_vlan_value(data.vlan.vlan_value);
-    vlan.set_ieee_mac(data.vlan.ieee_mac);
+    vlan.set_ieee_mac(data.vlan.ieee_mac.data(), data.vlan.ieee_mac.size());
     vlan.set_mac(data.vlan.mac.data(), data.vlan.mac.size());
     vlan.set_domain(data.vlan.domain);
-    x.mutable_templ()->set_bind_value(data.bind_value);
+    x.mutable_templ()->set_bind_value(data.templ.bind_value);
     pb::VoiceVlan& voice = *x.mutable_voice_vlan();
     voice.set_mac(data.voice_vlan.mac.data(), data.voice_vlan.mac.size());
     voice.set_gidb_handle(data.voice_vlan.gidb_handle);
@@ -43,7 +43,7 @@ void fill(pb::Message& message, const Grants& data) {
     iaf.set_mac(data.iaf.mac.data(), data.iaf.mac.size());
     iaf.set_gidb_handle(data.iaf.gidb_handle);
     iaf.set_idle_timeout(data.iaf.idle_timeout);
-    for (const Template& from : data.templates) {
+    for (const Template& from : data.intf_templ_list.data) {
         pb::Template& to = *x.add_intf_templ_list();
         to.set_bind(from.bind != 0);
         to.set_gidb_handle(from.gidb_handle);
@@ -58,16 +58,16 @@ void fill(pb::Message& message, const Grants& data) {
     pb::AuthorizeAck& ack = *x.mutable_authz_ack();
     ack.set_conn_hdl(data.authz_ack.conn_hdl);
     ack.set_label(data.authz_ack.label);
-    ack.mutable_session_identity()->set_type(data.authz_ack.identity_type);
-    ack.mutable_session_identity()->set_value(data.authz_ack.identity);
+    ack.mutable_session_identity()->set_type(data.authz_ack.session_identity.type);
+    ack.mutable_session_identity()->set_value(data.authz_ack.session_identity.value);
     ack.set_cl_hdl(data.authz_ack.cl_hdl);
     ack.set_return_hdl(data.authz_ack.return_hdl);
     ack.set_result(data.authz_ack.result);
     x.set_is_authz_invoke(data.is_authz_invoke != 0);
     pb::Macro& macro = *x.mutable_cfg_macro_data();
-    macro.set_apply_flag(data.macro.apply_flag != 0);
-    macro.set_gidb_handle(data.macro.gidb_handle);
-    macro.set_cfg_macro_name(data.macro.name);
+    macro.set_apply_flag(data.cfg_macro_data.apply_flag != 0);
+    macro.set_gidb_handle(data.cfg_macro_data.gidb_handle);
+    macro.set_cfg_macro_name(data.cfg_macro_data.cfg_macro_name);
     pb::ClientAcl& acl = *x.mutable_acl();
     acl.set_mac(data.acl.mac.data(), data.acl.mac.size());
     acl.set_idb(data.acl.idb);
@@ -96,8 +96,8 @@ void fill(pb::VlanGroup& x, const VlanGroup& data) {
 void fill(pb::DomainNames& x, const DomainNames& data) {
     x.set_mac(data.mac.data(), data.mac.size());
     x.set_wlclient_num(data.wlclient_num);
-    x.mutable_domain_names()->Reserve(static_cast<int>(data.names.size()));
-    for (const std::string& name : data.names) x.add_domain_names(name);
+    x.mutable_domain_names()->Reserve(static_cast<int>(data.domain_names.size()));
+    for (const auto& from : data.domain_names) x.add_domain_names(from.name);
 }
 
 /// Beside print and beside XML alike.

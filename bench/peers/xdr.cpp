@@ -48,12 +48,12 @@ void fill(xdr_message& message, const Grants& data, Held& held) {
     x.vlan = {data.vlan.gidb_handle, data.vlan.pref, data.vlan.vlan_value, {}, {}, data.vlan.domain};
     std::memcpy(x.vlan.ieee_mac, data.vlan.ieee_mac.data(), 6);
     std::memcpy(x.vlan.mac, data.vlan.mac.data(), 6);
-    x.bind_value = data.bind_value;
+    x.bind_value = data.templ.bind_value;
     x.voice_vlan = {{}, data.voice_vlan.gidb_handle, data.voice_vlan.vlan};
     std::memcpy(x.voice_vlan.mac, data.voice_vlan.mac.data(), 6);
     x.iaf = {{}, data.iaf.gidb_handle, data.iaf.idle_timeout};
     std::memcpy(x.iaf.mac, data.iaf.mac.data(), 6);
-    for (const Template& from : data.templates)
+    for (const Template& from : data.intf_templ_list.data)
         held.templates.push_back({static_cast<bool_t>(from.bind), from.gidb_handle, text_of(from.name)});
     x.intf_templ_list = {count_of(held.templates), held.templates.data()};
     x.autocfg = {data.autocfg.gidb_handle,
@@ -64,13 +64,15 @@ void fill(xdr_message& message, const Grants& data, Held& held) {
     std::memcpy(x.autocfg.mac, data.autocfg.mac.data(), 6);
     x.authz_ack = {data.authz_ack.conn_hdl,
                    data.authz_ack.label,
-                   data.authz_ack.identity_type,
-                   {static_cast<u_int>(data.authz_ack.identity.size()), text_of(data.authz_ack.identity)},
+                   data.authz_ack.session_identity.type,
+                   {static_cast<u_int>(data.authz_ack.session_identity.value.size()),
+                    text_of(data.authz_ack.session_identity.value)},
                    data.authz_ack.cl_hdl,
                    data.authz_ack.return_hdl,
                    data.authz_ack.result};
     x.is_authz_invoke = static_cast<bool_t>(data.is_authz_invoke);
-    x.cfg_macro_data = {static_cast<bool_t>(data.macro.apply_flag), data.macro.gidb_handle, text_of(data.macro.name)};
+    x.cfg_macro_data = {static_cast<bool_t>(data.cfg_macro_data.apply_flag), data.cfg_macro_data.gidb_handle,
+                        text_of(data.cfg_macro_data.cfg_macro_name)};
     for (const Context& from : data.acl.contexts) {
         std::vector<xdr_config>& configs = held.configs.emplace_back();
         for (const Config& inner : from.configs) {
@@ -92,7 +94,7 @@ void fill(xdr_vlan_group& x, const VlanGroup& data, Held&) {
 }
 
 void fill(xdr_domain_names& x, const DomainNames& data, Held& held) {
-    for (const std::string& name : data.names) held.names.push_back(text_of(name));
+    for (const auto& from : data.domain_names) held.names.push_back(text_of(from.name));
     x = {{}, data.wlclient_num, {count_of(held.names), held.names.data()}};
     std::memcpy(x.mac, data.mac.data(), 6);
 }
