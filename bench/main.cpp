@@ -109,6 +109,7 @@ int main(int argc, char** argv) {
     Suite suite;
     add_ours(suite);
     add_references(suite);
+    add_pugixml(suite);
 #ifdef BENCH_PROTOBUF
     add_protobuf(suite);
 #endif
@@ -117,9 +118,6 @@ int main(int argc, char** argv) {
 #endif
 #ifdef BENCH_XDR
     add_xdr(suite);
-#endif
-#ifdef BENCH_PUGIXML
-    add_pugixml(suite);
 #endif
     run(suite);
     for (const char* workload : {"W3", "W4"}) {

@@ -209,10 +209,10 @@ std::optional<double> element(const Values& values, const std::string& workload,
 
 void scale_tables(const Run& run, const std::string& folder, Verdicts& verdicts) {
     std::printf(
-        "## Scale\n\nWhat each further element costs from one number of elements to the next. The first ten pay for\n"
-        "what is done once; the spread, between the dearest and the cheapest, goes from ten up. Instructions decide. "
-        "Reading XML grows\n"
-        "an array by one element at a time, by contract: quadratic, no goal, and measured up to fewer elements.\n\n");
+        "## Scale\n\n"
+        "What each further element costs from one number of elements to the next. The first ten pay for what is done\n"
+        "once; the spread, between the dearest and the cheapest, goes from ten up. Instructions decide. Reading XML\n"
+        "grows an array by one element at a time, by contract: quadratic, no goal, and measured up to fewer.\n\n");
     for (const auto& [kind, values] : {std::pair{"instructions", &run.counts}, std::pair{"ns", &run.times}}) {
         std::vector<std::string> head = {kind};
         for (std::size_t i = 1; i < std::size(scale); ++i) head.push_back("to " + number(scale[i]));
