@@ -379,6 +379,8 @@ struct Subject {
         require(st == 0 && equal != nullptr && T::compare(x, equal) == 0, std::string(T::name) + " cannot be built");
     }
     ~Subject() {
+        // A raised status would have made every further call return at once, and all numbers worthless.
+        require(st == 0, std::string(T::name) + ": an operation has failed with " + std::to_string(st));
         T::destroy(D, S, equal);
         T::destroy(D, S, x);
     }
