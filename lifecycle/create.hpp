@@ -83,9 +83,9 @@ inline void count_one(Domain* D, std::uint32_t S, const zur_type_info* type, std
 }
 
 /// An enumeration's header; the enumerator is not touched.
-[[gnu::noinline]] inline void initialize_enum(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type,
-                                              std::int8_t top, bool announced, std::uint32_t extra_flags,
-                                              std::uint32_t* st) {
+[[gnu::always_inline]] inline void initialize_enum(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type,
+                                                   std::int8_t top, bool announced, std::uint32_t extra_flags,
+                                                   std::uint32_t* st) {
     const std::int8_t variant = agreed_variant(D, type, top, st);
     put(D, S, x, announced, &x->layout_variant, top);
     put(D, S, x, announced, &x->variant, variant);
@@ -101,10 +101,10 @@ void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* t
 }
 
 /// A record's header, up to the flags that its parent asks for. Returns the stored type.
-[[gnu::noinline]] inline const zur_type_info* initialize_header(Domain* D, std::uint32_t S, Instance* x,
-                                                                const zur_type_info* type, std::int8_t top,
-                                                                bool announced, std::uint32_t extra_flags,
-                                                                std::uint32_t* st) {
+[[gnu::always_inline]] inline const zur_type_info* initialize_header(Domain* D, std::uint32_t S, Instance* x,
+                                                                     const zur_type_info* type, std::int8_t top,
+                                                                     bool announced, std::uint32_t extra_flags,
+                                                                     std::uint32_t* st) {
     zur_clear_last_error(D);
     const std::int8_t variant = agreed_variant(D, type, top, st);
     put(D, S, x, announced, &x->layout_variant, top);

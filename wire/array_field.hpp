@@ -94,7 +94,7 @@ bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, s
     constexpr std::size_t place = catalogue::layout<R>.nested[I];
     if (in.state_flags == StateFlags::stored) {
         auto** run = at<void*>(in.block, place);
-        const bool kept = in.reuse != 0 && element_flags_at(run) != nullptr && count == former;
+        const bool kept = in.keeps(count, former) && element_flags_at(run) != nullptr;
         return kept || renew_element_flags(in.D, in.S, run, count, in.st);
     }
     if (has_flag(x, ZUR_TRACKED) && count > former) {
@@ -143,7 +143,7 @@ template <const Record& R, std::size_t I>
         drop(in.D, in.S, storage, x);
         return true;
     }
-    const bool kept = in.reuse != 0 && count == former && *storage != nullptr && has_blocks_if_needed(in, *storage);
+    const bool kept = in.keeps(count, former) && *storage != nullptr && has_blocks_if_needed(in, *storage);
     const std::size_t size = provide(
         in.D, in.S, storage, kept, count, [](const Domain* D) { return lifecycle::size_of<element>(D); }, x, in.st);
     if (size == 0) return false;
@@ -171,7 +171,7 @@ template <const Record& R, std::size_t I>
         drop(in.D, in.S, storage, x);
         return true;
     }
-    const bool kept = in.reuse != 0 && count == former && *storage != nullptr;
+    const bool kept = in.keeps(count, former) && *storage != nullptr;
     const std::size_t size = provide(in.D, in.S, storage, kept, count, Codec<*f.foreign>::size_of, x, in.st);
     if (size == 0) return false;
     if (!prepare_element_flags<R, I>(in, x, count, former)) {

@@ -101,6 +101,12 @@ struct Reader {
     bool places_blocks = false;                  ///< the elements of arrays have state flags behind them
     std::uint8_t* block = nullptr;               ///< where flags are stored
 
+    /// Whether storage that holds as many units as are to come serves again.
+    bool keeps(std::uint32_t count, std::uint32_t former) const {
+        if (reuse == 0) [[likely]]
+            return false;
+        return count == former;
+    }
     std::uint32_t rest() const { return room > 0 ? static_cast<std::uint32_t>(room) : 0; }
 
     /// Over what a codec has read, which is never more than the room.

@@ -34,7 +34,11 @@ inline void put_text(Writer& out, const void* text, std::uint32_t length) {
     if (size == 0) return -1;
     const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{length}));
     std::memcpy(*text, source, used);
-    std::memset(at(*text, used), 0, size - used);
+    // The terminator; more only behind a text that was cut.
+    if (size - used == 1) [[likely]]
+        *at<char>(*text, used) = 0;
+    else
+        std::memset(at(*text, used), 0, size - used);
     return static_cast<std::int32_t>(used);
 }
 
@@ -48,7 +52,7 @@ bool take_text(Reader& in, Instance* x, std::uint32_t former) {
         return true;
     }
     const std::int32_t used =
-        take_characters(in.D, in.S, in.cursor, in.room, text, length, in.reuse != 0 && length == former, x, in.st);
+        take_characters(in.D, in.S, in.cursor, in.room, text, length, in.keeps(length, former), x, in.st);
     if (used < 0) return false;
     in.advance(static_cast<std::uint32_t>(used));
     in.take_flag<text_flag>(catalogue::layout<R>.flag[I]);

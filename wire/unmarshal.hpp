@@ -137,15 +137,16 @@ std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance
     if (known_variant >= 0 &&
         take_fields<R>(in, x, known_variant, std::make_index_sequence<R.count>{}) == Progress::refused)
         return 0;
-    const auto base = static_cast<std::uint32_t>(std::int64_t{length} - base_room);
-    const auto offset = static_cast<std::uint32_t>(std::int64_t{length} - in.room);
-    if (jump > offset - base) [[unlikely]]
-        in.pass(jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, offset, base, jump));
+    const auto passed = static_cast<std::uint32_t>(std::int64_t{base_room} - in.room);
+    if (jump > passed) [[unlikely]] {
+        const auto base = static_cast<std::uint32_t>(std::int64_t{length} - base_room);
+        in.pass(jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, base + passed, base, jump));
+    }
     x->variant = known_variant;
     x->flags |= flags;
     const zur_type_info** type = zur_get_manifested_type_info_ptr_mem(x);
     *type = lifecycle::stored_type(D, S, type_info<R>());
-    return static_cast<std::uint32_t>(std::int64_t{length} - in.room);
+    return static_cast<std::uint32_t>(length) - static_cast<std::uint32_t>(in.room);
 }
 
 } // namespace epm::wire
