@@ -1,0 +1,14 @@
+// A message shown byte range by byte range, each beside the field that it belongs to.
+#pragma once
+
+#include "tool/input.hpp"
+#include "tool/types.hpp"
+
+#include <ostream>
+
+namespace epm::tool {
+
+/// Of a damaged message everything up to the fault, and then throws it.
+void annotate(const Type& type, ByteView message, bool is_json, std::ostream& out);
+
+} // namespace epm::tool

@@ -1,0 +1,73 @@
+// Files and hexadecimal digits.
+#include "tool/input.hpp"
+
+#include "tool/failure.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace epm::tool {
+
+namespace {
+
+constexpr char digits[] = "0123456789abcdef";
+
+int digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    const char lower = static_cast<char>(c | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+} // namespace
+
+Bytes read_file(const std::string& name, std::size_t most) {
+    const auto close = [](std::FILE* file) { return file != stdin ? std::fclose(file) : 0; };
+    const std::unique_ptr<std::FILE, decltype(close)> file(name == "-" ? stdin : std::fopen(name.c_str(), "rb"), close);
+    Bytes bytes;
+    std::array<std::uint8_t, 65536> block;
+    for (std::size_t size = 0;
+         file != nullptr && (size = std::fread(block.data(), 1, block.size(), file.get())) != 0;) {
+        bytes.insert(bytes.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(size));
+        if (bytes.size() > most) throw Failure{is_damaged, "longer than " + std::to_string(most) + " bytes"};
+    }
+    if (file == nullptr || std::ferror(file.get()) != 0) throw Failure{has_no_file, std::strerror(errno)};
+    return bytes;
+}
+
+Bytes from_hex(std::string_view text) {
+    Bytes bytes;
+    int high = -1;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '#') i = std::min(text.find('\n', i), text.size());
+        if (c == '#' || c == ' ' || (c >= '\t' && c <= '\r')) continue;
+        const int value = digit(c);
+        if (value < 0) throw Damage{i, "not a hexadecimal digit"};
+        if (high >= 0) bytes.push_back(static_cast<std::uint8_t>(high << 4 | value));
+        high = high >= 0 ? -1 : value;
+    }
+    if (high >= 0) throw Damage{text.size(), "an odd number of hexadecimal digits"};
+    return bytes;
+}
+
+std::string to_hex(ByteView bytes) {
+    std::string text;
+    for (const std::uint8_t b : bytes) (text += digits[b >> 4]) += digits[b & 15];
+    return text;
+}
+
+std::string escaped(ByteView bytes) {
+    std::string text;
+    for (const std::uint8_t b : bytes) {
+        if (b < 0x20 || b > 0x7E || b == '\\' || b == '"')
+            ((text += '\\') += digits[b >> 4]) += digits[b & 15];
+        else
+            text += static_cast<char>(b);
+    }
+    return text;
+}
+
+} // namespace epm::tool

@@ -1,0 +1,180 @@
+// The command line of orlan-epm: which sub-command, on which file, and how its failure is told. What a sub-command does
+// lives in the file of its subject.
+#include "tool/annotate.hpp"
+#include "tool/failure.hpp"
+#include "tool/manifest.hpp"
+#include "tool/message.hpp"
+#include "tool/traces.hpp"
+#include "tool/types.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+namespace {
+
+using namespace epm::tool;
+
+constexpr char footer[] =
+    R"(FILE and LIBRARY may be - for standard input. A message in hexadecimal digits may have white space, and remarks
+behind # to the end of a line.
+
+Exit status: 0 when all was good; 1 when what was read is damaged or refused; 2 when the call was wrong; 3 when a file
+cannot be read or the answer not written.
+)";
+
+struct Call {
+    std::string type, file, output;
+    int agreed = 0;
+    std::uint32_t index = 0;
+    bool is_hex = false, is_xml = false, is_json = false, is_names = false;
+};
+
+/// A failure on the way, told as one line.
+struct Told {
+    ExitStatus status;
+    std::string line;
+};
+
+Bytes read_message(const Call& call) {
+    const Bytes bytes = read_file(call.file, most_message);
+    return call.is_hex ? from_hex(as_text(bytes)) : bytes;
+}
+
+void write_whole(const std::string& file, std::string_view content) {
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out << content << std::flush;
+    if (!out) throw Told{has_no_file, file + ": " + std::strerror(errno)};
+}
+
+void encode_file(const Call& call, const Agreed& agreed) {
+    const Type& type = type_named(call.type);
+    const Bytes document = read_file(call.file, most_message);
+    const Bytes message = encode(type, std::string(as_text(document)), agreed);
+    const std::string content = call.is_hex ? to_hex(message) + '\n' : std::string(as_text(message));
+    if (call.output.empty())
+        std::cout << content;
+    else
+        write_whole(call.output, content);
+}
+
+/// Runs `body` and joins the name of what it read to what goes wrong.
+template <class Body>
+void on(const std::string& name, Body body) {
+    const std::string shown = name == "-" ? "standard input" : name;
+    try {
+        body();
+    } catch (const Damage& damage) {
+        throw Told{is_damaged, shown + ": offset " + std::to_string(damage.offset) + ": " + damage.reason};
+    } catch (const Failure& failure) {
+        throw Told{failure.status, shown + ": " + failure.reason};
+    }
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Looks into messages and libraries of the client-policy control plane.");
+    Call call;
+    app.name("orlan-epm");
+    app.set_version_flag("--version", "orlan-epm " EPM_VERSION, "Show the version.");
+    app.set_help_flag("--help,-h", "Show this.");
+    app.footer(footer);
+    app.require_subcommand(1);
+
+    const auto type = [&](CLI::App* command) { return command->add_option("TYPE", call.type, "Name of a type."); };
+    const auto file = [&](CLI::App* command, const char* name, const char* text) {
+        command->add_option(name, call.file, text)->required();
+    };
+    const auto json = [&](CLI::App* command) { command->add_flag("--json", call.is_json, "Answer in JSON."); };
+    const auto agreed = [&](CLI::App* command, const char* text) {
+        return command->add_option("--agreed", call.agreed, text)->type_name("N")->check(CLI::Range(-128, 127));
+    };
+
+    CLI::App* types = app.add_subcommand("types", "List all types, or tell of one: fields, kinds, variants, offsets.");
+    type(types);
+    json(types);
+    types->add_flag("--names", call.is_names, "List the names alone.");
+
+    CLI::App* decode_command = app.add_subcommand("decode", "Show a message as the library prints it, or as XML.");
+    type(decode_command)->required();
+    file(decode_command, "FILE", "The message.");
+    decode_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits.");
+    decode_command->add_flag("--xml", call.is_xml, "Show it as XML.");
+    const CLI::Option* decode_agreed =
+        agreed(decode_command, "Variant that the Domain has agreed. It bounds what is written, not what is read.");
+
+    CLI::App* encode_command = app.add_subcommand("encode", "Make a message of XML.");
+    type(encode_command)->required();
+    file(encode_command, "FILE", "The document.");
+    encode_command->add_flag("--hex", call.is_hex, "Write hexadecimal digits.");
+    encode_command->add_option("--output,-o", call.output, "Write to a file.")->type_name("FILE");
+    const CLI::Option* encode_agreed =
+        agreed(encode_command, "Variant that the Domain has agreed, instead of what the document notes.");
+
+    CLI::App* annotate_command = app.add_subcommand("annotate", "Show each range of bytes of a message and its field.");
+    type(annotate_command)->required();
+    file(annotate_command, "FILE", "The message.");
+    annotate_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits.");
+    json(annotate_command);
+
+    CLI::App* manifest = app.add_subcommand("manifest", "Show the types that a library file declares, and its build.");
+    file(manifest, "LIBRARY", "The library file.");
+    json(manifest);
+
+    CLI::App* traces = app.add_subcommand("traces", "Show the trace messages that a library file holds.");
+    file(traces, "LIBRARY", "The library file.");
+    const CLI::Option* index = traces->add_option("INDEX", call.index, "Show this one message.");
+    json(traces);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);
+        std::cerr << "orlan-epm: " << error.what() << "; --help tells more\n";
+        return is_bad_call;
+    }
+
+    const auto chosen = [&](const CLI::Option* option) {
+        return option->count() != 0 ? Agreed(static_cast<std::int8_t>(call.agreed)) : Agreed();
+    };
+    if (types->parsed() && call.type.empty())
+        show_types(call.is_names ? TypesForm::names : call.is_json ? TypesForm::json : TypesForm::table, std::cout);
+    else if (!call.type.empty())
+        on(call.type, [&] { type_named(call.type); });
+    if (types->parsed() && !call.type.empty()) show_type(type_named(call.type), call.is_json, std::cout);
+    on(call.file, [&] {
+        if (decode_command->parsed())
+            std::cout << decode(type_named(call.type), read_message(call),
+                                call.is_xml ? TextForm::xml : TextForm::print, chosen(decode_agreed));
+        if (encode_command->parsed()) encode_file(call, chosen(encode_agreed));
+        if (annotate_command->parsed()) annotate(type_named(call.type), read_message(call), call.is_json, std::cout);
+        if (manifest->parsed()) show_manifest(read_file(call.file, most_library), call.is_json, std::cout);
+        if (traces->parsed())
+            show_traces(read_file(call.file, most_library),
+                        index->count() != 0 ? std::optional(call.index) : std::nullopt, call.is_json, std::cout);
+    });
+    return is_good;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    int status = is_good;
+    std::string line;
+    try {
+        status = run(argc, argv);
+    } catch (const Told& told) {
+        status = told.status;
+        line = told.line;
+    }
+    errno = 0;
+    std::cout.flush();
+    if (!line.empty()) std::cerr << "orlan-epm: " << line << '\n';
+    if (std::cout) return status;
+    std::cerr << "orlan-epm: standard output: " << std::strerror(errno) << '\n';
+    return has_no_file;
+}

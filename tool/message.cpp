@@ -1,0 +1,150 @@
+// A Domain, an Instance, and the operations of its type.
+#include "tool/message.hpp"
+
+#include "tool/failure.hpp"
+#include "tool/notes.hpp"
+
+#include <platform/domain.h>
+#include <platform/xml.h>
+#include <zur/runtime.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace epm::tool {
+
+namespace {
+
+constexpr std::uint32_t S = ZUR_NO_SET; // Instances live on the heap
+constexpr std::uint32_t most_text = 1u << 30;
+constexpr std::uint32_t enum_wire_length = 5;
+
+/// A Domain and in it one Instance of a type.
+class Holder {
+public:
+    Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type) {
+        platform_domain_options options{};
+        options.tracking = notes.is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
+        D_.reset(platform_domain_create(&options));
+        if (D_ == nullptr) throw Failure{is_damaged, "no memory"};
+        for (const auto& [name, variant] : notes.variants)
+            platform_domain_agree(D_.get(), name.c_str(), static_cast<std::int8_t>(variant));
+        if (agreed) {
+            platform_domain_clear_agreement(D_.get());
+            platform_domain_agree_all(D_.get(), *agreed);
+        }
+        x_ = operations.create(D_.get(), S);
+        if (x_ == nullptr) throw Failure{is_damaged, "no memory"};
+    }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+    ~Holder() {
+        if (x_ != nullptr) operations.destroy(D_.get(), S, x_);
+    }
+
+    zur_domain* D() const { return D_.get(); }
+    zur_instance* x() const { return x_; }
+
+    const Operations operations;
+
+private:
+    struct Destroy {
+        void operator()(zur_domain* D) const { platform_domain_destroy(D); }
+    };
+    std::unique_ptr<zur_domain, Destroy> D_;
+    zur_instance* x_ = nullptr;
+};
+
+[[noreturn]] void refuse(const char* what, std::uint32_t status) {
+    throw Failure{is_damaged, std::string(what) + " with " + std::to_string(status) + ", " +
+                                  std::strerror(static_cast<int>(status))};
+}
+
+/// Calls write(buffer, size, &st) with a buffer that is large enough in the end.
+template <class Write>
+std::string text_of(std::size_t first_size, Write write) {
+    for (std::size_t room = first_size; room <= most_text; room *= 2) {
+        std::string text(room, '\0');
+        std::uint32_t st = 0;
+        text.resize(write(text.data(), static_cast<std::uint32_t>(room), &st));
+        if (st == ZUR_BUFFER_TOO_SMALL) continue;
+        if (st != 0) refuse("the library does not show it: status", st);
+        return text;
+    }
+    throw Failure{is_damaged, "its text is too long"};
+}
+
+/// XML with each element on a line of its own. A text stays in its tags, where white space would belong to it.
+std::string laid_out(std::string_view xml) {
+    std::string lines;
+    std::size_t depth = 0;
+    const auto next_tag = [&](std::size_t from) { return std::min(xml.find('<', from), xml.size()); };
+    for (std::size_t at = 0, end; at < xml.size(); at = end) {
+        end = next_tag(at + 1);
+        const bool closes = xml.substr(at, 2) == "</";
+        const bool is_empty = xml.substr(at, end - at).ends_with("/>");
+        const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
+        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value goes up to its closing tag's end
+        if (closes && depth != 0) --depth;
+        lines.append(2 * depth, ' ').append(xml.substr(at, end - at)) += '\n';
+        if (opens) ++depth;
+    }
+    return lines;
+}
+
+} // namespace
+
+std::string decode(const Type& type, ByteView message, TextForm form, Agreed agreed) {
+    // The walk comes first: it tells where a message is damaged, and no count is trusted before its bytes are there.
+    const Notes notes = notes_of(type, message);
+    const Holder holder(type, {{}, notes.is_tracked, {}}, agreed);
+    const auto& [create, destroy, length, marshal, unmarshal, print, to_xml, from_xml] = holder.operations;
+    Bytes exact(message.begin(), message.end());
+    exact.push_back(0); // in tracked mode a flag may be taken from directly behind the end
+    std::uint32_t st = 0;
+    const std::uint32_t used =
+        unmarshal(holder.D(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
+    if (st != 0) refuse("the library's reader refuses it: status", st);
+    if (used != message.size())
+        throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
+                                                                      " bytes of " + std::to_string(message.size())};
+    const std::size_t first_size = 4096 + 8 * message.size();
+    if (form == TextForm::xml)
+        return written(notes) + laid_out(text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
+                   return to_xml(holder.D(), S, type.name.c_str(), buffer, holder.x(), room, 0, s);
+               }));
+    std::string text = text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
+        return print(holder.D(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
+    });
+    // A nested record's closing line steps over its indentation and leaves there what was there before.
+    std::ranges::replace(text, '\0', ' ');
+    return text;
+}
+
+Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
+    const Notes notes = read_notes(xml);
+    const Holder holder(type, notes, agreed);
+    const auto& [create, destroy, length, marshal, unmarshal, print, to_xml, from_xml] = holder.operations;
+    char words[512] = "";
+    const std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)> document(
+        platform_xml_parse(xml.data(), xml.size(), nullptr, words, sizeof words), &platform_xml_free);
+    if (document == nullptr) throw Failure{is_damaged, words};
+    std::uint32_t count = 0;
+    xml_get_element_nodecount(document.get(), type.name.c_str(), &count);
+    if (count == 0) throw Failure{is_damaged, "the root element is not " + type.name};
+    std::uint32_t st = 0;
+    from_xml(holder.D(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
+    // An absent last text is told by the reader of a record to that of its parent, which passes over it.
+    if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words};
+    if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st);
+    st = 0;
+    // Behind the bytes that the library counts, room for a flag that is written only where room is left.
+    Bytes message((type.is_enum() ? enum_wire_length : length(holder.D(), S, holder.x())) + std::size_t{8});
+    message.resize(marshal(holder.D(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
+    if (st != 0) refuse("the library does not write it: status", st);
+    if (notes.is_tracked) put_state_flags(type, notes, message);
+    return message;
+}
+
+} // namespace epm::tool

@@ -1,0 +1,23 @@
+// Messages read and written by the library itself: wire form to print form or XML, and XML to wire form.
+#pragma once
+
+#include "tool/input.hpp"
+#include "tool/types.hpp"
+
+#include <optional>
+#include <string>
+
+namespace epm::tool {
+
+/// The variant that the Domain has agreed with its peer, for all types; without it, the newest of each.
+using Agreed = std::optional<std::int8_t>;
+
+enum class TextForm { print, xml };
+
+/// Shows a message that the library's reader accepts whole. Throws Damage or a Failure for any other.
+std::string decode(const Type& type, ByteView message, TextForm form, Agreed agreed);
+
+/// Throws a Failure for a document that the library's readers refuse.
+Bytes encode(const Type& type, const std::string& xml, Agreed agreed);
+
+} // namespace epm::tool

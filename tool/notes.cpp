@@ -1,0 +1,112 @@
+// Notes are taken from a message by a walk, and put back by another.
+#include "tool/notes.hpp"
+
+#include "tool/failure.hpp"
+#include "tool/walk.hpp"
+
+#include <algorithm>
+#include <charconv>
+
+namespace epm::tool {
+
+namespace {
+
+constexpr std::string_view white = " \t\r\n";
+
+/// The next word of a text, which is taken from it.
+std::string_view take_word(std::string_view& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
+    const std::string_view word = text.substr(0, text.find_first_of(white));
+    text.remove_prefix(word.size());
+    return word;
+}
+
+int variant_from(std::string_view digits) {
+    std::int8_t variant = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), variant);
+    if (error != std::errc() || end != digits.data() + digits.size())
+        throw Failure{is_damaged, "a variant is a number from -128 to 127, not " + std::string(digits)};
+    return variant;
+}
+
+void read_note(std::string_view text, Notes& notes) {
+    const std::string_view subject = take_word(text);
+    const bool tells_variants = subject == "variants";
+    if (!tells_variants && subject != "state-flags")
+        throw Failure{is_damaged, "a note on " + std::string(subject) + " is not known"};
+    notes.is_tracked = notes.is_tracked || !tells_variants;
+    for (std::string_view word = take_word(text); !word.empty(); word = take_word(text)) {
+        const std::size_t sign = word.find('=');
+        if (sign == word.npos) throw Failure{is_damaged, "a note without a value: " + std::string(word)};
+        const std::string name(word.substr(0, sign));
+        try {
+            if (tells_variants)
+                notes.variants[name] = variant_from(word.substr(sign + 1));
+            else
+                notes.state_flags[name] = from_hex(word.substr(sign + 1));
+        } catch (const Damage& damage) {
+            throw Failure{is_damaged, "state flags of " + name + ": " + damage.reason};
+        }
+    }
+}
+
+} // namespace
+
+Notes notes_of(const Type& type, ByteView message) {
+    Notes notes;
+    std::map<std::string, int> newest;
+    for (const Type& t : all_types()) newest[t.name] = t.top();
+    walk(type, message, [&](const Part& part) {
+        if (part.kind == Part::Kind::flags && (message[part.offset] & ZUR_TRACKED) != 0) notes.is_tracked = true;
+        if (part.kind == Part::Kind::variant) {
+            const int variant = static_cast<std::int8_t>(message[part.offset]);
+            if (variant < newest[part.type]) notes.variants[part.type] = variant;
+        }
+        if (part.kind != Part::Kind::state_flags) return;
+        const ByteView flags = message.subspan(part.offset, part.length);
+        if (std::ranges::any_of(flags, [](std::uint8_t flag) { return flag != 0; }))
+            notes.state_flags[part.path].assign(flags.begin(), flags.end());
+    });
+    return notes;
+}
+
+std::string written(const Notes& notes) {
+    std::string text;
+    if (!notes.variants.empty()) {
+        text += "<?orlan-epm variants";
+        for (const auto& [type, variant] : notes.variants) text += " " + type + "=" + std::to_string(variant);
+        text += "?>\n";
+    }
+    if (notes.is_tracked) {
+        text += "<?orlan-epm state-flags";
+        for (const auto& [path, flags] : notes.state_flags) text += "\n  " + path + "=" + to_hex(flags);
+        text += "?>\n";
+    }
+    return text;
+}
+
+Notes read_notes(std::string_view xml) {
+    Notes notes;
+    constexpr std::string_view start = "<?", mark = "orlan-epm", end = "?>";
+    for (;;) {
+        xml.remove_prefix(std::min(xml.find_first_not_of(white), xml.size()));
+        const std::size_t length = xml.find(end);
+        if (!xml.starts_with(start) || length == xml.npos) return notes;
+        std::string_view instruction = xml.substr(start.size(), length - start.size());
+        if (take_word(instruction) == mark) read_note(instruction, notes);
+        xml.remove_prefix(length + end.size());
+    }
+}
+
+void put_state_flags(const Type& type, const Notes& notes, Bytes& message) {
+    const Bytes before = message;
+    walk(type, before, [&](const Part& part) {
+        if (part.kind != Part::Kind::state_flags) return;
+        const auto place = message.begin() + static_cast<std::ptrdiff_t>(part.offset);
+        std::fill_n(place, part.length, std::uint8_t{0});
+        if (const auto found = notes.state_flags.find(part.path); found != notes.state_flags.end())
+            std::copy_n(found->second.begin(), std::min(found->second.size(), part.length), place);
+    });
+}
+
+} // namespace epm::tool

@@ -1,0 +1,36 @@
+// What a message says and the library's XML does not: variants below the newest, and state flags. The tool writes it in
+// front of the document as processing instructions, which the library's reader passes over, and puts it back into the
+// message that is made of the document:
+//
+//   <?orlan-epm variants TYPE=NUMBER...?>
+//   <?orlan-epm state-flags FIELD=BYTES...?>     the message is state-tracked; fields not named have flags of 0
+#pragma once
+
+#include "tool/input.hpp"
+#include "tool/types.hpp"
+
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace epm::tool {
+
+struct Notes {
+    std::map<std::string, int> variants; ///< by type
+    bool is_tracked = false;
+    std::map<std::string, Bytes> state_flags; ///< by the field's path
+
+    bool operator==(const Notes&) const = default;
+};
+
+/// Throws Damage where the message is damaged.
+Notes notes_of(const Type& type, ByteView message);
+
+std::string written(const Notes& notes);
+/// Reads what stands in front of a document's root element. Throws a Failure.
+Notes read_notes(std::string_view xml);
+
+/// Puts the state flags of a message where they belong.
+void put_state_flags(const Type& type, const Notes& notes, Bytes& message);
+
+} // namespace epm::tool

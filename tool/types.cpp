@@ -1,0 +1,196 @@
+// Looking types up, and telling of them.
+#include "tool/types.hpp"
+
+#include "catalogue/stamp/names.hpp"
+#include "tool/failure.hpp"
+#include "tool/table.hpp"
+
+#include <dlfcn.h>
+#include <nlohmann/json.hpp>
+
+namespace epm::tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using catalogue::Layout;
+
+constexpr const char* kind_names[] = {"value", "length", "object",   "text", "characters",
+                                      "array", "run",    "embedded", "arm",  "list"};
+
+template <class Function>
+void fetch(Function& function, const Type& type, const char* operation) {
+    const std::string name = stamp::operation_name(type.name, operation);
+    function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name.c_str()));
+    if (function == nullptr) throw Failure{has_no_file, "the library exports no " + name};
+}
+
+std::size_t variants_of(const Type& type) {
+    return static_cast<std::size_t>(type.top()) + 1;
+}
+
+std::size_t size_of(const Type& type) {
+    return type.is_enum() ? catalogue::enum_length : catalogue::detail::lay_out(*type.record).size(*type.record);
+}
+
+std::size_t tracked_size_of(const Type& type) {
+    return type.is_enum() ? size_of(type)
+                          : size_of(type) + catalogue::detail::lay_out(*type.record).block_length(*type.record);
+}
+
+std::size_t members_of(const Type& type) {
+    return type.is_enum() ? type.enumeration->count : type.record->count;
+}
+
+/// What else is to be known of a field's kind.
+std::string note_of(const Field& f) {
+    if (f.companion != nullptr) return "length in " + std::string(f.companion);
+    if (f.capacity != 0) return std::to_string(f.capacity) + " elements";
+    if (f.kind == Kind::arm) return "tag " + std::to_string(f.tag);
+    return "";
+}
+
+Json summary(const Type& type) {
+    return {{"name", type.name},
+            {"kind", type.is_enum() ? "enum" : "record"},
+            {"description", type.doc()},
+            {"identity", type.digests().identity},
+            {"top_variant", type.top()},
+            {"size", size_of(type)},
+            {"tracked_size", tracked_size_of(type)}};
+}
+
+Json enumerators(const Enum& e) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < e.count; ++i)
+        list.push_back({{"number", i},
+                        {"name", e.enumerators[i].name},
+                        {"since", e.enumerators[i].since},
+                        {"description", e.enumerators[i].doc}});
+    return list;
+}
+
+Json layouts(const Record& r, const Layout& l) {
+    Json list = Json::array();
+    for (std::size_t v = 0; v < r.variants(); ++v)
+        list.push_back({{"variant", v}, {"used_length", l.used[v]}, {"size", l.body[v]}, {"state_flags", l.block[v]}});
+    return list;
+}
+
+Json fields(const Record& r, const Layout& l) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        Json field{{"name", f.name},
+                   {"kind", kind_names[static_cast<std::size_t>(f.kind)]},
+                   {"type", type_of(f)},
+                   {"since", f.since},
+                   {"offset", l.offset[i]}};
+        field["state_flag"] = f.is_tracked() ? Json(l.flag[i]) : Json();
+        if (f.companion != nullptr) field["length_field"] = f.companion;
+        if (f.capacity != 0) field["elements"] = f.capacity;
+        if (f.kind == Kind::arm) field["tag"] = f.tag;
+        field["description"] = f.doc;
+        list.push_back(std::move(field));
+    }
+    return list;
+}
+
+void show_enum(const Enum& e, std::ostream& out) {
+    Table table;
+    table.add({"number", "since", "name", "description"});
+    for (std::size_t i = 0; i < e.count; ++i)
+        table.add(
+            {std::to_string(i), std::to_string(e.enumerators[i].since), e.enumerators[i].name, e.enumerators[i].doc});
+    table.write(out);
+}
+
+void show_record(const Record& r, std::ostream& out) {
+    const Layout l = catalogue::detail::lay_out(r);
+    Table variants;
+    variants.add({"variant", "used length", "size", "state flags"});
+    for (std::size_t v = 0; v < r.variants(); ++v)
+        variants.add(
+            {std::to_string(v), std::to_string(l.used[v]), std::to_string(l.body[v]), std::to_string(l.block[v])});
+    variants.write(out);
+    out << '\n';
+    Table table;
+    table.add({"offset", "flag", "since", "kind", "type", "name", "note", "description"});
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        table.add({std::to_string(l.offset[i]), f.is_tracked() ? std::to_string(l.flag[i]) : "-",
+                   std::to_string(f.since), kind_names[static_cast<std::size_t>(f.kind)], type_of(f), f.name,
+                   note_of(f), f.doc});
+    }
+    table.write(out);
+}
+
+} // namespace
+
+const std::vector<Type>& all_types() {
+    static const std::vector<Type> all = [] {
+        std::vector<Type> list;
+        for (const Record* r : catalogue::all_records) list.push_back({r->name, r, nullptr});
+        for (const Enum* e : catalogue::all_enums) list.push_back({e->name, nullptr, e});
+        return list;
+    }();
+    return all;
+}
+
+const Type& type_named(const std::string& name) {
+    for (const Type& type : all_types())
+        if (type.name == name) return type;
+    throw Failure{is_bad_call, "no type of this name; `orlan-epm types` lists them"};
+}
+
+Operations::Operations(const Type& type) {
+    fetch(create, type, "create");
+    fetch(destroy, type, "destroy");
+    fetch(length, type, "len");
+    fetch(marshal, type, "marshal");
+    fetch(unmarshal, type, "unmarshal");
+    fetch(print, type, "print");
+    fetch(to_xml, type, "to_xml");
+    fetch(from_xml, type, "from_xml");
+}
+
+std::string type_of(const Field& f) {
+    return f.is_own_enum() ? f.enumeration->name : f.is_of_record() ? f.record->name : f.foreign->name;
+}
+
+void show_types(TypesForm form, std::ostream& out) {
+    Json list = Json::array();
+    Table table;
+    table.add({"name", "kind", "variants", "members", "size", "tracked"});
+    for (const Type& type : all_types()) {
+        if (form == TypesForm::names) out << type.name << '\n';
+        list.push_back(summary(type));
+        table.add({type.name, type.is_enum() ? "enum" : "record", std::to_string(variants_of(type)),
+                   std::to_string(members_of(type)), std::to_string(size_of(type)),
+                   std::to_string(tracked_size_of(type))});
+    }
+    if (form == TypesForm::json) out << list.dump(2) << '\n';
+    if (form == TypesForm::table) table.write(out);
+}
+
+void show_type(const Type& type, bool is_json, std::ostream& out) {
+    if (is_json) {
+        Json json = summary(type);
+        if (type.is_enum()) {
+            json["enumerators"] = enumerators(*type.enumeration);
+        } else {
+            const Layout l = catalogue::detail::lay_out(*type.record);
+            json["variants"] = layouts(*type.record, l);
+            json["fields"] = fields(*type.record, l);
+        }
+        out << json.dump(2) << '\n';
+        return;
+    }
+    out << type.name << ": " << type.doc() << "\n\n";
+    if (type.is_enum())
+        show_enum(*type.enumeration, out);
+    else
+        show_record(*type.record, out);
+}
+
+} // namespace epm::tool

@@ -1,0 +1,290 @@
+// The wire form, walked. Nested records, arms, elements of arrays and lists are whole records:
+//
+//   1  variant byte        1  flag byte        9  ra block, with flag 0x20        4  jump word        fields
+//
+// With flag 0x08 state flags stand behind the fields. The framing of imported types is the one of the platform library.
+#include "tool/walk.hpp"
+
+#include "tool/failure.hpp"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace epm::tool {
+
+namespace {
+
+using catalogue::Foreign;
+
+constexpr std::size_t ra_block_length = 9;
+
+/// How an imported type lies on the wire.
+enum class Framing : std::uint8_t {
+    number,     ///< as many bytes as the type is wide
+    enumerated, ///< variant byte, number
+    address,    ///< family, then as many bytes as it has
+    mac,        ///< six bytes
+    text,       ///< length, characters
+    bytes,      ///< length, bytes
+    typed,      ///< type word, length, bytes
+};
+
+struct WireForm {
+    const Foreign* type;
+    Framing framing;
+    std::size_t width = 0; ///< of a number, where it is not the type's
+};
+
+constexpr WireForm wire_forms[] = {
+    {&catalogue::u_int8, Framing::number},
+    {&catalogue::u_int16, Framing::number},
+    {&catalogue::u_int32, Framing::number},
+    {&catalogue::u_int64, Framing::number},
+    {&catalogue::character, Framing::number},
+    {&catalogue::zur_boolean, Framing::number},
+    {&catalogue::sm_auth_domain, Framing::enumerated},
+    {&catalogue::zur_mac_addr, Framing::mac},
+    {&catalogue::zur_vstring, Framing::text},
+    {&catalogue::kesh_bytestr, Framing::bytes},
+    {&catalogue::ip_address, Framing::address},
+    {&catalogue::aaa_tlv, Framing::typed},
+    {&catalogue::sess_mgr_conn_hdl, Framing::number, 8},
+    {&catalogue::sess_mgr_client_hdl, Framing::number, 8},
+    {&catalogue::sess_mgr_session_label, Framing::number, 8},
+    {&catalogue::sess_mgr_authorize_result, Framing::number, 4},
+};
+
+std::uint64_t number(ByteView bytes) {
+    std::uint64_t value = 0;
+    for (const std::uint8_t b : bytes) value = value << 8 | b;
+    return value;
+}
+
+std::string bytes_text(std::size_t length) {
+    return std::to_string(length) + (length == 1 ? " byte" : " bytes");
+}
+
+std::string signed_text(std::uint64_t byte) {
+    return std::to_string(static_cast<int>(static_cast<std::int8_t>(byte)));
+}
+
+std::string quoted(ByteView bytes) {
+    return '"' + escaped(bytes) + '"';
+}
+
+std::string mac_text(ByteView bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); ++i) text += (i != 0 ? ":" : "") + to_hex(bytes.subspan(i, 1));
+    return text;
+}
+
+std::string address_text(ByteView bytes) {
+    char text[INET6_ADDRSTRLEN] = "";
+    inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
+    return text;
+}
+
+class Walk {
+public:
+    Walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell)
+        : type_(type), message_(message), tell_(tell) {}
+
+    void whole() {
+        if (type_.is_enum())
+            enumeration(*type_.enumeration, "value");
+        else
+            record(*type_.record, "");
+        if (rest() != 0)
+            throw Damage{offset_, bytes_text(rest()) + " behind the end of the " +
+                                      (type_.is_enum() ? "value" : "outermost record")};
+    }
+
+private:
+    using PartKind = Part::Kind;
+
+    std::size_t rest() const { return message_.size() - offset_; }
+
+    /// The next bytes, which are not passed yet.
+    ByteView next(std::size_t length, const std::string& path) const {
+        if (length > rest())
+            throw Damage{offset_, path + ": needs " + bytes_text(length) + ", " + bytes_text(rest()) + " left"};
+        return message_.subspan(offset_, length);
+    }
+
+    void put(PartKind kind, std::size_t length, const std::string& path, std::string type, std::string value) {
+        if (length == 0 && kind != PartKind::remark) return;
+        tell_({kind, offset_, length, path, std::move(type), std::move(value)});
+        offset_ += length;
+    }
+
+    /// A number with nothing to be said about it.
+    std::uint64_t take_number(PartKind kind, std::size_t length, const std::string& path, const char* type) {
+        const std::uint64_t value = number(next(length, path));
+        put(kind, length, path, type, std::to_string(value));
+        return value;
+    }
+
+    std::int8_t take_variant(const std::string& path, const char* type) {
+        const std::uint64_t byte = number(next(1, path));
+        put(PartKind::variant, 1, path, type, signed_text(byte));
+        return static_cast<std::int8_t>(byte);
+    }
+
+    std::uint32_t enumeration(const Enum& e, const std::string& path) {
+        take_variant(path, e.name);
+        const auto value = static_cast<std::uint32_t>(number(next(4, path)));
+        put(PartKind::value, 4, path, e.name,
+            std::to_string(value) + " " + (value < e.count ? e.enumerators[value].name : "(no enumerator)"));
+        return value;
+    }
+
+    /// Where a record is to end.
+    struct End {
+        std::size_t jump_word;
+        std::size_t goal;
+    };
+
+    void record(const Record& r, const std::string& prefix) {
+        const std::string path = prefix.empty() ? r.name : prefix.substr(0, prefix.size() - 1);
+        const std::int8_t variant = take_variant(path, r.name);
+        const std::uint64_t flags = number(next(1, path));
+        const bool is_tracked = (flags & ZUR_TRACKED) != 0, has_ra_block = (flags & ZUR_RA_DATA) != 0;
+        put(PartKind::flags, 1, path, r.name,
+            "0x" + to_hex(message_.subspan(offset_, 1)) + (is_tracked ? " state tracked" : "") +
+                (has_ra_block ? " ra block" : ""));
+        if (has_ra_block) put(PartKind::ra_block, ra_block_length, path, r.name, to_hex(next(ra_block_length, path)));
+        const std::uint64_t jump = number(next(4, path));
+        const End end{offset_, offset_ + static_cast<std::size_t>(jump)};
+        put(PartKind::jump_word, 4, path, r.name, std::to_string(jump) + ", to offset " + std::to_string(end.goal));
+        fields(r, prefix, variant, is_tracked, end);
+        finish(r, path, variant, end);
+    }
+
+    void fields(const Record& r, const std::string& prefix, std::int8_t variant, bool is_tracked, const End& end) {
+        std::array<std::uint32_t, catalogue::most_fields> lengths{};
+        std::uint64_t tag = 0;
+        for (std::size_t i = 0; i < r.count; ++i) {
+            const Field& f = r.fields[i];
+            if (variant < f.since) continue;
+            const std::string path = prefix + f.name;
+            const std::uint32_t present = f.companion != nullptr ? lengths[r.index_of(f.companion)] : f.capacity;
+            switch (f.kind) {
+            case Kind::length:
+                lengths[i] =
+                    static_cast<std::uint32_t>(take_number(PartKind::value, f.foreign->length, path, f.foreign->name));
+                continue; // the one kind without a state flag
+            case Kind::text:
+            case Kind::characters: put(PartKind::value, present, path, "char", quoted(next(present, path))); break;
+            case Kind::run: put(PartKind::value, present, path, f.foreign->name, to_hex(next(present, path))); break;
+            case Kind::array:
+                for (std::uint32_t e = 0; e < present; ++e) element(f, path + "[" + std::to_string(e) + "]");
+                break;
+            case Kind::list: list(f, path); break;
+            case Kind::embedded: record(*f.record, path + "."); break;
+            case Kind::arm:
+                if (tag == f.tag) record(*f.record, path + ".");
+                break;
+            case Kind::object:
+            case Kind::value:
+                if (f.is_own_enum())
+                    tag = enumeration(*f.enumeration, path);
+                else
+                    foreign(*f.foreign, path);
+                break;
+            }
+            if (is_tracked) state_flags(f, path, present, end);
+        }
+    }
+
+    void element(const Field& f, const std::string& path) {
+        if (f.is_of_record())
+            record(*f.record, path + ".");
+        else
+            foreign(*f.foreign, path);
+    }
+
+    void list(const Field& f, const std::string& path) {
+        const std::uint64_t count = take_number(PartKind::count, 4, path, f.record->name);
+        for (std::uint64_t e = 0; e < count; ++e) element(f, path + "[" + std::to_string(e) + "]");
+    }
+
+    /// A writer leaves the last flags out where its buffer is full; whether more is missing, the jump word tells.
+    void state_flags(const Field& f, const std::string& path, std::uint32_t present, const End& end) {
+        if ((f.kind == Kind::text || f.kind == Kind::array) && present == 0) return;
+        // Behind a list the last byte of a message is the flag only if the record says that it goes so far.
+        if (f.kind == Kind::list && rest() == 1 && end.goal <= offset_) return;
+        const std::uint64_t wanted = f.has_element_flags() ? std::uint64_t{1} + present : 1;
+        const std::size_t length = std::min<std::uint64_t>(wanted, rest());
+        put(PartKind::state_flags, length, path, "state flag", to_hex(message_.subspan(offset_, length)));
+    }
+
+    void finish(const Record& r, const std::string& path, std::int8_t variant, const End& end) {
+        const std::string jump_word = "the jump word at " + std::to_string(end.jump_word);
+        if (end.goal < offset_) {
+            put(PartKind::remark, 0, path, r.name,
+                jump_word + " leads back to " + std::to_string(end.goal) + ", the fields end here");
+            return;
+        }
+        const std::size_t unknown = end.goal - offset_;
+        if (unknown > rest())
+            throw Damage{offset_, path + ": " + jump_word + " leads to " + std::to_string(end.goal) +
+                                      ", the message ends at " + std::to_string(message_.size())};
+        const bool has_later_fields = variant > r.top() || variant < 0;
+        put(PartKind::passed_over, unknown, path, r.name,
+            has_later_fields ? "fields of a variant that is not known here" : "no field of this record");
+    }
+
+    /// Numbers and everything else that another library supplies.
+    void foreign(const Foreign& type, const std::string& path) {
+        const WireForm& form = *std::find_if(std::begin(wire_forms), std::end(wire_forms),
+                                             [&](const WireForm& f) { return f.type == &type; });
+        const char* name = type.name;
+        switch (form.framing) {
+        case Framing::number: {
+            const ByteView bytes = next(form.width != 0 ? form.width : type.length, path);
+            const bool is_signed = &type == &catalogue::character;
+            put(PartKind::value, bytes.size(), path, name,
+                is_signed ? signed_text(bytes[0]) : std::to_string(number(bytes)));
+            break;
+        }
+        case Framing::enumerated:
+            take_variant(path, name);
+            take_number(PartKind::value, 4, path, name);
+            break;
+        case Framing::mac: put(PartKind::value, 6, path, name, mac_text(next(6, path))); break;
+        case Framing::address: {
+            const std::uint64_t family = number(next(1, path));
+            if (family != 0 && family != 4 && family != 6)
+                throw Damage{offset_, path + ": family " + std::to_string(family) + " is none of 0, 4 and 6"};
+            put(PartKind::prefix, 1, path, "family", std::to_string(family));
+            const std::size_t length = family == 4 ? 4 : family == 6 ? 16 : 0;
+            put(PartKind::value, length, path, name, address_text(next(length, path)));
+            break;
+        }
+        case Framing::typed: take_number(PartKind::prefix, 4, path, "type"); [[fallthrough]];
+        case Framing::text:
+        case Framing::bytes: {
+            const auto length = static_cast<std::size_t>(take_number(PartKind::prefix, 4, path, "length"));
+            const ByteView bytes = next(length, path);
+            put(PartKind::value, length, path, name, form.framing == Framing::text ? quoted(bytes) : to_hex(bytes));
+            break;
+        }
+        }
+    }
+
+    const Type& type_;
+    const ByteView message_;
+    const std::function<void(const Part&)>& tell_;
+    std::size_t offset_ = 0;
+};
+
+} // namespace
+
+void walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell) {
+    Walk(type, message, tell).whole();
+}
+
+} // namespace epm::tool
