@@ -27,7 +27,7 @@ const char* name_of(Part::Kind kind) {
 void write_line(const Part& part, std::ostream& out) {
     const bool says_type = part.kind == Part::Kind::value || part.kind == Part::Kind::prefix;
     const bool is_long = part.value.size() > most_shown;
-    out << std::setw(6) << part.offset << std::setw(6) << part.length << "  " << std::left << std::setw(24)
+    out << std::setw(6) << part.offset << std::setw(6) << part.length << "  " << std::left << std::setw(25)
         << (says_type ? part.type : name_of(part.kind)) << std::right << "  " << part.path << ": "
         << part.value.substr(0, most_shown) << (is_long ? "...\n" : "\n");
 }
@@ -57,7 +57,7 @@ void write_json(const Type& type, ByteView message, std::ostream& out) {
 
 void annotate(const Type& type, ByteView message, bool is_json, std::ostream& out) {
     if (is_json) return write_json(type, message, out);
-    out << "offset  size  kind                      field\n";
+    out << "offset  size  kind                       field\n";
     walk(type, message, [&](const Part& part) { write_line(part, out); });
 }
 

@@ -171,10 +171,9 @@ int main(int argc, char** argv) {
         status = told.status;
         line = told.line;
     }
-    errno = 0;
     std::cout.flush();
     if (!line.empty()) std::cerr << "orlan-epm: " << line << '\n';
     if (std::cout) return status;
-    std::cerr << "orlan-epm: standard output: " << std::strerror(errno) << '\n';
+    std::cerr << "orlan-epm: standard output cannot be written\n";
     return has_no_file;
 }

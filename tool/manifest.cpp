@@ -123,6 +123,9 @@ void show_manifest(ByteView library, bool is_json, std::ostream& out) {
     } catch (const Damage& damage) {
         write({{"offset", damage.offset}, {"reason", damage.reason}});
         throw;
+    } catch (const Failure& failure) {
+        write({{"reason", failure.reason}});
+        throw;
     }
     write(nullptr);
 }

@@ -108,9 +108,9 @@ private:
     std::size_t rest() const { return message_.size() - offset_; }
 
     /// The next bytes, which are not passed yet.
-    ByteView next(std::size_t length, const std::string& path) const {
+    ByteView next(std::size_t length, const std::string& path, const char* what = "") const {
         if (length > rest())
-            throw Damage{offset_, path + ": needs " + bytes_text(length) + ", " + bytes_text(rest()) + " left"};
+            throw Damage{offset_, path + what + ": needs " + bytes_text(length) + ", " + bytes_text(rest()) + " left"};
         return message_.subspan(offset_, length);
     }
 
@@ -122,13 +122,13 @@ private:
 
     /// A number with nothing to be said about it.
     std::uint64_t take_number(PartKind kind, std::size_t length, const std::string& path, const char* type) {
-        const std::uint64_t value = number(next(length, path));
+        const std::uint64_t value = number(next(length, path, kind == PartKind::count ? ", count" : ""));
         put(kind, length, path, type, std::to_string(value));
         return value;
     }
 
     std::int8_t take_variant(const std::string& path, const char* type) {
-        const std::uint64_t byte = number(next(1, path));
+        const std::uint64_t byte = number(next(1, path, ", variant byte"));
         put(PartKind::variant, 1, path, type, signed_text(byte));
         return static_cast<std::int8_t>(byte);
     }
@@ -150,13 +150,14 @@ private:
     void record(const Record& r, const std::string& prefix) {
         const std::string path = prefix.empty() ? r.name : prefix.substr(0, prefix.size() - 1);
         const std::int8_t variant = take_variant(path, r.name);
-        const std::uint64_t flags = number(next(1, path));
+        const std::uint64_t flags = number(next(1, path, ", flag byte"));
         const bool is_tracked = (flags & ZUR_TRACKED) != 0, has_ra_block = (flags & ZUR_RA_DATA) != 0;
         put(PartKind::flags, 1, path, r.name,
             "0x" + to_hex(message_.subspan(offset_, 1)) + (is_tracked ? " state tracked" : "") +
                 (has_ra_block ? " ra block" : ""));
-        if (has_ra_block) put(PartKind::ra_block, ra_block_length, path, r.name, to_hex(next(ra_block_length, path)));
-        const std::uint64_t jump = number(next(4, path));
+        if (has_ra_block)
+            put(PartKind::ra_block, ra_block_length, path, r.name, to_hex(next(ra_block_length, path, ", ra block")));
+        const std::uint64_t jump = number(next(4, path, ", jump word"));
         const End end{offset_, offset_ + static_cast<std::size_t>(jump)};
         put(PartKind::jump_word, 4, path, r.name, std::to_string(jump) + ", to offset " + std::to_string(end.goal));
         fields(r, prefix, variant, is_tracked, end);
@@ -232,9 +233,10 @@ private:
         if (unknown > rest())
             throw Damage{offset_, path + ": " + jump_word + " leads to " + std::to_string(end.goal) +
                                       ", the message ends at " + std::to_string(message_.size())};
-        const bool has_later_fields = variant > r.top() || variant < 0;
         put(PartKind::passed_over, unknown, path, r.name,
-            has_later_fields ? "fields of a variant that is not known here" : "no field of this record");
+            variant > r.top() ? "fields of a later variant than is known here"
+            : variant < 0     ? "a body in spite of the variant"
+                              : "no field of this record");
     }
 
     /// Numbers and everything else that another library supplies.

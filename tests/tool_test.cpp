@@ -1,0 +1,481 @@
+// The tool orlan-epm: what it tells of the golden corpus, held against the images' own remarks and against the
+// library's print form; what it tells of damaged messages and libraries; and its command line. The expected texts are
+// kept in expected/tool; EPM_WRITE_GOLDEN=1 writes them anew.
+#include "support/wire.hpp"
+#include "tool/annotate.hpp"
+#include "tool/failure.hpp"
+#include "tool/library_file.hpp"
+#include "tool/manifest.hpp"
+#include "tool/message.hpp"
+#include "tool/traces.hpp"
+#include "tool/walk.hpp"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace epm::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+const std::filesystem::path expected_folder = EPM_SOURCE_DIR "/tests/expected/tool";
+
+std::string content(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Holds a text against the kept one.
+void expect_kept(const char* file, const std::string& text) {
+    if (std::getenv("EPM_WRITE_GOLDEN") != nullptr) std::ofstream(expected_folder / file, std::ios::binary) << text;
+    EXPECT_EQ(text, content(expected_folder / file)) << file;
+}
+
+std::string told(const std::function<void(std::ostream&)>& subcommand) {
+    std::ostringstream out;
+    try {
+        subcommand(out);
+    } catch (const tool::Damage& damage) {
+        out << "damaged at " << damage.offset << ": " << damage.reason << "\n";
+    } catch (const tool::Failure& failure) {
+        out << "refused: " << failure.reason << "\n";
+    }
+    return out.str();
+}
+
+std::string annotated(const tool::Type& type, const Bytes& image, bool is_json = false) {
+    return told([&](std::ostream& out) { tool::annotate(type, image, is_json, out); });
+}
+
+std::string decoded(const tool::Type& type, const Bytes& image, tool::TextForm form = tool::TextForm::print) {
+    return told([&](std::ostream& out) { out << tool::decode(type, image, form, {}); });
+}
+
+void for_each_image(const std::function<void(const tool::Type&, const std::string&, const Bytes&)>& body) {
+    std::size_t count = 0;
+    for (const WireType& type : wire_types())
+        for (const auto& [name, image] : read_golden(type)) {
+            SCOPED_TRACE(name);
+            body(tool::type_named(type.name), name, image);
+            ++count;
+        }
+    EXPECT_EQ(count, 310u);
+}
+
+// ---- the golden corpus ----
+
+/// A range as the images' remarks name it: "acl_data.jump", "epm_type variant", "vlans state flags".
+std::string name_in_corpus(const tool::Type& type, const tool::Part& part) {
+    using Kind = tool::Part::Kind;
+    const bool is_outermost = part.path == type.name;
+    const bool is_of_record =
+        std::ranges::any_of(catalogue::all_records, [&](const Record* r) { return part.type == r->name; });
+    const std::string record = is_outermost ? "" : part.path + ".";
+    switch (part.kind) {
+    case Kind::variant: return is_of_record ? record + "variant" : part.path + " variant";
+    case Kind::flags: return record + "flags";
+    case Kind::jump_word: return record + "jump";
+    case Kind::count: return part.path + " count";
+    case Kind::prefix: return part.path + " " + part.type;
+    case Kind::state_flags: return part.path + (part.length == 1 ? " state flag" : " state flags");
+    default: return part.path;
+    }
+}
+
+TEST(ToolCorpus, EachByteIsAnnotatedAsTheCorpusNamesIt) {
+    for_each_image([](const tool::Type& type, const std::string&, const Bytes& image) {
+        std::string found, wanted;
+        const auto line = [](std::string& to, std::size_t offset, std::size_t length, const std::string& name) {
+            to += std::to_string(offset) + " " + std::to_string(length) + " " + name + "\n";
+        };
+        std::size_t covered = 0;
+        tool::walk(type, image, [&](const tool::Part& part) {
+            line(found, part.offset, part.length, name_in_corpus(type, part));
+            covered += part.length;
+        });
+        for (const Parts::Part& part : take_apart(wire_type(type.name), image).parts)
+            line(wanted, part.offset, part.length, part.name);
+        EXPECT_EQ(found, wanted);
+        EXPECT_EQ(covered, image.size());
+    });
+}
+
+/// The values of a print form in order, bare.
+std::vector<std::string> printed_values(const std::string& print) {
+    std::vector<std::string> values;
+    std::istringstream in(print);
+    for (std::string line; std::getline(in, line);) {
+        const std::size_t type = line.find('@'), value = line.find(':', type);
+        if (type != line.npos && !line.ends_with(": {") && value + 1 < line.size())
+            values.push_back(line.substr(value + 1));
+    }
+    return values;
+}
+
+// Print and wire have the fields in one order, but the one comes from the library's reader and the other does not.
+TEST(ToolCorpus, ValuesAreThoseThatTheLibraryPrints) {
+    std::size_t count = 0;
+    for_each_image([&](const tool::Type& type, const std::string&, const Bytes& image) {
+        if (static_cast<std::int8_t>(image[0]) < 0) return;
+        std::vector<std::string> values;
+        std::string before;
+        tool::walk(type, image, [&](const tool::Part& part) {
+            using Kind = tool::Part::Kind;
+            if (part.kind == Kind::prefix && part.type == "type") before = part.value + ":";
+            if (part.kind != Kind::value && part.kind != Kind::count) return;
+            std::string value = std::exchange(before, "") + part.value;
+            if (value[0] == '"') value = value.substr(1, value.size() - 2);
+            value.resize(std::min(value.find("\\00"), value.size())); // print cuts fixed characters at a NUL
+            if (const std::size_t name = value.find(' '); name != value.npos && part.type.find('_') != part.type.npos)
+                value = value.substr(name + 1);
+            if (part.type != "u_int8") return values.push_back(value);
+            for (std::size_t i = 0; i < value.size(); i += 2)
+                values.push_back(std::to_string(std::stoi(value.substr(i, 2), nullptr, 16)));
+        });
+        EXPECT_EQ(values, printed_values(decoded(type, image)));
+        count += values.size();
+    });
+    EXPECT_GT(count, 8000u);
+}
+
+TEST(ToolCorpus, IsShownAsItWas) {
+    std::string digests = "# Digests of annotate, decode and decode --xml of each golden image.\n";
+    const auto digest = [](const std::string& text) {
+        std::uint64_t value = 0xCBF29CE484222325u;
+        for (const char c : text) value = (value ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+        std::ostringstream out;
+        out << std::hex << std::setw(16) << std::setfill('0') << value << " ";
+        return out.str();
+    };
+    std::string shown;
+    const std::set<std::string> in_full = {
+        "orlan_ial_vlan_group_info, variant 0, tracked",    "orlan_ial_svm_epm_data, variant 1, tracked, acl_data",
+        "rcl_sess_mgr_authorize_ack, variant 0, untracked", "auth_mgr_linksec_event, variant 0, untracked",
+        "rcl_client_intf_templ_list, variant -1, tracked",  "orlan_ial_svm_epm_in_e, variant 0, untracked"};
+    for_each_image([&](const tool::Type& type, const std::string& name, const Bytes& image) {
+        const std::string annotate = annotated(type, image), print = decoded(type, image),
+                          xml = decoded(type, image, tool::TextForm::xml);
+        digests += digest(annotate) + digest(print) + digest(xml) + name + "\n";
+        if (in_full.contains(name))
+            shown +=
+                "==== " + name + "\n---- annotate\n" + annotate + "---- decode\n" + print + "---- decode --xml\n" + xml;
+    });
+    expect_kept("corpus.txt", digests);
+    expect_kept("images.txt", shown);
+}
+
+TEST(ToolCorpus, ComesBackFromItsXml) {
+    static const std::regex notes("<\\?orlan-epm[^?]*\\?>\n");
+    for_each_image([&](const tool::Type& type, const std::string& name, const Bytes& image) {
+        const std::string xml = tool::decode(type, image, tool::TextForm::xml, {});
+        EXPECT_EQ(tool::encode(type, xml, {}), image);
+        // Without its notes a document makes an untracked message of the variant that is agreed.
+        if (name.find(", tracked") != name.npos) return;
+        EXPECT_EQ(tool::encode(type, std::regex_replace(xml, notes, ""), static_cast<std::int8_t>(image[0])), image);
+    });
+}
+
+// ---- damaged messages ----
+
+// The kept file has the images: a line of equals signs, type and words, digits, and behind the dashes what is told.
+TEST(ToolDamage, IsToldWithItsPlace) {
+    std::istringstream in(content(expected_folder / "damaged.txt"));
+    std::string text;
+    std::size_t count = 0;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.starts_with("==== ")) continue;
+        std::string digits;
+        std::getline(in, digits);
+        const tool::Type& type = tool::type_named(line.substr(5, line.find(':') - 5));
+        const Bytes image = tool::from_hex(digits);
+        const std::string as_json = annotated(type, image, true);
+        const std::size_t end = as_json.find("damaged at");
+        EXPECT_EQ(json::parse(as_json.substr(0, end))["fault"].is_null(), end == as_json.npos) << line;
+        text += line + "\n" + digits + "\n---- annotate\n" + annotated(type, image) + "---- decode\n" +
+                decoded(type, image);
+        ++count;
+    }
+    EXPECT_EQ(count, 20u);
+    expect_kept("damaged.txt", text);
+}
+
+// Wherever a message is cut, the parts before the cut are told in a row, and decode refuses what annotate does.
+TEST(ToolDamage, CutAnywhereIsToldUpToTheCut) {
+    for_each_image([](const tool::Type& type, const std::string&, const Bytes& image) {
+        for (std::size_t length = 0; length < image.size(); length += length < 64 ? 1 : 13) {
+            const Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
+            std::size_t told_to = 0;
+            try {
+                tool::walk(type, cut, [&](const tool::Part& part) {
+                    ASSERT_EQ(part.offset, told_to);
+                    told_to += part.length;
+                });
+                FAIL() << "accepted when cut to " << length;
+            } catch (const tool::Damage& damage) {
+                EXPECT_EQ(damage.offset, told_to);
+                EXPECT_LE(damage.offset, length);
+            }
+        }
+    });
+}
+
+// ---- library files ----
+
+class ToolLibrary : public testing::Test {
+protected:
+    static tool::Bytes bytes() { return tool::read_file(EPM_LIBRARY_FILE, tool::most_library); }
+    static std::string manifest(const Bytes& library, bool is_json = false) {
+        return told([&](std::ostream& out) { tool::show_manifest(library, is_json, out); });
+    }
+    static std::string traces(const Bytes& library, std::optional<std::uint32_t> index = {}, bool is_json = false) {
+        return told([&](std::ostream& out) { tool::show_traces(library, index, is_json, out); });
+    }
+};
+
+TEST_F(ToolLibrary, DeclaresAllTypes) {
+    const json answer = json::parse(manifest(bytes(), true));
+    ASSERT_EQ(answer["types"].size(), tool::all_types().size());
+    EXPECT_EQ(answer["title"], "# orlan_epm.tallyo");
+    EXPECT_EQ(answer["build"].size(), 7u);
+    EXPECT_TRUE(answer["fault"].is_null());
+    std::string last;
+    for (const json& type : answer["types"]) {
+        const std::string name = type["name"];
+        EXPECT_LT(last, name) << "lines stand by name";
+        EXPECT_EQ(type["top_variant"], tool::type_named(name).top());
+        EXPECT_THAT(manifest(bytes()), HasSubstr(type["identity"].get<std::string>()));
+        last = name;
+    }
+}
+
+TEST_F(ToolLibrary, HoldsAllTraces) {
+    const json answer = json::parse(traces(bytes(), {}, true));
+    ASSERT_EQ(answer["messages"].size(), 3026u);
+    EXPECT_EQ(answer["messages"][117]["text"], " error in orlan_ial_svm_acl_data create: %s");
+    const std::string one = traces(bytes(), 117);
+    EXPECT_EQ(one.substr(0, 5) + one.substr(one.find("  error")),
+              "117    error in orlan_ial_svm_acl_data create: %s\n");
+    EXPECT_EQ(traces(bytes(), 3026), "refused: no message 3026 among 3026\n");
+}
+
+/// One byte of a section changed, and what is told of it then.
+TEST_F(ToolLibrary, IsToldOfWhereItIsDamaged) {
+    const tool::Bytes sound = bytes();
+    const tool::Section corbe = tool::section_named(sound, ".corbe"),
+                        table = tool::section_named(sound, ".quelog_luids_", tool::Match::start),
+                        texts = tool::section_named(sound, ".quelog_format_strings");
+    const auto at = [](std::size_t offset) { return "damaged at " + std::to_string(offset) + ": "; };
+    const struct {
+        std::size_t place;
+        std::uint8_t value;
+        bool of_traces;
+        std::size_t least; ///< lines told before
+        std::string told;
+    } cases[] = {
+        {0, 'x', false, 0, "refused: not a 64-bit little-endian ELF file\n"},
+        {4, 1, true, 0, "refused: not a 64-bit little-endian ELF file\n"},
+        {47, 0x7F, false, 0, at(40) + "the section table lies outside the file\n"},
+        {58, 63, true, 0, at(58) + "not the size of a section header\n"},
+        {corbe.offset + 2, 0xFF, false, 0, at(corbe.offset) + "a record is longer than its section\n"},
+        {corbe.offset + 8 + 19 + 80 * 3 + 32, ';', false, 3, at(corbe.offset + 267) + "not a line of a manifest\n"},
+        {corbe.offset + 8 + 4659, 'x', false, 0, at(corbe.offset) + "a record does not end with a NUL\n"},
+        {corbe.offset + corbe.bytes.size() - 1, 1, false, 60, "no padding behind a record\n"},
+        {table.offset, 2, true, 0, at(table.offset) + "the catalogue's table is of an unknown version\n"},
+        {table.offset + 5, 0, true, 0,
+         at(table.offset + 4) + "the catalogue's digest is not the one in its section's name\n"},
+        {table.offset + 20 + 6 * 3000 + 5, 0xFF, true, 3000,
+         at(table.offset + 20 + 6 * 3000) + "message 3000 goes beyond the end of the texts\n"},
+        {table.offset + 20 + 6 * 3025 + 4, 1, true, 3026,
+         at(texts.offset) + "the texts go on behind the last message\n"},
+        {texts.offset, 'x', true, 0, "the texts' stream is damaged\n"},
+    };
+    for (const auto& c : cases) {
+        tool::Bytes damaged = sound;
+        ASSERT_NE(std::exchange(damaged[c.place], c.value), c.value);
+        const std::string answer = c.of_traces ? traces(damaged) : manifest(damaged);
+        EXPECT_TRUE(answer.ends_with(c.told))
+            << c.told << answer.substr(answer.size() - std::min<std::size_t>(200, answer.size()));
+        EXPECT_GE(std::ranges::count(answer, '\n'), static_cast<std::ptrdiff_t>(c.least)) << c.told;
+    }
+    for (const std::size_t length : {std::size_t{10}, sound.size() - 1, corbe.offset + 100}) {
+        const tool::Bytes cut(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_THAT(manifest(cut), testing::AnyOf(HasSubstr("damaged at"), HasSubstr("refused")));
+    }
+}
+
+// ---- the command line ----
+
+class ToolProgram : public testing::Test {
+protected:
+    struct Run {
+        int status;
+        std::string out, err;
+    };
+
+    void SetUp() override {
+        folder_ = testing::TempDir() + "orlan_epm_tool." + std::to_string(getpid());
+        std::filesystem::create_directory(folder_);
+        std::ofstream(folder_ + "/good.hex") << preauth << " # preauth create\n";
+        std::ofstream(folder_ + "/cut.hex") << preauth.substr(0, 30);
+        std::ofstream(folder_ + "/odd.hex") << "01 0";
+        std::ofstream(folder_ + "/bad.xml") << "<orlan_ial_svm_preauthacl_data><is_create>x</is_create>"
+                                               "</orlan_ial_svm_preauthacl_data>";
+        std::ofstream(folder_ + "/torn.xml") << "<orlan_ial_svm_preauthacl_data>\n<is_create>";
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    /// What stands behind the program's name is the shell's.
+    Run run(const std::string& arguments) const {
+        const std::string command = "cd '" + folder_ +
+                                    "' && PATH=" EPM_PROGRAM_DIR ":$PATH; LIB='" EPM_LIBRARY_FILE "'; { " + arguments +
+                                    "; } >out 2>err";
+        const int status = std::system(command.c_str());
+        EXPECT_TRUE(WIFEXITED(status)) << command;
+        return {WEXITSTATUS(status), content(folder_ + "/out"), content(folder_ + "/err")};
+    }
+
+    std::string folder_;
+    const std::string preauth = "010000000013 0100000008 00000000000800000001";
+};
+
+TEST_F(ToolProgram, TellsByExitStatusAndOneLine) {
+    const struct {
+        const char* call;
+        int status;
+        const char* told;
+    } cases[] = {
+        {"orlan-epm", 2, "A subcommand is required; --help tells more"},
+        {"orlan-epm nonsense", 2, "A subcommand is required; --help tells more"},
+        {"orlan-epm types nonsense", 2, "nonsense: no type of this name; `orlan-epm types` lists them"},
+        {"orlan-epm decode nonsense good.hex", 2, "nonsense: no type of this name; `orlan-epm types` lists them"},
+        {"orlan-epm decode orlan_ial_svm_epm_data", 2, "FILE is required; --help tells more"},
+        {"orlan-epm encode --agreed 128 coa_request_type -", 2,
+         "--agreed: Value 128 not in range -128 to 127; --help tells more"},
+        {"orlan-epm decode orlan_ial_svm_epm_data absent", 3, "absent: No such file or directory"},
+        {"orlan-epm annotate orlan_ial_svm_epm_data .", 3, ".: Is a directory"},
+        {"orlan-epm annotate --hex orlan_ial_svm_epm_data bad.xml", 1, "bad.xml: offset 0: not a hexadecimal digit"},
+        {"orlan-epm annotate --hex orlan_ial_svm_epm_data odd.hex", 1,
+         "odd.hex: offset 4: an odd number of hexadecimal digits"},
+        {"orlan-epm decode --hex orlan_ial_svm_epm_data cut.hex", 1,
+         "cut.hex: offset 13: preauthacl_data, jump word: needs 4 bytes, 1 byte left"},
+        {"orlan-epm decode --hex orlan_ial_svm_epm_data - <cut.hex", 1,
+         "standard input: offset 13: preauthacl_data, jump word: needs 4 bytes, 1 byte left"},
+        {"orlan-epm encode orlan_ial_svm_preauthacl_data bad.xml", 1,
+         "bad.xml: orlan_ial_svm_preauthacl_data/is_create: not a value of type u_int32"},
+        {"orlan-epm encode orlan_ial_svm_preauthacl_data torn.xml", 1,
+         "torn.xml: line 2, column 11: Start-end tags mismatch"},
+        {"orlan-epm encode coa_request_type bad.xml", 1, "bad.xml: the root element is not coa_request_type"},
+        {"echo '<coa_request_type/>' | orlan-epm encode -o absent/file coa_request_type -", 3,
+         "absent/file: No such file or directory"},
+        {"orlan-epm manifest good.hex", 1, "good.hex: not a 64-bit little-endian ELF file"},
+        {"orlan-epm traces \"$LIB\" 9999", 2, EPM_LIBRARY_FILE ": no message 9999 among 3026"},
+        {"orlan-epm types --json >/dev/full", 3, "standard output cannot be written"},
+    };
+    for (const auto& c : cases) {
+        const Run wrong = run(c.call);
+        EXPECT_EQ(wrong.status, c.status) << c.call;
+        EXPECT_EQ(wrong.err, std::string("orlan-epm: ") + c.told + "\n") << c.call;
+    }
+    EXPECT_EQ(run("orlan-epm --version").out, "orlan-epm " EPM_VERSION "\n");
+}
+
+TEST_F(ToolProgram, CarriesAMessageThroughPipes) {
+    const Run changed = run("orlan-epm decode --hex --xml orlan_ial_svm_epm_data good.hex | sed s/1/5/ >xml &&"
+                            " orlan-epm encode orlan_ial_svm_epm_data - -o bin <xml &&"
+                            " orlan-epm encode --hex orlan_ial_svm_epm_data xml &&"
+                            " orlan-epm decode orlan_ial_svm_epm_data - <bin");
+    EXPECT_EQ(changed.status, 0);
+    EXPECT_EQ(changed.err, "");
+    EXPECT_EQ(changed.out, "010000000013010000000800000000000800000005\n"
+                           "orlan_ial_svm_epm_data@orlan_ial_svm_epm_data: {\n"
+                           "  epm_type@orlan_ial_svm_epm_type_e:ORLAN_IAL_SVM_EPM_TYPE_PREAUTH\n"
+                           "  epm_type.preauthacl_data@orlan_ial_svm_preauthacl_data: {\n"
+                           "    is_create@u_int32:5\n  }\n}\n");
+    EXPECT_EQ(run("orlan-epm encode --hex --agreed -1 orlan_ial_svm_epm_data xml; "
+                  "echo '<orlan_ial_svm_epm_data/>' | orlan-epm encode --hex --agreed -1 orlan_ial_svm_epm_data -")
+                  .out,
+              "ff0000000004\nff0000000004\n");
+}
+
+TEST_F(ToolProgram, AnswersInJson) {
+    const struct {
+        const char* call;
+        std::vector<const char*> keys;
+    } cases[] = {
+        {"types --json", {"/0/name", "/57/kind", "/0/tracked_size", "/0/identity"}},
+        {"types --json orlan_ial_svm_acl_data",
+         {"/variants/2/used_length", "/variants/0/size", "/variants/1/state_flags", "/fields/12/offset",
+          "/fields/2/length_field", "/fields/0/state_flag", "/fields/3/description"}},
+        {"types --json coa_request_type", {"/enumerators/1/name", "/enumerators/1/since"}},
+        {"annotate --hex --json orlan_ial_svm_epm_data good.hex",
+         {"/type", "/length", "/parts/8/offset", "/parts/8/length", "/parts/8/path", "/parts/8/kind",
+          "/parts/8/value"}},
+        {"annotate --hex --json orlan_ial_svm_epm_data cut.hex", {"/parts/6/path", "/fault/offset", "/fault/reason"}},
+        {"manifest --json \"$LIB\"", {"/types/57/used_length", "/types/0/letter", "/build/6"}},
+        {"manifest --json good.hex", {"/fault/reason"}},
+        {"traces --json \"$LIB\"", {"/digest", "/messages/3025/text"}},
+        {"traces --json \"$LIB\" 7", {"/messages/0/index", "/messages/0/identifier"}},
+    };
+    for (const auto& c : cases) {
+        const json answer = json::parse(run(std::string("orlan-epm ") + c.call).out, nullptr, false);
+        for (const char* key : c.keys) EXPECT_TRUE(answer.contains(json::json_pointer(key))) << c.call << " " << key;
+    }
+    const json fields = json::parse(run("orlan-epm types --json orlan_ial_svm_acl_data").out)["fields"];
+    EXPECT_EQ(fields[12]["offset"], 72);
+    EXPECT_EQ(fields[12]["since"], 2);
+    EXPECT_THAT(run("orlan-epm types orlan_ial_svm_acl_data").out,
+                testing::AllOf(HasSubstr("2        76           96    11\n"), HasSubstr("72      10    2      value")));
+}
+
+/// The options that a text names.
+std::set<std::string> options_in(const std::string& text, const char* pattern) {
+    std::set<std::string> all;
+    const std::regex option(pattern);
+    for (std::sregex_iterator i(text.begin(), text.end(), option), end; i != end; ++i) all.insert((*i)[1]);
+    return all;
+}
+
+// What the program takes, its help, its page and its completion are four lists of one thing.
+TEST_F(ToolProgram, IsDescribedAndCompleted) {
+    const std::string page = content(EPM_SOURCE_DIR "/tool/orlan-epm.1");
+    const auto completed = [&](const std::string& words) {
+        const Run all =
+            run("bash -c 'source \"" EPM_SOURCE_DIR "/tool/orlan-epm.bash-completion\"; COMP_WORDS=(" + words +
+                "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _orlan_epm; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
+        EXPECT_EQ(all.err, "") << words;
+        std::istringstream in(all.out);
+        return std::set<std::string>{std::istream_iterator<std::string>(in), {}};
+    };
+    std::set<std::string> in_all;
+    const std::set<std::string> commands = {"types", "decode", "encode", "annotate", "manifest", "traces"};
+    for (const std::string& command : commands) {
+        const std::set<std::string> known = options_in(run("orlan-epm " + command + " --help").out, "(--[a-z]+)");
+        EXPECT_EQ(completed("orlan-epm " + command + " --"), known) << command;
+        EXPECT_THAT(page, HasSubstr(".It Cm " + command + "\n"));
+        in_all.insert(known.begin(), known.end());
+    }
+    in_all.insert("--version");
+    std::set<std::string> on_page;
+    for (const std::string& name : options_in(page, "\n\\.It Fl -([a-z]+)")) on_page.insert("--" + name);
+    EXPECT_EQ(on_page, in_all);
+    std::set<std::string> first = commands;
+    first.insert({"--help", "--version"});
+    EXPECT_EQ(completed("orlan-epm \"\""), first);
+    std::set<std::string> names;
+    for (const WireType& type : wire_types()) names.insert(type.name);
+    EXPECT_EQ(completed("orlan-epm decode --agreed 1 \"\""), names);
+    EXPECT_EQ(completed("orlan-epm types coa"), std::set<std::string>{"coa_request_type"});
+    EXPECT_EQ(completed("orlan-epm decode coa_request_type coa"), std::set<std::string>{}) << "here files stand";
+}
+
+} // namespace
+} // namespace epm::test
