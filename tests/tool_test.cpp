@@ -204,7 +204,7 @@ TEST(ToolDamage, IsToldWithItsPlace) {
                 decoded(type, image);
         ++count;
     }
-    EXPECT_EQ(count, 20u);
+    EXPECT_EQ(count, 22u);
     expect_kept("damaged.txt", text);
 }
 

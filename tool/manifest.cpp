@@ -48,7 +48,8 @@ Json read_line(std::string_view line, std::size_t offset) {
     constexpr const char *hex = "0123456789abcdef", *decimal = "0123456789";
     const bool is_sound = line.size() == line_length && all_of(line.substr(0, 32), hex) && line[32] == ':' &&
                           all_of(line.substr(33, 32), hex) && all_of(line.substr(69, 3), decimal) && line[72] == ':' &&
-                          all_of(line.substr(73, 5), decimal) && all_of(line.substr(65, 4), "enumtyp") &&
+                          all_of(line.substr(73, 5), decimal) &&
+                          (line.substr(65, 4) == "type" || line.substr(65, 4) == "enum") &&
                           all_of(line.substr(78), "ABCDEFGHIJKLMNOPQRSTUVWXYZ");
     if (!is_sound) throw Damage{offset, "not a line of a manifest"};
     const std::string identity(line.substr(0, 32));

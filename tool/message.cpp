@@ -9,8 +9,10 @@
 #include <zur/runtime.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <unordered_set>
 
 namespace epm::tool {
 
@@ -20,11 +22,39 @@ constexpr std::uint32_t S = ZUR_NO_SET; // Instances live on the heap
 constexpr std::uint32_t most_text = 1u << 30;
 constexpr std::uint32_t enum_wire_length = 5;
 
+/// What a Domain allocates. An Instance does not release what a document has put into fields beyond its variant, so
+/// what is left goes with the heap.
+class Heap {
+public:
+    Heap() = default;
+    Heap(const Heap&) = delete;
+    Heap& operator=(const Heap&) = delete;
+    ~Heap() {
+        for (void* block : blocks_) std::free(block);
+    }
+
+    static void* allocate(void* heap, std::uint32_t, std::size_t size) {
+        void* block = std::malloc(size);
+        if (block != nullptr) static_cast<Heap*>(heap)->blocks_.insert(block);
+        return block;
+    }
+    static void release(void* heap, std::uint32_t, void* block) {
+        static_cast<Heap*>(heap)->blocks_.erase(block);
+        std::free(block);
+    }
+
+private:
+    std::unordered_set<void*> blocks_;
+};
+
 /// A Domain and in it one Instance of a type.
 class Holder {
 public:
     Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type) {
         platform_domain_options options{};
+        options.obj_store = &heap_;
+        options.obj_alloc_fn = Heap::allocate;
+        options.obj_free_fn = Heap::release;
         options.tracking = notes.is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
         D_.reset(platform_domain_create(&options));
         if (D_ == nullptr) throw Failure{is_damaged, "no memory"};
@@ -52,6 +82,7 @@ private:
     struct Destroy {
         void operator()(zur_domain* D) const { platform_domain_destroy(D); }
     };
+    Heap heap_;
     std::unique_ptr<zur_domain, Destroy> D_;
     zur_instance* x_ = nullptr;
 };
@@ -99,12 +130,12 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     // The walk comes first: it tells where a message is damaged, and no count is trusted before its bytes are there.
     const Notes notes = notes_of(type, message);
     const Holder holder(type, {{}, notes.is_tracked, {}}, agreed);
-    const auto& [create, destroy, length, marshal, unmarshal, print, to_xml, from_xml] = holder.operations;
+    const Operations& call = holder.operations;
     Bytes exact(message.begin(), message.end());
     exact.push_back(0); // in tracked mode a flag may be taken from directly behind the end
     std::uint32_t st = 0;
     const std::uint32_t used =
-        unmarshal(holder.D(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
+        call.unmarshal(holder.D(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
     if (st != 0) refuse("the library's reader refuses it: status", st);
     if (used != message.size())
         throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
@@ -112,10 +143,10 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     const std::size_t first_size = 4096 + 8 * message.size();
     if (form == TextForm::xml)
         return written(notes) + laid_out(text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
-                   return to_xml(holder.D(), S, type.name.c_str(), buffer, holder.x(), room, 0, s);
+                   return call.to_xml(holder.D(), S, type.name.c_str(), buffer, holder.x(), room, 0, s);
                }));
     std::string text = text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
-        return print(holder.D(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
+        return call.print(holder.D(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
     });
     // A nested record's closing line steps over its indentation and leaves there what was there before.
     std::ranges::replace(text, '\0', ' ');
@@ -125,7 +156,7 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
 Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
     const Notes notes = read_notes(xml);
     const Holder holder(type, notes, agreed);
-    const auto& [create, destroy, length, marshal, unmarshal, print, to_xml, from_xml] = holder.operations;
+    const Operations& call = holder.operations;
     char words[512] = "";
     const std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)> document(
         platform_xml_parse(xml.data(), xml.size(), nullptr, words, sizeof words), &platform_xml_free);
@@ -134,14 +165,15 @@ Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
     xml_get_element_nodecount(document.get(), type.name.c_str(), &count);
     if (count == 0) throw Failure{is_damaged, "the root element is not " + type.name};
     std::uint32_t st = 0;
-    from_xml(holder.D(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
+    call.from_xml(holder.D(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
     // An absent last text is told by the reader of a record to that of its parent, which passes over it.
     if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words};
     if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st);
     st = 0;
     // Behind the bytes that the library counts, room for a flag that is written only where room is left.
-    Bytes message((type.is_enum() ? enum_wire_length : length(holder.D(), S, holder.x())) + std::size_t{8});
-    message.resize(marshal(holder.D(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
+    Bytes message((type.is_enum() ? enum_wire_length : call.length(holder.D(), S, holder.x())) + std::size_t{8});
+    message.resize(
+        call.marshal(holder.D(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
     if (st != 0) refuse("the library does not write it: status", st);
     if (notes.is_tracked) put_state_flags(type, notes, message);
     return message;

@@ -83,7 +83,7 @@ std::string mac_text(ByteView bytes) {
 
 std::string address_text(ByteView bytes) {
     char text[INET6_ADDRSTRLEN] = "";
-    inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
+    if (!bytes.empty()) inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
     return text;
 }
 

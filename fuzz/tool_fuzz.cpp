@@ -1,0 +1,203 @@
+// What the tool orlan-epm does with files that may be anybody's. The first byte chooses: a message, a document, a
+// library file, or the content of its sections, for which a library file is made here; the second chooses the type.
+// What is told must be without a gap and, where it is JSON, sound; what the tool's own walk accepts, the library must
+// accept. The seeds are the images of the tests' golden corpus and small library files.
+#include "tool/annotate.hpp"
+#include "tool/failure.hpp"
+#include "tool/manifest.hpp"
+#include "tool/message.hpp"
+#include "tool/traces.hpp"
+#include "tool/walk.hpp"
+
+#include <bzlib.h>
+#include <elf.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using namespace epm::tool;
+
+enum Subject : std::uint8_t { a_message, a_document, a_library, a_manifest, a_trace_table, packed_texts, subjects };
+
+void demand(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "does not hold: %s\n", what);
+    std::abort();
+}
+
+struct Made {
+    std::string name;
+    Bytes bytes;
+};
+
+/// A library file of nothing but these sections.
+Bytes library_of(std::vector<Made> sections) {
+    std::string names(1, '\0');
+    sections.insert(sections.begin(), Made{});
+    sections.push_back({".shstrtab", {}});
+    std::vector<Elf64_Shdr> headers(sections.size());
+    Elf64_Ehdr header{};
+    Bytes file(sizeof header);
+    for (std::size_t i = 1; i < sections.size(); ++i) {
+        headers[i].sh_name = static_cast<std::uint32_t>(names.size());
+        names += sections[i].name + '\0';
+        if (i + 1 == sections.size()) sections[i].bytes.assign(names.begin(), names.end());
+        headers[i].sh_type = SHT_PROGBITS;
+        headers[i].sh_offset = file.size();
+        headers[i].sh_size = sections[i].bytes.size();
+        file.insert(file.end(), sections[i].bytes.begin(), sections[i].bytes.end());
+    }
+    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
+    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_DATA] = ELFDATA2LSB;
+    header.e_shoff = file.size();
+    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shnum = static_cast<std::uint16_t>(headers.size());
+    header.e_shstrndx = static_cast<std::uint16_t>(headers.size() - 1);
+    std::memcpy(file.data(), &header, sizeof header);
+    const auto* table = reinterpret_cast<const std::uint8_t*>(headers.data());
+    file.insert(file.end(), table, table + headers.size() * sizeof headers[0]);
+    return file;
+}
+
+Bytes packed(ByteView text) {
+    Bytes stream(text.size() + text.size() / 100 + 600);
+    auto length = static_cast<unsigned>(stream.size());
+    BZ2_bzBuffToBuffCompress(reinterpret_cast<char*>(stream.data()), &length,
+                             reinterpret_cast<char*>(const_cast<std::uint8_t*>(text.data())),
+                             static_cast<unsigned>(text.size()), 1, 0, 0);
+    stream.resize(length);
+    return stream;
+}
+
+/// The first half of the bytes is the table, whose digest names the section.
+Bytes library_with_traces(ByteView data, bool is_packed) {
+    const ByteView table = data.subspan(0, data.size() / 2), texts = data.subspan(data.size() / 2);
+    const std::string digest = table.size() >= 20 ? to_hex(table.subspan(4, 16)) : "";
+    return library_of({{".quelog_luids_" + digest, {table.begin(), table.end()}},
+                       {".quelog_format_strings", is_packed ? Bytes(texts.begin(), texts.end()) : packed(texts)}});
+}
+
+/// Runs something that may refuse; the result tells whether it did not.
+template <class Body>
+bool accepts(Body body) {
+    try {
+        body();
+    } catch (const Damage&) {
+        return false;
+    } catch (const Failure&) {
+        return false;
+    }
+    return true;
+}
+
+void look_into_message(const Type& type, ByteView message) {
+    std::size_t told_to = 0;
+    const bool is_sound = accepts([&] {
+        walk(type, message, [&](const Part& part) {
+            demand(part.offset == told_to, "parts are without a gap");
+            told_to += part.length;
+        });
+    });
+    demand(is_sound ? told_to == message.size() : told_to <= message.size(), "all bytes are told of");
+    std::ostringstream text, json;
+    accepts([&] { annotate(type, message, false, text); });
+    accepts([&] { annotate(type, message, true, json); });
+    demand(nlohmann::json::accept(json.str()), "JSON is sound");
+    demand(is_sound == accepts([&] { decode(type, message, TextForm::print, {}); }), "tool and library agree");
+    std::string xml;
+    if (accepts([&] { xml = decode(type, message, TextForm::xml, {}); })) accepts([&] { encode(type, xml, {}); });
+}
+
+void look_into_library(ByteView file) {
+    for (const bool is_json : {false, true}) {
+        std::ostringstream manifest, traces, one;
+        const bool has_manifest = accepts([&] { show_manifest(file, is_json, manifest); });
+        accepts([&] { show_traces(file, {}, is_json, traces); });
+        accepts([&] { show_traces(file, 1, is_json, one); });
+        demand(!has_manifest || !manifest.str().empty(), "a manifest is shown");
+        for (const std::ostringstream* out : {&manifest, &traces, &one})
+            demand(!is_json || nlohmann::json::accept(out->str()), "JSON is sound");
+    }
+}
+
+// ---- seeds ----
+
+void write_seed(const std::filesystem::path& file, Subject subject, std::size_t type, ByteView bytes) {
+    std::ofstream(file, std::ios::binary) << static_cast<char>(subject) << static_cast<char>(type) << as_text(bytes);
+}
+
+void write_seeds(const std::filesystem::path& folder) {
+    std::filesystem::create_directories(folder);
+    for (std::size_t t = 0; t < all_types().size(); ++t) {
+        const std::string& name = all_types()[t].name;
+        std::ifstream file(std::string(EPM_GOLDEN_DIR "/") + name + ".hex");
+        std::string digits, line;
+        std::size_t count = 0;
+        const auto end = [&] {
+            const Bytes image = from_hex(digits);
+            if (image.empty()) return;
+            write_seed(folder / (name + std::to_string(count)), a_message, t, image);
+            const std::string xml = decode(all_types()[t], image, TextForm::xml, {});
+            write_seed(folder / (name + std::to_string(count++) + "x"), a_document, t,
+                       {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()});
+            digits.clear();
+        };
+        while (std::getline(file, line)) {
+            if (!line.empty() && line[0] == '[') end();
+            if (!line.empty() && line[0] != '[' && line[0] != '#') digits += line.substr(0, line.find(' '));
+        }
+        end();
+    }
+    const std::string line = std::string(32, 'a') + ":" + std::string(32, '0') + "type002:00080N\n";
+    // 19 bytes of title, 80 of line and a NUL; the build record has 11 bytes, and one of padding.
+    std::string manifest = std::string("\x64\0\0\0\2\0\0\0", 8) + "# orlan_epm.tallyo\n" + line + '\0';
+    manifest += std::string("\x0b\0\0\0\1\0\0\0orlan_epm\n\0\0", 20);
+    const Bytes section(manifest.begin(), manifest.end());
+    std::string traces("\1\0\0\0", 4);
+    traces += std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u            ";
+    traces.resize(64, ' ');
+    const Bytes catalogue(traces.begin(), traces.end());
+    write_seed(folder / "traces", a_library, 0, library_with_traces(catalogue, false));
+    write_seed(folder / "library", a_library, 0, library_of({{".corbe", section}}));
+    write_seed(folder / "manifest", a_manifest, 0, section);
+    write_seed(folder / "table", a_trace_table, 0, catalogue);
+    write_seed(folder / "packed", packed_texts, 0, catalogue);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
+    static std::vector<char*> more(*arguments, *arguments + *count);
+    for (int i = 1; i < *count; ++i)
+        if ((*arguments)[i][0] != '-' && std::filesystem::is_regular_file((*arguments)[i])) return 0;
+    static std::string folder = std::string((*arguments)[0]) + ".seeds";
+    write_seeds(folder);
+    more.push_back(folder.data());
+    *count = static_cast<int>(more.size());
+    more.push_back(nullptr);
+    *arguments = more.data();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size < 2) return 0;
+    const Type& type = all_types()[data[1] % all_types().size()];
+    const ByteView bytes(data + 2, size - 2);
+    switch (data[0] % subjects) {
+    case a_message: look_into_message(type, bytes); break;
+    case a_document: accepts([&] { encode(type, std::string(as_text(bytes)), {}); }); break;
+    case a_library: look_into_library(bytes); break;
+    case a_manifest: look_into_library(library_of({{".corbe", {bytes.begin(), bytes.end()}}})); break;
+    case a_trace_table: look_into_library(library_with_traces(bytes, false)); break;
+    case packed_texts: look_into_library(library_with_traces(bytes, true)); break;
+    }
+    return 0;
+}
