@@ -170,6 +170,9 @@ int main(int argc, char** argv) {
     } catch (const Told& told) {
         status = told.status;
         line = told.line;
+    } catch (const std::exception& error) { // no memory, for one
+        status = has_no_file;
+        line = error.what();
     }
     std::cout.flush();
     if (!line.empty()) std::cerr << "orlan-epm: " << line << '\n';

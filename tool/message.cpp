@@ -56,24 +56,24 @@ public:
         options.obj_alloc_fn = Heap::allocate;
         options.obj_free_fn = Heap::release;
         options.tracking = notes.is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
-        D_.reset(platform_domain_create(&options));
-        if (D_ == nullptr) throw Failure{is_damaged, "no memory"};
+        domain_.reset(platform_domain_create(&options));
+        if (domain_ == nullptr) throw Failure{is_damaged, "no memory"};
         for (const auto& [name, variant] : notes.variants)
-            platform_domain_agree(D_.get(), name.c_str(), static_cast<std::int8_t>(variant));
+            platform_domain_agree(domain_.get(), name.c_str(), static_cast<std::int8_t>(variant));
         if (agreed) {
-            platform_domain_clear_agreement(D_.get());
-            platform_domain_agree_all(D_.get(), *agreed);
+            platform_domain_clear_agreement(domain_.get());
+            platform_domain_agree_all(domain_.get(), *agreed);
         }
-        x_ = operations.create(D_.get(), S);
+        x_ = operations.create(domain_.get(), S);
         if (x_ == nullptr) throw Failure{is_damaged, "no memory"};
     }
     Holder(const Holder&) = delete;
     Holder& operator=(const Holder&) = delete;
     ~Holder() {
-        if (x_ != nullptr) operations.destroy(D_.get(), S, x_);
+        if (x_ != nullptr) operations.destroy(domain_.get(), S, x_);
     }
 
-    zur_domain* D() const { return D_.get(); }
+    zur_domain* domain() const { return domain_.get(); }
     zur_instance* x() const { return x_; }
 
     const Operations operations;
@@ -83,7 +83,7 @@ private:
         void operator()(zur_domain* D) const { platform_domain_destroy(D); }
     };
     Heap heap_;
-    std::unique_ptr<zur_domain, Destroy> D_;
+    std::unique_ptr<zur_domain, Destroy> domain_;
     zur_instance* x_ = nullptr;
 };
 
@@ -135,7 +135,7 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     exact.push_back(0); // in tracked mode a flag may be taken from directly behind the end
     std::uint32_t st = 0;
     const std::uint32_t used =
-        call.unmarshal(holder.D(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
+        call.unmarshal(holder.domain(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
     if (st != 0) refuse("the library's reader refuses it: status", st);
     if (used != message.size())
         throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
@@ -143,10 +143,10 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     const std::size_t first_size = 4096 + 8 * message.size();
     if (form == TextForm::xml)
         return written(notes) + laid_out(text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
-                   return call.to_xml(holder.D(), S, type.name.c_str(), buffer, holder.x(), room, 0, s);
+                   return call.to_xml(holder.domain(), S, type.name.c_str(), buffer, holder.x(), room, 0, s);
                }));
     std::string text = text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
-        return call.print(holder.D(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
+        return call.print(holder.domain(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
     });
     // A nested record's closing line steps over its indentation and leaves there what was there before.
     std::ranges::replace(text, '\0', ' ');
@@ -165,15 +165,15 @@ Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
     xml_get_element_nodecount(document.get(), type.name.c_str(), &count);
     if (count == 0) throw Failure{is_damaged, "the root element is not " + type.name};
     std::uint32_t st = 0;
-    call.from_xml(holder.D(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
+    call.from_xml(holder.domain(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
     // An absent last text is told by the reader of a record to that of its parent, which passes over it.
     if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words};
     if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st);
     st = 0;
     // Behind the bytes that the library counts, room for a flag that is written only where room is left.
-    Bytes message((type.is_enum() ? enum_wire_length : call.length(holder.D(), S, holder.x())) + std::size_t{8});
+    Bytes message((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
     message.resize(
-        call.marshal(holder.D(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
+        call.marshal(holder.domain(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
     if (st != 0) refuse("the library does not write it: status", st);
     if (notes.is_tracked) put_state_flags(type, notes, message);
     return message;

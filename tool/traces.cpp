@@ -106,14 +106,14 @@ void list_messages(ByteView library, std::optional<std::uint32_t> index, Listing
         const std::size_t at = header_length + i * entry_length;
         const std::size_t length = little_endian(bytes, at + 4, 2);
         if (length > texts.text.size() - start) {
-            if (texts.fault) throw *texts.fault;
+            if (texts.fault) throw Damage(*texts.fault);
             throw Damage{table.offset + at, "message " + std::to_string(i) + " goes beyond the end of the texts"};
         }
         listing.message(static_cast<std::uint32_t>(i), little_endian(bytes, at, 4),
                         std::string_view(texts.text).substr(start, length));
         start += length;
     }
-    if (texts.fault) throw *texts.fault;
+    if (texts.fault) throw Damage(*texts.fault);
     if (start != texts.text.size()) throw Damage{packed.offset, "the texts go on behind the last message"};
     if (header_length + count * entry_length != bytes.size())
         throw Damage{table.offset + header_length + count * entry_length, "the catalogue's last entry is cut"};
