@@ -51,7 +51,7 @@ inline bool mark_arm(Domain* D, std::uint32_t S, Instance* x, const Instance* ar
 /// An arm that was in the slot is not destroyed: who replaces it holds it already.
 [[gnu::noinline]] inline void set_arm(Domain* D, std::uint32_t S, Instance* x, Instance* arm, std::uint32_t* st,
                                       const ArmPlace& place, const FlagPlace& flag, std::uint32_t untracked_arm_site) {
-    if (!open_write(D, S, x, place.field, st)) return;
+    if (!open_write_here(D, S, x, place.field, st)) return;
     if (Instance* former = *at<Instance*>(x, place.slot); former != nullptr) {
         record_containment(D, S, former, x);
         mark_detached(D, S, former, 1);
@@ -77,7 +77,7 @@ std::uint32_t set_chained(Domain* D, Instance* x, Instance* arm) {
 /// The arm leaves the record before the state flags are looked at: where they are missing, nobody gets it.
 [[gnu::noinline]] inline Instance* detach_arm(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st,
                                               const ArmPlace& place, const FlagPlace& flag) {
-    if (!open_write(D, S, x, place.field, st)) return nullptr;
+    if (!open_write_here(D, S, x, place.field, st)) return nullptr;
     if (x == nullptr || *at<std::uint32_t>(x, place.tag) != place.selector) return nullptr;
     Instance* arm = *at<Instance*>(x, place.slot);
     store_arm(D, S, x, place, nullptr, 0);

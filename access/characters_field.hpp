@@ -26,7 +26,7 @@ inline constexpr CharactersPlace characters_place = {catalogue::layout<R>.offset
 [[gnu::noinline]] inline void set_characters(Domain* D, std::uint32_t S, Instance* x, const char* source,
                                              std::int32_t length, std::uint32_t* st, CharactersPlace place,
                                              const FlagPlace& flag) {
-    if (!open_write(D, S, x, place.field, st)) return;
+    if (!open_write_here(D, S, x, place.field, st)) return;
     if (length < 0 || length > place.capacity) return fail(D, st, ZUR_BAD_ARGUMENT);
     char* characters = at<char>(x, place.offset);
     const auto used = static_cast<std::uint32_t>(length);

@@ -160,7 +160,7 @@ inline void link(Domain* D, std::uint32_t S, ListHead* head, void* element, Posi
 [[gnu::noinline]] inline void insert(Domain* D, std::uint32_t S, Instance* owner, Instance* reference,
                                      Instance* element, Position position, std::uint32_t* st, const ListPlace& place,
                                      const FlagPlace& flag, std::uint32_t site) {
-    if (!open_write(D, S, owner, place.field, st)) return;
+    if (!open_write_here(D, S, owner, place.field, st)) return;
     auto* head = at<ListHead>(owner, place.head);
     store(D, S, &head->count, head->count + 1, owner);
     link(D, S, head, element, position, reference, place.links, site);
@@ -218,7 +218,7 @@ std::uint32_t list_add_chained(Domain* D, Instance* owner, Instance* element, st
 /// A removal leaves no mark in the owner's state flag.
 [[gnu::noinline]] inline void remove(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st,
                                      const ListPlace& place, std::uint32_t site) {
-    if (!open_write(D, S, owner, place.field, st)) return;
+    if (!open_write_here(D, S, owner, place.field, st)) return;
     auto* head = at<ListHead>(owner, place.head);
     store(D, S, &head->count, head->count - 1, owner);
     lifecycle::unlink(D, S, element, place.links, lifecycle::Marked::neighbour, site);

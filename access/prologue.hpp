@@ -30,11 +30,17 @@ inline bool open_read(Domain* D, const Instance* x, Gate field, std::uint32_t* s
 }
 
 /// The way into every write, which may raise the Instance's variant. False: nothing is written.
-[[gnu::noinline]] inline bool open_write(Domain* D, std::uint32_t S, Instance* x, Gate field, std::uint32_t* st) {
+[[gnu::always_inline]] inline bool open_write_here(Domain* D, std::uint32_t S, Instance* x, Gate field,
+                                                   std::uint32_t* st) {
     if (*st != 0) return false;
     zur_clear_last_error(D);
     lifecycle::adjust(D, S, x, field.top, st);
     return in_variant(D, x, field.since, field.is_enumerated, st);
+}
+
+/// The same as one function, for the setters of which each field has its own.
+[[gnu::noinline]] inline bool open_write(Domain* D, std::uint32_t S, Instance* x, Gate field, std::uint32_t* st) {
+    return open_write_here(D, S, x, field, st);
 }
 
 /// An Instance that leaves its parent, as the store wants to hear of it.

@@ -68,7 +68,7 @@ inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t 
 [[gnu::noinline]] inline void set_text(Domain* D, std::uint32_t S, Instance* x, const char* source,
                                        std::uint32_t length, std::uint32_t* st, TextPlace place,
                                        const FlagPlace& flag) {
-    if (!open_write(D, S, x, place.field, st)) return;
+    if (!open_write_here(D, S, x, place.field, st)) return;
     if (place.is_short) length = static_cast<std::uint16_t>(length);
     char** text = at<char*>(x, place.pointer);
     if (*text != nullptr) release(D, S, *text);

@@ -160,6 +160,7 @@ void platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* o
 
 uint32_t platform_field_oid_count(zur_domain* D, const void* field) {
     const auto& fields = own(D).field_oids;
+    if (fields.empty()) return 0;
     const auto found = fields.find(field);
     return found != fields.end() ? static_cast<uint32_t>(found->second.size()) : 0;
 }

@@ -70,7 +70,7 @@ zur_variant_record* counted_record(const zur_type_info* type, uint64_t* created)
     return inside ? record : nullptr;
 }
 
-void count(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* counter) {
+[[gnu::always_inline]] inline void count(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* counter) {
     if (type->plain_counters != 0) {
         D->counter_range_fn(D->obj_store, counter, 1, S);
         ++*counter;
