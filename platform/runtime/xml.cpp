@@ -230,7 +230,11 @@ zur_xml_document* platform_xml_parse(const char* text, size_t length, const plat
                          : Failure{result.description(),
                                    static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))};
     }
-    if (failure.reason == nullptr) return document;
+    if (failure.reason == nullptr) {
+        document->last_path.reserve(256);
+        document->steps.reserve(8);
+        return document;
+    }
     tell(whole, failure, message, message_size);
     delete document;
     return nullptr;
