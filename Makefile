@@ -12,12 +12,13 @@ check:          ## install what is missing, build and run all tests, also under 
 	@scripts/check
 
 release:        ## build what is shipped into build/release
-	@scripts/build release
+	@scripts/build release shipped
 
 debug:          ## build for a debugger into build/debug
 	@scripts/build debug
 
-test: release   ## build and run the tests once, without sanitizers
+test:           ## build and run the tests once, without sanitizers
+	@scripts/build release
 	@ctest --preset release
 
 docs:           ## write the reference into build/release/docs/html
