@@ -9,7 +9,6 @@
 #include <pthread.h>
 
 #include <cstring>
-#include <sstream>
 
 namespace epm::test {
 
@@ -162,11 +161,11 @@ void Recorder::releasing(void* block) {
 }
 
 std::string lines(const std::string& text) {
-    std::istringstream in(text);
     std::string result;
-    for (std::string line; std::getline(in, line);) {
-        line.erase(0, line.find_first_not_of(' '));
-        if (!line.empty()) result += line + "\n";
+    for (std::size_t start = 0, end = 0; start < text.size(); start = end + 1) {
+        for (end = start; end < text.size() && text[end] != '\n' && text.compare(end, 2, "; ") != 0;) ++end;
+        const std::size_t first = std::min(text.find_first_not_of(' ', start), end);
+        if (first != end) result += text.substr(first, end - first) + "\n";
     }
     return result;
 }

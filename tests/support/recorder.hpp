@@ -42,7 +42,8 @@ private:
     void* released_ = nullptr;
 };
 
-/// A hand-written list of lines: indentation and the first line feed are dropped.
+/// A hand-written list of lines, several of which may stand in one with semicolons between; indentation and empty lines
+/// are dropped.
 std::string lines(const std::string& text);
 
 } // namespace epm::test
