@@ -3,19 +3,18 @@
 // access_order_test.cpp.
 #include "access/bulk_fields.hpp"
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/fill.hpp"
 #include "support/imports.hpp"
 #include "support/types.hpp"
 
 #include <cstring>
-#include <functional>
 
 namespace epm::test {
 namespace {
 
 constexpr auto acl = "orlan_ial_svm_acl_data";
 constexpr auto message = "orlan_ial_svm_epm_data";
-constexpr auto answer = "orlan_ial_in_svm_epm_data";
 constexpr auto group = "orlan_ial_vlan_group_info";
 constexpr auto config = "epm_client_acl_feat_config";
 constexpr auto context = "epm_client_acl_feat_ctx";
@@ -24,16 +23,6 @@ constexpr auto templates = "rcl_client_intf_templ_list";
 constexpr auto one_template = "rcl_client_intf_templ";
 constexpr auto bound_list = "bm_feat_conf_list";
 
-template <class Result = void, class Type, class FieldType, class... A>
-Result call(TestDomain& D, const Type& type, const FieldType& field, const char* name, A... arguments) {
-    using Called = Result(zur_domain*, std::uint32_t, A..., std::uint32_t*);
-    return operation<Called>(type, field, name)(D, D.set_id(), arguments..., &D.st);
-}
-template <class Result = void, class Type, class... A>
-Result whole(TestDomain& D, const Type& type, const char* name, A... arguments) {
-    using Called = Result(zur_domain*, std::uint32_t, A..., std::uint32_t*);
-    return operation<Called>(type, name)(D, D.set_id(), arguments..., &D.st);
-}
 template <class Result = std::uint32_t, class Type, class FieldType, class... A>
 Result chain(TestDomain& D, const Type& type, const FieldType& field, const char* name, A... arguments) {
     D->last_error = 0;
@@ -373,16 +362,11 @@ TEST_F(Access, AFieldAboveTheVariantIsRefused) {
     D.agree(acl, 2);
     call(D, acl, "sequence", "set_value", x, 6u);
     EXPECT_EQ(x->variant, 2);
-    EXPECT_EQ(number(D, acl, "ip_addr", x), 0u);
     x->variant = 1;
     call(D, acl, "ip_addr", "set_value", x, 5u);
     EXPECT_EQ(number(D, acl, "ip_addr", x), 5u);
-    EXPECT_EQ(status(D), 0u);
     x->variant = -1; // unknown to the peer: no field is there
     D.agree(acl, -1);
-    char found[4];
-    call(D, acl, "acl_name", "get", x, &found[0], 4u);
-    EXPECT_EQ(status(D), 43u);
     call(D, acl, "acl_name", "set", x, "a", 1u);
     EXPECT_EQ(status(D), 43u);
     x->variant = 2;
@@ -394,60 +378,59 @@ TEST_F(Access, AFieldAboveTheVariantIsRefused) {
     call(D, message, "dacl_dnld_comp_data", "set", m, arm);
     EXPECT_EQ(status(D), 43u);
     EXPECT_EQ(number(D, message, "epm_type", m), 0u);
-    EXPECT_EQ(call<Instance*>(D, message, "dacl_dnld_comp_data", "get_detach", m), nullptr);
+    // The tag's own variant bounds its value.
+    call(D, message, "epm_type", "set_value", m, 9u);
+    EXPECT_EQ(status(D), 0u);
+    call(D, message, "epm_type", "set_value", m, 10u);
     EXPECT_EQ(status(D), 43u);
+    EXPECT_EQ(number(D, message, "epm_type", m), 9u);
     destroy("orlan_ial_dacl_dnld_complete", D, arm);
     destroy(message, D, m);
 }
 
-// An Instance without state flags in a Domain that tracks: the value is stored, the flag is not, 22 is left.
+// An Instance without state flags in a Domain that tracks: the value is stored, the flag is not, 22 is left. Nobody is
+// told of containment then.
 TEST_F(Access, AnUntrackedInstanceInATrackingDomain) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE, .containment = true});
-    const auto untracked = [&](const char* type) {
-        Instance* x = create(type, D);
-        x->flags &= static_cast<std::uint8_t>(~ZUR_TRACKED);
-        return x;
-    };
     const std::string refusal = "3 \" The object is not state tracked\"\n";
     Traces traces;
     Recorder recorder(D);
+    const auto untracked = [&](const char* type) {
+        Instance* x = create(type, D);
+        x->flags &= static_cast<std::uint8_t>(~ZUR_TRACKED);
+        recorder.take();
+        return x;
+    };
     const auto expect_refused = [&](const std::string& trace) {
         EXPECT_EQ(status(D), 22u);
         EXPECT_EQ(D->last_error, 22u);
         EXPECT_EQ(traces.take(), trace);
     };
-    Instance* x = untracked(acl);
+    const auto refused = [&](const char* type, const char* field, const char* name, Instance* x, auto... arguments) {
+        SCOPED_TRACE(std::string(type) + "_" + field + "_" + name);
+        call(D, type, field, name, x, arguments...);
+        expect_refused(refusal);
+    };
     std::uint32_t seven = 7;
-    recorder.take();
-    call(D, acl, "sequence", "set", x, &seven);
-    expect_refused(refusal);
+    Instance* x = untracked(acl);
+    refused(acl, "sequence", "set", x, &seven);
+    refused(acl, "acl_name", "set", x, "guest", 5u);
     EXPECT_EQ(recorder.take().find("containment"), std::string::npos);
     EXPECT_EQ(number(D, acl, "sequence", x), 7u);
-    call(D, acl, "sequence", "set_value", x, 8u);
-    expect_refused(refusal);
-    EXPECT_EQ(number(D, acl, "sequence", x), 8u);
-    recorder.take();
-    call(D, acl, "acl_name", "set", x, "guest", 5u);
-    expect_refused(refusal);
-    EXPECT_EQ(recorder.take().find("containment"), std::string::npos);
     EXPECT_EQ(text(D, acl, "acl_name", x), "guest");
-    EXPECT_EQ(call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x), 0);
-    expect_refused("3 \" The object is non state tracked\"\n");
-    call(D, acl, "sequence", "state_flag_set", x, 1u);
-    expect_refused(refusal);
+    refused(acl, "sequence", "set_value", x, 8u);
+    EXPECT_EQ(number(D, acl, "sequence", x), 8u);
 
     Instance* v = untracked(client_vlan);
     auto* characters = reinterpret_cast<char*>(v) + 24;
     std::memcpy(characters, "uvwxyz", 6);
-    call(D, client_vlan, "ieee_mac", "set", v, "abc", 3);
-    expect_refused(refusal);
+    refused(client_vlan, "ieee_mac", "set", v, "abc", 3);
     EXPECT_EQ(std::string(characters, 6), "abcxyz"); // without the closing NUL
 
     // The arm is in its place, whichever of the two lacks the flags.
     Instance* m = untracked(message);
     Instance* entry = create(acl, D);
-    call(D, message, "acl_data", "set", m, entry);
-    expect_refused(refusal);
+    refused(message, "acl_data", "set", m, entry);
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
     EXPECT_EQ(number(D, message, "epm_type", m), 1u);
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr); // nobody gets it
@@ -459,74 +442,49 @@ TEST_F(Access, AnUntrackedInstanceInATrackingDomain) {
     expect_refused("3 \" The val object is not state tracked\"\n");
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), x);
     EXPECT_EQ(call<std::uint8_t>(D, message, "acl_data", "state_flag_get", m), 0);
-    destroy(acl, D, entry);
 
     // Arrays: elements are refused before anything changes, a whole run only after the old one is gone.
     Instance* g = untracked(group);
-    const std::uint32_t vlans[2] = {3, 4};
-    call(D, group, "vlans", "set", g, 0u, &seven);
-    expect_refused(refusal);
-    EXPECT_EQ(number(D, group, "max_vlan", g), 0u);
-    call(D, group, "vlans", "set_mem", g, &vlans[0], 2u);
-    expect_refused(refusal);
+    refused(group, "vlans", "set", g, 0u, &seven);
+    refused(group, "vlans", "set_mem", g, &seven, 1u);
     EXPECT_EQ(number(D, group, "max_vlan", g), 0u);
     Instance* c = untracked(config);
-    const std::uint8_t bytes[2] = {1, 2};
-    call(D, config, "acl_name", "set_mem", c, &bytes[0], 2);
-    expect_refused(refusal);
+    refused(config, "acl_name", "set_mem", c, reinterpret_cast<std::uint8_t*>(&seven), 2);
     EXPECT_EQ(call<std::uint8_t>(D, config, "acl_name", "get_value", c, 0u), 0u);
     Instance* t = create(templates, D);
     Instance* element = untracked(one_template);
-    call(D, templates, "data", "set", t, 0u, element, 0u);
-    expect_refused(refusal);
+    refused(templates, "data", "set", t, 0u, element, 0u);
     EXPECT_EQ(number(D, templates, "max_intf_templ", t), 0u);
 
     // A list takes the element all the same.
     Instance* owner = untracked(context);
-    call(D, context, bound_list, "set_first", owner, c);
-    expect_refused(refusal);
+    refused(context, bound_list, "set_first", owner, c);
     EXPECT_EQ(call<std::uint32_t>(D, context, bound_list, "get_count", owner), 1u);
 
     // After a move from an untracked source both have the same text, and one must be cleared by hand.
-    Instance* from = untracked("orlan_ial_svm_dacl_nack");
-    Instance* to = create("orlan_ial_svm_dacl_nack", D);
-    call(D, "orlan_ial_svm_dacl_nack", "acl_name", "set", from, "x", 1u);
+    constexpr auto nack = "orlan_ial_svm_dacl_nack";
+    Instance* from = untracked(nack);
+    Instance* to = create(nack, D);
+    refused(nack, "acl_name", "set", from, "x", 1u);
+    whole(D, nack, "set", to, from);
     expect_refused(refusal);
-    whole(D, "orlan_ial_svm_dacl_nack", "set", to, from);
-    expect_refused(refusal);
-    EXPECT_EQ(text(D, "orlan_ial_svm_dacl_nack", "acl_name", to), "x");
-    EXPECT_EQ(text(D, "orlan_ial_svm_dacl_nack", "acl_name", from), "x");
+    EXPECT_EQ(text(D, nack, "acl_name", to), "x");
+    EXPECT_EQ(text(D, nack, "acl_name", from), "x");
     std::memset(reinterpret_cast<char*>(to) + 12, 0, 12);
-    for (Instance* instance : {from, to}) destroy("orlan_ial_svm_dacl_nack", D, instance);
-    destroy(context, D, owner);
-    destroy(one_template, D, element);
-    destroy(templates, D, t);
-    destroy(group, D, g);
-    destroy(message, D, m);
-    destroy(client_vlan, D, v);
+    for (const auto& [type, instance] : {std::pair(nack, from),
+                                         {nack, to},
+                                         {context, owner},
+                                         {one_template, element},
+                                         {templates, t},
+                                         {group, g},
+                                         {message, m},
+                                         {client_vlan, v},
+                                         {acl, entry}})
+        destroy(type, D, instance);
 }
 
-TEST_F(Access, ADamagedHandleEndsTheProcess) {
+TEST_F(Access, NumbersWithoutAPlaceOrAHandle) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE});
-    Instance* x = create(acl, D);
-    Instance* y = create(acl, D);
-    const auto kind = D->tracking_handle->handle_kind;
-    const auto damaged = [&](auto body) {
-        expect_death_with(" Corrupted ZUR Handle", [&] {
-            const_cast<zur_tracking_handle*>(D->tracking_handle)->handle_kind = 0xD00D;
-            body();
-        });
-    };
-    damaged([&] { call(D, acl, "sequence", "set_value", x, 1u); });
-    damaged([&] { call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x); });
-    damaged([&] { call(D, acl, "sequence", "state_flag_set", x, 1u); });
-    damaged([&] { whole(D, acl, "set", x, y); });
-    EXPECT_EQ(D->tracking_handle->handle_kind, kind);
-    for (Instance* instance : {x, y}) destroy(acl, D, instance);
-}
-
-TEST_F(Access, NoPointerToTheField) {
-    TestDomain D;
     Instance* x = create(acl, D);
     {
         const auto nothing = REPLACE(u_int32_get, [](auto...) { return nullptr; });
@@ -536,63 +494,19 @@ TEST_F(Access, NoPointerToTheField) {
         EXPECT_EQ(status(D), 0u);
     }
     EXPECT_EQ(number(D, acl, "sequence", x), 0u);
-    destroy(acl, D, x);
-}
-
-TEST_F(Access, AnEnumerationsRefusalStillRaisesTheFlag) {
-    TestDomain D({.tracking = ZUR_TRACKED_MODE});
-    Instance* x = create(config, D);
-    call(D, config, "feat_type", "set_value", x, 7u);
-    call(D, config, "feat_type", "state_flag_set", x, 0u);
-    call(D, config, "feat_type", "set_value", x, 8u);
-    EXPECT_EQ(status(D), 43u);
-    EXPECT_EQ(number(D, config, "feat_type", x), 7u);
-    EXPECT_EQ(call<std::uint8_t>(D, config, "feat_type", "state_flag_get", x), 2);
-    destroy(config, D, x);
-}
-
-TEST_F(Access, FlagsOfATrackedInstanceCanBeReadWithoutAHandle) {
-    TestDomain D({.tracking = ZUR_TRACKED_MODE});
-    Instance* x = create(acl, D);
+    // Flags can be read without a handle, but are not raised.
     call(D, acl, "sequence", "set_value", x, 1u);
     const auto handle = std::exchange(D->tracking_handle, nullptr);
-    EXPECT_EQ(call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x), 2);
     call(D, acl, "is_ipv4", "set_value", x, 1u);
+    EXPECT_EQ(call<std::uint8_t>(D, acl, "sequence", "state_flag_get", x), 2);
     EXPECT_EQ(call<std::uint8_t>(D, acl, "is_ipv4", "state_flag_get", x), 0);
     EXPECT_EQ(status(D), 0u);
     D->tracking_handle = handle;
+    expect_death_with(" Corrupted ZUR Handle", [&] {
+        D->tracking_handle->handle_kind = 0xD00D;
+        call(D, acl, "sequence", "set_value", x, 1u);
+    });
     destroy(acl, D, x);
-}
-
-TEST_F(Access, FlagsAndVariants) {
-    TestDomain D({.tracking = ZUR_TRACKED_MODE});
-    D.agree(acl, 0);
-    Instance* x = create(acl, D);
-    call(D, acl, "ip_addr", "state_flag_set", x, 1u);
-    EXPECT_EQ(status(D), 43u);
-    EXPECT_EQ(call<std::uint8_t>(D, acl, "is_remove", "state_flag_get", x), 0); // read whatever the variant
-    EXPECT_EQ(status(D), 0u);
-    destroy(acl, D, x);
-}
-
-TEST_F(Access, TagsBeyondTheirVariant) {
-    TestDomain D;
-    for (const auto& [type, tag, highest] :
-         {std::tuple(message, "orlan_ial_svm_epm_type_e", 10u), std::tuple(answer, "orlan_ial_svm_epm_in_e", 8u)}) {
-        Instance* newer = create(type, D);
-        call(D, type, "epm_type", "set_value", newer, highest);
-        EXPECT_EQ(status(D), 0u);
-        call(D, type, "epm_type", "set_value", newer, highest + 1);
-        EXPECT_EQ(status(D), 43u);
-        EXPECT_EQ(number(D, type, "epm_type", newer), highest);
-        D.agree(tag, 0);
-        Instance* older = create(type, D);
-        call(D, type, "epm_type", "set_value", older, highest - 1);
-        call(D, type, "epm_type", "set_value", older, highest);
-        EXPECT_EQ(status(D), 43u);
-        EXPECT_EQ(number(D, type, "epm_type", older), highest - 1);
-        for (Instance* x : {newer, older}) destroy(type, D, x);
-    }
 }
 
 // ---- texts ----
@@ -602,27 +516,22 @@ TEST_F(Access, TextsAndTheirLengths) {
     Instance* x = create(acl, D);
     EXPECT_EQ(text(D, acl, "acl_name", x), "");
     call(D, acl, "acl_name", "set", x, "guest-in", 8u);
-    char found[16];
-    call(D, acl, "acl_name", "get", x, &found[0], 1u);
-    EXPECT_EQ(status(D), 28u);
-    EXPECT_EQ(found[0], 0);
-    call(D, acl, "acl_name", "get", x, &found[0], 6u);
-    EXPECT_EQ(status(D), 28u);
-    EXPECT_STREQ(found, "guest");
-    found[0] = 'X';
+    char found[16] = "X";
     call(D, acl, "acl_name", "get", x, &found[0], 0u);
     EXPECT_EQ(status(D), 22u);
     EXPECT_EQ(found[0], 'X');
+    for (const auto& [size, cut] : {std::pair(1u, ""), {6u, "guest"}, {8u, "guest-i"}}) {
+        call(D, acl, "acl_name", "get", x, &found[0], size);
+        EXPECT_EQ(status(D), 28u);
+        EXPECT_STREQ(found, cut);
+    }
+    call(D, acl, "acl_name", "get", x, &found[0], 9u);
+    EXPECT_STREQ(found, "guest-in");
     // A source that ends early counts by the length that was given.
     call(D, acl, "acl_name", "set", x, "ab", 5u);
     EXPECT_EQ(number(D, acl, "max_acl_length", x), 5u);
     EXPECT_EQ(text(D, acl, "acl_name", x), "ab");
-    const std::size_t before = heap().allocations();
-    for (int twice = 0; twice < 2; ++twice) call(D, acl, "acl_name", "set", x, "same", 4u);
-    EXPECT_EQ(heap().allocations() - before, 2u);
-    const std::size_t blocks = heap().blocks().size();
     call(D, acl, "acl_name", "set", x, "", 0u);
-    EXPECT_EQ(heap().blocks().size(), blocks - 1);
     EXPECT_EQ(number(D, acl, "max_acl_length", x), 0u);
     EXPECT_EQ(text(D, acl, "acl_name", x), "");
     // The length field keeps its number where memory is refused.
@@ -634,44 +543,33 @@ TEST_F(Access, TextsAndTheirLengths) {
     EXPECT_EQ(number(D, acl, "max_ace_length", x), 5u);
     EXPECT_EQ(*reinterpret_cast<char**>(reinterpret_cast<char*>(x) + 32), nullptr);
     EXPECT_EQ(call<std::uint8_t>(D, acl, "ace_name", "state_flag_get", x), 0);
-    EXPECT_EQ(status(D), 0u);
     destroy(acl, D, x);
 
     // 16 bits of the length count.
     Instance* name = create("fqdn_domain_name", D);
     const std::string source(0x10002, 'n');
-    call(D, "fqdn_domain_name", "name", "set", name, source.data(), 0x10002u);
-    EXPECT_EQ(call<std::uint16_t>(D, "fqdn_domain_name", "name_len", "get_value", name), 2u);
-    EXPECT_EQ(text(D, "fqdn_domain_name", "name", name), "nn");
-    call(D, "fqdn_domain_name", "name", "get", name, &found[0], 2u);
-    EXPECT_EQ(status(D), 28u);
-    EXPECT_STREQ(found, "n");
-    call(D, "fqdn_domain_name", "name", "set", name, source.data(), 0x10000u);
-    EXPECT_EQ(text(D, "fqdn_domain_name", "name", name), "");
-    EXPECT_EQ(status(D), 0u);
+    for (const std::uint32_t length : {0x10002u, 0x10000u}) {
+        call(D, "fqdn_domain_name", "name", "set", name, source.data(), length);
+        EXPECT_EQ(call<std::uint16_t>(D, "fqdn_domain_name", "name_len", "get_value", name), length - 0x10000);
+        EXPECT_EQ(text(D, "fqdn_domain_name", "name", name), source.substr(0, length - 0x10000));
+    }
     destroy("fqdn_domain_name", D, name);
-}
 
-TEST_F(Access, FixedCharacters) {
-    TestDomain D;
-    Instance* x = create(client_vlan, D);
-    char found[8];
-    call(D, client_vlan, "ieee_mac", "set", x, "abcdef", 6);
-    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 7u);
-    EXPECT_STREQ(found, "abcdef");
+    // Fixed characters, which need no terminator.
+    Instance* v = create(client_vlan, D);
+    call(D, client_vlan, "ieee_mac", "set", v, "abcdef", 6);
     EXPECT_EQ(status(D), 0u);
-    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 6u);
+    call(D, client_vlan, "ieee_mac", "get", v, &found[0], 6u);
     EXPECT_EQ(status(D), 28u);
     EXPECT_STREQ(found, "abcde");
-    call(D, client_vlan, "ieee_mac", "get", x, &found[0], 0u);
+    call(D, client_vlan, "ieee_mac", "get", v, &found[0], 0u);
     EXPECT_EQ(status(D), 22u);
-    call(D, client_vlan, "ieee_mac", "set", x, "1234567", 7);
+    call(D, client_vlan, "ieee_mac", "set", v, "1234567", 7);
     EXPECT_EQ(status(D), 22u);
-    EXPECT_EQ(text(D, client_vlan, "ieee_mac", x), "abcdef");
-    call(D, client_vlan, "ieee_mac", "set", x, "12", 2);
-    EXPECT_EQ(text(D, client_vlan, "ieee_mac", x), "12");
-    EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(x) + 24, "12\0def", 6), 0); // what is behind stays
-    destroy(client_vlan, D, x);
+    EXPECT_EQ(text(D, client_vlan, "ieee_mac", v), "abcdef");
+    call(D, client_vlan, "ieee_mac", "set", v, "12", 2);
+    EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(v) + 24, "12\0def", 6), 0); // what is behind stays
+    destroy(client_vlan, D, v);
 }
 
 // ---- arrays ----
@@ -679,31 +577,28 @@ TEST_F(Access, FixedCharacters) {
 TEST_F(Access, ArrayOfNumbers) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE});
     Instance* x = create(group, D);
-    operation<void(zur_domain*, std::uint32_t, Instance*)>(group, "vlans", "remove_elements")(D, D.set_id(), x);
     call(D, group, "num_of_vlans", "set_value", x, 99u);
     call(D, group, "vlans", "set_value", x, 5u, 55u);
     EXPECT_EQ(number(D, group, "max_vlan", x), 6u);
     std::uint32_t found[8] = {9, 9, 9, 9, 9, 9, 9, 9};
     call(D, group, "vlans", "get_mem", x, &found[0], 6u);
     EXPECT_EQ(std::vector(found, found + 8), (std::vector<std::uint32_t>{0, 0, 0, 0, 0, 55, 9, 9}));
+    EXPECT_EQ(number(D, group, "num_of_vlans", x), 99u);
     call(D, group, "vlans", "get_mem", x, &found[0], 7u);
     EXPECT_EQ(status(D), 22u);
-    EXPECT_EQ(number(D, group, "num_of_vlans", x), 99u);
-    EXPECT_EQ(call<std::uint32_t>(D, group, "vlans", "get_value", x, 6u), 0u);
-    EXPECT_EQ(status(D), 2u);
-    for (const char* name : {"get", "state_flag_get"}) {
-        call<void*>(D, group, "vlans", name, x, 6u);
+    for (const char* name : {"get", "get_value", "state_flag_get"}) {
+        EXPECT_EQ(call<void*>(D, group, "vlans", name, x, 6u), nullptr);
         EXPECT_EQ(status(D), 2u) << name;
     }
     call(D, group, "vlans", "state_flag_set", x, 6u, 1u);
     EXPECT_EQ(status(D), 2u);
-    // With no source the array grows and nothing is marked.
+    // With no source the array grows and nothing is marked; the flags that are there move along.
     call(D, group, "vlans", "state_flag_whole_set", x, 0u);
     call(D, group, "vlans", "set", x, 7u, static_cast<void*>(nullptr));
     EXPECT_EQ(number(D, group, "max_vlan", x), 8u);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 0);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 7u), 0);
-    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 5u), 2); // flags move along
+    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 5u), 2);
     // Memory refused: what was there stays.
     heap().refuse_nth(1);
     call(D, group, "vlans", "set_value", x, 20u, 1u);
@@ -714,12 +609,9 @@ TEST_F(Access, ArrayOfNumbers) {
     call(D, group, "vlans", "set_mem", x, &found[0], 2u);
     std::uint8_t* flags = nullptr;
     call(D, group, "vlans", "state_flag_get_arr", x, &flags);
-    EXPECT_EQ(std::vector(flags, flags + 2), (std::vector<std::uint8_t>{0, 0}));
-    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 2);
     const std::uint8_t source[3] = {7, 8, 9};
     call(D, group, "vlans", "state_flag_set_arr", x, &source[0], 3u);
     EXPECT_EQ(status(D), 2u);
-    EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 2);
     call(D, group, "vlans", "state_flag_set_arr", x, &source[0], 2u);
     EXPECT_EQ(call<std::uint8_t>(D, group, "is_added", "state_flag_get", x), 7);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 8);
@@ -754,8 +646,6 @@ TEST_F(Access, FixedRun) {
         call(D, config, "acl_name", name, x, &bytes[0], 257);
         EXPECT_EQ(status(D), 22u) << name;
     }
-    call(D, config, "acl_name", "set_value", x, 256u, 1u);
-    EXPECT_EQ(status(D), 2u);
     call(D, config, "acl_name", "get_value", x, 256u);
     EXPECT_EQ(status(D), 2u);
     // All 256 flags at once go to the block's start; the last four bytes of the block keep theirs.
@@ -769,41 +659,31 @@ TEST_F(Access, FixedRun) {
     destroy(config, D, x);
 }
 
-// Elements keep what they hold while the array grows under them, and what is copied in stays with its owner.
+// Elements keep what they hold while the array grows under them; their flags come with them, and stand behind all.
 TEST_F(Access, ArrayOfRecords) {
-    for (const Mode& mode : tracking_modes()) {
-        TestDomain D(mode);
-        Instance* x = create(templates, D);
-        for (std::uint32_t i = 0; i < 5; ++i) {
-            Instance* source = create(one_template, D);
-            const std::string name = "port-" + std::to_string(i);
-            call(D, one_template, "name", "set", source, name.data(), 6u);
-            call(D, one_template, "gidb_handle", "set_value", source, 100 + i);
-            call(D, templates, "data", "set", x, i, source, i % 2);
-            EXPECT_EQ(status(D), 0u);
-            EXPECT_EQ(text(D, one_template, "name", source), i % 2 != 0 ? "" : name);
-            EXPECT_EQ(number(D, one_template, "gidb_handle", source), 100 + i);
-            destroy(one_template, D, source);
-        }
-        for (std::uint32_t i = 0; i < 5; ++i) {
-            auto* element = call<Instance*>(D, templates, "data", "get", x, i);
-            ASSERT_NE(element, nullptr);
-            EXPECT_EQ(text(D, one_template, "name", element), "port-" + std::to_string(i));
-            EXPECT_EQ(number(D, one_template, "gidb_handle", element), 100 + i);
-            if (!mode.is_tracking()) continue;
-            // Its flags came with it, and stand behind the elements.
-            EXPECT_EQ(call<std::uint8_t>(D, one_template, "name", "state_flag_get", element), 2);
-            EXPECT_EQ(call<std::uint8_t>(D, one_template, "bind", "state_flag_get", element), 0);
-            call(D, one_template, "bind", "state_flag_set", element, 40 + i);
-            EXPECT_EQ(reinterpret_cast<std::uint8_t*>(call<Instance*>(D, templates, "data", "get", x, 0u))[200 + 3 * i],
-                      40 + i);
-        }
-        EXPECT_EQ(status(D), 0u);
-        destroy(templates, D, x);
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create(templates, D);
+    for (std::uint32_t i = 0; i < 5; ++i) {
+        Instance* source = create(one_template, D);
+        call(D, one_template, "name", "set", source, ("port-" + std::to_string(i)).c_str(), 6u);
+        call(D, templates, "data", "set", x, i, source, i % 2);
+        EXPECT_EQ(text(D, one_template, "name", source).empty(), i % 2 != 0); // moved or copied
+        destroy(one_template, D, source);
     }
+    for (std::uint32_t i = 0; i < 5; ++i) {
+        auto* element = call<Instance*>(D, templates, "data", "get", x, i);
+        EXPECT_EQ(text(D, one_template, "name", element), "port-" + std::to_string(i));
+        EXPECT_EQ(call<std::uint8_t>(D, one_template, "name", "state_flag_get", element), 2);
+        EXPECT_EQ(call<std::uint8_t>(D, one_template, "bind", "state_flag_get", element), 0);
+        call(D, one_template, "bind", "state_flag_set", element, 40 + i);
+        EXPECT_EQ(reinterpret_cast<std::uint8_t*>(call<Instance*>(D, templates, "data", "get", x, 0u))[200 + 3 * i],
+                  40 + i);
+    }
+    EXPECT_EQ(status(D), 0u);
+    destroy(templates, D, x);
 }
 
-// ---- arms and embedded records ----
+// ---- arms and lists ----
 
 TEST_F(Access, ArmsStayInTheirSlots) {
     TestDomain D;
@@ -811,10 +691,8 @@ TEST_F(Access, ArmsStayInTheirSlots) {
     Instance* entry = create(acl, D);
     Instance* grants = create("orlan_ial_svm_bm_data", D);
     call(D, message, "acl_data", "set", m, entry);
-    EXPECT_EQ(number(D, message, "epm_type", m), 1u);
     call(D, message, "bm_data", "set", m, grants);
     EXPECT_EQ(number(D, message, "epm_type", m), 3u);
-    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr); // not the selected one
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get", m), entry);
     call(D, message, "epm_type", "set_value", m, 1u); // selects alone
@@ -822,30 +700,18 @@ TEST_F(Access, ArmsStayInTheirSlots) {
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), entry);
     EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", m), nullptr);
     EXPECT_EQ(number(D, message, "epm_type", m), 0u);
+    EXPECT_EQ(call<Instance*>(D, message, "acl_data", "get_detach", static_cast<Instance*>(nullptr)), nullptr);
     EXPECT_EQ(status(D), 0u);
     destroy(acl, D, entry);
     destroy(message, D, m); // with bm_data
-
-    Instance* back = create(answer, D);
-    EXPECT_EQ(call<Instance*>(D, answer, "port_info", "get_detach", back), nullptr);
-    EXPECT_EQ(call<Instance*>(D, answer, "port_info", "get_detach", static_cast<Instance*>(nullptr)), nullptr);
-    EXPECT_EQ(status(D), 0u);
-    destroy(answer, D, back);
 }
-
-// ---- lists ----
 
 TEST_F(Access, ListsCountAndUnlink) {
     TestDomain D;
     Instance* x = create(context, D);
     Instance* e[3];
-    for (Instance*& element : e) {
-        element = create(config, D);
-        call(D, context, bound_list, "set_last", x, element);
-    }
+    for (Instance*& element : e) call(D, context, bound_list, "set_last", x, element = create(config, D));
     EXPECT_EQ(chain(D, context, bound_list, "add_cr", x, e[0], 4, e[1]), 22u);
-    EXPECT_EQ(chain<Instance*>(D, context, bound_list, "get_cr", x, -1, e[1]), nullptr);
-    EXPECT_EQ(D->last_error, 22u);
     EXPECT_EQ(
         operation<Instance*(zur_domain*, Instance*, int, Instance*)>(context, bound_list, "get_cr")(D, x, 0, e[1]),
         nullptr); // under a raised last_error
@@ -855,35 +721,7 @@ TEST_F(Access, ListsCountAndUnlink) {
     EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_next", x, e[0]), e[2]);
     EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_prev", x, e[2]), e[0]);
     EXPECT_EQ(call<std::uint32_t>(D, context, bound_list, "get_count", x), 3u);
-    for (Instance* element : {e[0], e[2]}) {
-        call(D, context, bound_list, "remove", x, element);
-        EXPECT_EQ(call<Instance*>(D, config, bound_list, "get_parent", element), nullptr);
-        destroy(config, D, element);
-    }
-    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_first", x), nullptr);
-    EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_last", x), nullptr);
     EXPECT_EQ(status(D), 0u);
-    destroy(context, D, x);
-}
-
-TEST_F(Access, AStoreThatRefusesALinkEndsTheProcess) {
-    TestDomain D({.has_store = true});
-    Instance* x = create(context, D);
-    Instance* a = create(config, D);
-    call(D, context, bound_list, "set_first", x, a);
-    EXPECT_DEATH(
-        {
-            D->obj_store = nullptr; // without a store no range is declared
-            call(D, context, bound_list, "remove", x, a);
-            std::fprintf(stderr, "removed %u\n", D.st);
-            std::abort();
-        },
-        "removed 0");
-    for (const char* name : {"set_first", "remove"})
-        expect_death_with(" lumeo internal error", [&] {
-            const auto refusal = REPLACE(lumeo_set_range, [](auto...) { return 0; });
-            call(D, context, bound_list, name, x, a);
-        });
     destroy(context, D, x);
 }
 
@@ -904,19 +742,16 @@ TEST_F(Access, MovesBetweenVariants) {
     // The other way round the header comes along.
     call(D, acl, "acl_name", "set", newer, "", 0u);
     whole(D, acl, "set", newer, older);
-    EXPECT_EQ(status(D), 0u);
     EXPECT_EQ(newer->variant, 0);
     EXPECT_EQ(number(D, acl, "sequence", newer), 3u);
     // With itself: only the variant may rise. A raised status word does not stop a move.
     D.agree(acl, 2);
     whole(D, acl, "set", older, older);
     EXPECT_EQ(older->variant, 2);
-    EXPECT_EQ(number(D, acl, "sequence", older), 3u);
     D.st = 5;
     whole(D, acl, "set", older, older);
     EXPECT_EQ(status(D), 5u);
     // Of a variant-0 Instance six values are read, and the others are left alone.
-    newer->variant = 0;
     std::vector<std::uint32_t> values(11, 0xABCD);
     std::vector<void*> outs;
     for (std::uint32_t& value : values) outs.push_back(&value);
@@ -924,7 +759,6 @@ TEST_F(Access, MovesBetweenVariants) {
     EXPECT_EQ(status(D), 0u);
     EXPECT_EQ(std::ranges::count(values, 0xABCDu), 5);
     EXPECT_EQ(values[2], 3u);
-    EXPECT_EQ(values[6], 0xABCDu);
     for (Instance* x : {newer, older}) destroy(acl, D, x);
 }
 
@@ -932,132 +766,56 @@ TEST_F(Access, MovesBetweenVariants) {
 
 /// A body in which one allocation after the other is refused, until it needs no further.
 template <class Prepare, class Body>
-void refuse_each(TestDomain& D, const char* type, std::size_t needed, Prepare prepare, Body body) {
-    for (std::size_t n = 1;; ++n) {
+void refuse_each(TestDomain& D, const char* type, Prepare prepare, Body body) {
+    const std::size_t blocks = heap().blocks().size();
+    bool is_refused = true;
+    for (std::size_t n = 1; is_refused; ++n) {
         Instance* x = create(type, D);
         prepare(x);
         ASSERT_EQ(status(D), 0u);
-        const std::size_t refused = heap().refusals();
+        const std::size_t refusals = heap().refusals();
         heap().refuse_nth(n);
         body(x);
         heap().stop_refusing();
-        const bool is_refused = heap().refusals() != refused;
+        is_refused = heap().refusals() != refusals;
         EXPECT_EQ(status(D), is_refused ? 12u : 0u) << type << ", allocation " << n << ", " << D.mode().text();
+        EXPECT_TRUE(n > 1 || is_refused) << type << " allocates nothing";
         destroy(type, D, x);
-        ASSERT_EQ(heap().blocks().size(), 0u) << type << ", allocation " << n << ", " << D.mode().text();
-        if (is_refused) continue;
-        EXPECT_EQ(n, needed + 1) << type;
-        return;
+        ASSERT_EQ(heap().blocks().size(), blocks) << type << ", allocation " << n << ", " << D.mode().text();
     }
 }
 
 TEST_F(Access, EveryAllocationRefused) {
+    const std::uint32_t vlans[3] = {1, 2, 3};
     for (const Mode& mode : tracking_modes()) {
         TestDomain D(mode);
-        const bool tracks = mode.is_tracking();
-        const auto nothing = [](Instance*) {};
+        const auto fresh_and_used = [&](const char* type, auto body) {
+            refuse_each(
+                D, type, [](Instance*) {}, body);
+            refuse_each(D, type, body, body);
+        };
         for (const Record* r : catalogue::all_records)
-            for (std::size_t i = 0; i < r->count; ++i) {
-                if (r->fields[i].kind != Kind::text) continue;
-                const auto set = [&](Instance* x) { call(D, *r, r->fields[i], "set", x, "longer", 6u); };
-                refuse_each(D, r->name, 1, nothing, set);
-                refuse_each(D, r->name, 1, set, set);
+            for (const Field& f : r->fields)
+                if (f.kind == Kind::text)
+                    fresh_and_used(r->name, [&](Instance* x) { call(D, *r, f, "set", x, "longer", 6u); });
+        fresh_and_used(group, [&](Instance* x) { call(D, group, "vlans", "set_mem", x, &vlans[0], 3u); });
+        for (const std::uint32_t index : {2u, 7u}) {
+            const auto fill = [&](Instance* x) { call(D, group, "vlans", "set_mem", x, &vlans[0], index - 2); };
+            refuse_each(D, group, fill, [&](Instance* x) { call(D, group, "vlans", "set", x, index, &vlans[0]); });
+            refuse_each(D, group, fill, [&](Instance* x) { call(D, group, "vlans", "set_value", x, index, 7u); });
+            for (const std::uint32_t move : {0u, 1u}) {
+                Instance* source = create(one_template, D);
+                refuse_each(
+                    D, templates,
+                    [&](Instance* x) {
+                        for (std::uint32_t i = 2; i < index; ++i)
+                            call(D, templates, "data", "set", x, i - 2, source, 0u);
+                    },
+                    [&](Instance* x) { call(D, templates, "data", "set", x, index, source, move); });
+                destroy(one_template, D, source);
             }
-        const std::uint32_t vlans[3] = {1, 2, 3};
-        const auto mem = [&](Instance* x) { call(D, group, "vlans", "set_mem", x, &vlans[0], 3u); };
-        const auto set = [&](Instance* x) { call(D, group, "vlans", "set", x, 4u, &vlans[0]); };
-        const auto set_value = [&](Instance* x) { call(D, group, "vlans", "set_value", x, 4u, 7u); };
-        for (const auto& body : {std::function<void(Instance*)>(mem), std::function<void(Instance*)>(set),
-                                 std::function<void(Instance*)>(set_value)}) {
-            refuse_each(D, group, tracks ? 2 : 1, nothing, body);
-            refuse_each(D, group, tracks ? 2 : 1, mem, body);
-        }
-        for (const std::uint32_t move : {0u, 1u}) {
-            Instance* source = nullptr;
-            const auto prepare = [&](std::uint32_t filled) {
-                return [&, filled](Instance* x) {
-                    source = create(one_template, D);
-                    call(D, one_template, "name", "set", source, "uplink", 6u);
-                    for (std::uint32_t i = 0; i < filled; ++i) call(D, templates, "data", "set", x, i, source, 0u);
-                };
-            };
-            const auto element = [&](std::uint32_t index) {
-                return [&, index](Instance* x) {
-                    call(D, templates, "data", "set", x, index, source, move);
-                    const std::uint32_t left = status(D);
-                    heap().stop_refusing();
-                    destroy(one_template, D, source);
-                    D.st = left;
-                };
-            };
-            const std::size_t growth = tracks ? 2 : 1;
-            const std::size_t clone = move == 0 ? 1 : 0;
-            refuse_each(D, templates, growth + clone, prepare(0), element(0));
-            refuse_each(D, templates, growth + clone, prepare(2), element(3));
         }
     }
-}
-
-// ---- cost ----
-
-/// Counts the calls of the Bundle into the runtime.
-class CallCount : public Observer {
-public:
-    void before_call(const char*, const Arguments&) override { ++count; }
-    std::size_t count = 0;
-};
-
-TEST_F(Access, CostsDoNotGrow) {
-    TestDomain D({.tracking = ZUR_TRACKED_MODE, .store_mode = 1, .containment = true, .has_store = true});
-    Instance* x = create(context, D);
-    std::size_t cost = 0;
-    for (int i = 0; i < 200; ++i) {
-        Instance* element = create(config, D);
-        CallCount calls;
-        const std::size_t allocations = heap().allocations();
-        call(D, context, bound_list, "set_last", x, element);
-        EXPECT_EQ(heap().allocations(), allocations);
-        if (i == 1) cost = calls.count;
-        if (i > 1) {
-            ASSERT_EQ(calls.count, cost) << i;
-        }
-    }
-    EXPECT_GT(cost, 0u);
-    destroy(context, D, x);
-
-    for (const Mode& mode : tracking_modes()) {
-        TestDomain E(mode);
-        Instance* g = create(group, E);
-        const std::vector<std::uint32_t> vlans(4094, 17);
-        const std::size_t allocations = heap().allocations();
-        call(E, group, "vlans", "set_mem", g, vlans.data(), 4094u);
-        // In tracked mode also one for the element flags.
-        EXPECT_EQ(heap().allocations() - allocations, mode.is_tracking() ? 2u : 1u);
-        EXPECT_EQ(call<std::uint32_t>(E, group, "vlans", "get_value", g, 4093u), 17u);
-        destroy(group, E, g);
-    }
-}
-
-TEST_F(Access, ScalarAccessorsNeverAllocate) {
-    for (const Mode& mode : all_modes())
-        for (const Record* r : catalogue::all_records) {
-            TestDomain D(mode);
-            Instance* x = create(r->name, D);
-            const std::size_t allocations = heap().allocations();
-            for (std::size_t i = 0; i < r->count; ++i) {
-                const Field& f = r->fields[i];
-                if (f.kind != Kind::value && f.kind != Kind::length) continue;
-                void* place = call<void*>(D, *r, f, "get", x);
-                call<std::uint64_t>(D, *r, f, "get_value", x);
-                if (f.kind == Kind::length) continue;
-                call(D, *r, f, "set_value", x, std::uint64_t{0});
-                call(D, *r, f, "set", x, place);
-                call<std::uint8_t>(D, *r, f, "state_flag_get", x);
-                D.st = 0;
-            }
-            EXPECT_EQ(heap().allocations(), allocations) << r->name;
-            destroy(r->name, D, x);
-        }
 }
 
 } // namespace
