@@ -33,22 +33,6 @@ void expect_text(const std::string& found, const std::string& wanted) {
                   << wanted.substr(start, 120);
 }
 
-/// Gives the fields flags that are not all alike.
-void set_flags(const Record& r, TestDomain& D, Instance* x) {
-    std::uint32_t flag = 0;
-    for (std::size_t i = 0; i < r.count; ++i) {
-        const Field& f = r.fields[i];
-        if (!f.is_tracked() || f.since > x->variant) continue;
-        flag = flag % 2 + 1;
-        if (f.has_element_flags())
-            operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t, std::uint32_t*)>(
-                r, f, "state_flag_set")(D, D.set_id(), x, 1, flag, &D.st);
-        else
-            operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t*)>(
-                r, f, "state_flag_set")(D, D.set_id(), x, flag, &D.st);
-    }
-}
-
 TEST_F(TextForm, EveryRecordInEveryVariantAndMode) {
     std::size_t forms = 0;
     for (const Mode& mode : all_modes())
@@ -69,7 +53,8 @@ TEST_F(TextForm, EveryRecordInEveryVariantAndMode) {
                         x = create(r->name, D);
                     }
                     EXPECT_TRUE(Fill(D, seed).fill(*r, x));
-                    if (mode.is_tracking()) set_flags(*r, D, x);
+                    std::uint32_t last_mark = 0;
+                    if (mode.is_tracking()) mark_all(D, *r, x, last_mark);
                     ASSERT_EQ(D.st, 0u);
                     const std::string print = expected_print(*r, D, x, 0, r->name);
                     const std::string xml = expected_xml(*r, D, x, r->name, 0);

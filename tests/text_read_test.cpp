@@ -347,38 +347,19 @@ TEST_F(TextRead, CallsOfAReader) {
     recorder.name(message, sizeof message, "message");
     exported(orlan_ial_vlan_group_info_from_xml)(D, D.set_id(), "g", document.get(), group, &D.st, message, 8);
     EXPECT_EQ(recorder.take(), lines(R"(
-        zur_clear_last_error()
-        xml_get_element_nodecount(document, "g", local)
-        u_int32_from_xml(S, local, document, group+12, st, message, 8)
-        u_int32_create(S)
-        u_int32_from_xml(S, local, document, foreign, st, message, 8)
-        zur_clear_last_error()
-        zur_get_manifested_type_info(group)
-        zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
-        zur_get_instance_variant(group, 1, 0)
-        u_int32_sizeof()
-        obj_alloc(S, 4) = #1
-        write_range(group+24, 8, S, group)
-        write_range(group+16, 4, S, group)
-        u_int32_set(S, #1, foreign, st)
-        u_int32_destroy(S, foreign)
-        u_int32_create(S)
-        u_int32_from_xml(S, local, document, foreign, st, message, 8)
-        u_int32_destroy(S, foreign)
-        u_int32_from_xml(S, local, document, group+32, st, message, 8)
-        xml_get_element_value(document, local, null, 0, local)
-        zur_store_err(28)
-        obj_alloc(S, 3) = #2
-        var_string_from_xml(S, local, document, #2, 3, st, message, 8)
-        zur_clear_last_error()
-        zur_get_manifested_type_info(group)
-        zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
-        zur_get_instance_variant(group, 1, 0)
-        write_range(group+40, 8, S, group)
-        obj_alloc(S, 3) = #3
-        write_range(group+36, 4, S, group)
-        obj_free(S, #2)
-        )"));
+        zur_clear_last_error(); xml_get_element_nodecount(document, "g", local)
+        u_int32_from_xml(S, local, document, group+12, st, message, 8); u_int32_create(S)
+        u_int32_from_xml(S, local, document, foreign, st, message, 8); zur_clear_last_error()
+        zur_get_manifested_type_info(group); zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
+        zur_get_instance_variant(group, 1, 0); u_int32_sizeof(); obj_alloc(S, 4) = #1
+        write_range(group+24, 8, S, group); write_range(group+16, 4, S, group); u_int32_set(S, #1, foreign, st)
+        u_int32_destroy(S, foreign); u_int32_create(S); u_int32_from_xml(S, local, document, foreign, st, message, 8)
+        u_int32_destroy(S, foreign); u_int32_from_xml(S, local, document, group+32, st, message, 8)
+        xml_get_element_value(document, local, null, 0, local); zur_store_err(28); obj_alloc(S, 3) = #2
+        var_string_from_xml(S, local, document, #2, 3, st, message, 8); zur_clear_last_error()
+        zur_get_manifested_type_info(group); zurlib_adjust_variant(S, group, orlan_ial_vlan_group_info, 0, st)
+        zur_get_instance_variant(group, 1, 0); write_range(group+40, 8, S, group); obj_alloc(S, 3) = #3
+        write_range(group+36, 4, S, group); obj_free(S, #2))"));
 
     // What the message's reader does before and behind the reading of its arm.
     auto* answer = orlan_ial_in_svm_epm_data_create(D, D.set_id());
@@ -390,30 +371,17 @@ TEST_F(TextRead, CallsOfAReader) {
     again.name(second.get(), 1, "document");
     exported(orlan_ial_in_svm_epm_data_from_xml)(D, D.set_id(), "m", second.get(), answer, &D.st, nullptr, 0);
     EXPECT_EQ(again.take(), lines(R"(
-        zur_clear_last_error()
-        xml_get_element_nodecount(document, "m", local)
-        zur_clear_last_error()
-        xml_get_element_value(document, local, local, 128, null)
-        zur_store_err(2)
-        xml_get_element_value(document, local, local, 128, null)
-        zur_store_err(2)
-        xml_get_element_value(document, local, local, 128, null)
-        write_range(answer+48, 8, S, answer)
-        quelog_module_init_fn("zur_orlan_epm", g_zur_orlan_epm_trace_module_id, bundle)
-        obj_alloc(S, 32) = #1
-        zur_clear_last_error()
-        zur_domain_lookup_variant(D.variant_context, orlan_ial_vlan_load_balance_info, local)
-        write_range(#1+9, 1, S, #1)
-        write_range(#1+8, 1, S, #1)
-        zur_get_manifested_type_info_ptr_mem(#1)
-        write_range(#1, 8, S, #1)
-        write_range(#1+10, 1, S, #1)
-        zur_clear_last_error()
-        xml_get_element_nodecount(document, local, local)
-        u_int32_from_xml(S, local, document, #1+12, st, null, 0)
+        zur_clear_last_error(); xml_get_element_nodecount(document, "m", local); zur_clear_last_error()
+        xml_get_element_value(document, local, local, 128, null); zur_store_err(2)
+        xml_get_element_value(document, local, local, 128, null); zur_store_err(2)
+        xml_get_element_value(document, local, local, 128, null); write_range(answer+48, 8, S, answer)
+        quelog_module_init_fn("zur_orlan_epm", g_zur_orlan_epm_trace_module_id, bundle); obj_alloc(S, 32) = #1
+        zur_clear_last_error(); zur_domain_lookup_variant(D.variant_context, orlan_ial_vlan_load_balance_info, local)
+        write_range(#1+9, 1, S, #1); write_range(#1+8, 1, S, #1); zur_get_manifested_type_info_ptr_mem(#1)
+        write_range(#1, 8, S, #1); write_range(#1+10, 1, S, #1); zur_clear_last_error()
+        xml_get_element_nodecount(document, local, local); u_int32_from_xml(S, local, document, #1+12, st, null, 0)
         u_int32_from_xml(S, local, document, #1+16, st, null, 0)
-        u_int32_from_xml(S, local, document, #1+20, st, null, 0)
-        )"));
+        u_int32_from_xml(S, local, document, #1+20, st, null, 0))"));
     EXPECT_EQ(D.st, 0u);
     orlan_ial_in_svm_epm_data_destroy(D, D.set_id(), answer);
     orlan_ial_vlan_group_info_destroy(D, D.set_id(), group);

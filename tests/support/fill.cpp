@@ -2,20 +2,11 @@
 #include "support/fill.hpp"
 
 #include "support/calls.hpp"
+#include "support/imports.hpp"
 
-#include <platform/values.h>
-
-#include <array>
 #include <cstring>
-#include <vector>
 
 namespace epm::test {
-
-namespace {
-
-using Bytes = std::vector<std::uint8_t>;
-
-} // namespace
 
 bool Fill::run(const Record& r, Instance* x, bool is_filling) {
     drawn_ = 0;
@@ -176,123 +167,65 @@ void Fill::run_of_bytes(const Record& r, const Field& f, Instance* x) {
 
 // ---- imported objects ----
 
-template <class Object, class Write, class Read>
-void Fill::object(const Record& r, const Field& f, Instance* x, Write write, Read read) {
-    if (!is_filling_) {
-        const auto* found = call<Object*>(D_, r, f, "get", x);
-        if (found == nullptr) return expect(r, f, false, true);
-        return read(found);
-    }
-    Object source{};
-    write(&source);
-    call(D_, r, f, "set", x, &source);
-}
-
-void Fill::object(const Record& r, const Field& f, Instance* x) {
+/// A value of an imported type as it stands on the wire, by which it is told from all others.
+Bytes Fill::object_bytes(const std::string& type) {
     const unsigned n = draw();
     const auto low = static_cast<std::uint8_t>(n);
     const auto high = static_cast<std::uint8_t>(0x80 + seed_);
-    const std::uint64_t number = 0xA100000000000000u + (std::uint64_t{seed_} << 32) + n;
-    const std::string name = f.foreign->name;
-    const Bytes bytes = [&] {
-        Bytes some(2 + (n + seed_) % 20, 0);
-        for (std::size_t i = 1; i < some.size(); ++i) some[i] = static_cast<std::uint8_t>(n + seed_ + 3 * i);
-        return some;
-    }();
-    const auto length = static_cast<std::uint32_t>(bytes.size());
-    const auto handle = [&](auto* object_type, auto write, auto read) {
-        using Object = std::remove_pointer_t<decltype(object_type)>;
-        object<Object>(
-            r, f, x, [&](Object* o) { write(D_, D_.set_id(), o, number, &D_.st); },
-            [&](const Object* o) { expect(r, f, read(o), number); });
+    Bytes bytes;
+    const auto put = [&](std::uint64_t number, std::size_t width) {
+        while (width-- != 0) bytes.push_back(static_cast<std::uint8_t>(number >> 8 * width));
     };
-    if (name == "zur_mac_addr") {
-        using Mac = std::array<std::uint8_t, 6>;
-        const Mac wanted = {2, high, 0, low, 0x5A, static_cast<std::uint8_t>(low ^ high)};
-        object<zur_mac_addr>(
-            r, f, x, [&](zur_mac_addr* o) { platform_zur_mac_addr_write(D_, D_.set_id(), o, wanted.data(), &D_.st); },
-            [&](const zur_mac_addr* o) {
-                Mac found;
-                platform_zur_mac_addr_read(o, found.data());
-                expect(r, f, found, wanted);
-            });
-    } else if (name == "ip_address") {
-        using Address = std::array<std::uint8_t, 16>;
-        Address wanted = {10, high, 7, low};
-        const std::uint32_t family = choose() ? 6 : 4;
-        if (family == 6) wanted.back() = 1;
-        object<ip_address>(
-            r, f, x,
-            [&](ip_address* o) { platform_ip_address_write(D_, D_.set_id(), o, family, wanted.data(), &D_.st); },
-            [&](const ip_address* o) {
-                Address found;
-                expect(r, f, platform_ip_address_read(o, found.data()), family);
-                expect(r, f, found, wanted);
-            });
-    } else if (name == "zur_vstring") {
+    if (type == "zur_mac_addr") return {2, high, 0, low, 0x5A, static_cast<std::uint8_t>(low ^ high)};
+    if (type == "ip_address") {
+        bytes = {4, 10, high, 7, low};
+        if (!choose()) return bytes;
+        bytes[0] = 6;
+        bytes.resize(17);
+        bytes.back() = 1;
+    } else if (type == "zur_vstring") {
         const std::string wanted = words(4 + seed_ % 9);
-        object<zur_vstring>(
-            r, f, x,
-            [&](zur_vstring* o) {
-                platform_zur_vstring_write(D_, D_.set_id(), o, wanted.data(), static_cast<std::uint32_t>(wanted.size()),
-                                           &D_.st);
-            },
-            [&](const zur_vstring* o) { expect(r, f, std::string(platform_zur_vstring_read(o, nullptr)), wanted); });
-    } else if (name == "kesh_bytestr") {
-        object<kesh_bytestr>(
-            r, f, x,
-            [&](kesh_bytestr* o) { platform_kesh_bytestr_write(D_, D_.set_id(), o, bytes.data(), length, &D_.st); },
-            [&](const kesh_bytestr* o) {
-                std::uint32_t size = 0;
-                const std::uint8_t* found = platform_kesh_bytestr_read(o, &size);
-                expect(r, f, Bytes(found, found + size), bytes);
-            });
-    } else if (name == "aaa_tlv") {
-        object<aaa_tlv>(
-            r, f, x,
-            [&](aaa_tlv* o) { platform_aaa_tlv_write(D_, D_.set_id(), o, 77 + n, bytes.data(), length, &D_.st); },
-            [&](const aaa_tlv* o) {
-                std::uint32_t size = 0;
-                std::uint32_t type = 0;
-                const std::uint8_t* found = platform_aaa_tlv_read(o, &type, &size);
-                expect(r, f, type, 77 + n);
-                expect(r, f, Bytes(found, found + size), bytes);
-            });
-    } else if (name == "sess_mgr_conn_hdl") {
-        handle(static_cast<sess_mgr_conn_hdl*>(nullptr), platform_sess_mgr_conn_hdl_write,
-               platform_sess_mgr_conn_hdl_read);
-    } else if (name == "sess_mgr_client_hdl") {
-        handle(static_cast<sess_mgr_client_hdl*>(nullptr), platform_sess_mgr_client_hdl_write,
-               platform_sess_mgr_client_hdl_read);
-    } else if (name == "sess_mgr_session_label") {
-        handle(static_cast<sess_mgr_session_label*>(nullptr), platform_sess_mgr_session_label_write,
-               platform_sess_mgr_session_label_read);
-    } else if (name == "sess_mgr_authorize_result") {
-        object<sess_mgr_authorize_result>(
-            r, f, x,
-            [&](sess_mgr_authorize_result* o) {
-                platform_sess_mgr_authorize_result_write(D_, D_.set_id(), o, 31 + n + seed_, &D_.st);
-            },
-            [&](const sess_mgr_authorize_result* o) {
-                expect(r, f, platform_sess_mgr_authorize_result_read(o), 31 + n + seed_);
-            });
+        put(wanted.size(), 4);
+        bytes.insert(bytes.end(), wanted.begin(), wanted.end());
+    } else if (type == "kesh_bytestr" || type == "aaa_tlv") {
+        const std::uint32_t length = 2 + (n + seed_) % 20;
+        if (type == "aaa_tlv") put(77 + n, 4);
+        put(length, 4);
+        for (std::uint32_t i = 0; i < length; ++i) put(i == 0 ? 0 : n + seed_ + 3 * i, 1);
+    } else if (type == "sess_mgr_authorize_result") {
+        put(31 + n + seed_, 4);
     } else {
-        ADD_FAILURE() << "no values are known for " << name;
+        put(0xA100000000000000u + (std::uint64_t{seed_} << 32) + n, 8);
     }
+    return bytes;
+}
+
+void Fill::object(const Record& r, const Field& f, Instance* x) {
+    const std::string type = f.foreign->name;
+    const Bytes wanted = object_bytes(type);
+    const auto length = static_cast<std::int32_t>(wanted.size());
+    if (is_filling_) {
+        using Unmarshal =
+            std::uint32_t(zur_domain*, std::uint32_t, const void*, void*, std::int32_t, std::uint32_t, std::uint32_t*);
+        alignas(8) char source[64] = {};
+        reinterpret_cast<Unmarshal*>(following((type + "_unmarshal").c_str()))(D_, D_.set_id(), wanted.data(), source,
+                                                                               length, 0, &D_.st);
+        call<void>(D_, r, f, "set", x, static_cast<void*>(source));
+        return;
+    }
+    const void* place = call<void*>(D_, r, f, "get", x);
+    if (place == nullptr) return expect(r, f, false, true);
+    using Marshal = std::uint32_t(zur_domain*, std::uint32_t, void*, const void*, std::int32_t, std::uint32_t*);
+    Bytes found(wanted.size() + 40);
+    found.resize(reinterpret_cast<Marshal*>(following((type + "_marshal").c_str()))(
+        D_, D_.set_id(), found.data(), place, static_cast<std::int32_t>(found.size()), &D_.st));
+    expect(r, f, found, wanted);
 }
 
 // ---- records in records ----
 
-Instance* Fill::create(const Record& r) {
-    return bare<Instance*>(D_, r, "create");
-}
-
-void Fill::destroy(const Record& r, Instance* x) {
-    bare(D_, r, "destroy", x);
-}
-
 Instance* Fill::filled(const Record& r) {
-    Instance* x = create(r);
+    auto* x = bare<Instance*>(D_, r, "create");
     if (x == nullptr)
         is_right_ = false;
     else
@@ -307,7 +240,7 @@ void Fill::embedded(const Record& r, const Field& f, Instance* x) {
     Instance* source = filled(*f.record);
     if (source == nullptr) return;
     call(D_, r, f, "set", x, source);
-    destroy(*f.record, source);
+    bare(D_, *f.record, "destroy", source);
 }
 
 void Fill::arm(const Record& r, const Field& f, Instance* x) {
@@ -331,7 +264,7 @@ void Fill::records(const Record& r, const Field& f, Instance* x) {
             Instance* source = filled(*f.record);
             if (source == nullptr) return;
             call(D_, r, f, "set", x, i, source, is_move);
-            destroy(*f.record, source);
+            bare(D_, *f.record, "destroy", source);
         } else {
             auto* element = call<Instance*>(D_, r, f, "get", x, i);
             if (element == nullptr) return expect(r, f, false, true);
@@ -357,6 +290,33 @@ void Fill::list(const Record& r, const Field& f, Instance* x) {
     expect(r, f, next(elements[1]), static_cast<Instance*>(nullptr));
     if (is_reversed) std::swap(elements[0], elements[1]);
     for (Instance* element : elements) record(*f.record, element);
+}
+
+void mark_all(TestDomain& D, const Record& r, Instance* x, std::uint32_t& last) {
+    const auto next = [&] { return 3 + last++ % 250; };
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        if (f.since > x->variant || f.kind == Kind::length) continue;
+        if (!f.has_element_flags()) {
+            call(D, r, f, "state_flag_set", x, next());
+        } else {
+            call(D, r, f, "state_flag_whole_set", x, next());
+            const std::uint32_t count = f.kind == Kind::array
+                                            ? call<std::uint32_t>(D, r, std::string(f.companion), "get_value", x)
+                                            : f.capacity;
+            for (std::uint32_t e = 0; e < count; ++e) {
+                call(D, r, f, "state_flag_set", x, e, next());
+                if (f.is_of_record()) mark_all(D, *f.record, call<Instance*>(D, r, f, "get", x, e), last);
+            }
+        }
+        if (f.kind == Kind::embedded || f.kind == Kind::arm) {
+            if (auto* nested = call<Instance*>(D, r, f, "get", x)) mark_all(D, *f.record, nested, last);
+        } else if (f.kind == Kind::list) {
+            for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
+                 e = call<Instance*>(D, r, f, "get_next", x, e))
+                mark_all(D, *f.record, e, last);
+        }
+    }
 }
 
 } // namespace epm::test

@@ -11,10 +11,12 @@
 #include "support/library.hpp"
 
 #include <string>
+#include <vector>
 
 namespace epm::test {
 
 using Instance = zur_instance;
+using Bytes = std::vector<std::uint8_t>;
 
 class Fill {
 public:
@@ -33,8 +35,7 @@ private:
     void value(const Record& r, const Field& f, Instance* x, T wanted);
     void value(const Record& r, const Field& f, Instance* x);
     void object(const Record& r, const Field& f, Instance* x);
-    template <class Object, class Write, class Read>
-    void object(const Record& r, const Field& f, Instance* x, Write write, Read read);
+    Bytes object_bytes(const std::string& type);
     void text(const Record& r, const Field& f, Instance* x);
     void characters(const Record& r, const Field& f, Instance* x);
     void numbers(const Record& r, const Field& f, Instance* x);
@@ -44,8 +45,6 @@ private:
     void arm(const Record& r, const Field& f, Instance* x);
     void list(const Record& r, const Field& f, Instance* x);
 
-    Instance* create(const Record& r);
-    void destroy(const Record& r, Instance* x);
     /// A new Instance of the record with its fields set; while checking, only the values are drawn.
     Instance* filled(const Record& r);
     void expect_length(const Record& r, const Field& f, Instance* x, std::size_t length);
@@ -62,5 +61,8 @@ private:
     bool is_filling_ = false;
     bool is_right_ = true;
 };
+
+/// Gives every state flag below a record a value of its own, the next after `last`.
+void mark_all(TestDomain& D, const Record& r, Instance* x, std::uint32_t& last);
 
 } // namespace epm::test

@@ -1,10 +1,10 @@
-// The second maker of texts. A value is found at its place in memory and spelled here anew; what lies in lists and
-// behind unions, and the state flags, come through the exported getters.
+// The second maker of texts. A value is found at its place in memory and spelled by the runtime itself; what lies in
+// lists and behind unions, and the state flags, come through the exported getters.
 #include "support/text.hpp"
 
-#include <platform/values.h>
+#include "support/calls.hpp"
+#include "support/imports.hpp"
 
-#include <arpa/inet.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -28,91 +28,29 @@ T load(const void* from) {
     return value;
 }
 
-std::uint64_t number_at(const Field& f, const void* from) {
-    switch (f.foreign->length) {
-    case 1: return load<std::uint8_t>(from);
-    case 2: return load<std::uint16_t>(from);
-    case 4: return load<std::uint32_t>(from);
-    default: return load<std::uint64_t>(from);
-    }
-}
-
 std::uint32_t length_of(const Record& r, const Field& f, const Instance* x) {
     const std::size_t companion = r.index_of(f.companion);
-    return static_cast<std::uint32_t>(number_at(r.fields[companion], place_of(r, x, companion)));
+    const unsigned char* place = place_of(r, x, companion);
+    return r.fields[companion].foreign->length == 2 ? load<std::uint16_t>(place) : load<std::uint32_t>(place);
 }
 
-std::string hexadecimal(const std::uint8_t* bytes, std::size_t count, const char* between = "") {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        char digits[8];
-        std::snprintf(digits, sizeof digits, "%s%02x", i != 0 ? between : "", bytes[i]);
-        text += digits;
-    }
+/// What the runtime writes for a value. The Bundle has no part in this.
+template <class... A>
+std::string of_runtime(TestDomain& D, const std::string& operation, A... arguments) {
+    using Write = std::uint32_t(zur_domain*, Set, A..., Status*);
+    Status st = 0;
+    reinterpret_cast<Write*>(following(operation.c_str()))(D, D.set_id(), arguments..., &st);
+    EXPECT_EQ(st, 0u) << operation;
+    char* text = std::get<char*>(std::tuple(arguments...));
     return text;
 }
 
-/// The tests' values are ASCII.
-std::string escaped(const std::string& plain, bool is_xml) {
-    std::string text;
-    for (const char c : plain) {
-        if (is_xml && c == '&')
-            text += "&amp;";
-        else if (is_xml && c == '<')
-            text += "&lt;";
-        else if (is_xml && c == '>')
-            text += "&gt;";
-        else if (c == '\\' || c < ' ' || c > '~')
-            text += "\\" + hexadecimal(reinterpret_cast<const std::uint8_t*>(&c), 1);
-        else
-            text += c;
-    }
-    return text;
-}
-
-std::string foreign_text(const Field& f, const void* from, bool is_xml) {
-    const std::string type = f.foreign->name;
-    if (type == "char") return std::to_string(load<signed char>(from));
-    if (f.foreign->shape == catalogue::Foreign::Shape::primitive || type == "zur_boolean")
-        return std::to_string(number_at(f, from));
-    if (type == "sm_auth_domain") return std::to_string(static_cast<const sm_auth_domain*>(from)->value);
-    if (type == "zur_mac_addr") return hexadecimal(static_cast<const std::uint8_t*>(from), 6, ":");
-    if (type == "ip_address") {
-        const auto* address = static_cast<const ip_address*>(from);
-        char digits[INET6_ADDRSTRLEN] = "";
-        if (address->family != 0)
-            inet_ntop(address->family == 4 ? AF_INET : AF_INET6, address->bytes, digits, sizeof digits);
-        return digits;
-    }
-    if (type == "zur_vstring") {
-        const auto* s = static_cast<const zur_vstring*>(from);
-        return escaped(std::string(reinterpret_cast<const char*>(s->bytes), s->length), is_xml);
-    }
-    if (type == "kesh_bytestr") {
-        const auto* s = static_cast<const kesh_bytestr*>(from);
-        return hexadecimal(s->bytes, s->length);
-    }
-    if (type == "aaa_tlv") {
-        const auto* tlv = static_cast<const aaa_tlv*>(from);
-        return std::to_string(tlv->type) + ":" + hexadecimal(tlv->bytes, tlv->length);
-    }
-    if (type == "sess_mgr_authorize_result")
-        return std::to_string(
-            platform_sess_mgr_authorize_result_read(static_cast<const sess_mgr_authorize_result*>(from)));
-    if (type == "sess_mgr_conn_hdl" || type == "sess_mgr_client_hdl" || type == "sess_mgr_session_label")
-        return std::to_string(static_cast<const sess_mgr_conn_hdl*>(from)->value);
-    ADD_FAILURE() << "no text is known for " << type;
-    return {};
-}
-
-std::string characters_text(const Record& r, const Field& f, const Instance* x, const unsigned char* place,
-                            bool is_xml) {
-    if (f.kind == Kind::text) {
-        const char* characters = load<const char*>(place);
-        return escaped(characters != nullptr ? std::string(characters, length_of(r, f, x)) : "", is_xml);
-    }
-    const char* characters = reinterpret_cast<const char*>(place);
-    return escaped(std::string(characters, strnlen(characters, f.capacity)), is_xml);
+/// The characters of a text or a fixed run, and how many there may be.
+std::pair<const char*, std::uint32_t> characters_of(const Record& r, const Field& f, const Instance* x,
+                                                    const unsigned char* place) {
+    if (f.kind == Kind::characters) return {reinterpret_cast<const char*>(place), f.capacity};
+    const char* characters = load<const char*>(place);
+    return {characters != nullptr ? characters : "", length_of(r, f, x)};
 }
 
 std::uint32_t value_of(const void* enumeration) {
@@ -132,15 +70,10 @@ std::vector<const unsigned char*> elements_of(const Record& r, std::size_t i, co
 }
 
 std::vector<Instance*> list_of(const Record& r, const Field& f, TestDomain& D, Instance* x) {
-    using Get = Instance*(zur_domain*, Set, Instance*, Status*);
-    using Next = Instance*(zur_domain*, Set, Instance*, Instance*, Status*);
     std::vector<Instance*> elements;
-    Status st = 0;
-    for (Instance* e = operation<Get>(r, f, "get_first")(D, D.set_id(), x, &st); e != nullptr;
-         e = operation<Next>(r, f, "get_next")(D, D.set_id(), x, e, &st)) {
+    for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
+         e = call<Instance*>(D, r, f, "get_next", x, e))
         elements.push_back(e);
-        st = 0;
-    }
     return elements;
 }
 
@@ -175,14 +108,16 @@ private:
         text += std::string(indent, ' ') + name + "@" + type + ":" + value;
     }
     void number(const Field& f, const void* place, std::uint32_t indent, const std::string& name) {
-        line(indent, name, f.foreign->name, foreign_text(f, place, false) + "\n");
+        text += of_runtime(D_, std::string(f.foreign->name) + "_print", &buffer_[0], indent, name.c_str(), place,
+                           std::uint32_t{sizeof buffer_});
     }
     void field(const Record& r, std::size_t i, Instance* x, std::uint32_t indent) {
         const Field& f = r.fields[i];
         const unsigned char* place = place_of(r, x, i);
         if (f.kind == Kind::text || f.kind == Kind::characters) {
-            line(indent, f.name, f.kind == Kind::text ? "var_string" : "null_string",
-                 characters_text(r, f, x, place, false) + "\n");
+            const auto [characters, length] = characters_of(r, f, x, place);
+            text += of_runtime(D_, f.kind == Kind::text ? "var_string_print" : "null_string_print", &buffer_[0], indent,
+                               f.name, characters, std::uint32_t{sizeof buffer_}, length);
         } else if (f.kind == Kind::array || f.kind == Kind::run) {
             std::size_t n = 0;
             for (const unsigned char* element : elements_of(r, i, x)) {
@@ -211,6 +146,7 @@ private:
     }
 
     TestDomain& D_;
+    char buffer_[2000];
 };
 
 class XmlWriter {
@@ -234,31 +170,32 @@ private:
         open(name, flag);
         text += content + "</" + name + ">";
     }
-    unsigned flag_of(const Record& r, const Field& f, Instance* x) {
-        if (!D_.mode().is_tracking() || !f.is_tracked()) return 0;
-        Status st = 0;
-        return operation<std::uint8_t(zur_domain*, Set, Instance*, Status*)>(r, f, "state_flag_get")(D_, D_.set_id(), x,
-                                                                                                     &st);
+    void value(const Field& f, const void* place, std::uint8_t flag) {
+        text += of_runtime(D_, std::string(f.foreign->name) + "_to_xml", static_cast<const char*>(f.name), &buffer_[0],
+                           place, std::uint32_t{sizeof buffer_}, flag);
     }
-    unsigned flag_of(const Record& r, const Field& f, Instance* x, std::uint32_t index) {
-        if (!D_.mode().is_tracking()) return 0;
-        Status st = 0;
-        return operation<std::uint8_t(zur_domain*, Set, Instance*, std::uint32_t, Status*)>(r, f, "state_flag_get")(
-            D_, D_.set_id(), x, index, &st);
+    template <class... Index>
+    std::uint8_t flag_of(const Record& r, const Field& f, Instance* x, Index... index) {
+        if (!D_.mode().is_tracking() || !f.is_tracked()) return 0;
+        const std::uint8_t flag = call<std::uint8_t>(D_, r, f, "state_flag_get", x, index...);
+        D_.st = 0;
+        return flag;
     }
     void field(const Record& r, std::size_t i, Instance* x) {
         const Field& f = r.fields[i];
         const unsigned char* place = place_of(r, x, i);
         if (f.kind == Kind::text || f.kind == Kind::characters) {
-            element(f.name, flag_of(r, f, x), characters_text(r, f, x, place, true));
+            const auto [characters, length] = characters_of(r, f, x, place);
+            text += of_runtime(D_, f.kind == Kind::text ? "var_string_to_xml" : "null_string_to_xml", f.name,
+                               &buffer_[0], characters, std::uint32_t{sizeof buffer_}, length, flag_of(r, f, x));
         } else if (f.kind == Kind::array || f.kind == Kind::run) {
             std::uint32_t n = 0;
             for (const unsigned char* e : elements_of(r, i, x)) {
-                const unsigned flag = flag_of(r, f, x, n++);
+                const std::uint8_t flag = flag_of(r, f, x, n++);
                 if (f.is_of_record())
                     record(*f.record, instance(e), f.name, flag);
                 else
-                    element(f.name, flag, foreign_text(f, e, true));
+                    value(f, e, flag);
             }
         } else if (f.kind == Kind::list) {
             for (Instance* e : list_of(r, f, D_, x)) record(*f.record, e, f.name, flag_of(r, f, x));
@@ -273,11 +210,12 @@ private:
                     v < f.enumeration->count ? "<" + std::string(f.enumeration->enumerators[v].name) + "/>"
                                              : "<" + std::string(f.enumeration->name) + " value out of range/>");
         } else {
-            element(f.name, flag_of(r, f, x), foreign_text(f, place, true));
+            value(f, place, flag_of(r, f, x));
         }
     }
 
     TestDomain& D_;
+    char buffer_[2000];
 };
 
 } // namespace

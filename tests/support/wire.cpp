@@ -25,58 +25,6 @@ WireType fetch(const Type& type) {
     return t;
 }
 
-/// Gives every state flag below a record a value of its own.
-class Marker {
-public:
-    explicit Marker(TestDomain& D) : D_(D) {}
-
-    void mark(const Record& r, Instance* x) {
-        for (std::size_t i = 0; i < r.count; ++i) {
-            const Field& f = r.fields[i];
-            if (f.since > x->variant || f.kind == Kind::length) continue;
-            if (f.has_element_flags())
-                mark_elements(r, f, x);
-            else
-                call<std::uint32_t>(r, f, "state_flag_set", x, next());
-            if (f.kind == Kind::embedded || f.kind == Kind::arm) {
-                if (Instance* nested = call(r, f, "get", x)) mark(*f.record, nested);
-            } else if (f.kind == Kind::list) {
-                for (Instance* e = call(r, f, "get_first", x); e != nullptr;
-                     e = call<Instance*>(r, f, "get_next", x, e))
-                    mark(*f.record, e);
-            }
-        }
-    }
-
-private:
-    std::uint32_t next() { return 3 + last_++ % 250; }
-
-    Instance* call(const Record& r, const Field& f, const char* name, Instance* x) {
-        return operation<Instance*(zur_domain*, Set, Instance*, std::uint32_t*)>(r, f, name)(D_, D_.set_id(), x,
-                                                                                             &D_.st);
-    }
-    template <class Argument>
-    Instance* call(const Record& r, const Field& f, const char* name, Instance* x, Argument a) {
-        return operation<Instance*(zur_domain*, Set, Instance*, Argument, std::uint32_t*)>(r, f, name)(D_, D_.set_id(),
-                                                                                                       x, a, &D_.st);
-    }
-    void mark_elements(const Record& r, const Field& f, Instance* x) {
-        call<std::uint32_t>(r, f, "state_flag_whole_set", x, next());
-        std::uint32_t count = f.capacity;
-        if (f.kind == Kind::array)
-            count = operation<std::uint32_t(zur_domain*, Set, Instance*, std::uint32_t*)>(r, f.companion, "get_value")(
-                D_, D_.set_id(), x, &D_.st);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            operation<void(zur_domain*, Set, Instance*, std::uint32_t, std::uint32_t, std::uint32_t*)>(
-                r, f, "state_flag_set")(D_, D_.set_id(), x, i, next(), &D_.st);
-            if (f.is_of_record()) mark(*f.record, call<std::uint32_t>(r, f, "get", x, i));
-        }
-    }
-
-    TestDomain& D_;
-    unsigned last_ = 0;
-};
-
 /// A pass over an image from its first byte to its last.
 class Walk {
 public:
@@ -278,7 +226,8 @@ Instance* make(const Specimen& specimen, TestDomain& D) {
             D, D.set_id(), x, last, &D.st);
     } else {
         EXPECT_TRUE(Fill(D, specimen.seed).fill(*type.record, x)) << specimen.text();
-        if (specimen.is_tracked) Marker(D).mark(*type.record, x);
+        std::uint32_t last_mark = 0;
+        if (specimen.is_tracked) mark_all(D, *type.record, x, last_mark);
     }
     EXPECT_EQ(D.st, 0u) << specimen.text();
     return x;

@@ -12,8 +12,6 @@
 
 namespace epm::test {
 
-using Bytes = std::vector<std::uint8_t>;
-
 /// A type with its wire operations, fetched once and called bare: neither watched nor counted.
 struct WireType {
     std::string name;
