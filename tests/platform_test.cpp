@@ -426,13 +426,19 @@ TEST_F(Platform, HostileDocumentsAreRefused) {
     const platform_xml_limits small = {100, 2, 3};
     const struct {
         std::string text;
-        const platform_xml_limits& limits;
+        platform_xml_limits limits;
         const char* message;
     } cases[] = {
         {repeated("<a>", 100000) + "       ", many, "line 1, column 300007: Start-end tags mismatch"},
         {repeated("<a>", 100000) + repeated("</a>", 100000), many, "line 1, column 194: elements nested too deeply"},
         {"<!DOCTYPE r [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;&a;\">]>\n<r>&b;</r>", many,
          "line 1, column 11: document type declarations are not accepted"},
+        {repeated("</a>", 100000), many, "line 1"},
+        {"<!DOCTYPE " + repeated("[", 100000), many, "line 1"},
+        {"<a " + repeated("b='c' ", 100000), many, "line 1"},
+        {"<a b='" + repeated("c", 1000000), many, "line 1"},
+        {repeated("x", 17 << 20), {}, "line 1"},
+        {"<a>" + repeated("<b/>", 100000) + "</a>", {}, "too many elements"},
         {"<r>\n <a>\n  </b>\n</r>", many, "line 3, column 5: Start-end tags mismatch"},
         {std::string("<r>\0</r>", 8), many, "line 1, column 4: NUL byte"},
         {"<a/>\n<b/>", many, "line 2, column 2: more than one root element"},

@@ -131,22 +131,6 @@ TEST_F(TextRead, ArraysFromTheirElements) {
     orlan_ial_vlan_group_info_destroy(D, D.set_id(), group);
 }
 
-TEST_F(TextRead, DuplicatesAndOrder) {
-    const TextOperations text("orlan_ial_vlan_load_balance_info");
-    auto* load = orlan_ial_vlan_load_balance_info_create(D, D.set_id());
-    // The first of several counts, and the order of different elements does not.
-    EXPECT_EQ(
-        text.read(D,
-                  sound_xml(element(text.type, "<is_added>1</is_added><vlan_num>3</vlan_num><vlan_num>4</vlan_num>"
-                                               "<is_added>0</is_added><unknown><vlan_num>5</vlan_num></unknown>"))
-                      .get(),
-                  reinterpret_cast<Instance*>(load)),
-        0u);
-    EXPECT_EQ(orlan_ial_vlan_load_balance_info_vlan_num_get_value(D, D.set_id(), load, &D.st), 3u);
-    EXPECT_EQ(orlan_ial_vlan_load_balance_info_is_added_get_value(D, D.set_id(), load, &D.st), 1u);
-    orlan_ial_vlan_load_balance_info_destroy(D, D.set_id(), load);
-}
-
 TEST_F(TextRead, FailedLookUpIsToldByTheEnumsPath) {
     const auto refusal = REPLACE(xml_get_element_value, [](auto*, auto*, auto*, auto, auto*) { return 71u; });
     for (const Enum* e : catalogue::all_enums) {
@@ -176,32 +160,6 @@ double seconds_now() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
-}
-
-TEST_F(TextRead, DocumentsThatAreRefused) {
-    std::string message;
-    const std::string dtd = "<!DOCTYPE a [<!ENTITY b \"bbbbbbbbbb\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;\">"
-                            "<!ENTITY d SYSTEM \"file:///etc/passwd\">]>";
-    for (const std::string& text : {
-             repeated("<a>", 100000) + repeated("</a>", 100000),
-             repeated("<a>", 100000),
-             repeated("</a>", 100000),
-             dtd + "<a>&c;&d;</a>",
-             "<!DOCTYPE " + repeated("[", 100000),
-             "<a " + repeated("b='c' ", 100000),
-             "<a b='" + repeated("c", 1000000),
-             std::string("<a>\0</a>", 8),
-             std::string("<a/><b/>"),
-             repeated("x", 17u << 20),
-             element("a", repeated("<b/>", 100000)),
-             element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 100000)),
-         }) {
-        const double start = seconds_now();
-        const bool is_document = parse_xml(text, &message) != nullptr;
-        EXPECT_FALSE(is_document) << text.substr(0, 40);
-        EXPECT_TRUE(message.starts_with("line ")) << message;
-        EXPECT_LT(seconds_now() - start, 5.0) << text.substr(0, 40);
-    }
 }
 
 TEST_F(TextRead, DocumentsThatAreTolerated) {

@@ -113,21 +113,6 @@ TEST_F(Corpus, HoldsNoByteOfTheHeapBefore) {
     }
 }
 
-TEST_F(Corpus, IsMeasuredWrittenComparedAndHashedWithoutMemory) {
-    for_each([](const Specimen& s, const Bytes& image) {
-        TestDomain D(s.mode());
-        Instance* x = make(s, D);
-        Bytes buffer(image.size() + 8);
-        const std::size_t before = heap().allocations();
-        if (!s.type->is_enum()) s.type->len(D, D.set_id(), x);
-        s.type->marshal(D, D.set_id(), buffer.data(), x, static_cast<std::int32_t>(buffer.size()), &D.st);
-        EXPECT_EQ(s.type->compare(x, x), 0);
-        s.type->hash(x, 1);
-        EXPECT_EQ(heap().allocations(), before) << s.text();
-        s.type->destroy(D, D.set_id(), x);
-    });
-}
-
 // A writer with less room than it needs: it stays inside but for the one flag byte of tracked mode, tells of it unless
 // only a trailing flag is missing, and what it leaves is the same with runs of primitives and without. The digests of
 // all rooms together stand in the corpus beside the images.
