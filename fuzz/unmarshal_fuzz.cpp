@@ -2,94 +2,18 @@
 // modes and the destination, the rest is the image. What is accepted must be a record like any other: measured,
 // written, read back to an equal one, hashed, shown and destroyed without a trace in memory. Each input has a megabyte
 // to spend. The seeds are the images of the tests' golden corpus; they are unpacked beside the program when it starts.
-#include "catalogue/catalogue.hpp"
-#include "catalogue/stamp/names.hpp"
-
-#include <platform/domain.h>
-#include <zur/types.h>
-
-#include <dlfcn.h>
+#include "fuzz/target.hpp"
 
 #include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <string>
-#include <unordered_map>
-#include <vector>
 
 namespace {
 
-using namespace epm;
+using namespace epm::fuzz;
 
-// ---- memory ----
-
-constexpr std::size_t budget = 1 << 20;
-std::unordered_map<void*, std::size_t> blocks;
-std::size_t spent = 0;
-
-void* allocate(void*, std::uint32_t, std::size_t size) {
-    if (size > budget - spent) return nullptr;
-    spent += size;
-    void* block = std::malloc(size);
-    std::memset(block, 0xA5, size);
-    blocks[block] = size;
-    return block;
-}
-
-void release(void*, std::uint32_t, void* block) {
-    if (blocks.erase(block) == 0) std::abort();
-    std::free(block);
-}
-
-void demand(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
-
-// ---- types ----
-
-struct Type {
-    std::string name;
-    bool is_enum;
-    zur_instance* (*create)(zur_domain*, std::uint32_t);
-    void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
-    std::uint32_t (*len)(zur_domain*, std::uint32_t, const zur_instance*);
-    std::uint32_t (*marshal)(zur_domain*, std::uint32_t, void*, const zur_instance*, std::int32_t, std::uint32_t*);
-    std::uint32_t (*unmarshal)(zur_domain*, std::uint32_t, const void*, zur_instance*, std::int32_t, std::uint32_t,
-                               std::uint32_t*);
-    std::int32_t (*compare)(const zur_instance*, const zur_instance*);
-    std::uint32_t (*hash)(const zur_instance*, std::uint32_t);
-
-    Type(const char* type, bool is_an_enum) : name(type), is_enum(is_an_enum) {
-        fetch(create, "create");
-        fetch(destroy, "destroy");
-        fetch(len, "len");
-        fetch(marshal, "marshal");
-        fetch(unmarshal, "unmarshal");
-        fetch(compare, "compare");
-        fetch(hash, "hash");
-    }
-    template <class Function>
-    void fetch(Function& function, const char* operation) {
-        function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, stamp::operation_name(name, operation).c_str()));
-        demand(function != nullptr, operation);
-    }
-};
-
-const std::vector<Type>& types() {
-    static const std::vector<Type> all = [] {
-        std::vector<Type> list;
-        for (const catalogue::Record* r : catalogue::all_records) list.emplace_back(r->name, false);
-        for (const catalogue::Enum* e : catalogue::all_enums) list.emplace_back(e->name, true);
-        return list;
-    }();
-    return all;
-}
+constexpr std::size_t memory_for_each = 1 << 20;
 
 // ---- modes ----
 
@@ -108,14 +32,10 @@ zur_domain* domain(std::uint8_t mode) {
     static std::array<zur_domain*, mode_count> all{};
     zur_domain*& D = all[mode % mode_count];
     if (D != nullptr) return D;
-    platform_domain_options options{};
-    options.tracking = (mode & mode_tracked) != 0     ? ZUR_TRACKED_MODE
-                       : (mode & mode_untracked) != 0 ? ZUR_UNTRACKED_MODE
-                                                      : PLATFORM_NO_HANDLE;
-    options.store_mode = (mode & mode_store) != 0;
-    options.obj_alloc_fn = allocate;
-    options.obj_free_fn = release;
-    D = platform_domain_create(&options);
+    const std::uint32_t tracking = (mode & mode_tracked) != 0     ? ZUR_TRACKED_MODE
+                                   : (mode & mode_untracked) != 0 ? ZUR_UNTRACKED_MODE
+                                                                  : PLATFORM_NO_HANDLE;
+    D = make_domain(tracking, (mode & mode_store) != 0);
     D->containment_on = (mode & mode_containment) != 0;
     return D;
 }
@@ -133,7 +53,7 @@ void use(zur_domain* D, const Type& type, const zur_instance* x) {
         type.marshal(D, some_set, buffer.data(), x, static_cast<std::int32_t>(buffer.size()), &st);
     demand(st == 0, "what was read can be written");
     demand(used <= buffer.size(), "a writer stays in its buffer");
-    spent = 0;
+    budget = memory_for_each;
     zur_instance* copy = type.create(D, some_set);
     demand(type.unmarshal(D, some_set, buffer.data(), copy, static_cast<std::int32_t>(used), 0, &st) == used,
            "what was written is read whole");
@@ -207,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint32_t reuse = (mode & with_reuse) != 0;
     const auto image = exact(data + 2, size - 2, mode);
     const auto length = static_cast<std::int32_t>(size - 2);
-    spent = 0;
+    budget = memory_for_each;
     zur_instance* x = type.create(D, some_set);
     std::uint32_t st = 0;
     type.unmarshal(D, some_set, image.get(), x, length, reuse, &st);
@@ -220,7 +140,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // A used record may lose by contract: the elements of arrays that are read over without reuse, and the content of
     // what a negative variant has been read into.
     demand(is_used || blocks.empty(), "nothing is lost");
-    for (const auto& [block, block_size] : blocks) std::free(block);
+    for (void* block : blocks) std::free(block);
     blocks.clear();
     return 0;
 }

@@ -1,0 +1,93 @@
+// What the fuzz targets share: all types with the operations that a receiver uses, and memory that is counted, filled
+// with a byte that is not zero, and bounded for each input.
+#pragma once
+
+#include "catalogue/catalogue.hpp"
+#include "catalogue/stamp/names.hpp"
+
+#include <platform/domain.h>
+#include <platform/xml.h>
+#include <zur/types.h>
+
+#include <dlfcn.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace epm::fuzz {
+
+inline void demand(bool holds, const std::string& what) {
+    if (holds) return;
+    std::fprintf(stderr, "does not hold: %s\n", what.c_str());
+    std::abort();
+}
+
+// ---- memory ----
+
+inline std::unordered_set<void*> blocks;
+inline std::size_t budget = 0; ///< bytes that are left to an input
+
+/// A Domain on this memory.
+inline zur_domain* make_domain(std::uint32_t tracking, std::uint32_t store_mode = 0) {
+    platform_domain_options options{};
+    options.tracking = tracking;
+    options.store_mode = store_mode;
+    options.obj_alloc_fn = [](void*, std::uint32_t, std::size_t size) -> void* {
+        if (size > budget) return nullptr;
+        budget -= size;
+        return *blocks.insert(std::memset(std::malloc(size), 0xA5, size)).first;
+    };
+    options.obj_free_fn = [](void*, std::uint32_t, void* block) {
+        demand(blocks.erase(block) == 1, "only what is there is released");
+        std::free(block);
+    };
+    return platform_domain_create(&options);
+}
+
+// ---- types ----
+
+struct Type {
+    std::string name;
+    bool is_enum;
+    zur_instance* (*create)(zur_domain*, std::uint32_t);
+    void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
+    std::uint32_t (*len)(zur_domain*, std::uint32_t, const zur_instance*);
+    std::uint32_t (*marshal)(zur_domain*, std::uint32_t, void*, const zur_instance*, std::int32_t, std::uint32_t*);
+    std::uint32_t (*unmarshal)(zur_domain*, std::uint32_t, const void*, zur_instance*, std::int32_t, std::uint32_t,
+                               std::uint32_t*);
+    std::uint32_t (*print)(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*, const zur_instance*,
+                           std::uint32_t, std::uint32_t*);
+    std::uint32_t (*to_xml)(zur_domain*, std::uint32_t, const char*, char*, const zur_instance*, std::uint32_t,
+                            std::uint32_t, std::uint32_t*);
+    void (*from_xml)(zur_domain*, std::uint32_t, const char*, zur_xml_document*, zur_instance*, std::uint32_t*, char*,
+                     std::uint32_t);
+    std::int32_t (*compare)(const zur_instance*, const zur_instance*);
+    std::uint32_t (*hash)(const zur_instance*, std::uint32_t);
+
+    Type(const char* type, bool is_an_enum) : name(type), is_enum(is_an_enum) {
+        const auto fetch = [&]<class Function>(Function& function, const char* operation) {
+            function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, stamp::operation_name(name, operation).c_str()));
+            demand(function != nullptr, name + " has the operation " + operation);
+        };
+        fetch(create, "create"), fetch(destroy, "destroy"), fetch(len, "len"), fetch(marshal, "marshal");
+        fetch(unmarshal, "unmarshal"), fetch(print, "print"), fetch(to_xml, "to_xml"), fetch(from_xml, "from_xml");
+        fetch(compare, "compare"), fetch(hash, "hash");
+    }
+};
+
+inline const std::vector<Type>& types() {
+    static const std::vector<Type> all = [] {
+        std::vector<Type> list;
+        for (const catalogue::Record* r : catalogue::all_records) list.emplace_back(r->name, false);
+        for (const catalogue::Enum* e : catalogue::all_enums) list.emplace_back(e->name, true);
+        return list;
+    }();
+    return all;
+}
+
+} // namespace epm::fuzz
