@@ -124,27 +124,21 @@ TEST_F(TextForm, BufferTooSmall) {
             }
         const std::string print = text.printed(D, x, 0, t.name);
         const std::string xml = text.xml(D, x, t.name);
-        for (const std::uint32_t size : sizes_below(print.size())) {
-            char* buffer = guarded.last(size);
-            std::uint32_t st = 0;
-            const std::uint32_t length = text.print(D, 1, buffer, 0, t.name.c_str(), x, size, &st);
-            ASSERT_EQ(st, 28u) << size;
-            ASSERT_LE(length, size);
-            ASSERT_TRUE(print.starts_with(std::string_view(buffer, length))) << size;
-            ASSERT_TRUE(size == 0 || buffer[length] == 0) << size;
-            ASSERT_TRUE(guarded.is_clean_before(size));
-            ASSERT_EQ(text.print_cr(D, x, guarded.last(size), size), 0xFFFFFFFFu);
-            ASSERT_EQ(std::exchange(D->last_error, 0), 28u);
-        }
-        for (const std::uint32_t size : sizes_below(xml.size())) {
-            char* buffer = guarded.last(size);
-            std::uint32_t st = 0;
-            const std::uint32_t length = text.to_xml(D, 1, t.name.c_str(), buffer, x, size, 0, &st);
-            ASSERT_EQ(st, 28u) << size;
-            ASSERT_LE(length, size);
-            ASSERT_TRUE(guarded.is_clean_before(size));
-            ASSERT_EQ(text.toxml_cr(D, x, guarded.last(size), size), 0xFFFFFFFFu);
-            ASSERT_EQ(std::exchange(D->last_error, 0), 28u);
+        for (const bool is_xml : {false, true}) {
+            const auto& chained = is_xml ? text.toxml_cr : text.print_cr;
+            for (const std::uint32_t size : sizes_below(is_xml ? xml.size() : print.size())) {
+                char* buffer = guarded.last(size);
+                std::uint32_t st = 0;
+                const std::uint32_t length = is_xml ? text.to_xml(D, 1, t.name.c_str(), buffer, x, size, 0, &st)
+                                                    : text.print(D, 1, buffer, 0, t.name.c_str(), x, size, &st);
+                ASSERT_EQ(st, 28u) << size;
+                ASSERT_LE(length, size);
+                ASSERT_TRUE(is_xml || print.starts_with(std::string_view(buffer, length))) << size;
+                ASSERT_TRUE(is_xml || size == 0 || buffer[length] == 0) << size;
+                ASSERT_TRUE(guarded.is_clean_before(size));
+                ASSERT_EQ(chained(D, x, guarded.last(size), size), 0xFFFFFFFFu);
+                ASSERT_EQ(std::exchange(D->last_error, 0), 28u);
+            }
         }
         // One byte more is enough.
         char* buffer = guarded.last(print.size() + 1);

@@ -34,25 +34,6 @@ std::uint32_t length_of(const Record& r, const Field& f, const Instance* x) {
     return r.fields[companion].foreign->length == 2 ? load<std::uint16_t>(place) : load<std::uint32_t>(place);
 }
 
-/// What the runtime writes for a value. The Bundle has no part in this.
-template <class... A>
-std::string of_runtime(TestDomain& D, const std::string& operation, A... arguments) {
-    using Write = std::uint32_t(zur_domain*, Set, A..., Status*);
-    Status st = 0;
-    reinterpret_cast<Write*>(following(operation.c_str()))(D, D.set_id(), arguments..., &st);
-    EXPECT_EQ(st, 0u) << operation;
-    char* text = std::get<char*>(std::tuple(arguments...));
-    return text;
-}
-
-/// The characters of a text or a fixed run, and how many there may be.
-std::pair<const char*, std::uint32_t> characters_of(const Record& r, const Field& f, const Instance* x,
-                                                    const unsigned char* place) {
-    if (f.kind == Kind::characters) return {reinterpret_cast<const char*>(place), f.capacity};
-    const char* characters = load<const char*>(place);
-    return {characters != nullptr ? characters : "", length_of(r, f, x)};
-}
-
 std::uint32_t value_of(const void* enumeration) {
     return load<std::uint32_t>(static_cast<const char*>(enumeration) + 12);
 }
@@ -69,167 +50,124 @@ std::vector<const unsigned char*> elements_of(const Record& r, std::size_t i, co
     return elements;
 }
 
-std::vector<Instance*> list_of(const Record& r, const Field& f, TestDomain& D, Instance* x) {
-    std::vector<Instance*> elements;
-    for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
-         e = call<Instance*>(D, r, f, "get_next", x, e))
-        elements.push_back(e);
-    return elements;
-}
-
-/// The arm that a union's tag selects; null when there is none in the Instance's variant, or when its slot is empty.
-Instance* arm_of(const Record& r, const Field& f, const Instance* x, std::size_t i) {
-    return value_of(place_of(r, x, 0)) == f.tag ? load<Instance*>(place_of(r, x, i)) : nullptr;
-}
-
 Instance* instance(const unsigned char* place) {
     return reinterpret_cast<Instance*>(const_cast<unsigned char*>(place));
 }
 
-/// Lines under way. Where a line ends by the runtime's formatter or by a value's line, a terminator stands behind it.
-class Printer {
+/// A text under way, in one of the two forms. Names and flags are of XML only, indentation is of print only.
+class Maker {
 public:
-    explicit Printer(TestDomain& D) : D_(D) {}
+    Maker(TestDomain& D, bool is_xml) : D_(D), is_xml_(is_xml) {}
 
-    void record(const Record& r, Instance* x, std::uint32_t indent, const std::string& name) {
-        text += std::string(indent, ' ') + name + "@" + r.name + ": {\n";
-        for (std::size_t i = 0; i < r.count; ++i) {
-            if (x->variant < r.fields[i].since) return;
-            field(r, i, x, indent + 2);
-        }
-        if (indent != 0) text += '\0' + std::string(indent - 1, GuardedBuffer::filler);
-        text += "}\n";
+    /// In print a block stays open where fields are missing; at the end of a line that the runtime's formatter writes,
+    /// a terminator stands.
+    void record(const Record& r, Instance* x, std::uint32_t indent, const std::string& name, unsigned flag) {
+        text += is_xml_ ? "<" + name + (flag != 0 ? " flag=\"" + std::to_string(flag) + "\"" : "") + ">"
+                        : std::string(indent, ' ') + name + "@" + r.name + ": {\n";
+        bool is_whole = true;
+        for (std::size_t i = 0; i < r.count && is_whole; ++i)
+            if ((is_whole = x->variant >= r.fields[i].since)) field(r, i, x, indent + 2);
+        if (is_xml_)
+            text += "</" + name + ">";
+        else if (is_whole)
+            text += (indent != 0 ? '\0' + std::string(indent - 1, GuardedBuffer::filler) : "") + "}\n";
     }
 
     std::string text;
 
 private:
-    void line(std::uint32_t indent, const std::string& name, const std::string& type, const std::string& value) {
-        text += std::string(indent, ' ') + name + "@" + type + ":" + value;
+    /// What the runtime writes for a value. The Bundle has no part in this.
+    template <class... Length>
+    void value(const std::string& type, std::uint32_t indent, const std::string& name, const void* place,
+               std::uint8_t flag, Length... length) {
+        char buffer[2000] = "";
+        Status st = 0;
+        if (is_xml_) {
+            using Write = std::uint32_t(zur_domain*, Set, const char*, char*, const void*, std::uint32_t, Length...,
+                                        std::uint8_t, Status*);
+            reinterpret_cast<Write*>(following((type + "_to_xml").c_str()))(D_, D_.set_id(), name.c_str(), buffer,
+                                                                            place, sizeof buffer, length..., flag, &st);
+        } else {
+            using Write = std::uint32_t(zur_domain*, Set, char*, std::uint32_t, const char*, const void*, std::uint32_t,
+                                        Length..., Status*);
+            reinterpret_cast<Write*>(following((type + "_print").c_str()))(
+                D_, D_.set_id(), buffer, indent, name.c_str(), place, sizeof buffer, length..., &st);
+        }
+        EXPECT_EQ(st, 0u) << type;
+        text += buffer;
     }
-    void number(const Field& f, const void* place, std::uint32_t indent, const std::string& name) {
-        text += of_runtime(D_, std::string(f.foreign->name) + "_print", &buffer_[0], indent, name.c_str(), place,
-                           std::uint32_t{sizeof buffer_});
+    void enumerator(const Enum& e, std::uint32_t indent, const std::string& name, std::uint32_t v) {
+        const std::string known = v < e.count ? e.enumerators[v].name : "";
+        if (is_xml_)
+            text += "<" + name + "><" + (v < e.count ? known : e.name + std::string(" value out of range")) + "/></" +
+                    name + ">";
+        else
+            text += std::string(indent, ' ') + name + "@" + e.name + ":" +
+                    (v < e.count ? known + "\n" : "Enum value out of range");
+    }
+    template <class... Index>
+    std::uint8_t flag_of(const Record& r, const Field& f, Instance* x, Index... index) {
+        if (!is_xml_ || !D_.mode().is_tracking() || !f.is_tracked()) return 0;
+        const auto flag = call<std::uint8_t>(D_, r, f, "state_flag_get", x, index...);
+        D_.st = 0;
+        return flag;
     }
     void field(const Record& r, std::size_t i, Instance* x, std::uint32_t indent) {
         const Field& f = r.fields[i];
         const unsigned char* place = place_of(r, x, i);
-        if (f.kind == Kind::text || f.kind == Kind::characters) {
-            const auto [characters, length] = characters_of(r, f, x, place);
-            text += of_runtime(D_, f.kind == Kind::text ? "var_string_print" : "null_string_print", &buffer_[0], indent,
-                               f.name, characters, std::uint32_t{sizeof buffer_}, length);
-        } else if (f.kind == Kind::array || f.kind == Kind::run) {
-            std::size_t n = 0;
-            for (const unsigned char* element : elements_of(r, i, x)) {
-                const std::string name = std::string(f.name) + "[" + std::to_string(n++) + "]";
-                if (f.is_of_record())
-                    record(*f.record, instance(element), indent, name);
-                else
-                    number(f, element, indent, name);
-            }
-        } else if (f.kind == Kind::list) {
-            const std::vector<Instance*> elements = list_of(r, f, D_, x);
-            line(indent, "list " + std::string(f.name) + " count", "u_int32", std::to_string(elements.size()) + "\n");
-            for (Instance* e : elements) record(*f.record, e, indent, "list " + std::string(f.name));
-        } else if (f.kind == Kind::arm) {
-            if (Instance* arm = arm_of(r, f, x, i)) record(*f.record, arm, indent, "epm_type." + std::string(f.name));
-        } else if (f.kind == Kind::embedded) {
-            record(*f.record, instance(place), indent, f.name);
-        } else if (f.is_own_enum()) {
-            const std::uint32_t v = value_of(place);
-            line(indent, f.name, f.enumeration->name,
-                 v < f.enumeration->count ? f.enumeration->enumerators[v].name + std::string("\n")
-                                          : "Enum value out of range");
-        } else {
-            number(f, place, indent, f.name);
-        }
-    }
-
-    TestDomain& D_;
-    char buffer_[2000];
-};
-
-class XmlWriter {
-public:
-    explicit XmlWriter(TestDomain& D) : D_(D) {}
-
-    void record(const Record& r, Instance* x, const std::string& name, unsigned flag) {
-        open(name, flag);
-        for (std::size_t i = 0; i < r.count; ++i)
-            if (x->variant >= r.fields[i].since) field(r, i, x);
-        text += "</" + name + ">";
-    }
-
-    std::string text;
-
-private:
-    void open(const std::string& name, unsigned flag) {
-        text += "<" + name + (flag != 0 ? " flag=\"" + std::to_string(flag) + "\"" : "") + ">";
-    }
-    void element(const std::string& name, unsigned flag, const std::string& content) {
-        open(name, flag);
-        text += content + "</" + name + ">";
-    }
-    void value(const Field& f, const void* place, std::uint8_t flag) {
-        text += of_runtime(D_, std::string(f.foreign->name) + "_to_xml", static_cast<const char*>(f.name), &buffer_[0],
-                           place, std::uint32_t{sizeof buffer_}, flag);
-    }
-    template <class... Index>
-    std::uint8_t flag_of(const Record& r, const Field& f, Instance* x, Index... index) {
-        if (!D_.mode().is_tracking() || !f.is_tracked()) return 0;
-        const std::uint8_t flag = call<std::uint8_t>(D_, r, f, "state_flag_get", x, index...);
-        D_.st = 0;
-        return flag;
-    }
-    void field(const Record& r, std::size_t i, Instance* x) {
-        const Field& f = r.fields[i];
-        const unsigned char* place = place_of(r, x, i);
-        if (f.kind == Kind::text || f.kind == Kind::characters) {
-            const auto [characters, length] = characters_of(r, f, x, place);
-            text += of_runtime(D_, f.kind == Kind::text ? "var_string_to_xml" : "null_string_to_xml", f.name,
-                               &buffer_[0], characters, std::uint32_t{sizeof buffer_}, length, flag_of(r, f, x));
+        if (f.kind == Kind::text) {
+            const char* characters = load<const char*>(place);
+            value("var_string", indent, f.name, characters != nullptr ? characters : "", flag_of(r, f, x),
+                  length_of(r, f, x));
+        } else if (f.kind == Kind::characters) {
+            value("null_string", indent, f.name, place, flag_of(r, f, x), std::uint32_t{f.capacity});
         } else if (f.kind == Kind::array || f.kind == Kind::run) {
             std::uint32_t n = 0;
-            for (const unsigned char* e : elements_of(r, i, x)) {
+            for (const unsigned char* element : elements_of(r, i, x)) {
+                const std::string name = f.name + (is_xml_ ? "" : "[" + std::to_string(n) + "]");
                 const std::uint8_t flag = flag_of(r, f, x, n++);
                 if (f.is_of_record())
-                    record(*f.record, instance(e), f.name, flag);
+                    record(*f.record, instance(element), indent, name, flag);
                 else
-                    value(f, e, flag);
+                    value(f.foreign->name, indent, name, element, flag);
             }
         } else if (f.kind == Kind::list) {
-            for (Instance* e : list_of(r, f, D_, x)) record(*f.record, e, f.name, flag_of(r, f, x));
+            const std::string name = (is_xml_ ? "" : "list ") + std::string(f.name);
+            const auto count = call<std::uint32_t>(D_, r, f, "get_count", x);
+            if (!is_xml_) value("u_int32", indent, name + " count", &count, 0);
+            for (auto* e = call<Instance*>(D_, r, f, "get_first", x); e != nullptr;
+                 e = call<Instance*>(D_, r, f, "get_next", x, e))
+                record(*f.record, e, indent, name, flag_of(r, f, x));
         } else if (f.kind == Kind::arm) {
-            if (Instance* arm = arm_of(r, f, x, i))
-                record(*f.record, arm, "epm_type-" + std::string(f.name), flag_of(r, f, x));
+            auto* arm = load<Instance*>(place);
+            if (value_of(place_of(r, x, 0)) == f.tag && arm != nullptr)
+                record(*f.record, arm, indent, (is_xml_ ? "epm_type-" : "epm_type.") + std::string(f.name),
+                       flag_of(r, f, x));
         } else if (f.kind == Kind::embedded) {
-            record(*f.record, instance(place), f.name, flag_of(r, f, x));
+            record(*f.record, instance(place), indent, f.name, flag_of(r, f, x));
         } else if (f.is_own_enum()) {
-            const std::uint32_t v = value_of(place);
-            element(f.name, 0,
-                    v < f.enumeration->count ? "<" + std::string(f.enumeration->enumerators[v].name) + "/>"
-                                             : "<" + std::string(f.enumeration->name) + " value out of range/>");
+            enumerator(*f.enumeration, indent, f.name, value_of(place));
         } else {
-            value(f, place, flag_of(r, f, x));
+            value(f.foreign->name, indent, f.name, place, flag_of(r, f, x));
         }
     }
 
     TestDomain& D_;
-    char buffer_[2000];
+    bool is_xml_;
 };
 
 } // namespace
 
 std::string expected_print(const Record& r, TestDomain& D, Instance* x, std::uint32_t indent, const std::string& name) {
-    Printer printer(D);
-    printer.record(r, x, indent, name);
-    return printer.text;
+    Maker maker(D, false);
+    maker.record(r, x, indent, name, 0);
+    return maker.text;
 }
 
 std::string expected_xml(const Record& r, TestDomain& D, Instance* x, const std::string& name, unsigned flag) {
-    XmlWriter writer(D);
-    writer.record(r, x, name, flag);
-    return writer.text;
+    Maker maker(D, true);
+    maker.record(r, x, 0, name, flag);
+    return maker.text;
 }
 
 GuardedBuffer::GuardedBuffer(std::size_t capacity) {
