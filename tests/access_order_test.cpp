@@ -2,9 +2,12 @@
 // mode of a Domain: a line may say in front for which modes it counts, and the modes are all tried. What the accessors
 // leave behind is tested in access_test.cpp.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/types.hpp"
 
 #include <platform/values.h>
+
+#include <gmock/gmock.h>
 
 #include <regex>
 #include <sstream>
@@ -46,7 +49,12 @@ public:
     }
     template <class Result = std::uint32_t, class... A>
     Result chain(const char* type, const std::string& field, const char* name, A... arguments) {
+        D->last_error = 0;
         return operation<Result(zur_domain*, A...)>(type, field, name)(D, arguments...);
+    }
+    template <class... A>
+    void without_status(const char* type, const std::string& field, const char* name, A... arguments) {
+        operation<void(zur_domain*, std::uint32_t, A...)>(type, field, name)(D, D.set_id(), arguments...);
     }
     /// Ends what a test needs before the call that it is about.
     void prepared() {
@@ -89,9 +97,16 @@ public:
     }
     /// Of this operation of a field.
     template <class Result = void, class... A>
-    void expect(const std::string& list, const char* type, const std::string& field, const char* name, A... arguments) {
-        call<Result>(type, field, name, arguments...);
-        expect(list);
+    Result expect(const std::string& list, const char* type, const std::string& field, const char* name,
+                  A... arguments) {
+        if constexpr (std::is_void_v<Result>) {
+            call(type, field, name, arguments...);
+            expect(list);
+        } else {
+            const Result result = call<Result>(type, field, name, arguments...);
+            expect(list);
+            return result;
+        }
     }
 
     TestDomain D;
@@ -192,7 +207,6 @@ TEST_F(AccessOrder, Text) {
         s.expect(R"(
             write x ~orlan_ial_svm_acl_data 2 st 0; range x+24 8 x; obj_alloc(S, 6) = $text; range x+12 4 x; mark x+96
             held $text x)");
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(acl, "acl_name", "set_cr", x, "in", 2u), 0u);
         s.expect(R"(
             write x ~orlan_ial_svm_acl_data 2 D.last_error 0; obj_free(S, $text); range x+24 8 x
@@ -243,6 +257,7 @@ TEST_F(AccessOrder, Number) {
         s.call(acl, "sequence", "state_flag_set", x, 9u);
         s.expect(R"(
 
+
             flag x ~orlan_ial_svm_acl_data 2
             mark x+98)");
     });
@@ -264,9 +279,7 @@ TEST_F(AccessOrder, OwnEnumeration) {
             range x+48 16 x+48; mark x+345; held source x)");
         s.call<std::uint32_t>(config, "feat_type", "get_value", x);
         s.expect("read x 1; held x+48 null; held x+48 x; zur_clear_last_error()");
-        s.call<void*>(config, "feat_type", "get", x);
-        s.expect(R"(
-read x 1; held x+48 null; held x+48 x)");
+        s.expect<void*>("read x 1; held x+48 null; held x+48 x", config, "feat_type", "get", x);
         // Refused by the enumeration; the flag is raised all the same.
         s.call(config, "feat_type", "set_value", x, 8u);
         s.expect("...; zur_get_instance_variant(x+48, 0, 1); zur_store_epoch_err(43, st); mark x+345; st = 43");
@@ -291,9 +304,8 @@ TEST_F(AccessOrder, Characters) {
     in_all_modes([](Scene& s) {
         Instance* x = s.make(client_vlan, "x");
         s.call(client_vlan, "ieee_mac", "set", x, "abcd", 4);
-        const char* const list = "write x ~rcl_client_vlan_t 0 st 0; write_range(x+24, 4, S, x); mark x+67";
+        const char* const list = "write x ~rcl_client_vlan_t 0 st 0; range x+24 4 x; mark x+67";
         s.expect(list);
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(client_vlan, "ieee_mac", "set_cr", x, "efgh", 4), 0u);
         s.expect(std::string(list).replace(std::string(list).find(" st "), 4, " D.last_error "));
         char text[8];
@@ -321,9 +333,7 @@ TEST_F(AccessOrder, Embedded) {
             zur_clear_last_error(); zur_get_manifested_type_info(x+32)
             zurlib_adjust_variant(S, x+32, ~fqdn_domain_name, 0, st); zur_get_instance_variant(x+32, 1, 0); ...
             range x+44 2 x+32; t: zurlib_get_sttr_offset(S, x+32); mark x+76; held null x+32)");
-        s.call<void*>(update, "domain_name", "get", x);
-        s.expect(R"(
-read x 0; held x+32 null; held x+32 x)");
+        s.expect<void*>("read x 0; held x+32 null; held x+32 x", update, "domain_name", "get", x);
     });
 }
 
@@ -334,7 +344,6 @@ TEST_F(AccessOrder, Arm) {
         Instance* second = s.make(acl, "second");
         s.call(message, "acl_data", "set", x, first);
         s.expect("write x ~orlan_ial_svm_epm_data 1 st 0; range x+32 8 x; range x+28 4 x; mark x+121; held first x");
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(message, "acl_data", "set_cr", x, second), 0u);
         s.expect(R"(
             write x ~orlan_ial_svm_epm_data 1 D.last_error 0; held first x; m: zurdb_plat_set_detach(S, first, 1)
@@ -353,33 +362,29 @@ TEST_F(AccessOrder, Arm) {
 // ---- arrays ----
 
 /// The notice of a reallocation comes once in a process: what the first growth of a filled array traces, and the next.
-const std::pair<std::string, std::string>& notices(const char* type) {
-    static std::map<std::string, std::pair<std::string, std::string>> all;
-    if (!all.contains(type)) {
-        TestDomain D;
-        Instance* x = create(type, D);
-        Traces traces;
-        std::string told[2];
-        for (std::uint32_t index = 0; index < 3; ++index) {
-            if (type == std::string(group))
-                operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, void*, std::uint32_t*)>(
-                    type, "vlans", "set")(D, D.set_id(), x, index, nullptr, &D.st);
-            else
-                operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, void*, std::uint32_t,
-                               std::uint32_t*)>(type, "data", "set")(D, D.set_id(), x, index, nullptr, 0, &D.st);
-            if (index != 0) told[index - 1] = traces.take();
-        }
-        destroy(type, D, x);
-        all[type] = {told[0], told[1]};
+const std::vector<std::string>& notices(const char* type) {
+    static std::map<std::string, std::vector<std::string>> all;
+    std::vector<std::string>& told = all[type];
+    if (!told.empty()) return told;
+    TestDomain D;
+    Instance* x = create(type, D);
+    void* const nothing = nullptr;
+    Traces traces;
+    for (std::uint32_t index = 0; index < 3; ++index) {
+        if (type == std::string(group))
+            call(D, type, std::string("vlans"), "set", x, index, nothing);
+        else
+            call(D, type, std::string("data"), "set", x, index, nothing, 0u);
+        told.push_back(traces.take());
     }
-    return all[type];
+    destroy(type, D, x);
+    return told;
 }
 
 TEST_F(AccessOrder, ReallocationIsToldOnceForEachRecord) {
-    for (const std::string type : {group, templates}) {
-        EXPECT_EQ(notices(type.c_str()).first, "3 \" Reallocating resource for " + type + "\"\n");
-        EXPECT_EQ(notices(type.c_str()).second, "");
-    }
+    for (const std::string type : {group, templates})
+        EXPECT_THAT(notices(type.c_str()),
+                    testing::ElementsAre("", "3 \" Reallocating resource for " + type + "\"\n", ""));
 }
 
 TEST_F(AccessOrder, ArrayOfNumbers) {
@@ -411,7 +416,6 @@ TEST_F(AccessOrder, ArrayOfNumbers) {
             t: write_range(x+64, 8, S, null); t: obj_alloc(S, 4) = $longest; t: obj_free(S, $longer); read x 0
             u_int32_get(S, $four+12, st); held $four+12 x; held $four+12 x; u_int32_set_value(S, $four+12, 9, st)
             mark x+57; mark $longest+3)");
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(group, "vlans", "set_cr", x, 0u, 77u), 0u);
         s.expect(R"(
             write x ~orlan_ial_vlan_group_info 0 D.last_error 0; held $four x
@@ -423,10 +427,12 @@ TEST_F(AccessOrder, ArrayOfNumbers) {
         s.call(group, "vlans", "state_flag_set", x, 1u, 3u);
         s.expect(R"(
 
+
             flag x ~orlan_ial_vlan_group_info 0
             mark $longest+1)");
         s.call(group, "vlans", "state_flag_whole_set", x, 3u);
         s.expect(R"(
+
 
             flag x ~orlan_ial_vlan_group_info 0
             mark x+57)");
@@ -441,7 +447,7 @@ TEST_F(AccessOrder, ArrayOfNumbers) {
             write x ~orlan_ial_vlan_group_info 0 st 0; obj_free(S, $four); range x+24 8 x; u_int32_sizeof()
             obj_alloc(S, 8) = $two; range x+16 4 x; mark x+57; t: obj_free(S, $longest)
             t: write_range(x+64, 8, S, null); t: obj_alloc(S, 2) = $fresh)");
-        operation<void(zur_domain*, std::uint32_t, Instance*)>(group, "vlans", "remove_elements")(s.D, s.D.set_id(), x);
+        s.without_status(group, "vlans", "remove_elements", x);
         s.expect("obj_free(S, $two); range x+24 8 x; range x+16 4 x");
     });
 }
@@ -483,7 +489,6 @@ TEST_F(AccessOrder, ArrayOfRecords) {
             move $one ~rcl_client_intf_templ 0 source; range $one 40 $one; t: zurlib_get_sttr_offset(S, $one)
             t: write_range($one+40, 3, S, $one+40); range source+24 8 source; range source+20 4 source; mark x+32
             mark $flags)");
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(templates, "data", "set_cr", x, 1u, source, 0u), 0u);
         s.expect(R"(
             write x ~rcl_client_intf_templ_list 0 D.last_error 0; t: obj_alloc(S, 86) = $two
@@ -493,10 +498,8 @@ TEST_F(AccessOrder, ArrayOfRecords) {
             obj_free(S, $one); range x+12 4 x; t: zurlib_update_sttr_offset(S, $two+40, 43); zur_clear_last_error()
             ...; t: write_range(x+40, 8, S, null); t: obj_alloc(S, 2) = $longer; t: obj_free(S, $flags); held $two+40 x
             zurlib_get_handle_ws(local, local, null); ...; mark x+32; mark $longer+1)");
-        s.call<void*>(templates, "data", "get", x, 1u);
-        s.expect("read x 0; held $two+40 null; held $two+40 x");
-        operation<void(zur_domain*, std::uint32_t, Instance*)>(templates, "data", "remove_elements")(s.D, s.D.set_id(),
-                                                                                                     x);
+        s.expect<void*>("read x 0; held $two+40 null; held $two+40 x", templates, "data", "get", x, 1u);
+        s.without_status(templates, "data", "remove_elements", x);
         s.expect("...; obj_free(S, $two); range x+16 8 x; range x+12 4 x");
     });
 }
@@ -524,22 +527,17 @@ TEST_F(AccessOrder, ListIsJoined) {
             write x ~epm_client_acl_feat_ctx 0 st 0; range x+88 4 x; link c+24 c; link c+32 c; link a+24 a; link b+32 b
             range c+16 8 c; held c x; mark x+115)");
         // Behind the last: the head's link is the farther one.
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(context, list, "add_cr", x, e, 3, b), 0u);
         s.expect(R"(
             write x ~epm_client_acl_feat_ctx 0 D.last_error 0; range x+88 4 x; link e+24 e; link e+32 e; link x+72 x+64
             link b+24 b; range e+16 8 e; held e x; mark x+115)");
-        EXPECT_EQ(s.call<Instance*>(context, list, "get_next", x, a), c);
-        s.expect("read x 0; held c x");
-        EXPECT_EQ(s.call<Instance*>(context, list, "get_last", x), e);
-        s.expect("read x 0; held e x");
+        EXPECT_EQ(s.expect<Instance*>("read x 0; held c x", context, list, "get_next", x, a), c);
+        EXPECT_EQ(s.expect<Instance*>("read x 0; held e x", context, list, "get_last", x), e);
         EXPECT_EQ(s.call<Instance*>(context, list, "get_prev", x, a), nullptr);
-        EXPECT_EQ(s.call<std::uint32_t>(context, list, "get_count", x), 4u);
-        s.expect("read x 0; read x 0");
+        EXPECT_EQ(s.expect<std::uint32_t>("read x 0; read x 0", context, list, "get_count", x), 4u);
         EXPECT_EQ(s.chain<Instance*>(context, list, "get_cr", x, 0, nullptr), a);
         s.expect("read x 0; held a x");
-        EXPECT_EQ(s.call<Instance*>(config, std::string(list), "get_parent", b), x);
-        s.expect("read b 0; held x b");
+        EXPECT_EQ(s.expect<Instance*>("read b 0; held x b", config, std::string(list), "get_parent", b), x);
         for (const char* name : {"add_cr", "get_cr"}) {
             const bool adds = name[0] == 'a';
             if (adds)
@@ -567,7 +565,6 @@ TEST_F(AccessOrder, ListIsLeft) {
         s.expect(R"(
             write x ~epm_client_acl_feat_ctx 0 st 0; range x+88 4 x; s: lumeo_set_range(store, b+24, 16, S)
             link c+32 c; link a+24 a; range b+16 8 b; held b x; m: zurdb_plat_set_detach(S, b, 1))");
-        s.D->last_error = 0;
         EXPECT_EQ(s.chain(context, list, "remove_cr", x, a), 0u);
         s.expect(R"(
             write x ~epm_client_acl_feat_ctx 0 D.last_error 0; range x+88 4 x; s: lumeo_set_range(store, a+24, 16, S)
@@ -575,6 +572,7 @@ TEST_F(AccessOrder, ListIsLeft) {
         // The whole record moves: the remaining element follows it.
         s.call(context, "", "set", target, x);
         s.expect(R"(
+
 
             move target ~epm_client_acl_feat_ctx 0 x
 range target 112 target
@@ -606,6 +604,7 @@ TEST_F(AccessOrder, WholeRecord) {
         s.call(group, "", "set", x, source);
         s.expect(R"(
 
+
             move x ~orlan_ial_vlan_group_info 0 source
 range x 56 x
             t: write_range(x+56, 24, S, x+56)
@@ -634,6 +633,7 @@ range source+36 4 source)");
         s.call(update, "", "set", next, former);
         s.expect(R"(
 
+
             move next ~orlan_svm_epm_ip_address_update_notify 0 former
 range next 72 next
             t: zurlib_update_sttr_offset(S, next+32, 44)
@@ -659,6 +659,7 @@ range former+44 2 former+32)");
         Instance* from = s.make(message, "from");
         s.call(message, "", "set", to, from);
         s.expect(R"(
+
 
             move to ~orlan_ial_svm_epm_data 1 from
 range to 120 to
