@@ -340,7 +340,7 @@ TEST_F(Lifecycle, NestedRecordNeedsAPlaceForItsFlags) {
         EXPECT_EQ(x->flags, ZUR_NESTED | ZUR_TRACKED);
         EXPECT_EQ(std::count(memory.begin() + 2, memory.end(), 0u), std::ssize(memory) - 2); // no field is set up
         x->variant = -1;
-        operation<DestroyInternal>(t.name, "destroy_internal")(D, D.set_id(), x, 0);
+        bare(D, t.name, "destroy_internal", x, 0u);
     }
 }
 
@@ -350,7 +350,7 @@ TEST_F(Lifecycle, EmbeddedFlagGoesToChildrenFirst) {
         Instance* x = create("auth_mgr_linksec_start_info", D);
         Recorder recorder(D);
         recorder.name(x, 208, "x");
-        operation<Destroy>("auth_mgr_linksec_start_info", "set_instance_embedded")(D, D.set_id(), x);
+        bare(D, "auth_mgr_linksec_start_info", "set_instance_embedded", x);
         EXPECT_EQ(recorder.take(), lines(R"(
             zur_boolean_set_instance_embedded(S, x+12); zur_mac_addr_set_instance_embedded(S, x+36)
             zur_mac_addr_set_instance_embedded(S, x+42); kesh_bytestr_set_instance_embedded(S, x+48)
@@ -537,7 +537,7 @@ TEST_F(Lifecycle, RefusedMemory) {
             for (Instance* nothing : {null_instance, static_cast<Instance*>(nullptr)}) {
                 destroy(t.name, D, nothing);
                 operation<DestroyChained>(t.name, "destroy_cr")(D, nothing);
-                operation<DestroyInternal>(t.name, "destroy_internal")(D, D.set_id(), nothing, 0);
+                bare(D, t.name, "destroy_internal", nothing, 0u);
             }
             EXPECT_EQ(recorder.take(), "");
             D->last_error = 0;
@@ -699,7 +699,7 @@ TEST_F(Lifecycle, VariantBeyondTheTableIsNotedAndClamped) {
     operation<Initialize>("orlan_ial_svm_acl_data", "initialize")(D, D.set_id(), x, &type, 0, 0, 0, nullptr, &D.st);
     EXPECT_EQ(traces.take(), note);
     EXPECT_EQ(std::exchange(counted, nullptr), &records[2].created);
-    operation<DestroyInternal>("orlan_ial_svm_acl_data", "destroy_internal")(D, D.set_id(), x, 0);
+    bare(D, "orlan_ial_svm_acl_data", "destroy_internal", x, 0u);
     EXPECT_EQ(traces.take(), note);
     EXPECT_EQ(counted, &records[2].created);
 

@@ -93,8 +93,7 @@ TEST_F(Deaths, DamagedHandle) {
         Instance* y = create(type, D);
         std::vector<std::uint64_t> memory(200);
         auto* const buffer = reinterpret_cast<unsigned char*>(memory.data());
-        using Marshal = std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*);
-        const std::uint32_t written = operation<Marshal>(type, "marshal")(D, D.set_id(), buffer, x, 1600, &D.st);
+        const auto written = whole<std::uint32_t>(D, type, "marshal", buffer, x, 1600);
         D.st = D->last_error = 0; // a message without an arm is told of
         const auto dies = [&](const std::string& what, auto body) {
             SCOPED_TRACE(type + "_" + what);
@@ -104,8 +103,6 @@ TEST_F(Deaths, DamagedHandle) {
                 body();
             });
         };
-        const std::uint32_t S = D.set_id();
-        std::uint32_t* const st = &D.st;
         for (const char* name : {"create", "create_internal"}) dies(name, [&] { bare<Instance*>(D, type, name); });
         dies("create_cr", [&] { operation<Instance*(zur_domain*)>(type, "create_cr")(D); });
         dies("sizeof", [&] { operation<std::uint32_t(zur_domain*)>(type, "sizeof")(D); });
@@ -119,7 +116,7 @@ TEST_F(Deaths, DamagedHandle) {
         dies("destroy", [&] { destroy(type, D, x); });
         dies("set", [&] { whole(D, type, "set", x, y); });
         for (const char* name : {"marshal", "marshal_for_clone"})
-            dies(name, [&] { operation<Marshal>(type, name)(D, S, buffer, x, 1600, st); });
+            dies(name, [&] { whole<std::uint32_t>(D, type, name, buffer, x, 1600); });
         dies("unmarshal",
              [&] { whole<std::uint32_t>(D, type, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 0u); });
         // The length of a record with a nested one is stopped there.
@@ -189,37 +186,31 @@ TEST_F(Deaths, StoreThatRefusesALink) {
     const std::string owner = "epm_client_acl_feat_ctx";
     const std::string element = "epm_client_acl_feat_config";
     const std::string list = "bm_feat_conf_list";
-    using Attach = void(zur_domain*, std::uint32_t, Instance*, Instance*, std::uint32_t*);
-    using Place = void(zur_domain*, std::uint32_t, Instance*, Instance*, Instance*, std::uint32_t*);
     TestDomain D({.has_store = true});
-    const std::uint32_t S = D.set_id();
     Instance* x = create(owner, D);
     Instance* other = create(owner, D);
     std::vector<Instance*> elements;
     for (int i = 0; i < 3; ++i) {
         elements.push_back(create(element, D));
-        operation<Attach>(owner, list, "set_last")(D, S, x, elements.back(), &D.st);
+        call(D, owner, list, "set_last", x, elements.back());
     }
     Instance* fresh = create(element, D);
     unsigned char buffer[4000];
-    using Marshal = std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*);
-    const std::uint32_t written = operation<Marshal>(owner, "marshal")(D, S, buffer, other, sizeof buffer, &D.st);
+    const auto written = whole<std::uint32_t>(D, owner, "marshal", buffer, other, std::int32_t{sizeof buffer});
     const struct {
         const char* name;
         const std::string& type;
         std::size_t ranges;
         std::function<void()> run;
     } cases[] = {
-        {"set_first", owner, 4, [&] { operation<Attach>(owner, list, "set_first")(D, S, x, fresh, &D.st); }},
-        {"set_last", owner, 4, [&] { operation<Attach>(owner, list, "set_last")(D, S, x, fresh, &D.st); }},
-        {"set_before", owner, 4,
-         [&] { operation<Place>(owner, list, "set_before")(D, S, x, elements[1], fresh, &D.st); }},
-        {"set_after", owner, 4,
-         [&] { operation<Place>(owner, list, "set_after")(D, S, x, elements[1], fresh, &D.st); }},
-        {"remove", owner, 3, [&] { operation<Attach>(owner, list, "remove")(D, S, x, elements[1], &D.st); }},
+        {"set_first", owner, 4, [&] { call(D, owner, list, "set_first", x, fresh); }},
+        {"set_last", owner, 4, [&] { call(D, owner, list, "set_last", x, fresh); }},
+        {"set_before", owner, 4, [&] { call(D, owner, list, "set_before", x, elements[1], fresh); }},
+        {"set_after", owner, 4, [&] { call(D, owner, list, "set_after", x, elements[1], fresh); }},
+        {"remove", owner, 3, [&] { call(D, owner, list, "remove", x, elements[1]); }},
         {"destroy of an element", element, 3, [&] { destroy(element, D, elements[1]); }},
         {"destroy of the owner", owner, 3, [&] { destroy(owner, D, x); }},
-        {"set", owner, 9, [&] { operation<Attach>(owner, "set")(D, S, other, x, &D.st); }},
+        {"set", owner, 9, [&] { whole(D, owner, "set", other, x); }},
         {"unmarshal", owner, 3,
          [&] { whole<std::uint32_t>(D, owner, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 1u); }},
     };

@@ -10,11 +10,6 @@
 namespace epm::test {
 namespace {
 
-using Get = Instance*(zur_domain*, std::uint32_t, Instance*, std::uint32_t*);
-using SetFlag = void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t*);
-using SetElementFlag = void(zur_domain*, std::uint32_t, Instance*, std::uint32_t, std::uint32_t, std::uint32_t*);
-using GetFlag = std::uint8_t(zur_domain*, std::uint32_t, Instance*, std::uint32_t*);
-
 class Tracking : public BundleTest {
 protected:
     /// Writes a flag, and gives the place of the one byte that changes in the memory that begins at `start`.
@@ -45,16 +40,11 @@ protected:
         for (std::size_t i = 0; i < r.count; ++i) {
             const Field& f = r.fields[i];
             if (!f.is_tracked() || f.since > x->variant) continue;
-            const auto set =
-                operation<SetFlag>(r, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set");
-            add([&] { set(D, D.set_id(), x, value, &D.st); });
+            add([&] { call(D, r, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x, value); });
             for (const std::uint32_t element : {0u, 255u})
-                if (f.kind == Kind::run)
-                    add([&] {
-                        operation<SetElementFlag>(r, f, "state_flag_set")(D, D.set_id(), x, element, value, &D.st);
-                    });
+                if (f.kind == Kind::run) add([&] { call(D, r, f, "state_flag_set", x, element, value); });
             if (f.kind == Kind::embedded)
-                add_places(D, *f.record, operation<Get>(r, f, "get")(D, D.set_id(), x, &D.st), start, length, places);
+                add_places(D, *f.record, call<Instance*>(D, r, f, "get", x), start, length, places);
         }
     }
 };
@@ -123,13 +113,12 @@ TEST_F(Tracking, OlderLayoutsHaveTheirBlockEarlier) {
             const std::size_t length = heap().block_of(x)->second.size;
             x->variant = x->layout_variant = older;
             const Field& first = r.fields[0].is_tracked() ? r.fields[0] : r.fields[2];
-            const auto set = operation<SetFlag>(r, first, "state_flag_set");
-            const auto get = operation<GetFlag>(r, first, "state_flag_get");
-            EXPECT_EQ(place_of(x, length, [&] { set(D, D.set_id(), x, 7, &D.st); }), bodies[layout]);
-            EXPECT_EQ(get(D, D.set_id(), x, &D.st), 7);
+            const auto get = [&] { return call<std::uint8_t>(D, r, first, "state_flag_get", x); };
+            EXPECT_EQ(place_of(x, length, [&] { call(D, r, first, "state_flag_set", x, 7u); }), bodies[layout]);
+            EXPECT_EQ(get(), 7);
             // Without a handle the newest layout's place is taken.
             zur_tracking_handle* handle = std::exchange(D->tracking_handle, nullptr);
-            EXPECT_EQ(get(D, D.set_id(), x, &D.st), layout + 1 == bodies.size() ? 7 : 0);
+            EXPECT_EQ(get(), layout + 1 == bodies.size() ? 7 : 0);
             D->tracking_handle = handle;
             EXPECT_EQ(D.st, 0u);
             x->variant = x->layout_variant = r.top();
@@ -152,13 +141,13 @@ TEST_F(Tracking, MovedBlockIsFoundThroughTheRuntime) {
         Recorder recorder(D);
         recorder.name(x, 4000, "x");
         recorder.name(block, 4000, "block");
-        operation<SetFlag>(*r, r->fields[0], "state_flag_set")(D, D.set_id(), x, 0x1FE, &D.st);
+        call(D, *r, r->fields[0], "state_flag_set", x, 0x1FEu);
         const std::string kind = r->fields[0].is_enumerated() ? "1" : "0";
         EXPECT_EQ(recorder.take(), "zur_get_manifested_type_info(x)\nzurlib_adjust_variant(S, x, " + t.name + ", " +
                                        std::to_string(t.used.size() - 1) + ", st)\nzur_get_instance_variant(x, 1, " +
                                        kind + ")\nzurlib_get_sttr_offset(S, x)\nwrite_range(block, 1, S, null)\n");
         EXPECT_EQ(block[0], 0xFE);
-        EXPECT_EQ(operation<GetFlag>(*r, r->fields[0], "state_flag_get")(D, D.set_id(), x, &D.st), 0xFE);
+        EXPECT_EQ(call<std::uint8_t>(D, *r, r->fields[0], "state_flag_get", x), 0xFE);
         EXPECT_EQ(recorder.take(), "zurlib_get_sttr_offset(S, x)\n");
         bare(D, t.name, "destroy_internal", x, 0u);
     }
@@ -170,19 +159,18 @@ TEST_F(Tracking, AllFlagsAtOnce) {
             if (t.is_enum) continue;
             SCOPED_TRACE(t.name + ", " + mode.text());
             TestDomain D(mode);
-            const auto set_all = operation<void(zur_domain*, std::uint32_t, Instance*, std::uint32_t)>(
-                t.name, "set_all_state_tracking_flag");
             Instance* x = create(t.name, D);
+            const auto set_all = [&](std::uint32_t flag) { bare(D, t.name, "set_all_state_tracking_flag", x, flag); };
             const auto* bytes = reinterpret_cast<const unsigned char*>(x);
             const std::size_t length = heap().block_of(x)->second.size;
             std::vector<unsigned char> expected(bytes, bytes + length);
             Recorder recorder(D);
-            set_all(D, D.set_id(), x, 0x105);
+            set_all(0x105);
             std::fill(expected.begin() + static_cast<std::ptrdiff_t>(t.size), expected.end(), 5);
             EXPECT_EQ(std::vector<unsigned char>(bytes, bytes + length), expected);
             // An Instance without flags, in a tracking Domain, stays as it is.
             x->flags = static_cast<std::uint8_t>(x->flags & ~ZUR_TRACKED);
-            set_all(D, D.set_id(), x, 9);
+            set_all(9);
             EXPECT_TRUE(std::all_of(bytes + t.size, bytes + length, [](unsigned char b) { return b == 5; }));
             EXPECT_EQ(recorder.take(), "");
             x->flags = static_cast<std::uint8_t>(expected[10]);
@@ -205,27 +193,29 @@ TEST_F(Tracking, RefusedFlagOperations) {
             if (!f.is_tracked()) continue;
             ++fields;
             SCOPED_TRACE(std::string(r->name) + "." + f.name);
-            const bool is_whole = f.has_element_flags();
-            const auto get = operation<GetFlag>(*r, f, is_whole ? "state_flag_whole_get" : "state_flag_get");
-            const auto set = operation<SetFlag>(*r, f, is_whole ? "state_flag_whole_set" : "state_flag_set");
+            const std::string kind = f.has_element_flags() ? "state_flag_whole_" : "state_flag_";
+            const auto get = [&](TestDomain& in, Instance* of) {
+                return call<std::uint8_t>(in, *r, f, kind + "get", of);
+            };
+            const auto set = [&](TestDomain& in, Instance* of) { call(in, *r, f, kind + "set", of, 1u); };
             const auto expect_refused = [&](TestDomain& in, std::uint32_t code, const std::string& trace) {
                 EXPECT_EQ(std::exchange(in.st, 0), code);
                 EXPECT_EQ(std::exchange(in->last_error, 0), code);
                 EXPECT_EQ(traces.take(), trace);
             };
-            EXPECT_EQ(get(untracked, untracked.set_id(), x, &untracked.st), 0);
+            EXPECT_EQ(get(untracked, x), 0);
             expect_refused(untracked, 22, "");
-            set(untracked, untracked.set_id(), x, 1, &untracked.st);
+            set(untracked, x);
             expect_refused(untracked, 22, "");
-            EXPECT_EQ(get(D, D.set_id(), plain, &D.st), 0);
+            EXPECT_EQ(get(D, plain), 0);
             expect_refused(D, 22, "3 \" The object is non state tracked\"\n");
-            set(D, D.set_id(), plain, 1, &D.st);
+            set(D, plain);
             expect_refused(D, 22, "3 \" The object is not state tracked\"\n");
             D.agree(r->name, -1);
             x->variant = -1;
-            set(D, D.set_id(), x, 1, &D.st);
+            set(D, x);
             expect_refused(D, 43, "");
-            EXPECT_EQ(get(D, D.set_id(), x, &D.st), 0); // a read does not look at the variant
+            EXPECT_EQ(get(D, x), 0); // a read does not look at the variant
             expect_refused(D, 0, "");
         }
         x->variant = r->top();
