@@ -234,42 +234,34 @@ TEST_F(Frame, NoTypeHoldsReferences) {
     TestDomain D;
     Traces traces;
     char somewhere[16] = {};
-    void* const x = somewhere;
-    for (const TypeNumbers& t : all_types()) {
-        SCOPED_TRACE(t.name);
-        const auto count =
-            operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, std::uint32_t*)>(t.name, "get_oid_count");
-        const auto list =
-            operation<void(zur_domain*, std::uint32_t, const void*, std::uint64_t*, std::uint32_t, std::uint32_t*)>(
-                t.name, "get_object_references");
-        std::uint64_t oids[2] = {5, 6};
-        D.st = 0;
-        D->last_error = 3;
-        EXPECT_EQ(count(D, D.set_id(), x, &D.st), 0u);
-        list(D, D.set_id(), x, oids, 2, &D.st);
-        EXPECT_EQ(D.st, 0u);
-        EXPECT_EQ(D->last_error, 3u);
-        EXPECT_EQ(traces.take(), "");
-
-        D.st = 43;
-        EXPECT_EQ(count(D, D.set_id(), nullptr, &D.st), 0u);
-        list(D, D.set_id(), nullptr, oids, 2, &D.st);
-        EXPECT_EQ(D.st, 43u);
-        EXPECT_EQ(D->last_error, 3u);
-        EXPECT_EQ(traces.take(), "3 \" Error already present in call to get object oid count\"\n"
-                                 "3 \" Error present in call to get table references from object\"\n");
-
-        D.st = 0;
-        EXPECT_EQ(count(D, D.set_id(), nullptr, &D.st), 0u);
-        EXPECT_EQ(std::exchange(D.st, 0), 22u);
-        EXPECT_EQ(std::exchange(D->last_error, 0), 22u);
-        list(D, D.set_id(), nullptr, oids, 2, &D.st);
-        EXPECT_EQ(D.st, 22u);
-        EXPECT_EQ(D->last_error, 22u);
-        EXPECT_EQ(traces.take(), "3 \" Invalid object passed in to get object oid count\"\n"
-                                 "3 \" Cannot get table references. Invalid object passed on\"\n");
-        EXPECT_EQ(oids[0] + oids[1], 11u);
-    }
+    const struct {
+        std::uint32_t before, after, last_error;
+        const void* x;
+        const char* told;
+    } cases[] = {
+        {0, 0, 3, somewhere, ""},
+        {43, 43, 3, nullptr,
+         "3 \" Error already present in call to get object oid count\"\n"
+         "3 \" Error present in call to get table references from object\"\n"},
+        {0, 22, 22, nullptr,
+         "3 \" Invalid object passed in to get object oid count\"\n"
+         "3 \" Cannot get table references. Invalid object passed on\"\n"},
+    };
+    for (const TypeNumbers& t : all_types())
+        for (const auto& c : cases) {
+            SCOPED_TRACE(t.name);
+            std::uint64_t oids[2] = {5, 6};
+            D.st = c.before;
+            D->last_error = 3;
+            EXPECT_EQ(whole<std::uint32_t>(D, t.name, "get_oid_count", c.x), 0u);
+            EXPECT_EQ(std::exchange(D.st, c.before), c.after);
+            EXPECT_EQ(std::exchange(D->last_error, 3), c.last_error);
+            whole(D, t.name, "get_object_references", c.x, &oids[0], 2u);
+            EXPECT_EQ(D.st, c.after);
+            EXPECT_EQ(D->last_error, c.last_error);
+            EXPECT_EQ(traces.take(), c.told);
+            EXPECT_EQ(oids[0] + oids[1], 11u);
+        }
 }
 
 TEST_F(Frame, VariantIndexIsCappedInItsLowByte) {

@@ -1,6 +1,7 @@
 // Reading XML back: round trips of every record, documents that are wrong or hostile, memory that runs out, and the
 // calls that a reader makes. What is written stands in text_form_test.cpp.
 #include "support/bundle_test.hpp"
+#include "support/calls.hpp"
 #include "support/fill.hpp"
 #include "support/imports.hpp"
 #include "support/text.hpp"
@@ -73,8 +74,7 @@ TEST_F(TextRead, TextsOfEveryByte) {
                 const std::string part = all.substr(from, step);
                 Instance* x = create(r->name, D);
                 Instance* y = create(r->name, D);
-                operation<void(zur_domain*, std::uint32_t, Instance*, const char*, std::uint32_t, std::uint32_t*)>(
-                    *r, f, "set")(D, D.set_id(), x, part.data(), static_cast<std::uint32_t>(part.size()), &D.st);
+                call(D, *r, f, "set", x, part.data(), static_cast<std::uint32_t>(part.size()));
                 const std::string xml = text.xml(D, x, r->name);
                 text.read(D, sound_xml(xml).get(), y);
                 EXPECT_EQ(text.compare(x, y), 0) << xml;
@@ -110,25 +110,29 @@ TEST_F(TextRead, WhatIsAbsent) {
 
 TEST_F(TextRead, ArraysFromTheirElements) {
     const TextOperations text("orlan_ial_vlan_group_info");
-    auto* group = orlan_ial_vlan_group_info_create(D, D.set_id());
-    auto* x = reinterpret_cast<Instance*>(group);
+    Instance* x = create(text.type, D);
+    const auto number = [&](const char* field) {
+        return call<std::uint32_t>(D, text.type, std::string(field), "get_value", x);
+    };
+    const auto vlan = [&](std::uint32_t i) {
+        return call<std::uint32_t>(D, text.type, std::string("vlans"), "get_value", x, i);
+    };
     // The length elements are not believed; an element that is no number ends the reading.
     const std::string start = "<max_vlan>9</max_vlan><vlans>7</vlans><other/><vlans>8</vlans>";
     EXPECT_EQ(text.read(D, sound_xml(element(text.type, start + "<vlans> 4094 </vlans><gp_name>g</gp_name>")).get(), x),
               0u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(D, D.set_id(), group, &D.st), 3u);
-    for (std::uint32_t i = 0; i < 3; ++i)
-        EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(D, D.set_id(), group, i, &D.st), i == 2 ? 4094u : 7 + i);
+    EXPECT_EQ(number("max_vlan"), 3u);
+    for (std::uint32_t i = 0; i < 3; ++i) EXPECT_EQ(vlan(i), i == 2 ? 4094u : 7 + i);
     char message[80] = "";
     const std::string bad = element(text.type, "<vlans>5</vlans><vlans>x</vlans><num_of_vlans>3</num_of_vlans>");
     std::uint32_t st = 0;
     text.from_xml(D, D.set_id(), text.type.c_str(), sound_xml(bad).get(), x, &st, message, sizeof message);
     EXPECT_EQ(st, 22u);
     EXPECT_STREQ(message, "orlan_ial_vlan_group_info/vlans[2]: not a value of type u_int32");
-    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(D, D.set_id(), group, 0, &D.st), 5u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_num_of_vlans_get_value(D, D.set_id(), group, &D.st), 0u);
+    EXPECT_EQ(vlan(0), 5u);
+    EXPECT_EQ(number("num_of_vlans"), 0u);
     EXPECT_EQ(D.st, 0u);
-    orlan_ial_vlan_group_info_destroy(D, D.set_id(), group);
+    destroy(text.type, D, x);
 }
 
 TEST_F(TextRead, FailedLookUpIsToldByTheEnumsPath) {
