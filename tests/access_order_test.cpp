@@ -255,11 +255,7 @@ TEST_F(AccessOrder, Number) {
         s.expect(R"(
             u: zur_store_err(22); n: trace(3 " The object is non state tracked"); u: st = 22)");
         s.call(acl, "sequence", "state_flag_set", x, 9u);
-        s.expect(R"(
-
-
-            flag x ~orlan_ial_svm_acl_data 2
-            mark x+98)");
+        s.expect("flag x ~orlan_ial_svm_acl_data 2; mark x+98");
     });
 }
 
@@ -425,17 +421,9 @@ TEST_F(AccessOrder, ArrayOfNumbers) {
         s.expect<void*>("read x 0; zur_store_err(2); st = 2", group, "vlans", "get", x, 4u);
         s.expect("read x 0", group, "vlans", "get_mem", x, source, 2u);
         s.call(group, "vlans", "state_flag_set", x, 1u, 3u);
-        s.expect(R"(
-
-
-            flag x ~orlan_ial_vlan_group_info 0
-            mark $longest+1)");
+        s.expect("flag x ~orlan_ial_vlan_group_info 0; mark $longest+1");
         s.call(group, "vlans", "state_flag_whole_set", x, 3u);
-        s.expect(R"(
-
-
-            flag x ~orlan_ial_vlan_group_info 0
-            mark x+57)");
+        s.expect("flag x ~orlan_ial_vlan_group_info 0; mark x+57");
         const std::uint8_t flags[4] = {4, 5, 6, 7};
         s.call(group, "vlans", "state_flag_set_arr", x, &flags[0], 4u);
         s.expect(R"(
@@ -572,22 +560,27 @@ TEST_F(AccessOrder, ListIsLeft) {
         // The whole record moves: the remaining element follows it.
         s.call(context, "", "set", target, x);
         s.expect(R"(
+            move target ~epm_client_acl_feat_ctx 0 x; range target 112 target
+            t: write_range(target+112, 4, S, target+112); link target+64 target+64; link target+72 target+64
+            link target+80 target+64; link c+32 c; link target+64 target+64; link x+64 x+64; link c+24 c
+            link target+72 target+64; link x+72 x+64; range c+16 8 c; range x+88 4 x)");
+    });
+}
 
-
-            move target ~epm_client_acl_feat_ctx 0 x
-range target 112 target
-            t: write_range(target+112, 4, S, target+112)
-link target+64 target+64
-link target+72 target+64
-            link target+80 target+64
-link c+32 c
-link target+64 target+64
-link x+64 x+64
-link c+24 c
-            link target+72 target+64
-link x+72 x+64
-range c+16 8 c
-range x+88 4 x)");
+TEST_F(AccessOrder, ListGoesWithItsOwner) {
+    in_all_modes([](Scene& s) {
+        constexpr auto list = "bm_feat_conf_list";
+        Instance* x = s.make(context, "x", false);
+        Instance* a = s.make(config, "a", false);
+        Instance* b = s.make(config, "b", false);
+        for (Instance* element : {a, b}) s.call(context, list, "set_last", x, element);
+        s.prepared();
+        destroy(context, s.D, x);
+        s.expect(R"(
+            ...; s: lumeo_set_range(store, a+24, 16, S); link b+32 a; link x+64 x+64; write_range(a+16, 8, S, null)
+            zur_get_instance_variant(a, 1, 0); ...; obj_free(S, a); s: lumeo_set_range(store, b+24, 16, S)
+            link x+72 x+64; link x+64 x+64; write_range(b+16, 8, S, null); zur_get_instance_variant(b, 1, 0); ...
+            obj_free(S, b); write_range(x+88, 4, S, null); ...; obj_free(S, x))");
     });
 }
 
@@ -603,16 +596,9 @@ TEST_F(AccessOrder, WholeRecord) {
         s.prepared();
         s.call(group, "", "set", x, source);
         s.expect(R"(
-
-
-            move x ~orlan_ial_vlan_group_info 0 source
-range x 56 x
-            t: write_range(x+56, 24, S, x+56)
-t: write_range(source+64, 8, S, null)
-range source+24 8 source
-            range source+16 4 source
-range source+40 8 source
-range source+36 4 source)");
+            move x ~orlan_ial_vlan_group_info 0 source; range x 56 x; t: write_range(x+56, 24, S, x+56)
+            t: write_range(source+64, 8, S, null); range source+24 8 source; range source+16 4 source
+            range source+40 8 source; range source+36 4 source)");
         operation<Instance*(zur_domain*, std::uint32_t, Instance*)>(group, "get")(s.D, s.D.set_id(), x);
         s.expect("held x null\n");
         s.call(group, "", "set", x, x);
@@ -632,20 +618,11 @@ range source+36 4 source)");
         Instance* former = s.make(update, "former");
         s.call(update, "", "set", next, former);
         s.expect(R"(
-
-
-            move next ~orlan_svm_epm_ip_address_update_notify 0 former
-range next 72 next
-            t: zurlib_update_sttr_offset(S, next+32, 44)
-t: write_range(next+72, 5, S, next+72)
-            zur_mac_addr_set(S, next+12, former+12, st)
-move next+32 ~fqdn_domain_name 0 former+32
-range next+32 32 next+32
-t: zurlib_get_sttr_offset(S, next+32)
-            t: zurlib_get_sttr_offset(S, former+32)
-t: write_range(next+76, 1, S, next+76)
-            range former+48 8 former+32
-range former+44 2 former+32)");
+            move next ~orlan_svm_epm_ip_address_update_notify 0 former; range next 72 next
+            t: zurlib_update_sttr_offset(S, next+32, 44); t: write_range(next+72, 5, S, next+72)
+            zur_mac_addr_set(S, next+12, former+12, st); move next+32 ~fqdn_domain_name 0 former+32
+            range next+32 32 next+32; t: zurlib_get_sttr_offset(S, next+32); t: zurlib_get_sttr_offset(S, former+32)
+            t: write_range(next+76, 1, S, next+76); range former+48 8 former+32; range former+44 2 former+32)");
         // With an own enumeration among the fields.
         Instance* refusal = s.make("orlan_ial_svm_epm_nack_info", "refusal");
         s.call("orlan_ial_svm_epm_nack_info", "", "set_all", refusal, 3u, 12u);
@@ -659,20 +636,10 @@ range former+44 2 former+32)");
         Instance* from = s.make(message, "from");
         s.call(message, "", "set", to, from);
         s.expect(R"(
-
-
-            move to ~orlan_ial_svm_epm_data 1 from
-range to 120 to
-            t: write_range(to+120, 10, S, to+120)
-range from+32 8 from
-range from+40 8 from
-range from+48 8 from
-            range from+56 8 from
-range from+64 8 from
-range from+72 8 from
-range from+80 8 from
-            range from+88 8 from
-range from+96 8 from)");
+            move to ~orlan_ial_svm_epm_data 1 from; range to 120 to; t: write_range(to+120, 10, S, to+120)
+            range from+32 8 from; range from+40 8 from; range from+48 8 from; range from+56 8 from
+            range from+64 8 from; range from+72 8 from; range from+80 8 from; range from+88 8 from
+            range from+96 8 from)");
     });
 }
 

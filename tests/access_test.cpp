@@ -198,6 +198,7 @@ private:
             return false;
         }
         EXPECT_EQ(call<Instance*>(D, r, f, "get_detach", y), held);
+        expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_get", y), 0);
         EXPECT_EQ(call<Instance*>(D, r, f, "get", y), nullptr);
         call(D, r, f, "set", x, held);
         EXPECT_EQ(call<Instance*>(D, r, f, "get_detach", x), held);

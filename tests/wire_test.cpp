@@ -231,6 +231,19 @@ TEST_F(Wire, VariantsThatThePeerDoesNotSpeak) {
     type.destroy(D, D.set_id(), x);
 }
 
+// What stands in the block is passed over; that there was one is kept, and a block without data is sent on.
+TEST_F(Wire, ABlockThatTravelsWithTheRecord) {
+    const WireType& type = wire_type("orlan_ial_svm_preauthacl_data");
+    TestDomain D;
+    Instance* x = type.create(D, D.set_id());
+    const Bytes sent = bytes(0, ZUR_RA_DATA, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 0, 8, 0, 0, 0, 5);
+    EXPECT_EQ(type.unmarshal(D, D.set_id(), sent.data(), x, 19, 0, &D.st), 19u);
+    EXPECT_EQ(x->flags, ZUR_RA_DATA);
+    EXPECT_EQ(marshalled(type, D, x), bytes(0, ZUR_RA_DATA, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 0, 5));
+    EXPECT_EQ(D.st, 0u);
+    type.destroy(D, D.set_id(), x);
+}
+
 TEST_F(Wire, ASelectedArmThatIsNotThere) {
     const WireType& type = wire_type("orlan_ial_in_svm_epm_data");
     TestDomain D;
