@@ -104,7 +104,9 @@ TEST_F(Tracking, OlderLayoutsHaveTheirBlockEarlier) {
         {catalogue::orlan_ial_svm_epm_data, {112, 120}},      {catalogue::orlan_ial_in_svm_epm_data, {112, 120}},
         {catalogue::auth_mgr_linksec_start_info, {192, 208}}, {catalogue::auth_mgr_linksec_event, {72, 96}},
     };
-    for (const auto& [r, bodies] : cases) {
+    for (const auto& c : cases) {
+        const Record& r = c.record;
+        const std::vector<std::size_t>& bodies = c.bodies;
         SCOPED_TRACE(r.name);
         TestDomain D({.tracking = ZUR_TRACKED_MODE});
         for (std::size_t layout = 0; layout < bodies.size(); ++layout) {
