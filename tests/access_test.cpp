@@ -787,7 +787,7 @@ void refuse_each(TestDomain& D, const char* type, Prepare prepare, Body body) {
 }
 
 TEST_F(Access, EveryAllocationRefused) {
-    const std::uint32_t vlans[3] = {1, 2, 3};
+    const std::uint32_t vlans[5] = {1, 2, 3, 4, 5};
     for (const Mode& mode : tracking_modes()) {
         TestDomain D(mode);
         const auto fresh_and_used = [&](const char* type, auto body) {
