@@ -192,23 +192,6 @@ TEST_F(TextRead, DocumentsThatAreTolerated) {
     }
 }
 
-TEST_F(TextRead, ManyElements) {
-    check_no_writes();
-    // A Domain on plain memory: the array grows by one element at a time, by contract.
-    zur_domain* plain = platform_domain_create(nullptr);
-    auto* group = orlan_ial_vlan_group_info_create(plain, ZUR_NO_SET);
-    std::uint32_t st = 0;
-    const XmlDocument document =
-        sound_xml(element("orlan_ial_vlan_group_info", repeated("<vlans>5</vlans>", 20000) + "<gp_name>g</gp_name>"));
-    orlan_ial_vlan_group_info_from_xml(plain, ZUR_NO_SET, "orlan_ial_vlan_group_info", document.get(), group, &st,
-                                       nullptr, 0);
-    EXPECT_EQ(st, 0u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_max_vlan_get_value(plain, ZUR_NO_SET, group, &st), 20000u);
-    EXPECT_EQ(orlan_ial_vlan_group_info_vlans_get_value(plain, ZUR_NO_SET, group, 19999, &st), 5u);
-    orlan_ial_vlan_group_info_destroy(plain, ZUR_NO_SET, group);
-    platform_domain_destroy(plain);
-}
-
 TEST_F(TextRead, EveryTruncation) {
     check_no_writes();
     const TextOperations text("orlan_svm_epm_notify_domain_name");
