@@ -193,16 +193,11 @@ bool GuardedBuffer::is_clean_before(std::size_t size) const {
     return std::memcmp(memory_ + capacity_ - size - 32, clean.data(), 32) == 0;
 }
 
-TextOperations::TextOperations(const std::string& name)
-    : type(name), print(operation<std::uint32_t(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*,
-                                                const Instance*, std::uint32_t, std::uint32_t*)>(name, "print")),
-      print_cr(operation<std::uint32_t(zur_domain*, const Instance*, char*, std::uint32_t)>(name, "print_cr")),
-      toxml_cr(operation<std::uint32_t(zur_domain*, const Instance*, char*, std::uint32_t)>(name, "toxml_cr")),
-      to_xml(operation<std::uint32_t(zur_domain*, std::uint32_t, const char*, char*, const Instance*, std::uint32_t,
-                                     std::uint32_t, std::uint32_t*)>(name, "to_xml")),
-      from_xml(operation<void(zur_domain*, std::uint32_t, const char*, zur_xml_document*, Instance*, std::uint32_t*,
-                              char*, std::uint32_t)>(name, "from_xml")),
-      compare(operation<std::int32_t(const Instance*, const Instance*)>(name, "compare")) {}
+TextOperations::TextOperations(const std::string& name) : type(name) {
+    const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
+    fetch(print, "print"), fetch(print_cr, "print_cr"), fetch(to_xml, "to_xml"), fetch(toxml_cr, "toxml_cr");
+    fetch(from_xml, "from_xml"), fetch(compare, "compare");
+}
 
 std::string TextOperations::printed(TestDomain& D, const Instance* x, std::uint32_t indent,
                                     const std::string& name) const {
