@@ -172,42 +172,36 @@ std::string on_one_line(const std::string& xml) {
     return line;
 }
 
-struct WrittenRecord {
-    const char* type;
-    const char* file;
-    int variant;
-};
-
-class TextFiles : public TextForm, public testing::WithParamInterface<WrittenRecord> {};
-
-TEST_P(TextFiles, ReadShownAndWritten) {
-    const WrittenRecord& w = GetParam();
-    TestDomain D;
-    D.agree_all(w.variant);
-    const TextOperations text(w.type);
-    const std::string xml = contents(std::string(w.file) + ".xml");
-    const XmlDocument document = sound_xml(xml);
-    Instance* x = create(w.type, D);
-    EXPECT_EQ(text.read(D, document.get(), x), 0u);
-    expect_text(text.xml(D, x, w.type), on_one_line(xml));
-    // Bytes that print leaves as they were stand as dots.
-    std::string print = text.printed(D, x, 0, w.type);
-    for (char& c : print)
-        if (c == '\0' || c == GuardedBuffer::filler) c = '.';
-    expect_text(print, contents(std::string(w.file) + ".txt"));
-    EXPECT_EQ(D.st, 0u);
-    destroy(w.type, D, x);
+TEST_F(TextForm, HandWrittenRecordsAreReadShownAndWritten) {
+    const struct {
+        const char* type;
+        std::string file;
+        int variant;
+    } records[] = {
+        {"orlan_ial_vlan_group_info", "vlan_group", 0}, {"orlan_ial_svm_epm_data", "message_with_acl", 2},
+        {"orlan_ial_svm_acl_data", "acl_variant_0", 0}, {"orlan_ial_svm_acl_data", "acl_variant_1", 1},
+        {"orlan_ial_svm_acl_data", "acl_variant_2", 2}, {"epm_client_acl_feat_ctx", "feature_context", 0},
+        {"orlan_ial_svm_bm_data", "grants", 1},
+    };
+    for (const auto& w : records) {
+        SCOPED_TRACE(w.file);
+        TestDomain D;
+        D.agree_all(w.variant);
+        const TextOperations text(w.type);
+        const std::string xml = contents(w.file + ".xml");
+        const XmlDocument document = sound_xml(xml);
+        Instance* x = create(w.type, D);
+        EXPECT_EQ(text.read(D, document.get(), x), 0u);
+        expect_text(text.xml(D, x, w.type), on_one_line(xml));
+        // Bytes that print leaves as they were stand as dots.
+        std::string print = text.printed(D, x, 0, w.type);
+        for (char& c : print)
+            if (c == '\0' || c == GuardedBuffer::filler) c = '.';
+        expect_text(print, contents(w.file + ".txt"));
+        EXPECT_EQ(D.st, 0u);
+        destroy(w.type, D, x);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Records, TextFiles,
-                         testing::Values(WrittenRecord{"orlan_ial_vlan_group_info", "vlan_group", 0},
-                                         WrittenRecord{"orlan_ial_svm_epm_data", "message_with_acl", 2},
-                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_0", 0},
-                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_1", 1},
-                                         WrittenRecord{"orlan_ial_svm_acl_data", "acl_variant_2", 2},
-                                         WrittenRecord{"epm_client_acl_feat_ctx", "feature_context", 0},
-                                         WrittenRecord{"orlan_ial_svm_bm_data", "grants", 1}),
-                         [](const auto& test) { return std::string(test.param.file); });
 
 // ---- enumerations ----
 
