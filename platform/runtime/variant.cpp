@@ -103,11 +103,11 @@ int32_t zurlib_adjust_variant(zur_domain* D, uint32_t S, void* instance, const z
                               uint32_t* st) {
     if (*st != 0 || instance == nullptr) return 0;
     auto* header = static_cast<zur_instance*>(instance);
-    const int32_t highest_here = std::min(highest, int32_t{header->layout_variant});
-    if (type == nullptr || highest_here <= header->variant) return header->variant;
+    const int32_t variant = header->variant;
+    if (variant >= header->layout_variant || variant >= highest || type == nullptr) return variant;
     const int32_t agreed = static_cast<int8_t>(zur_domain_lookup_variant(D, &D->variant_context, type, st));
-    const int32_t wanted = std::min(agreed, highest_here);
-    if (wanted > header->variant) {
+    const int32_t wanted = std::min({agreed, highest, int32_t{header->layout_variant}});
+    if (wanted > variant) {
         D->write_range_fn(D, &header->variant, sizeof header->variant, S, instance);
         header->variant = static_cast<int8_t>(wanted);
     }
