@@ -22,7 +22,7 @@ inline constexpr std::size_t scratch_length = 128;
 class Paths {
 public:
     explicit Paths(const char* path) {
-        while (start_ < longest && path[start_] != 0) {
+        while (path != nullptr && start_ < longest && path[start_] != 0) {
             characters_[start_] = path[start_];
             ++start_;
         }
