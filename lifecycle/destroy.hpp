@@ -70,7 +70,7 @@ using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, s
 /// The elements of an array of records: each is a whole Instance inside the buffer. Elements without a type were never
 /// set up, because filling the array stopped before them.
 template <const Record& E>
-void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t count) {
+[[gnu::noinline, gnu::flatten]] void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
         auto* element = at<Instance>(storage, std::size_t{i} * catalogue::size<E>);
         if (element->type_info != nullptr) destroy_internal<E>(D, S, element, 0);

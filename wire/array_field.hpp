@@ -35,15 +35,18 @@ template <const Record& R, std::size_t I>
     out.advance(put_element_flags(out.cursor, flags, count, out.room));
 }
 
-/// Elements that are records, one whole marshalled record each.
+/// Elements that are records, one whole marshalled record each. Their writer and reader have no frame of their own
+/// here, since there can be thousands of elements.
 template <const Record& E>
-[[gnu::noinline]] std::uint32_t put_elements(Domain* D, std::uint32_t S, unsigned char* destination,
-                                             const void* storage, std::uint32_t count, std::int32_t room,
-                                             std::uint32_t* st) {
+[[gnu::noinline, gnu::flatten]] std::uint32_t put_elements(Domain* D, std::uint32_t S, unsigned char* destination,
+                                                           const void* storage, std::uint32_t count, std::int32_t room,
+                                                           std::uint32_t* st) {
+    if (storage == nullptr) return 0; // refused, when the length was read
     Writer out{.D = D, .S = S, .cursor = destination, .room = room, .st = st};
-    for (std::size_t i = 0; i < count && *st == 0; ++i)
-        out.advance(
-            marshal_worker<E>(D, S, out.cursor, at<Instance>(storage, i * catalogue::size<E>), out.room, 1, st));
+    for (std::size_t i = 0; i < count && *st == 0; ++i) {
+        const auto* element = at<Instance>(storage, i * catalogue::size<E>);
+        out.advance(marshal_worker<E>(D, S, out.cursor, element, out.room, 1, st));
+    }
     return static_cast<std::uint32_t>(out.cursor - destination);
 }
 
@@ -108,7 +111,7 @@ bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, s
 /// Sets up and reads elements that are records, in zeroed storage; in tracked mode their blocks lie behind all of them.
 /// Elements behind one that cannot be read are not set up. The result is the bytes passed.
 template <const Record& E>
-[[gnu::noinline]] std::uint32_t take_elements(Reader in, void* storage, std::uint32_t count) {
+[[gnu::noinline, gnu::flatten]] std::uint32_t take_elements(Reader in, void* storage, std::uint32_t count) {
     constexpr std::size_t size = catalogue::size<E>;
     const std::int32_t room = in.room;
     for (std::size_t i = 0; i < count && *in.st == 0; ++i) {

@@ -25,9 +25,8 @@ inline void put_text(Writer& out, const void* text, std::uint32_t length) {
 
 /// Characters that follow in the source, into storage with a terminator. The result is the bytes read; -1 when the
 /// Domain refuses memory.
-[[gnu::noinline]] inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source, std::int32_t room,
-                                                      void** text, std::uint32_t length, bool may_keep, Instance* owner,
-                                                      std::uint32_t* st) {
+inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source, std::int32_t room, void** text,
+                                    std::uint32_t length, bool may_keep, Instance* owner, std::uint32_t* st) {
     const bool kept = may_keep && *text != nullptr;
     const std::size_t size =
         provide(D, S, text, kept, std::size_t{length} + 1, Codec<catalogue::character>::size_of, owner, st);
