@@ -106,7 +106,7 @@ void WriteChecker::announced(const void* address, std::size_t length) {
 }
 
 void WriteChecker::allocated(void* block, std::size_t size, bool by_bundle) {
-    if (block == nullptr) return;
+    if (block == nullptr || size == 0) return;
     const auto* bytes = static_cast<const unsigned char*>(block);
     images_[bytes] = {{bytes, bytes + size}, std::vector<bool>(size, false), by_bundle && !within_.empty()};
 }
