@@ -273,6 +273,8 @@ TEST_F(ToolLibrary, IsToldOfWhereItIsDamaged) {
     const tool::Section corbe = tool::section_named(sound, ".corbe"),
                         table = tool::section_named(sound, ".quelog_luids_", tool::Match::start),
                         texts = tool::section_named(sound, ".quelog_format_strings");
+    // How long the second record is, is the build's business.
+    const bool is_padded = corbe.bytes[8 + 4660] % 4 != 0;
     const auto at = [](std::size_t offset) { return "damaged at " + std::to_string(offset) + ": "; };
     const struct {
         std::size_t place;
@@ -288,7 +290,8 @@ TEST_F(ToolLibrary, IsToldOfWhereItIsDamaged) {
         {corbe.offset + 2, 0xFF, false, 0, at(corbe.offset) + "a record is longer than its section\n"},
         {corbe.offset + 8 + 19 + 80 * 3 + 32, ';', false, 3, at(corbe.offset + 267) + "not a line of a manifest\n"},
         {corbe.offset + 8 + 4659, 'x', false, 0, at(corbe.offset) + "a record does not end with a NUL\n"},
-        {corbe.offset + corbe.bytes.size() - 1, 1, false, 60, "no padding behind a record\n"},
+        {corbe.offset + corbe.bytes.size() - 1, 1, false, 60,
+         is_padded ? "no padding behind a record\n" : "a record does not end with a NUL\n"},
         {table.offset, 2, true, 0, at(table.offset) + "the catalogue's table is of an unknown version\n"},
         {table.offset + 5, 0, true, 0,
          at(table.offset + 4) + "the catalogue's digest is not the one in its section's name\n"},
