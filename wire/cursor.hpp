@@ -114,14 +114,17 @@ struct Reader {
         cursor += bytes;
         room -= static_cast<std::int32_t>(bytes);
     }
-    /// Over a nested record, whose jump word may lead anywhere.
+    /// Over what a codec or a nested record says to have read: beyond a room that is negative, nothing.
     [[gnu::always_inline]] void pass(std::uint32_t bytes) {
-        if (bytes <= std::int64_t{room}) [[likely]] {
+        if (bytes <= static_cast<std::uint32_t>(room)) [[likely]]
             advance(bytes);
-        } else {
-            cursor += rest();
-            room = room_beyond(room, bytes);
-        }
+        else
+            leave(bytes);
+    }
+    /// Over more than there is.
+    [[gnu::always_inline]] void leave(std::uint32_t bytes) {
+        cursor += rest();
+        room = room_beyond(room, bytes);
     }
     template <FlagForm form>
     [[gnu::always_inline]] void take_flag(std::size_t place) {

@@ -140,7 +140,9 @@ std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance
     const auto passed = static_cast<std::uint32_t>(std::int64_t{base_room} - in.room);
     if (jump > passed) [[unlikely]] {
         const auto base = static_cast<std::uint32_t>(std::int64_t{length} - base_room);
-        in.pass(jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, base + passed, base, jump));
+        const std::uint32_t over =
+            jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, base + passed, base, jump);
+        over <= in.rest() ? in.advance(over) : in.leave(over);
     }
     x->variant = known_variant;
     x->flags |= flags;
