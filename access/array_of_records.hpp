@@ -53,10 +53,11 @@ void retire(Domain* D, std::uint32_t S, Instance* former, const Instance* parent
     mark_detached(D, S, former, 0);
 }
 
-/// Moves all elements to new storage, the blocks too where they have any.
+/// Moves all elements to new storage, the blocks too where they have any. Filling an array one by one comes here with
+/// all that it has each time, so nothing in it has a frame of its own.
 template <const Record& E>
-void move_elements(Domain* D, std::uint32_t S, const Elements<E>& to, const Elements<E>& from, const Instance* parent,
-                   bool tracking, std::uint32_t* st) {
+[[gnu::noinline, gnu::flatten]] void move_elements(Domain* D, std::uint32_t S, Elements<E> to, Elements<E> from,
+                                                   const Instance* parent, bool tracking, std::uint32_t* st) {
     std::memcpy(to.storage, from.storage, from.count * Elements<E>::size);
     if (tracking && from.count != 0 && has_flag(from.element(0), ZUR_TRACKED))
         std::memcpy(to.blocks(), from.blocks(), from.count * Elements<E>::block_length);
