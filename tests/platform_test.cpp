@@ -367,6 +367,21 @@ TEST_F(Platform, XmlGivesValuesBack) {
         EXPECT_TRUE(object.image() == type.wire || object.image() == empty);
         EXPECT_EQ(take_status(), 0u);
     }
+    // Twice, because no reader may leave its mark in the document; and in pieces, the first of them escaped.
+    for (const Type& type : types()) {
+        SCOPED_TRACE(type.name);
+        const std::string text = type.text;
+        char first[4];
+        std::snprintf(first, sizeof first, "\\%02x", static_cast<unsigned>(text[0]));
+        const Document document =
+            parse("<r><f>" + text + "</f><f>" + first + "<![CDATA[" + text.substr(1) + "]]></f></r>");
+        for (const char* path : {"r/f[1]", "r/f[1]", "r/f[2]"}) {
+            Object object(D, type, false);
+            type.field.from_xml(D, set_id, path, document.get(), object, &st, nullptr, 0);
+            EXPECT_EQ(object.image(), type.wire) << path;
+            EXPECT_EQ(take_status(), 0u) << path;
+        }
+    }
     const Document addresses = parse("<r><a>\n 2001:db8::1 </a></r>");
     ip_address address = {};
     ip_address_from_xml(D, set_id, "r/a", addresses.get(), &address, &st, nullptr, 0);
@@ -400,6 +415,58 @@ TEST_F(Platform, PathsFindElements) {
     EXPECT_EQ(xml_get_element_value(document.get(), "r/l[2]/a", two, sizeof two, &length), 28u);
     EXPECT_STREQ(two, "4");
     EXPECT_EQ(length, 2u);
+}
+
+// What was asked before decides where a look-up starts, not what it finds.
+TEST_F(Platform, PathsFindElementsInAnyOrder) {
+    const std::string text =
+        "<root><abcdefgh>1</abcdefgh><abcdefghi>2</abcdefghi><a>3</a><abcdefgh>4<a>5</a><a>6</a>"
+        "<a><b>7</b><b>8</b></a></abcdefgh><a><b>9</b></a><abcdefghijklmnopqrs>10</abcdefghijklmnopqrs>"
+        "</root>";
+    const struct {
+        const char* path;
+        const char* found; // null: nothing
+    } paths[] = {
+        {"root", ""},
+        {"root/abcdefgh", "1"},
+        {"root/abcdefgh[2]", "4"},
+        {"root[1]/abcdefgh[2]", "4"},
+        {"root/abcdefgh[3]", nullptr},
+        {"root/abcdefghi", "2"},
+        {"root/abcdefg", nullptr},
+        {"root/abcdefghijklmnopqrs", "10"},
+        {"root/abcdefghijklmnopqrt", nullptr},
+        {"root/a", "3"},
+        {"root/a[1]", "3"},
+        {"root/a[2]", ""},
+        {"root/a[02]/b", "9"},
+        {"root/a[2]/b[2]", nullptr},
+        {"root/a[1]/b", nullptr},
+        {"root/abcdefgh[2]/a", "5"},
+        {"root/abcdefgh[2]/a[2]", "6"},
+        {"root/abcdefgh[2]/a[3]/b", "7"},
+        {"root/abcdefgh[2]/a[3]/b[2]", "8"},
+        {"root/abcdefgh[2]/a[3]/b[2]/c", nullptr},
+        {"root/abcdefgh[2]/a[4]", nullptr},
+        {"root/abcdefgh/a", nullptr},
+        {"roo", nullptr},
+        {"a", nullptr},
+        {"", nullptr},
+    };
+    const auto expect = [](zur_xml_document* document, const auto& wanted) {
+        char buffer[8] = "";
+        const uint32_t code = xml_get_element_value(document, wanted.path, buffer, sizeof buffer, nullptr);
+        EXPECT_EQ(code, wanted.found != nullptr ? 0u : 2u) << wanted.path;
+        EXPECT_STREQ(buffer, wanted.found != nullptr ? wanted.found : "") << wanted.path;
+    };
+    for (const auto& before : paths)
+        for (const auto& wanted : paths) {
+            SCOPED_TRACE(before.path);
+            const Document document = parse(text);
+            expect(document.get(), before);
+            expect(document.get(), wanted);
+            expect(document.get(), before);
+        }
 }
 
 std::string repeated(const char* text, int times) {

@@ -4,14 +4,15 @@
 // A trait T has: Object, Value; name; shape; `moves` (a set empties its source); `content(Object *)` and content_size,
 // the bytes behind the header; `load(const Object *)` (null gives the empty value); `length(Value)` on the wire;
 // `encode(to, Value)`; `decode(from, room, Value &, used &)`, which gives an error number; `text(TextWriter &, Value,
-// xml)`; `parse(characters, length, Value &)`, which may turn the characters into the value's bytes in place;
-// may_be_empty, an empty element is a value; `compare(Value, Value)`; `hash(Value, seed)`; where there is a header,
-// `type_info()`. A type that owns a buffer has owns_buffer, `terminator` (bytes behind the buffer's content) and
-// `store(Object *, Value, buffer)`; any other `store(Object *, Value)`.
+// xml)`; `parse(characters, length, Value &)`, which may take `char *` and turn the characters into the value's bytes
+// in place; may_be_empty, an empty element is a value; `compare(Value, Value)`; `hash(Value, seed)`; where there is a
+// header, `type_info()`. A type that owns a buffer has owns_buffer, `terminator` (bytes behind the buffer's content)
+// and `store(Object *, Value, buffer)`; any other `store(Object *, Value)`.
 #pragma once
 
 #include "bytes.hpp"
 #include "contract.hpp"
+#include "element_text.hpp"
 #include "text_writer.hpp"
 #include "type_info.hpp"
 
@@ -216,20 +217,20 @@ struct Field {
     static void from_xml(zur_domain* D, uint32_t S, const char* path, zur_xml_document* document, void* field,
                          uint32_t* st, char* message, uint32_t message_size) {
         if (raised(D, st)) return;
-        char few[64];
-        std::unique_ptr<char, decltype(&std::free)> many(nullptr, &std::free);
-        char* text = few;
-        uint32_t length = 0;
-        uint32_t code = xml_get_element_value(document, path, few, sizeof few, &length);
-        if (code == ZUR_BUFFER_TOO_SMALL) {
-            many.reset(static_cast<char*>(std::malloc(std::size_t{length} + 1)));
-            text = many.get();
-            code = text != nullptr ? xml_get_element_value(document, path, text, length + 1, &length)
-                                   : uint32_t{ZUR_NO_MEMORY};
-        }
         Value value{};
-        if (code == 0 && length == 0 && !T::may_be_empty) return;
-        if (code == 0 && length != 0 && !T::parse(text, length, value)) code = ZUR_BAD_ARGUMENT;
+        constexpr bool is_parsed_in_place = !requires(const char* characters) {
+            T::parse(characters, 0u, value);
+        };
+        ElementText text(document, path, is_parsed_in_place);
+        const auto parse = [&] {
+            if constexpr (is_parsed_in_place)
+                return T::parse(text.own(), text.length(), value);
+            else
+                return T::parse(text.characters(), text.length(), value);
+        };
+        uint32_t code = text.code();
+        if (code == 0 && text.length() == 0 && !T::may_be_empty) return;
+        if (code == 0 && text.length() != 0 && !parse()) code = ZUR_BAD_ARGUMENT;
         if (code == 0) assign(D, S, static_cast<Object*>(field), value, false, &code);
         if (code == 0) return;
         fail(D, code, st);

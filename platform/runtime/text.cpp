@@ -3,13 +3,12 @@
 // zur_print_space() writes no terminator: a record's closing line hands in the start of its text, where the blanks of
 // the opening line already stand, and a terminator would cut the text there. For the same reason blanks that do not fit
 // are not written at all: the text before them has its terminator.
+#include "../common/element_text.hpp"
 #include "../common/text_writer.hpp"
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 
 using namespace platform;
 
@@ -141,18 +140,13 @@ uint32_t null_string_to_xml(zur_domain* D, uint32_t, const char* name, char* buf
 void null_string_from_xml(zur_domain* D, uint32_t S, const char* path, zur_xml_document* document, char* characters,
                           uint32_t capacity, uint32_t* st, char* message, uint32_t message_size) {
     if (raised(D, st)) return;
-    uint32_t length = 0;
-    uint32_t code = xml_get_element_value(document, path, nullptr, 0, &length);
-    std::unique_ptr<char, decltype(&std::free)> text(nullptr, &std::free);
-    if (code == ZUR_BUFFER_TOO_SMALL && length <= capacity) {
-        text.reset(static_cast<char*>(std::malloc(std::size_t{length} + 1)));
-        code = text != nullptr ? xml_get_element_value(document, path, text.get(), length + 1, nullptr)
-                               : uint32_t{ZUR_NO_MEMORY};
-    }
+    const ElementText text(document, path);
+    const bool is_too_long = text.code() == 0 && text.length() > capacity;
+    const uint32_t code = is_too_long ? uint32_t{ZUR_BUFFER_TOO_SMALL} : text.code();
     if (code != 0) return failed_string(D, code, path, st, message, message_size);
     announce(D, S, characters, capacity);
     std::memset(characters, 0, capacity);
-    if (text != nullptr) std::memcpy(characters, text.get(), length);
+    if (text.length() != 0) std::memcpy(characters, text.characters(), text.length());
 }
 
 uint32_t var_string_print(zur_domain* D, uint32_t, char* buffer, uint32_t indent, const char* name,

@@ -74,8 +74,8 @@ struct VString : ByteRun<zur_vstring> {
     static constexpr uint32_t terminator = 1;
 
     static void text(TextWriter& writer, Value value, bool xml) { writer.escaped(value.bytes, value.length, xml); }
-    static bool parse(char* characters, uint32_t size, Value& value) {
-        value = {reinterpret_cast<uint8_t*>(characters), size};
+    static bool parse(const char* characters, uint32_t size, Value& value) {
+        value = {reinterpret_cast<const uint8_t*>(characters), size};
         return true;
     }
 };

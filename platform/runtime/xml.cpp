@@ -1,84 +1,148 @@
 // Parsed XML documents and the look-up of elements by path. Parsing itself is pugixml's.
 //
-// A look-up walks the children of one element for each step of the path. The steps of the last path are remembered:
-// those that a path shares with it are not walked again, and a step that asks for a later element of the same name
-// goes on where the last one stopped, so that asking for x[1], x[2], ... walks the siblings once.
-#include "../common/contract.hpp"
+// A document's elements stand in one block, in the document's order, so that a look-up needs pugixml for nothing but
+// the further pieces of a text. It walks the children of one element for each step of the path. The steps of the last
+// path are remembered: those that a path shares with it are not walked again, and a step that asks for a later element
+// of the same name goes on where the last one stopped, so that asking for x[1], x[2], ... walks the siblings once.
+#include "../common/element_text.hpp"
 
 #include <algorithm>
 #include <bit>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <immintrin.h>
+#include <memory>
 #include <new>
 #include <pugixml.hpp>
-#include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 struct zur_xml_document {
-    struct Step {
-        std::size_t start; // of the name, in last_path
-        std::size_t name_length;
-        std::size_t end;
-        std::size_t number; // from 1
+    // A Bundle's paths are shorter. A name that is as long is not looked for.
+    static constexpr std::size_t path_room = 256;
+
+    // An element's descendants stand behind it, its next sibling behind them.
+    struct Element {
+        const char* name;
+        const char* text; // the first piece
         pugi::xml_node node;
+        uint32_t size; // in elements, with its descendants
+        bool has_more_text;
+
+        const Element* end() const { return this + size; }
     };
 
-    pugi::xml_document tree;
-    std::string last_path; // as far as it led to an element
-    std::vector<Step> steps;
+    // A step of a path that led to an element. The first one stands for the document.
+    struct Step {
+        std::size_t start; // of its name, in the path
+        std::size_t name_end;
+        std::size_t number; // from 1
+        const Element* element;
+    };
+
+    std::unique_ptr<char[]> text;
+    pugi::xml_document tree; // in the text's place
+    std::unique_ptr<Element, decltype(&std::free)> elements{nullptr, &std::free};
+    std::unique_ptr<Step[]> steps; // as many as the deepest element has
+    Step* last = nullptr;          // of the last path, which is kept up to the end of this name
+    char last_path[path_room];
 };
 
 namespace {
 
 using Document = zur_xml_document;
+using Element = Document::Element;
+using Step = Document::Step;
 
 constexpr platform_xml_limits default_limits = {16u << 20, 64, 65536};
+
+// Behind the text, for its end and for whole words of a name.
+constexpr std::size_t text_padding = 1 + sizeof(uint64_t);
 
 struct Failure {
     const char* reason = nullptr;
     std::size_t offset = 0;
 };
 
+constexpr Failure out_of_memory = {"out of memory", 0};
+
 // What cannot be told from the tree, and what must be told before there is one. The count of brackets bounds the
 // memory that the tree will take.
 Failure examine_text(std::string_view text, const platform_xml_limits& limits) {
     if (text.size() > limits.size) return {"document too large", limits.size};
     if (const std::size_t nul = text.find('\0'); nul != text.npos) return {"NUL byte", nul};
+    const std::size_t most = 2 * std::size_t{limits.elements} + 16;
+    if (text.size() <= most) return {};
     std::size_t brackets = 0;
     for (std::size_t i = 0; (i = text.find('<', i)) != text.npos; ++i)
-        if (++brackets > 2 * std::size_t{limits.elements} + 16) return {"too many elements", i};
+        if (++brackets > most) return {"too many elements", i};
     return {};
 }
 
-Failure examine_tree(const pugi::xml_document& tree, const platform_xml_limits& limits) {
+// Lists the tree's elements. One that is still open has its parent's number for its size.
+Failure list_elements(Document& document, const platform_xml_limits& limits) {
     const auto failed = [](const char* reason, pugi::xml_node node) {
         return Failure{reason, static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0))};
     };
-    std::size_t elements = 0;
-    std::size_t depth = 1;
-    for (pugi::xml_node node = tree.first_child(); node;) {
-        const pugi::xml_node_type type = node.type();
-        if (type == pugi::node_doctype) return failed("document type declarations are not accepted", node);
-        if (type == pugi::node_element) {
+    Element* elements = nullptr;
+    std::size_t room = 0;
+    uint32_t count = 0;
+    uint32_t parent = 0;
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    pugi::xml_node node = document.tree;
+    do {
+        switch (node.type()) {
+        case pugi::node_doctype: return failed("document type declarations are not accepted", node);
+        case pugi::node_document:
+        case pugi::node_element:
             if (depth > limits.depth) return failed("elements nested too deeply", node);
-            if (elements == limits.elements) return failed("too many elements", node);
-            if (depth == 1 && elements != 0) return failed("more than one root element", node);
-            ++elements;
-            if (const pugi::xml_node child = node.first_child()) {
-                node = child;
-                ++depth;
-                continue;
+            if (count > limits.elements) return failed("too many elements", node);
+            if (depth == 1 && count != 1) return failed("more than one root element", node);
+            if (count == room) {
+                room = std::max<std::size_t>(2 * room, 64);
+                elements = static_cast<Element*>(std::realloc(document.elements.get(), room * sizeof(Element)));
+                if (elements == nullptr) return out_of_memory;
+                (void)document.elements.release();
+                document.elements.reset(elements);
             }
+            new (elements + count) Element{node.name(), node.value(), node, parent, false};
+            parent = count++;
+            deepest = std::max(deepest, ++depth);
+            node = node.first_child();
+            break;
+        case pugi::node_null: {
+            Element& closed = elements[parent];
+            parent = std::exchange(closed.size, count - parent);
+            --depth;
+            node = closed.node.next_sibling();
+            break;
         }
-        pugi::xml_node next = node.next_sibling();
-        for (; !next && depth > 1; --depth) {
-            node = node.parent();
-            next = node.next_sibling();
+        default: // a piece of text behind the first
+            elements[parent].has_more_text = true;
+            node = node.next_sibling();
         }
-        node = next;
-    }
+    } while (depth != 0);
+    document.steps.reset(new (std::nothrow) Step[deepest]);
+    if (document.steps == nullptr) return out_of_memory;
+    document.last = document.steps.get();
+    *document.last = {0, 0, 1, elements};
     return {};
+}
+
+Failure parse(Document& document, std::string_view text, const platform_xml_limits& limits) {
+    document.text.reset(new (std::nothrow) char[text.size() + text_padding]);
+    if (document.text == nullptr) return out_of_memory;
+    std::memset(document.text.get() + text.copy(document.text.get(), text.size()), 0, text_padding);
+    // White space counts where it is all that an element holds; elsewhere between elements it is layout.
+    // The first text stands in its element's node.
+    constexpr unsigned flags = pugi::parse_embed_pcdata | pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
+                               pugi::parse_ws_pcdata_single | pugi::parse_doctype;
+    const pugi::xml_parse_result result =
+        document.tree.load_buffer_inplace(document.text.get(), text.size() + 1, flags, pugi::encoding_utf8);
+    if (result) return list_elements(document, limits);
+    return {result.description(), static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))};
 }
 
 void tell(std::string_view text, const Failure& failure, char* message, std::size_t message_size) {
@@ -90,85 +154,105 @@ void tell(std::string_view text, const Failure& failure, char* message, std::siz
                   failure.reason);
 }
 
-// One step of a path: a name, and a number from 1; past every run when it is no number.
-struct Step {
-    std::string_view name;
+std::size_t length_in_common(const char* a, const char* b, std::size_t length) {
+    const auto difference = [&](std::size_t i) {
+        const __m128i of_a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+        const __m128i of_b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(of_a, of_b))) ^ 0xFFFF;
+    };
+    constexpr std::size_t width = sizeof(__m128i);
+    std::size_t i = 0;
+    for (; i < length && length >= width; i += width) {
+        i = std::min(i, length - width); // the last vector overlaps the one before it
+        if (const unsigned found = difference(i)) return i + static_cast<std::size_t>(std::countr_zero(found));
+    }
+    while (i < length && a[i] == b[i]) ++i;
+    return std::min(i, length);
+}
+
+// Whether an element has that name. Behind a document's last name there is room, so that words of both are compared
+// where the element's name is shorter.
+bool is_named(const Element& element, const char* name, std::size_t length) {
+    if (*element.name != *name) return false;
+    std::size_t i = 0;
+    for (; i + sizeof(uint64_t) <= length; i += sizeof(uint64_t))
+        if (std::memcmp(element.name + i, name + i, sizeof(uint64_t)) != 0) return false;
+    while (i < length && element.name[i] == name[i]) ++i;
+    return i == length && element.name[length] == 0;
+}
+
+// The element of that number, from 1, among those of a name from `first` to `end`; null when there are fewer.
+const Element* walk(const Element* first, const Element* end, std::string_view name, std::size_t number) {
+    for (; first != end; first = first->end())
+        if (is_named(*first, name.data(), name.size()) && --number == 0) return first;
+    return nullptr;
+}
+
+// What stands behind a step's name: its number, from 1, or nothing for the first. No end: this is no step.
+struct Rest {
+    const char* end = nullptr;
     std::size_t number = 1;
 };
 
-Step read_step(std::string_view text) {
-    const std::size_t bracket = text.find('[');
-    if (bracket == text.npos) return {text, 1};
-    Step step = {text.substr(0, bracket), 0};
-    const std::string_view digits = text.substr(bracket + 1);
-    for (const char c : digits.substr(0, digits.empty() ? 0 : digits.size() - 1)) {
-        if (c < '0' || c > '9' || step.number > UINT32_MAX) return {step.name, SIZE_MAX};
-        step.number = 10 * step.number + static_cast<std::size_t>(c - '0');
+Rest read_rest(const char* p) {
+    Rest rest;
+    if (*p == '[') {
+        rest.number = 0;
+        for (unsigned digit; (digit = static_cast<unsigned char>(*++p) - unsigned{'0'}) <= 9;)
+            if (rest.number <= UINT32_MAX) rest.number = 10 * rest.number + digit;
+        if (rest.number == 0 || *p++ != ']') return rest;
     }
-    if (digits.empty() || digits.back() != ']' || step.number == 0) step.number = SIZE_MAX;
-    return step;
+    if (*p == '/' || *p == 0) rest.end = p;
+    return rest;
 }
 
-// The element of that number, from 1, among those of a name behind `former` or, without one, in `parent`.
-// A name that no path of a Bundle has room for is not looked for.
-pugi::xml_node walk(pugi::xml_node parent, pugi::xml_node former, std::string_view name, std::size_t number) {
-    char terminated[256];
-    if (name.size() >= sizeof terminated) return {};
-    terminated[name.copy(terminated, name.size())] = 0;
-    pugi::xml_node node = former ? former.next_sibling(terminated) : parent.child(terminated);
-    while (node && --number != 0) node = node.next_sibling(terminated);
-    return node;
-}
-
-std::size_t length_in_common(std::string_view a, std::string_view b) {
-    const std::size_t shorter = std::min(a.size(), b.size());
-    std::size_t i = 0;
-    for (uint64_t of_a, of_b; i + sizeof of_a <= shorter; i += sizeof of_a) {
-        std::memcpy(&of_a, a.data() + i, sizeof of_a);
-        std::memcpy(&of_b, b.data() + i, sizeof of_b);
-        if (of_a != of_b) return i + static_cast<std::size_t>(std::countr_zero(of_a ^ of_b)) / 8;
-    }
-    while (i < shorter && a[i] == b[i]) ++i;
-    return i;
-}
-
-// The first characters are there already.
-void remember(std::string& last, std::string_view path, std::size_t same) {
-    last.resize(path.size());
-    if (path.size() > same) std::memcpy(last.data() + same, path.data() + same, path.size() - same);
-}
-
-// The element that a path leads to; of several, the first.
-pugi::xml_node find(Document& document, std::string_view path) {
-    std::string& last = document.last_path;
-    std::vector<Document::Step>& steps = document.steps;
-    const std::size_t same = length_in_common(path, last);
-    const auto is_kept = [&](const Document::Step& step) {
-        return step.end <= same && (step.end == path.size() || path[step.end] == '/');
-    };
-    std::size_t kept = 0;
-    while (kept < steps.size() && is_kept(steps[kept])) ++kept;
-    const Document::Step former = kept < steps.size() ? steps[kept] : Document::Step{};
-    const std::size_t depth_of_former = kept;
-    steps.resize(kept);
-    for (std::size_t start = kept != 0 ? steps.back().end + 1 : 0; start <= path.size(); start = steps.back().end + 1) {
-        const std::size_t end = std::min(path.find('/', start), path.size());
-        const Step step = read_step(path.substr(start, end - start));
-        const bool goes_on = steps.size() == depth_of_former && step.name.size() == former.name_length &&
-                             start + former.name_length <= same && step.number > former.number;
-        const pugi::xml_node parent = steps.empty() ? document.tree : steps.back().node;
-        pugi::xml_node node;
-        if (!step.name.empty())
-            node = goes_on ? walk(parent, former.node, step.name, step.number - former.number)
-                           : walk(parent, {}, step.name, step.number);
-        if (!node) {
-            remember(last, path.substr(0, steps.empty() ? 0 : steps.back().end), same);
-            return {};
+// The last step of a path that leads to an element; of several elements, to the first. Where it leads nowhere, the
+// steps before remain, or all of the last path, if but a number is not there.
+const Step* find(Document& document, const char* path) {
+    Step* step = document.last;
+    const std::size_t kept = std::min(std::strlen(path), step->name_end);
+    const std::size_t same = length_in_common(path, document.last_path, kept);
+    while (step->name_end > same) --step;
+    const char* name = path;
+    char delimiter = '/';
+    if (step->name_end != 0) {
+        const char* name_end = path + step->name_end;
+        if (*name_end == '[' || *name_end == '/' || *name_end == 0) {
+            const auto [end, number] = read_rest(name_end);
+            if (end == nullptr) return nullptr;
+            if (number != step->number) {
+                const Element* parent = step[-1].element;
+                const std::string_view whole(path + step->start, step->name_end - step->start);
+                const Element* found = number > step->number
+                                           ? walk(step->element->end(), parent->end(), whole, number - step->number)
+                                           : walk(parent + 1, parent->end(), whole, number);
+                if (found == nullptr) return nullptr;
+                step->number = number;
+                step->element = found;
+            }
+            delimiter = *end;
+            name = end + 1;
+        } else {
+            name = path + step->start;
+            --step;
         }
-        steps.push_back({start, step.name.size(), end, step.number, node});
     }
-    remember(last, path, same);
-    return steps.back().node;
+    while (delimiter == '/') {
+        const char* name_end = name + std::strcspn(name, "/[");
+        const auto [end, number] = read_rest(name_end);
+        const std::string_view whole(name, static_cast<std::size_t>(name_end - name));
+        if (end == nullptr || whole.size() >= Document::path_room) break;
+        const Element* found = walk(step->element + 1, step->element->end(), whole, number);
+        if (found == nullptr) break;
+        *++step = {static_cast<std::size_t>(name - path), static_cast<std::size_t>(name_end - path), number, found};
+        delimiter = *end;
+        name = end + 1;
+    }
+    const Step* found = delimiter == 0 ? step : nullptr;
+    while (step->name_end > Document::path_room) --step;
+    document.last = step;
+    if (step->name_end > same) std::memcpy(document.last_path + same, path + same, step->name_end - same);
+    return found;
 }
 
 int hex_digit(char c) {
@@ -177,8 +261,15 @@ int hex_digit(char c) {
     return found != nullptr ? static_cast<int>(found - digits) & 15 : -1;
 }
 
+// The text of an element if it stands there as it is, in one piece and without an escape; else null.
+const char* plain_text(const Element& element, std::size_t& length) {
+    const char* end = strchrnul(element.text, '\\');
+    length = static_cast<std::size_t>(end - element.text);
+    return *end == 0 && !element.has_more_text ? element.text : nullptr;
+}
+
 // Undoes the backslash escape of the element's text. Gives the whole length; false for an escape that is none.
-bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_t& length) {
+bool unescape(const Element& element, char* buffer, std::size_t size, std::size_t& length) {
     length = 0;
     const auto put = [&](char c) {
         if (length + 1 < size) buffer[length] = c;
@@ -198,13 +289,13 @@ bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_
         }
         return true;
     };
-    if (!put_piece(element.value())) return false;
-    for (pugi::xml_node piece = element.first_child(); piece; piece = piece.next_sibling()) {
+    if (!put_piece(element.text)) return false;
+    for (pugi::xml_node piece = element.node.first_child(); piece; piece = piece.next_sibling()) {
         const bool is_text = piece.type() == pugi::node_pcdata || piece.type() == pugi::node_cdata;
         if (is_text && !put_piece(piece.value())) return false;
     }
     if (size != 0) buffer[std::min(length, size - 1)] = 0;
-    return length <= UINT32_MAX - 1;
+    return true;
 }
 
 } // namespace
@@ -216,25 +307,13 @@ zur_xml_document* platform_xml_parse(const char* text, size_t length, const plat
     chosen.depth = chosen.depth != 0 ? chosen.depth : default_limits.depth;
     chosen.elements = chosen.elements != 0 ? chosen.elements : default_limits.elements;
 
+    chosen.elements = std::min(chosen.elements, UINT32_MAX - 1);
+
     const std::string_view whole(text, length);
     auto* document = new (std::nothrow) Document;
     Failure failure = examine_text(whole, chosen);
-    if (document == nullptr) failure = {"out of memory", 0};
-    if (failure.reason == nullptr) {
-        // White space counts where it is all that an element holds; elsewhere between elements it is layout.
-        // The first text stands in its element's node.
-        constexpr unsigned flags = pugi::parse_embed_pcdata | pugi::parse_cdata | pugi::parse_escapes |
-                                   pugi::parse_eol | pugi::parse_ws_pcdata_single | pugi::parse_doctype;
-        const pugi::xml_parse_result result = document->tree.load_buffer(text, length, flags, pugi::encoding_utf8);
-        failure = result ? examine_tree(document->tree, chosen)
-                         : Failure{result.description(),
-                                   static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))};
-    }
-    if (failure.reason == nullptr) {
-        document->last_path.reserve(256);
-        document->steps.reserve(8);
-        return document;
-    }
+    if (failure.reason == nullptr) failure = document != nullptr ? parse(*document, whole, chosen) : out_of_memory;
+    if (failure.reason == nullptr) return document;
     tell(whole, failure, message, message_size);
     delete document;
     return nullptr;
@@ -247,13 +326,13 @@ void platform_xml_free(zur_xml_document* document) {
 uint32_t xml_get_element_nodecount(zur_xml_document* document, const char* path, uint32_t* count) {
     *count = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const std::string_view whole(path);
-    pugi::xml_node node = find(*document, whole);
-    if (!node) return 0;
+    const Step* step = find(*document, path);
+    if (step == nullptr) return 0;
     *count = 1;
-    if (whole.back() == ']') return 0;
-    const std::string_view name = node.name();
-    while ((node = walk({}, node, name, 1))) ++*count;
+    if (path[step->name_end] == '[') return 0;
+    const Element* element = step->element;
+    const std::string_view name = element->name;
+    while ((element = walk(element->end(), step[-1].element->end(), name, 1)) != nullptr) ++*count;
     return 0;
 }
 
@@ -261,10 +340,30 @@ uint32_t xml_get_element_value(zur_xml_document* document, const char* path, cha
                                uint32_t* length) {
     if (length != nullptr) *length = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const pugi::xml_node node = find(*document, path);
-    if (!node) return ZUR_ABSENT;
-    std::size_t whole = 0;
-    if (!unescape(node, buffer, buffer != nullptr ? size : 0, whole)) return ZUR_BAD_ARGUMENT;
+    const Step* step = find(*document, path);
+    if (step == nullptr) return ZUR_ABSENT;
+    if (buffer == nullptr) size = 0;
+    std::size_t whole;
+    if (const char* plain = plain_text(*step->element, whole); plain == nullptr) {
+        if (!unescape(*step->element, buffer, size, whole)) return ZUR_BAD_ARGUMENT;
+    } else if (size != 0) {
+        const std::size_t fits = std::min<std::size_t>(whole, size - 1);
+        std::memcpy(buffer, plain, fits);
+        buffer[fits] = 0;
+    }
+    if (whole >= UINT32_MAX) return ZUR_BAD_ARGUMENT;
     if (length != nullptr) *length = static_cast<uint32_t>(whole);
-    return whole != 0 && (buffer == nullptr || whole >= size) ? ZUR_BUFFER_TOO_SMALL : 0;
+    return whole != 0 && whole >= size ? ZUR_BUFFER_TOO_SMALL : 0;
+}
+
+uint32_t platform_xml_plain_text(zur_xml_document* document, const char* path, const char** characters,
+                                 uint32_t* length) {
+    if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
+    const Step* step = find(*document, path);
+    if (step == nullptr) return ZUR_ABSENT;
+    std::size_t whole;
+    *characters = plain_text(*step->element, whole);
+    if (*characters == nullptr || whole >= UINT32_MAX) return ZUR_BUFFER_TOO_SMALL;
+    *length = static_cast<uint32_t>(whole);
+    return 0;
 }
