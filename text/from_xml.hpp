@@ -16,32 +16,53 @@ namespace epm::text {
 inline constexpr std::size_t path_length = 256;
 inline constexpr std::size_t scratch_length = 128;
 
-/// The paths of what lies under one element, spelled one after the other behind the element's own, which is copied
-/// once. A path that is too long is cut, and then leads nowhere, or in a document made for it to the same place for
-/// each element.
+/// The path of the element that is being read, and behind it that of what lies under it, spelled in the same place one
+/// after the other. A path that is too long is cut, and then leads nowhere, or in a document made for it to the same
+/// place for each element.
 class Paths {
 public:
     explicit Paths(const char* path) {
-        while (path != nullptr && start_ < longest && path[start_] != 0) {
-            characters_[start_] = path[start_];
-            ++start_;
+        while (path != nullptr && last_.end < longest && path[last_.end] != 0) {
+            characters_[last_.end] = path[last_.end];
+            ++last_.end;
         }
-        put(start_, {"/", 1});
-        start_ = end_;
     }
     [[gnu::noinline]] const char* spell(CountedText name) {
-        put(start_, name);
-        characters_[end_] = 0;
+        put(last_.start, name);
+        characters_[last_.end] = 0;
         return characters_;
     }
     /// Elements count from 1.
     [[gnu::noinline]] const char* spell(CountedText name, std::uint32_t element) {
-        put(start_, name);
-        put(end_, Subscript(element).text());
-        characters_[end_] = 0;
+        put(last_.start, name);
+        put(last_.end, Subscript(element).text());
+        characters_[last_.end] = 0;
         return characters_;
     }
-    bool is_cut() const { return is_cut_; } ///< whether the last path was too long
+    /// As above, where the last path was that of the element before: mostly one digit differs.
+    const char* spell_next(CountedText name, std::uint32_t element) {
+        if (element == 1 || last_.is_cut || characters_[last_.end - 2] == '9') return spell(name, element);
+        ++characters_[last_.end - 2];
+        return characters_;
+    }
+    bool is_cut() const { return last_.is_cut; } ///< whether the last path was too long
+
+    struct Place {
+        std::uint32_t start = 0; ///< behind the element's path
+        std::uint32_t end = 0;   ///< of the last path
+        bool is_cut = false;
+    };
+    /// What is spelled from now on lies under the last path, until that is the last one again.
+    Place enter() {
+        const Place outer = last_;
+        put(last_.end, {"/", 1});
+        last_.start = last_.end;
+        return outer;
+    }
+    void leave(const Place& outer) {
+        last_ = outer;
+        characters_[last_.end] = 0;
+    }
 
 private:
     static constexpr std::uint32_t longest = path_length - 1;
@@ -49,14 +70,12 @@ private:
     void put(std::uint32_t place, CountedText text) {
         const std::uint32_t length = std::min(text.length, longest - place);
         std::memcpy(characters_ + place, text.characters, length);
-        end_ = place + length;
-        is_cut_ = length < text.length;
+        last_.end = place + length;
+        last_.is_cut = length < text.length;
     }
 
     char characters_[path_length];
-    std::uint32_t start_ = 0; ///< behind the element's path
-    std::uint32_t end_;
-    bool is_cut_;
+    Place last_;
 };
 
 /// What a reader is given, and hands on to those of its fields.
@@ -77,49 +96,48 @@ struct Reader {
 };
 
 /// The number of the first enumerator that stands under the path as an element, or `count`: none does, or looking
-/// failed and the error is left.
-[[gnu::noinline]] inline std::uint32_t find_enumerator(Domain* D, const char* path, zur_xml_document* document,
-                                                       const CountedText* names, std::uint32_t count, std::uint32_t* st,
-                                                       char* message, std::uint32_t message_size) {
-    Paths paths(path);
+/// failed and the error is left. The path is the last one spelled.
+[[gnu::noinline]] inline std::uint32_t find_enumerator(const Reader& in, const char* path, const CountedText* names,
+                                                       std::uint32_t count) {
+    const Paths::Place outer = in.paths.enter();
     char scratch[scratch_length];
-    for (std::uint32_t i = 0; i < count; ++i) {
-        *st = xml_get_element_value(document, paths.spell(names[i]), scratch, sizeof scratch, nullptr);
-        if (*st == 0) return i;
-        zur_store_err(D, *st);
-        if (*st == 0) return i;
-        if (*st != ZUR_ABSENT) {
-            if (message != nullptr) std::snprintf(message, message_size, "Failed xpath: %s", path);
-            return count;
+    std::uint32_t found = 0;
+    for (; found < count; ++found) {
+        *in.st = xml_get_element_value(in.document, in.paths.spell(names[found]), scratch, sizeof scratch, nullptr);
+        if (*in.st == 0) break;
+        zur_store_err(in.D, *in.st);
+        if (*in.st == 0) break;
+        if (*in.st != ZUR_ABSENT) {
+            found = count;
+            break;
         }
-        *st = 0;
+        *in.st = 0;
     }
-    return count;
+    in.paths.leave(outer);
+    if (*in.st != 0 && in.message != nullptr) std::snprintf(in.message, in.message_size, "Failed xpath: %s", path);
+    return found;
 }
 
 /// The number is stored unannounced and whatever the Instance's variant.
 template <const Enum& E>
-void from_xml(Domain* D, std::uint32_t /*S*/, const char* path, zur_xml_document* document, Instance* x,
-              std::uint32_t* st, char* message, std::uint32_t message_size) {
-    if (*st != 0) return;
-    zur_clear_last_error(D);
-    const std::uint32_t found =
-        find_enumerator(D, path, document, enumerator_names<E>.data(), E.count, st, message, message_size);
+void read(const Reader& in, const char* path, Instance* x) {
+    if (*in.st != 0) return;
+    zur_clear_last_error(in.D);
+    const std::uint32_t found = find_enumerator(in, path, enumerator_names<E>.data(), E.count);
     if (found < E.count) *at<std::uint32_t>(x, catalogue::header_length) = found;
 }
 
 template <const Record& R>
-void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* document, Instance* x, std::uint32_t* st,
-              char* message, std::uint32_t message_size);
+void read(const Reader& in, const char* path, Instance* x);
 
-/// Reads a value of the type of field I, or of its elements' type.
+/// Reads a value of the type of field I, or of its elements' type, under the last path spelled.
 template <const Record& R, std::size_t I>
 void read_as(const Reader& in, const char* path, void* value) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.is_own_enum())
-        from_xml<*f.enumeration>(in.D, in.S, path, in.document, header(value), in.st, in.message, in.message_size);
+        read<*f.enumeration>(in, path, header(value));
     else if constexpr (f.is_of_record())
-        from_xml<*f.record>(in.D, in.S, path, in.document, header(value), in.st, in.message, in.message_size);
+        read<*f.record>(in, path, header(value));
     else
         Codec<*f.foreign>::from_xml(in.D, in.S, path, in.document, value, in.st, in.message, in.message_size);
 }
@@ -155,7 +173,7 @@ template <const Record& R, std::size_t I>
 bool read_run(const Reader& in, Instance* x) {
     for (std::uint32_t i = 0; i < R.fields[I].capacity; ++i) {
         void* element = at(field<R, I>(x), i * element_length<R, I>);
-        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i + 1), element);
+        read_as<R, I>(in, in.paths.spell_next(name_of<R, I>, i + 1), element);
         if (*in.st != 0) return in.goes_on();
     }
     return true;
@@ -168,7 +186,7 @@ bool read_values(const Reader& in, Instance* x) {
     static_assert(std::string_view(R.fields[I].foreign->name) == "u_int32", "there are holders of this type only");
     void* holder = u_int32_create(in.D, in.S);
     for (std::uint32_t i = 1; holder != nullptr; ++i) {
-        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i), holder);
+        read_as<R, I>(in, in.paths.spell_next(name_of<R, I>, i), holder);
         if (*in.st != 0 || in.paths.is_cut()) {
             const bool goes_on = in.goes_on();
             u_int32_destroy(in.D, in.S, holder);
@@ -199,7 +217,7 @@ void read_records(const Reader& in, Instance* x) {
     constexpr const Record& element_type = *f.record;
     Instance* element = lifecycle::create<element_type>(in.D, in.S);
     for (std::uint32_t i = 1; element != nullptr; ++i) {
-        read_as<R, I>(in, in.paths.spell(name_of<R, I>, i), element);
+        read_as<R, I>(in, in.paths.spell_next(name_of<R, I>, i), element);
         if (*in.st != 0 || in.paths.is_cut()) {
             in.goes_on();
             lifecycle::destroy_internal<element_type>(in.D, in.S, element, 1);
@@ -267,18 +285,25 @@ bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
 
 /// All fields are read, whatever the Instance's variant.
 template <const Record& R>
+void read(const Reader& in, const char* path, Instance* x) {
+    if (*in.st != 0) return;
+    zur_clear_last_error(in.D);
+    std::uint32_t count = 0;
+    if (xml_get_element_nodecount(in.document, path, &count) != 0 || count == 0) {
+        fail(in.D, in.st, ZUR_ABSENT);
+        return;
+    }
+    const Paths::Place outer = in.paths.enter();
+    read_fields<R>(in, x, std::make_index_sequence<R.count>{});
+    in.paths.leave(outer);
+}
+
+template <const auto& T>
 void from_xml(Domain* D, std::uint32_t S, const char* path, zur_xml_document* document, Instance* x, std::uint32_t* st,
               char* message, std::uint32_t message_size) {
     if (*st != 0) return;
-    zur_clear_last_error(D);
-    std::uint32_t count = 0;
-    if (xml_get_element_nodecount(document, path, &count) != 0 || count == 0) {
-        fail(D, st, ZUR_ABSENT);
-        return;
-    }
     Paths paths(path);
-    const Reader in{D, S, paths, document, st, message, message_size};
-    read_fields<R>(in, x, std::make_index_sequence<R.count>{});
+    read<T>({D, S, paths, document, st, message, message_size}, path, x);
 }
 
 } // namespace epm::text
