@@ -53,13 +53,13 @@ public:
         bool is_cut = false;
     };
     /// What is spelled from now on lies under the last path, until that is the last one again.
-    Place enter() {
+    [[gnu::noinline]] Place enter() {
         const Place outer = last_;
         put(last_.end, {"/", 1});
         last_.start = last_.end;
         return outer;
     }
-    void leave(const Place& outer) {
+    [[gnu::noinline]] void leave(const Place& outer) {
         last_ = outer;
         characters_[last_.end] = 0;
     }
@@ -285,7 +285,7 @@ bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
 
 /// All fields are read, whatever the Instance's variant.
 template <const Record& R>
-void read(const Reader& in, const char* path, Instance* x) {
+[[gnu::noinline]] void read(const Reader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;
     zur_clear_last_error(in.D);
     std::uint32_t count = 0;
