@@ -317,6 +317,10 @@ constexpr Layout lay_out(const Record& r) {
         l.body[variant] = static_cast<std::uint16_t>(body_length(place));
         l.block[variant] = static_cast<std::uint16_t>(round_up(flag, l.block_alignment));
     }
+    // A store may hold Instances of a later layout. What is known of one is the newest layout here.
+    const auto known = static_cast<std::ptrdiff_t>(r.variants());
+    std::fill(l.body.begin() + known, l.body.end(), l.body[r.variants() - 1]);
+    std::fill(l.block.begin() + known, l.block.end(), l.block[r.variants() - 1]);
     return l;
 }
 

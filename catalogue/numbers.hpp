@@ -18,7 +18,10 @@ struct Numbers {
 template <const Record& R>
 consteval bool holds(const Numbers& n) {
     constexpr const Layout& l = layout<R>;
-    const bool by_variant = R.variants() == 1 || (l.body == n.body && l.block == n.block);
+    const auto agree = [](const auto& a, const auto& b) {
+        return std::equal(a.begin(), a.begin() + R.variants(), b.begin());
+    };
+    const bool by_variant = R.variants() == 1 || (agree(l.body, n.body) && agree(l.block, n.block));
     return l.used == n.used && size<R> == n.size && size<R> + block_length<R> == n.tracked && by_variant;
 }
 
