@@ -221,7 +221,7 @@ std::uint32_t list_add_chained(Domain* D, Instance* owner, Instance* element, st
     if (!open_write_here(D, S, owner, place.field, st)) return;
     auto* head = at<ListHead>(owner, place.head);
     store(D, S, &head->count, head->count - 1, owner);
-    lifecycle::unlink(D, S, element, place.links, lifecycle::Marked::neighbour, site);
+    lifecycle::unlink(D, S, head, element, place.links, lifecycle::Marked::neighbour, site);
     store(D, S, &links_of(element, place.links)->list_head, nullptr, element);
     record_containment(D, S, element, owner);
     mark_detached(D, S, element, 1);

@@ -96,7 +96,7 @@ void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     auto* head = field<R, I, ListHead>(x);
     while (head->first != head) {
         auto* element = header(head->first);
-        unlink(D, S, element, links, Marked::removed, trace::site<R, O, trace::Text::range_refused, I>);
+        unlink(D, S, head, element, links, Marked::removed, trace::site<R, O, trace::Text::range_refused, I>);
         store(D, S, &links_of(element, links)->list_head, nullptr, nullptr);
         destroy_internal<element_type>(D, S, element, 1);
     }
@@ -186,8 +186,8 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
     if (variant >= 0) {
         if constexpr (R.is_linked()) {
             constexpr std::size_t links = catalogue::layout<R>.links;
-            if (links_of(x, links)->list_head != nullptr)
-                unlink(D, S, x, links, Marked::removed, site<R, Operation::unlink, Text::range_refused>);
+            if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
+                unlink(D, S, head, x, links, Marked::removed, site<R, Operation::unlink, Text::range_refused>);
         }
         if (!destroy_fields<R>(D, S, x, variant, &status, std::make_index_sequence<R.count>{})) return;
     }
@@ -196,8 +196,9 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
         const bool is_moved = has_flag(x, ZUR_MOVED_FLAGS);
         if (!is_moved) is_tracking(D, site<R, Operation::destroy, Text::corrupted_handle>);
         // What lies behind a nested Instance is not its block: once the runtime has forgotten the place, nobody knows
-        // it.
-        if (variant >= 0 && (is_moved || !has_flag(x, ZUR_NESTED))) release_element_flags<R>(D, S, block);
+        // it. Nor is what lies inside.
+        const bool is_known = is_moved ? block >= at<std::uint8_t>(x, catalogue::size<R>) : !has_flag(x, ZUR_NESTED);
+        if (variant >= 0 && is_known) release_element_flags<R>(D, S, block);
     }
     const zur_type_info* type =
         checked(zur_get_manifested_type_info(x), site<R, Operation::destroy, Text::type_info_damaged>);

@@ -34,9 +34,9 @@ enum class Marked { neighbour, removed };
 
 /// Takes an element out of its list: its neighbours' links close over it. Its own links and the head's count stay.
 /// `site` is the first of the five entries of this removal.
-inline void unlink(Domain* D, std::uint32_t S, void* element, std::size_t offset, Marked marked, std::uint32_t site) {
+inline void unlink(Domain* D, std::uint32_t S, ListHead* head, void* element, std::size_t offset, Marked marked,
+                   std::uint32_t site) {
     Links* links = links_of(element, offset);
-    ListHead* head = links->list_head;
     if (D->obj_store != nullptr && lumeo_set_range(D->obj_store, &links->next, 2 * pointer_length, S) == 0)
         range_refused(site);
     const auto touched = [&](void* neighbour) { return marked == Marked::neighbour ? neighbour : element; };
