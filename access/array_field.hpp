@@ -21,13 +21,6 @@ constexpr std::uint32_t unsigned_count(Count count) {
     return static_cast<std::uint32_t>(count);
 }
 
-/// Elements that can be reached. The length tells of more where the Domain refused the storage.
-template <const Record& R, std::size_t I>
-std::uint32_t reachable_count(const Instance* x) {
-    if (is_growing<R, I> && *field<R, I, void* const>(x) == nullptr) return 0;
-    return element_count<R, I>(x);
-}
-
 template <const Record& R, std::size_t I>
 void* element(Instance* x, std::uint32_t index) {
     return const_cast<void*>(element_at<R, I>(x, index));
@@ -38,7 +31,7 @@ template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index,
                                         std::uint32_t* st) {
     if (!open_read(D, x, gate<R, I>, st)) return nullptr;
-    if (index >= reachable_count<R, I>(x)) {
+    if (index >= element_count<R, I>(x)) {
         fail(D, st, ZUR_ABSENT);
         return nullptr;
     }
@@ -66,7 +59,7 @@ void get_mem(Domain* D, std::uint32_t /*S*/, const Instance* x, void* destinatio
              std::uint32_t* st) {
     if (!open_read(D, x, gate<R, I>, st)) return;
     const std::uint32_t used = unsigned_count(count);
-    if (used > reachable_count<R, I>(x)) return fail(D, st, ZUR_BAD_ARGUMENT);
+    if (used > element_count<R, I>(x)) return fail(D, st, ZUR_BAD_ARGUMENT);
     if (used != 0) std::memcpy(destination, element_at<R, I>(x, 0), used * element_length<R, I>);
 }
 

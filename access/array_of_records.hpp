@@ -59,7 +59,7 @@ template <const Record& E>
 [[gnu::noinline, gnu::flatten]] void move_elements(Domain* D, std::uint32_t S, Elements<E> to, Elements<E> from,
                                                    const Instance* parent, bool tracking, std::uint32_t* st) {
     std::memcpy(to.storage, from.storage, from.count * Elements<E>::size);
-    if (tracking && from.count != 0 && has_flag(from.element(0), ZUR_TRACKED))
+    if (tracking && from.count != 0 && has_flag(from.element(from.count - 1), ZUR_TRACKED))
         std::memcpy(to.blocks(), from.blocks(), from.count * Elements<E>::block_length);
     if (tracking)
         for (std::uint32_t i = 0; i < from.count; ++i) to.tell_place(D, S, i);
@@ -139,7 +139,7 @@ void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance*
     if (!open_write(D, S, x, gate<R, I>, st)) return;
     const Tracking tracking = test_tracking_of_both<R, I>(D, x, source, st);
     if (tracking == Tracking::refused) return;
-    if (index >= reachable_count<R, I>(x) && !grow_records<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
+    if (index >= element_count<R, I>(x) && !grow_records<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
     auto* target = header(element<R, I>(x, index));
     record_containment(D, S, target, x);

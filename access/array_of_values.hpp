@@ -36,7 +36,7 @@ void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t in
     if (!open_write(D, S, x, gate<R, I>, st)) return;
     const Tracking tracking = test_tracking(D, x, st, nth_flag_place<R, I, operation, 0>);
     if (tracking == Tracking::refused) return;
-    if (index >= reachable_count<R, I>(x) && !grow_values<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
+    if (index >= element_count<R, I>(x) && !grow_values<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
     void* address = element<R, I>(x, index);
     record_containment(D, S, address, x);
@@ -71,7 +71,7 @@ std::uint32_t set_chained(Domain* D, Instance* x, std::uint32_t index, typename 
 /// An element that is there is looked for under a status word of its own, which replaces the caller's.
 template <const Record& R, std::size_t I>
 void* element_to_write(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, std::uint32_t* st) {
-    if (index < reachable_count<R, I>(x)) {
+    if (index < element_count<R, I>(x)) {
         std::uint32_t status = 0;
         void* pointer = get<R, I>(D, S, x, index, &status);
         record_containment(D, S, pointer, x);

@@ -21,11 +21,11 @@ std::uint32_t present_length(const Instance* x) {
         return *field<R, length, std::uint32_t>(x);
 }
 
-/// Elements of an array or run.
+/// Elements of an array or run. An array's length tells of more where the Domain refused the storage.
 template <const Record& R, std::size_t I>
 std::uint32_t element_count(const Instance* x) {
     if constexpr (R.fields[I].kind == Kind::array)
-        return present_length<R, I>(x);
+        return *field<R, I, const void*>(x) != nullptr ? present_length<R, I>(x) : 0;
     else
         return R.fields[I].capacity;
 }

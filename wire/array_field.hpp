@@ -17,7 +17,7 @@ namespace epm::wire {
 /// Element flags that fit; an Instance without them sends zeros. Bytes written.
 [[gnu::noinline]] inline std::uint32_t put_element_flags(unsigned char* destination, const void* flags,
                                                          std::uint32_t count, std::int32_t room) {
-    const auto used = static_cast<std::uint32_t>(std::min(std::int64_t{room}, std::int64_t{count}));
+    const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{count}));
     if (flags != nullptr)
         std::memcpy(destination, flags, used);
     else
@@ -38,10 +38,9 @@ template <const Record& R, std::size_t I>
 /// Elements that are records, one whole marshalled record each. Their writer and reader have no frame of their own
 /// here, since there can be thousands of elements.
 template <const Record& E>
-[[gnu::noinline, gnu::flatten]] std::uint32_t put_elements(Domain* D, std::uint32_t S, unsigned char* destination,
-                                                           const void* storage, std::uint32_t count, std::int32_t room,
-                                                           std::uint32_t* st) {
-    if (storage == nullptr) return 0; // refused, when the length was read
+[[gnu::noinline, gnu::flatten, gnu::nonnull(4)]] std::uint32_t
+put_elements(Domain* D, std::uint32_t S, unsigned char* destination, const void* storage, std::uint32_t count,
+             std::int32_t room, std::uint32_t* st) {
     Writer out{.D = D, .S = S, .cursor = destination, .room = room, .st = st};
     for (std::size_t i = 0; i < count && *st == 0; ++i) {
         const auto* element = at<Instance>(storage, i * catalogue::size<E>);
@@ -53,7 +52,7 @@ template <const Record& E>
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void put_array(Writer& out, const Instance* x) {
     constexpr const Field& f = R.fields[I];
-    const std::uint32_t count = present_length<R, I>(x);
+    const std::uint32_t count = element_count<R, I>(x);
     if (count == 0) return;
     const void* storage = *field<R, I, void*>(x);
     if constexpr (f.is_of_record())
@@ -128,9 +127,11 @@ template <const Record& E>
     return static_cast<std::uint32_t>(std::int64_t{room} - in.room);
 }
 
-/// Whether elements that an array holds have been given room for state flags, if the Domain tracks.
-inline bool has_blocks_if_needed(const Reader& in, const void* storage) {
-    return !in.places_blocks || has_flag(header(storage), ZUR_TRACKED);
+/// Whether the elements that an array holds have been given room for state flags, if the Domain tracks. The last one
+/// knows: it was set up when the storage got its size.
+template <const Record& E>
+bool has_blocks_if_needed(const Reader& in, const void* storage, std::uint32_t count) {
+    return !in.places_blocks || has_flag(at<Instance>(storage, (count - 1) * catalogue::size<E>), ZUR_TRACKED);
 }
 
 /// False: the Domain refuses memory.
@@ -146,7 +147,8 @@ template <const Record& R, std::size_t I>
         drop(in.D, in.S, storage, x);
         return true;
     }
-    const bool kept = in.keeps(count, former) && *storage != nullptr && has_blocks_if_needed(in, *storage);
+    const bool kept =
+        in.keeps(count, former) && *storage != nullptr && has_blocks_if_needed<element>(in, *storage, count);
     const std::size_t size = provide(
         in.D, in.S, storage, kept, count, [](const Domain* D) { return lifecycle::size_of<element>(D); }, x, in.st);
     if (size == 0) return false;

@@ -63,8 +63,11 @@ template <const Record& R, std::size_t I>
         return compare<*f.record>(field<R, I, Instance>(a), field<R, I, Instance>(b));
     } else if constexpr (f.kind == Kind::characters || f.kind == Kind::run) {
         return std::memcmp(field<R, I>(a), field<R, I>(b), std::size_t{f.capacity} * f.foreign->length);
-    } else if constexpr (f.kind == Kind::text || f.kind == Kind::array) {
-        const std::uint32_t count = std::min(present_length<R, I>(a), present_length<R, I>(b));
+    } else if constexpr (f.kind == Kind::text) {
+        const std::uint32_t length = std::min(present_length<R, I>(a), present_length<R, I>(b));
+        return compare_bytes(*field<R, I, void*>(a), *field<R, I, void*>(b), length);
+    } else if constexpr (f.kind == Kind::array) {
+        const std::uint32_t count = std::min(element_count<R, I>(a), element_count<R, I>(b));
         const void* of_a = *field<R, I, void*>(a);
         const void* of_b = *field<R, I, void*>(b);
         if constexpr (f.is_of_record())

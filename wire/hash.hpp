@@ -23,10 +23,12 @@ template <const Record& R, std::size_t I>
         constexpr std::size_t c = catalogue::companion<R, I>;
         h = Codec<*R.fields[c].foreign>::hash(field<R, c>(x), h);
         const void* storage = *field<R, I, void*>(x);
-        const std::uint32_t count = present_length<R, I>(x);
-        if constexpr (!f.is_of_record()) {
-            return SuperFastHash(storage, count * f.foreign->length, h);
+        if constexpr (f.kind == Kind::text) {
+            return SuperFastHash(storage, present_length<R, I>(x), h);
+        } else if constexpr (!f.is_of_record()) {
+            return SuperFastHash(storage, element_count<R, I>(x) * f.foreign->length, h);
         } else {
+            const std::uint32_t count = element_count<R, I>(x);
             for (std::size_t i = 0; i < count; ++i)
                 h = hash<*f.record>(at<Instance>(storage, i * catalogue::size<*f.record>), h);
             return h;

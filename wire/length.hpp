@@ -28,7 +28,7 @@ template <const Record& R, std::size_t I>
         std::uint32_t total = 0;
         if (x == nullptr) return total;
         const void* storage = *field<R, I, void*>(x);
-        const std::uint32_t count = present_length<R, I>(x);
+        const std::uint32_t count = element_count<R, I>(x);
         for (std::size_t i = 0; i < count; ++i)
             total += length<*f.record>(D, S, at<Instance>(storage, i * catalogue::size<*f.record>));
         return total;
@@ -64,7 +64,9 @@ template <const Record& R, std::size_t I>
 template <const Record& R, std::size_t... I>
 [[gnu::always_inline]] inline std::uint32_t length_of_fields(Domain* D, std::uint32_t S, const Instance* x,
                                                              std::int8_t variant, std::index_sequence<I...>) {
-    return (0u + ... + (variant >= R.fields[I].since ? length_of_field<R, I>(D, S, x) : 0));
+    std::uint32_t total = 0;
+    ((total += variant >= R.fields[I].since ? length_of_field<R, I>(D, S, x) : 0), ...);
+    return total;
 }
 
 template <const Record& R, std::size_t... I>
