@@ -172,14 +172,7 @@ class AccessOrder : public BundleTest {
 protected:
     template <class Body>
     void in_all_modes(Body body) {
-        std::vector<Mode> modes = all_modes();
-        for (Mode mode : tracking_modes()) {
-            mode.store_mode = 1;
-            mode.containment = mode.has_store = true;
-            mode.set_id = ZUR_NO_SET; // the store gets no marks
-            modes.push_back(mode);
-        }
-        for (const Mode& mode : modes) {
+        for (const Mode& mode : all_modes()) {
             Scene s(mode);
             body(s);
             if (HasFailure()) return;

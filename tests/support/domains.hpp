@@ -29,7 +29,8 @@ struct Mode {
 
 /// Without a handle, untracked and tracked.
 const std::vector<Mode>& tracking_modes();
-/// Every combination of tracking, store_mode 0 and 1, containment, with and without a store.
+/// Every combination of tracking, store_mode 0 and 1, containment, with and without a store; and with all of them, but
+/// in no set.
 const std::vector<Mode>& all_modes();
 
 class TestDomain {
