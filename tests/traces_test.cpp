@@ -117,6 +117,9 @@ TEST_F(Deaths, DamagedHandle) {
         dies("set", [&] { whole(D, type, "set", x, y); });
         for (const char* name : {"marshal", "marshal_for_clone"})
             dies(name, [&] { whole<std::uint32_t>(D, type, name, buffer, x, 1600); });
+        dies("to_xml", [&] {
+            whole<std::uint32_t>(D, type, "to_xml", "x", reinterpret_cast<char*>(buffer), x, 1600u, 0u);
+        });
         dies("unmarshal",
              [&] { whole<std::uint32_t>(D, type, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 0u); });
         // The length of a record with a nested one is stopped there.
@@ -131,7 +134,7 @@ TEST_F(Deaths, DamagedHandle) {
         }
         for (Instance* instance : {x, y}) destroy(type, D, instance);
     }
-    EXPECT_EQ(places, 49u * 12 - 5 + 2 * 181);
+    EXPECT_EQ(places, 49u * 13 - 5 + 2 * 181);
 }
 
 TEST_F(Deaths, DamagedTypeInfo) {

@@ -1,6 +1,5 @@
 // What the tests of the text forms share: the operations of a type by its description, buffers that end where memory
-// does, documents, and a second maker of the expected texts. It walks the catalogue at run time and knows nothing of
-// the templates that make the texts in the library.
+// does, and documents.
 #pragma once
 
 #include "support/domains.hpp"
@@ -8,6 +7,9 @@
 
 #include <platform/xml.h>
 
+#include <sys/mman.h>
+
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -16,45 +18,52 @@ namespace epm::test {
 using Instance = zur_instance;
 using XmlDocument = std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)>;
 
-inline XmlDocument parse_xml(const std::string& text, std::string* message = nullptr) {
+/// A document that must be one.
+inline XmlDocument sound_xml(const std::string& text) {
     char reason[200] = "";
     XmlDocument document(platform_xml_parse(text.data(), text.size(), nullptr, reason, sizeof reason),
                          &platform_xml_free);
-    if (message != nullptr) *message = reason;
-    return document;
-}
-
-/// A document that must be one.
-inline XmlDocument sound_xml(const std::string& text) {
-    std::string message;
-    XmlDocument document = parse_xml(text, &message);
-    EXPECT_NE(document, nullptr) << message;
+    EXPECT_NE(document, nullptr) << reason;
     return document;
 }
 
 /// Memory in front of a page that nobody may touch; a text's buffer is its last bytes.
 class GuardedBuffer {
 public:
-    explicit GuardedBuffer(std::size_t capacity);
-    ~GuardedBuffer();
+    static constexpr char filler = '~';
+    static constexpr std::size_t capacity = 300 << 12;
+
+    GuardedBuffer()
+        : memory_(static_cast<char*>(
+              mmap(nullptr, capacity + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
+        if (memory_ == MAP_FAILED || mprotect(memory_ + capacity, 4096, PROT_NONE) != 0) std::abort();
+    }
+    ~GuardedBuffer() { munmap(memory_, capacity + 4096); }
     GuardedBuffer(const GuardedBuffer&) = delete;
     GuardedBuffer& operator=(const GuardedBuffer&) = delete;
 
-    static constexpr char filler = '~';
     /// The last `size` bytes, all filler, as are some in front of them.
-    char* last(std::size_t size);
+    char* last(std::size_t size) {
+        char* buffer = memory_ + capacity - size;
+        std::memset(buffer - 32, filler, size + 32);
+        return buffer;
+    }
     /// Whether what lies in front of these bytes is as it was.
-    bool is_clean_before(std::size_t size) const;
+    bool is_clean_before(std::size_t size) const {
+        return std::string(memory_ + capacity - size - 32, 32) == std::string(32, filler);
+    }
 
 private:
     char* memory_;
-    std::size_t capacity_;
-    std::size_t mapped_;
 };
 
 /// The operations of one type.
 struct TextOperations {
-    explicit TextOperations(const std::string& type);
+    explicit TextOperations(const std::string& name) : type(name) {
+        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
+        fetch(print, "print"), fetch(print_cr, "print_cr"), fetch(to_xml, "to_xml"), fetch(toxml_cr, "toxml_cr");
+        fetch(from_xml, "from_xml"), fetch(compare, "compare");
+    }
 
     std::string type;
     Operation<std::uint32_t(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*, const Instance*,
@@ -70,14 +79,23 @@ struct TextOperations {
     Operation<std::int32_t(const Instance*, const Instance*)> compare;
 
     /// The whole text, as it stands in a buffer full of filler that is large enough.
-    std::string printed(TestDomain& D, const Instance* x, std::uint32_t indent, const std::string& name) const;
-    std::string xml(TestDomain& D, const Instance* x, const std::string& name, std::uint32_t flag = 0) const;
+    std::string printed(TestDomain& D, const Instance* x, std::uint32_t indent, const std::string& name) const {
+        std::string buffer(300000, GuardedBuffer::filler);
+        buffer.resize(print(D, D.set_id(), buffer.data(), indent, name.c_str(), x, 300000, &D.st));
+        return buffer;
+    }
+    std::string xml(TestDomain& D, const Instance* x, const std::string& name, std::uint32_t flag = 0) const {
+        std::string buffer(300000, GuardedBuffer::filler);
+        buffer.resize(to_xml(D, D.set_id(), name.c_str(), buffer.data(), x, 300000, flag, &D.st));
+        return buffer;
+    }
     /// Reads from a document whose root bears the type's name; the status word that it leaves.
-    std::uint32_t read(TestDomain& D, zur_xml_document* document, Instance* x) const;
+    std::uint32_t read(TestDomain& D, zur_xml_document* document, Instance* x) const {
+        std::uint32_t st = 0;
+        char message[300] = "";
+        from_xml(D, D.set_id(), type.c_str(), document, x, &st, message, sizeof message);
+        return st;
+    }
 };
-
-/// The texts that a record must give, from the catalogue and from what its memory holds.
-std::string expected_print(const Record& r, TestDomain& D, Instance* x, std::uint32_t indent, const std::string& name);
-std::string expected_xml(const Record& r, TestDomain& D, Instance* x, const std::string& name, unsigned flag);
 
 } // namespace epm::test
