@@ -203,7 +203,6 @@ TEST_F(TextRead, EveryTruncation) {
                                       repeated("<deep>text &lt;</deep><![CDATA[cut]]>\n", 50) + "</other>");
     EXPECT_GT(xml.size(), 4000u);
     for (std::size_t length = 0; length <= xml.size(); ++length) {
-        std::string message;
         // On the heap, without a terminator behind it.
         const std::vector<char> cut(xml.begin(), xml.begin() + static_cast<std::ptrdiff_t>(length));
         char reason[100] = "";

@@ -223,19 +223,6 @@ std::vector<long> solve(std::vector<Equation> equations, long Equation::*cost) {
     return constants;
 }
 
-template <class A, std::size_t... I>
-void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const A* list, std::index_sequence<I...>) {
-    whole(D, r, name, x, list[I]...);
-}
-/// An operation with a number of like arguments that is known at run time only.
-template <class A>
-void spread(TestDomain& D, const Record& r, const char* name, Instance* x, const std::vector<A>& list) {
-    [&]<std::size_t... N>(std::index_sequence<N...>) {
-        ((list.size() == N ? spread(D, r, name, x, list.data(), std::make_index_sequence<N>()) : void()), ...);
-    }
-    (std::make_index_sequence<catalogue::most_fields + 1>());
-}
-
 /// All operations of one record, with its fields set from a seed, or with none set.
 void measure(const Record& r, TestDomain& D, unsigned seed, Equations& equations) {
     const WireType& wire = wire_type(r.name);
