@@ -1,5 +1,5 @@
-// What the fuzz targets share: all types with the operations that a receiver uses, and memory that is counted, filled
-// with a byte that is not zero, and bounded for each input.
+// What the fuzz targets share: all types with the operations that a receiver uses, memory that is counted, filled with
+// a byte that is not zero, and bounded for each input, and seeds from the tests' golden corpus.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -15,6 +15,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -88,6 +91,51 @@ inline const std::vector<Type>& types() {
         return list;
     }();
     return all;
+}
+
+// ---- seeds ----
+
+/// The images of the golden corpus: number of the type in the order of the type table, whether tracked, bytes.
+inline void for_each_image(const std::function<void(std::size_t, bool, const std::string&)>& body) {
+    for (std::size_t t = 0; t < types().size(); ++t) {
+        std::ifstream file(EPM_GOLDEN_DIR "/" + types()[t].name + ".hex");
+        std::string image;
+        bool is_tracked = false;
+        for (std::string line; std::getline(file, line);) {
+            if (line.empty() || line[0] == '#') continue;
+            if (line[0] == '[') {
+                if (!image.empty()) body(t, is_tracked, std::exchange(image, {}));
+                is_tracked = line.find(", tracked") != std::string::npos;
+                continue;
+            }
+            for (std::size_t i = 0; i + 1 < line.find(' '); i += 2)
+                image += static_cast<char>(std::stoi(line.substr(i, 2), nullptr, 16));
+        }
+        if (!image.empty()) body(t, is_tracked, image);
+    }
+}
+
+using Seeds = std::function<void(const std::string&)>;
+
+/// Has the seeds written into a folder beside the program, which reads them with what else it is given. A finding that
+/// is run again is a file, and wants no seeds.
+inline int with_seeds(int* count, char*** arguments, const char* option,
+                      const std::function<void(const Seeds&)>& write) {
+    static std::vector<char*> more(*arguments, *arguments + *count);
+    static std::string folder = std::string(more[0]) + ".seeds", last_option = option;
+    for (std::size_t i = 1; i < more.size(); ++i)
+        if (more[i][0] != '-' && std::filesystem::is_regular_file(more[i])) return 0;
+    std::filesystem::create_directories(folder);
+    std::size_t n = 0;
+    write([&](const std::string& seed) {
+        std::ofstream(std::filesystem::path(folder) / std::to_string(n++), std::ios::binary) << seed;
+    });
+    if (!last_option.empty()) more.push_back(last_option.data());
+    more.push_back(folder.data());
+    *count = static_cast<int>(more.size());
+    more.push_back(nullptr);
+    *arguments = more.data();
+    return 0;
 }
 
 } // namespace epm::fuzz

@@ -2,6 +2,7 @@
 // library file, or the content of its sections, for which a library file is made here; the second chooses the type.
 // What is told must be without a gap and, where it is JSON, sound; what the tool's own walk accepts, the library must
 // accept. The seeds are the images of the tests' golden corpus and small library files.
+#include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
 #include "tool/manifest.hpp"
@@ -13,24 +14,14 @@
 #include <elf.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace {
 
 using namespace epm::tool;
+using epm::fuzz::demand;
 
 enum Subject : std::uint8_t { a_message, a_document, a_library, a_manifest, a_trace_table, packed_texts, subjects };
-
-void demand(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 struct Made {
     std::string name;
@@ -128,63 +119,33 @@ void look_into_library(ByteView file) {
     }
 }
 
-// ---- seeds ----
-
-void write_seed(const std::filesystem::path& file, Subject subject, std::size_t type, ByteView bytes) {
-    std::ofstream(file, std::ios::binary) << static_cast<char>(subject) << static_cast<char>(type) << as_text(bytes);
-}
-
-void write_seeds(const std::filesystem::path& folder) {
-    std::filesystem::create_directories(folder);
-    for (std::size_t t = 0; t < all_types().size(); ++t) {
-        const std::string& name = all_types()[t].name;
-        std::ifstream file(std::string(EPM_GOLDEN_DIR "/") + name + ".hex");
-        std::string digits, line;
-        std::size_t count = 0;
-        const auto end = [&] {
-            const Bytes image = from_hex(digits);
-            if (image.empty()) return;
-            write_seed(folder / (name + std::to_string(count)), a_message, t, image);
-            const std::string xml = decode(all_types()[t], image, TextForm::xml, {});
-            write_seed(folder / (name + std::to_string(count++) + "x"), a_document, t,
-                       {reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()});
-            digits.clear();
-        };
-        while (std::getline(file, line)) {
-            if (!line.empty() && line[0] == '[') end();
-            if (!line.empty() && line[0] != '[' && line[0] != '#') digits += line.substr(0, line.find(' '));
-        }
-        end();
-    }
-    const std::string line = std::string(32, 'a') + ":" + std::string(32, '0') + "type002:00080N\n";
-    // 19 bytes of title, 80 of line and a NUL; the build record has 11 bytes, and one of padding.
-    std::string manifest = std::string("\x64\0\0\0\2\0\0\0", 8) + "# orlan_epm.tallyo\n" + line + '\0';
-    manifest += std::string("\x0b\0\0\0\1\0\0\0orlan_epm\n\0\0", 20);
-    const Bytes section(manifest.begin(), manifest.end());
-    std::string traces("\1\0\0\0", 4);
-    traces += std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u            ";
-    traces.resize(64, ' ');
-    const Bytes catalogue(traces.begin(), traces.end());
-    write_seed(folder / "traces", a_library, 0, library_with_traces(catalogue, false));
-    write_seed(folder / "library", a_library, 0, library_of({{".corbe", section}}));
-    write_seed(folder / "manifest", a_manifest, 0, section);
-    write_seed(folder / "table", a_trace_table, 0, catalogue);
-    write_seed(folder / "packed", packed_texts, 0, catalogue);
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    static std::vector<char*> more(*arguments, *arguments + *count);
-    for (int i = 1; i < *count; ++i)
-        if ((*arguments)[i][0] != '-' && std::filesystem::is_regular_file((*arguments)[i])) return 0;
-    static std::string folder = std::string((*arguments)[0]) + ".seeds";
-    write_seeds(folder);
-    more.push_back(folder.data());
-    *count = static_cast<int>(more.size());
-    more.push_back(nullptr);
-    *arguments = more.data();
-    return 0;
+    return epm::fuzz::with_seeds(count, arguments, "", [](const epm::fuzz::Seeds& write) {
+        const auto seed = [&](Subject subject, std::size_t type, std::string_view bytes) {
+            const char start[] = {static_cast<char>(subject), static_cast<char>(type)};
+            write(std::string(start, 2) += bytes);
+        };
+        epm::fuzz::for_each_image([&](std::size_t t, bool, const std::string& image) {
+            seed(a_message, t, image);
+            seed(a_document, t, decode(all_types()[t], Bytes(image.begin(), image.end()), TextForm::xml, {}));
+        });
+        const std::string line = std::string(32, 'a') + ":" + std::string(32, '0') + "type002:00080N\n";
+        // 19 bytes of title, 80 of line and a NUL; the build record has 11 bytes, and one of padding.
+        std::string manifest = std::string("\x64\0\0\0\2\0\0\0", 8) + "# orlan_epm.tallyo\n" + line + '\0';
+        manifest += std::string("\x0b\0\0\0\1\0\0\0orlan_epm\n\0\0", 20);
+        std::string traces("\1\0\0\0", 4);
+        traces +=
+            std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u            ";
+        traces.resize(64, ' ');
+        const Bytes section(manifest.begin(), manifest.end()), catalogue(traces.begin(), traces.end());
+        seed(a_library, 0, as_text(library_with_traces(catalogue, false)));
+        seed(a_library, 0, as_text(library_of({{".corbe", section}})));
+        seed(a_manifest, 0, manifest);
+        seed(a_trace_table, 0, traces);
+        seed(packed_texts, 0, traces);
+    });
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,8 +5,6 @@
 #include "fuzz/target.hpp"
 
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 namespace {
@@ -70,53 +68,15 @@ std::unique_ptr<std::uint8_t[]> exact(const std::uint8_t* image, std::size_t len
     return copy;
 }
 
-// ---- seeds ----
-
-void write_seeds(const std::filesystem::path& folder) {
-    std::filesystem::create_directories(folder);
-    for (std::size_t t = 0; t < types().size(); ++t) {
-        std::ifstream file(std::string(EPM_GOLDEN_DIR "/") + types()[t].name + ".hex");
-        std::ofstream seed;
-        std::size_t n = 0;
-        for (std::string line; std::getline(file, line);) {
-            if (line.empty() || line[0] == '#') continue;
-            if (line[0] == '[') {
-                seed.close();
-                seed.open(folder / (types()[t].name + "." + std::to_string(n++)), std::ios::binary);
-                const bool is_tracked = line.find(", tracked") != std::string::npos;
-                seed.put(static_cast<char>(t)).put(static_cast<char>(is_tracked ? mode_tracked : 0));
-                continue;
-            }
-            for (std::size_t i = 0; i + 1 < line.find(' '); i += 2)
-                seed.put(static_cast<char>(std::stoi(line.substr(i, 2), nullptr, 16)));
-        }
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    static std::vector<char*> more(*arguments, *arguments + *count);
-    // A finding that is run again is a file, and wants no seeds.
-    for (int i = 1; i < *count; ++i)
-        if (more[static_cast<std::size_t>(i)][0] != '-' && std::filesystem::is_regular_file((*arguments)[i])) return 0;
-    static std::string folder = std::string((*arguments)[0]) + ".seeds";
-    static std::string dictionary = "-dict=" EPM_DICTIONARY;
-    write_seeds(folder);
-    more.push_back(dictionary.data());
-    // The first folder is the one that grows, so there must be one in front of the seeds.
-    static std::string grown = std::string((*arguments)[0]) + ".corpus";
-    bool has_folder = false;
-    for (int i = 1; i < *count; ++i) has_folder = has_folder || (*arguments)[i][0] != '-';
-    if (!has_folder) {
-        std::filesystem::create_directories(grown);
-        more.push_back(grown.data());
-    }
-    more.push_back(folder.data());
-    *count = static_cast<int>(more.size());
-    more.push_back(nullptr);
-    *arguments = more.data();
-    return 0;
+    return with_seeds(count, arguments, "-dict=" EPM_DICTIONARY, [](const Seeds& write) {
+        for_each_image([&](std::size_t type, bool is_tracked, const std::string& image) {
+            const char start[] = {static_cast<char>(type), static_cast<char>(is_tracked ? mode_tracked : 0)};
+            write(std::string(start, 2) + image);
+        });
+    });
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
