@@ -6,8 +6,11 @@
 // BundleTest (bundle_test.hpp) resets it before each test and finds leaks behind it.
 #pragma once
 
-#include <cstddef>
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <vector>
@@ -21,15 +24,51 @@ public:
         std::size_t number; ///< of the allocation, counted from the last reset
     };
 
-    void* allocate(std::size_t size);
-    void release(void* block);
+    void* allocate(std::size_t size) {
+        ++allocations_;
+        if (refuse_at_ == allocations_ || (limit_ && size > *limit_ - allocated_bytes_)) {
+            ++refusals_;
+            return nullptr;
+        }
+        void* block = std::malloc(size);
+        if (block == nullptr) return nullptr;
+        std::memset(block, fill_, size);
+        blocks_[block] = {size, allocations_};
+        allocated_bytes_ += size;
+        live_bytes_ += size;
+        return block;
+    }
+    void release(void* block) {
+        const auto found = blocks_.find(block);
+        if (found == blocks_.end()) {
+            ADD_FAILURE() << "release of " << block << ", which is no live block";
+            return;
+        }
+        std::memset(block, fill_, found->second.size);
+        live_bytes_ -= found->second.size;
+        blocks_.erase(found);
+        if (has_quarantine_)
+            kept_.push_back(block);
+        else
+            std::free(block);
+    }
 
     /// Forgets faults, counts and quarantine. Blocks that are still alive stay.
-    void reset();
+    void reset() {
+        for (void* block : kept_) std::free(block);
+        kept_.clear();
+        stop_refusing();
+        allocations_ = refusals_ = allocated_bytes_ = 0;
+        has_quarantine_ = false;
+        fill_ = 0xA5;
+    }
 
     void refuse_nth(std::size_t n) { refuse_at_ = allocations_ + n; }
     void refuse_beyond(std::size_t bytes) { limit_ = allocated_bytes_ + bytes; }
-    void stop_refusing();
+    void stop_refusing() {
+        refuse_at_.reset();
+        limit_.reset();
+    }
     /// Released blocks keep their memory until reset, so that no address comes twice.
     void quarantine() { has_quarantine_ = true; }
     /// Fresh blocks hold this byte; released ones are overwritten with it.
@@ -40,7 +79,13 @@ public:
     std::size_t live_bytes() const { return live_bytes_; }
     const std::map<void*, Block>& blocks() const { return blocks_; }
     /// The block that holds an address; null when none does.
-    const std::pair<void* const, Block>* block_of(const void* address) const;
+    const std::pair<void* const, Block>* block_of(const void* address) const {
+        auto behind = blocks_.upper_bound(const_cast<void*>(address));
+        if (behind == blocks_.begin()) return nullptr;
+        const auto& block = *--behind;
+        const auto distance = static_cast<const char*>(address) - static_cast<const char*>(block.first);
+        return static_cast<std::size_t>(distance) < block.second.size ? &block : nullptr;
+    }
 
 private:
     std::map<void*, Block> blocks_;
@@ -55,6 +100,9 @@ private:
     std::uint8_t fill_ = 0xA5;
 };
 
-Heap& heap();
+inline Heap& heap() {
+    static Heap the_heap;
+    return the_heap;
+}
 
 } // namespace epm::test

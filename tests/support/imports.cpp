@@ -7,119 +7,57 @@
 
 using namespace epm::test;
 
-EPM_WATCHED(zur_store_err)
-EPM_WATCHED(zur_store_epoch_err)
-EPM_WATCHED(zur_clear_last_error)
-EPM_WATCHED(zur_get_instance_variant)
-EPM_WATCHED(zur_get_instance_obj_flag)
-EPM_WATCHED(zur_get_manifested_type_info)
-EPM_WATCHED(zur_get_manifested_type_info_ptr_mem)
-EPM_WATCHED(zur_domain_lookup_variant)
-EPM_WATCHED(zurlib_adjust_variant)
-EPM_WATCHED(zur_update_variant_info)
-EPM_WATCHED(zur_get_luid)
-EPM_WATCHED(zurlib_type_stats_create_object)
-EPM_WATCHED(zurlib_type_stats_destroy_object)
-EPM_WATCHED(zur_request_oid_mapping_destroy)
-EPM_WATCHED(zurlib_lookup_and_update_oid_ref_count)
-EPM_WATCHED(zur_hd_mapping_destroy)
-EPM_WATCHED(zurdb_record_containment2)
-EPM_WATCHED(zurdb_plat_set_dirty)
-EPM_WATCHED(zurdb_plat_set_destroy)
-EPM_WATCHED(zurdb_plat_set_detach)
-EPM_WATCHED(lumeo_perror)
-EPM_WATCHED(zurlib_get_sttr_offset)
-EPM_WATCHED(zurlib_update_sttr_offset)
-EPM_WATCHED(zurlib_get_handle_ws)
-EPM_WATCHED(_zur_instance_variant_marshal)
-EPM_WATCHED(_zur_instance_variant_unmarshal)
-EPM_WATCHED(_zur_instance_obj_flag_marshal)
-EPM_WATCHED(_zur_instance_obj_flag_unmarshal)
-EPM_WATCHED(_zur_instance_ra_data_marshal)
-EPM_WATCHED(_zur_instance_ra_data_unmarshal)
-EPM_WATCHED(_zur_variant_jump_marshal)
-EPM_WATCHED(_zur_variant_jump_unmarshal)
-EPM_WATCHED(_zur_list_len_marshal)
-EPM_WATCHED(_zur_list_len_unmarshal)
-EPM_WATCHED(zur_print_space)
-EPM_WATCHED(start_tag)
-EPM_WATCHED(end_tag)
-EPM_WATCHED(xml_enum_print)
-EPM_WATCHED(xml_get_element_nodecount)
-EPM_WATCHED(xml_get_element_value)
-EPM_WATCHED(null_string_print)
-EPM_WATCHED(null_string_to_xml)
-EPM_WATCHED(null_string_from_xml)
-EPM_WATCHED(var_string_print)
-EPM_WATCHED(var_string_to_xml)
-EPM_WATCHED(var_string_from_xml)
-EPM_WATCHED(SuperFastHash)
-EPM_WATCHED(__QLf_0)
-EPM_WATCHED(__QLf_1)
-EPM_WATCHED(__QLf_4)
-EPM_WATCHED(__QLf_44)
-EPM_WATCHED(__QLf_444)
-EPM_WATCHED(__QLf_51)
-EPM_WATCHED(quelog_module_init_fn)
+/// M(name) for each name.
+#define EPM_EACH(M, ...) __VA_OPT__(EPM_EXPAND(EPM_EACH_NEXT(M, __VA_ARGS__)))
+#define EPM_EACH_NEXT(M, name, ...) M(name) __VA_OPT__(EPM_EACH_AGAIN EPM_NOTHING(M, __VA_ARGS__))
+#define EPM_EACH_AGAIN() EPM_EACH_NEXT
+#define EPM_NOTHING ()
+#define EPM_EXPAND(...) EPM_EXPAND_MORE(EPM_EXPAND_MORE(EPM_EXPAND_MORE(EPM_EXPAND_MORE(__VA_ARGS__))))
+#define EPM_EXPAND_MORE(...) EPM_EXPAND_LAST(EPM_EXPAND_LAST(EPM_EXPAND_LAST(EPM_EXPAND_LAST(__VA_ARGS__))))
+#define EPM_EXPAND_LAST(...) EPM_EXPAND_ONCE(EPM_EXPAND_ONCE(EPM_EXPAND_ONCE(EPM_EXPAND_ONCE(__VA_ARGS__))))
+#define EPM_EXPAND_ONCE(...) __VA_ARGS__
+
+EPM_EACH(EPM_WATCHED, zur_store_err, zur_store_epoch_err, zur_clear_last_error, zur_get_instance_variant,
+         zur_get_instance_obj_flag, zur_get_manifested_type_info, zur_get_manifested_type_info_ptr_mem,
+         zur_domain_lookup_variant, zurlib_adjust_variant, zur_update_variant_info, zur_get_luid,
+         zurlib_type_stats_create_object, zurlib_type_stats_destroy_object, zur_request_oid_mapping_destroy,
+         zurlib_lookup_and_update_oid_ref_count, zur_hd_mapping_destroy, zurdb_record_containment2,
+         zurdb_plat_set_dirty, zurdb_plat_set_destroy, zurdb_plat_set_detach, lumeo_perror, zurlib_get_sttr_offset,
+         zurlib_update_sttr_offset, zurlib_get_handle_ws, _zur_instance_variant_marshal,
+         _zur_instance_variant_unmarshal, _zur_instance_obj_flag_marshal, _zur_instance_obj_flag_unmarshal,
+         _zur_instance_ra_data_marshal, _zur_instance_ra_data_unmarshal, _zur_variant_jump_marshal,
+         _zur_variant_jump_unmarshal, _zur_list_len_marshal, _zur_list_len_unmarshal, zur_print_space, start_tag,
+         end_tag, xml_enum_print, xml_get_element_nodecount, xml_get_element_value, null_string_print,
+         null_string_to_xml, null_string_from_xml, var_string_print, var_string_to_xml, var_string_from_xml,
+         SuperFastHash, __QLf_0, __QLf_1, __QLf_4, __QLf_44, __QLf_444, __QLf_51, quelog_module_init_fn, u_int16_hash,
+         u_int32_hash, u_int32_sizeof, u_int32_create, u_int32_destroy, u_int64_hash, char_hash, char_sizeof)
 
 #define EPM_WATCHED_BUNDLE(name)                                                                                       \
     EPM_WATCHED(name##_bundle_handler_register) EPM_WATCHED(name##_bundle_handler_unregister)
-EPM_WATCHED_BUNDLE(kesh_comm)
-EPM_WATCHED_BUNDLE(portbase)
-EPM_WATCHED_BUNDLE(credbase)
-EPM_WATCHED_BUNDLE(credrelay)
-EPM_WATCHED_BUNDLE(orlan_sm)
+EPM_EACH(EPM_WATCHED_BUNDLE, kesh_comm, portbase, credbase, credrelay, orlan_sm)
 
 #define EPM_WATCHED_FIELD(type)                                                                                        \
     EPM_WATCHED(type##_get)                                                                                            \
-    EPM_WATCHED(type##_set)                                                                                            \
-    EPM_WATCHED(type##_len)                                                                                            \
-    EPM_WATCHED(type##_marshal)                                                                                        \
-    EPM_WATCHED(type##_unmarshal)                                                                                      \
-    EPM_WATCHED(type##_print)                                                                                          \
-    EPM_WATCHED(type##_to_xml)                                                                                         \
-    EPM_WATCHED(type##_from_xml)
+    EPM_WATCHED(type##_set) EPM_WATCHED(type##_len) EPM_WATCHED(type##_marshal) EPM_WATCHED(type##_unmarshal)          \
+        EPM_WATCHED(type##_print) EPM_WATCHED(type##_to_xml) EPM_WATCHED(type##_from_xml)
 #define EPM_WATCHED_VALUE(type) EPM_WATCHED_FIELD(type) EPM_WATCHED(type##_get_value) EPM_WATCHED(type##_set_value)
+EPM_EACH(EPM_WATCHED_VALUE, u_int8, u_int16, u_int32, u_int64, char, zur_boolean, sm_auth_domain)
+
 #define EPM_WATCHED_INSTANCE(type)                                                                                     \
     EPM_WATCHED(type##_hash)                                                                                           \
-    EPM_WATCHED(type##_compare)                                                                                        \
-    EPM_WATCHED(type##_initialize)                                                                                     \
-    EPM_WATCHED(type##_set_instance_embedded)
+    EPM_WATCHED(type##_compare) EPM_WATCHED(type##_initialize) EPM_WATCHED(type##_set_instance_embedded)
+EPM_EACH(EPM_WATCHED_INSTANCE, zur_boolean, sm_auth_domain)
+
 #define EPM_WATCHED_RECORD(type)                                                                                       \
     EPM_WATCHED_FIELD(type)                                                                                            \
-    EPM_WATCHED_INSTANCE(type)                                                                                         \
-    EPM_WATCHED(type##_destroy_internal)                                                                               \
-    EPM_WATCHED(type##_get_oid_count)                                                                                  \
-    EPM_WATCHED(type##_get_object_references)
-#define EPM_WATCHED_PLACED(type)                                                                                       \
-    EPM_WATCHED_RECORD(type) EPM_WATCHED(type##_offset_update) EPM_WATCHED(type##_offset_remove)
+    EPM_WATCHED_INSTANCE(type) EPM_WATCHED(type##_destroy_internal) EPM_WATCHED(type##_get_oid_count)                  \
+        EPM_WATCHED(type##_get_object_references)
+EPM_EACH(EPM_WATCHED_RECORD, zur_mac_addr, zur_vstring, kesh_bytestr, ip_address, aaa_tlv, sess_mgr_conn_hdl,
+         sess_mgr_client_hdl, sess_mgr_session_label, sess_mgr_authorize_result)
 
-EPM_WATCHED_VALUE(u_int8)
-EPM_WATCHED_VALUE(u_int16)
-EPM_WATCHED(u_int16_hash)
-EPM_WATCHED_VALUE(u_int32)
-EPM_WATCHED(u_int32_hash)
-EPM_WATCHED(u_int32_sizeof)
-EPM_WATCHED(u_int32_create)
-EPM_WATCHED(u_int32_destroy)
-EPM_WATCHED_VALUE(u_int64)
-EPM_WATCHED(u_int64_hash)
-EPM_WATCHED_VALUE(char)
-EPM_WATCHED(char_hash)
-EPM_WATCHED(char_sizeof)
-EPM_WATCHED_VALUE(zur_boolean)
-EPM_WATCHED_INSTANCE(zur_boolean)
-EPM_WATCHED_VALUE(sm_auth_domain)
-EPM_WATCHED_INSTANCE(sm_auth_domain)
-EPM_WATCHED_RECORD(zur_mac_addr)
-EPM_WATCHED_RECORD(zur_vstring)
-EPM_WATCHED_RECORD(kesh_bytestr)
-EPM_WATCHED_RECORD(ip_address)
-EPM_WATCHED_PLACED(aaa_tlv)
-EPM_WATCHED_PLACED(sess_mgr_conn_hdl)
-EPM_WATCHED_PLACED(sess_mgr_client_hdl)
-EPM_WATCHED_PLACED(sess_mgr_session_label)
-EPM_WATCHED_PLACED(sess_mgr_authorize_result)
+#define EPM_WATCHED_PLACED(type) EPM_WATCHED(type##_offset_update) EPM_WATCHED(type##_offset_remove)
+EPM_EACH(EPM_WATCHED_PLACED, aaa_tlv, sess_mgr_conn_hdl, sess_mgr_client_hdl, sess_mgr_session_label,
+         sess_mgr_authorize_result)
 
 // ---- those that are more than a call ----
 
