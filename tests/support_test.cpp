@@ -67,22 +67,15 @@ TEST_F(Support, UnannouncedWritesAreFound) {
         const testing::ScopedFakeTestPartResultReporter listener(&found);
         set(D, D.set_id(), x, "guest", 5, &D.st);
     }
+    // The pointer at 16, the length at 12, the flag at 48; of the pointer not all bytes change.
     std::set<int> bytes;
     for (int i = 0; i < found.size(); ++i) {
         int byte = -1;
         std::sscanf(std::strstr(found.GetTestPartResult(i).message(), "of byte "), "of byte %d", &byte);
         bytes.insert(byte);
+        EXPECT_TRUE(byte == 12 || byte == 48 || (byte >= 16 && byte < 24)) << byte;
     }
-    const auto within = [&](int from, int to) {
-        return std::distance(bytes.lower_bound(from), bytes.upper_bound(to - 1));
-    };
-    const catalogue::Layout l = catalogue::layout<catalogue::orlan_ial_svm_acl_apply>;
-    const std::size_t name = catalogue::orlan_ial_svm_acl_apply.index_of("acl_name");
-    const std::size_t length = catalogue::orlan_ial_svm_acl_apply.index_of("max_acl_length");
-    EXPECT_GE(within(l.offset[name], l.offset[name] + 8), 4);
-    EXPECT_EQ(within(l.offset[length], l.offset[length] + 4), 1);
-    EXPECT_EQ(within(48, 52), 1);
-    EXPECT_EQ(within(0, 52), std::ssize(bytes));
+    EXPECT_TRUE(bytes.contains(12) && bytes.contains(48) && bytes.size() >= 6);
     D->write_range_fn = hook;
     set(D, D.set_id(), x, "guests", 6, &D.st);
     destroy("orlan_ial_svm_acl_apply", D, x);

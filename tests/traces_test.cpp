@@ -117,9 +117,8 @@ TEST_F(Deaths, DamagedHandle) {
         dies("set", [&] { whole(D, type, "set", x, y); });
         for (const char* name : {"marshal", "marshal_for_clone"})
             dies(name, [&] { whole<std::uint32_t>(D, type, name, buffer, x, 1600); });
-        dies("to_xml", [&] {
-            whole<std::uint32_t>(D, type, "to_xml", "x", reinterpret_cast<char*>(buffer), x, 1600u, 0u);
-        });
+        dies("to_xml",
+             [&] { whole<std::uint32_t>(D, type, "to_xml", "x", reinterpret_cast<char*>(buffer), x, 1600u, 0u); });
         dies("unmarshal",
              [&] { whole<std::uint32_t>(D, type, "unmarshal", buffer, x, static_cast<std::int32_t>(written), 0u); });
         // The length of a record with a nested one is stopped there.

@@ -1,7 +1,6 @@
 // What a peer's bytes may do to a reader: every golden image cut at every length and damaged at every byte, into fresh
 // and used records, with reuse and without. No crash, no byte read beyond what the form allows (buffers are exact, for
 // a sanitizer to see), no leak, little memory, little time; and a used record can be read into again afterwards.
-#include "support/bundle_test.hpp"
 #include "support/wire.hpp"
 
 #include <cstring>
@@ -96,7 +95,6 @@ public:
         EXPECT_TRUE(has_fields ? Fill(D_, specimen_.seed).check(*type_.record, used_)
                                : !type_.is_enum() || type_.compare(used_, reference_) == 0);
     }
-    std::size_t reads() const { return reads_; }
 
 private:
     std::uint32_t read(const ExactBuffer& from, Instance* x, std::uint32_t reuse) {
@@ -110,7 +108,6 @@ private:
             type_.destroy(D_, D_.set_id(), fresh);
         }
         EXPECT_LT(spent, most_milliseconds) << type_.name;
-        ++reads_;
         return st;
     }
     /// The milliseconds that it took.
@@ -146,31 +143,10 @@ private:
     Instance* used_ = nullptr;
     Instance* reference_ = nullptr;
     std::size_t blocks_ = 0;
-    std::size_t reads_ = 0;
     bool loses_elements_ = false;
 };
 
-class Damage : public testing::Test {
-protected:
-    void SetUp() override { heap().reset(); }
-    void TearDown() override {
-        EXPECT_EQ(heap().blocks().size(), 0u) << "blocks that nobody has released";
-        RecordProperty("reads", static_cast<int>(reads_));
-        heap().reset();
-    }
-    template <class Body>
-    void for_each_image(Body body) {
-        for (const WireType& type : wire_types()) {
-            const Golden golden = read_golden(type);
-            ASSERT_FALSE(golden.empty());
-            for (const Specimen& s : specimens(type)) {
-                body(s, golden.at(s.text()));
-                if (HasFailure()) FAIL() << s.text();
-            }
-        }
-    }
-    std::size_t reads_ = 0;
-};
+using Damage = CorpusTest;
 
 // Also by a reader that tracks where the writer did not, and the other way round.
 TEST_F(Damage, CutAtEveryLength) {
@@ -181,7 +157,6 @@ TEST_F(Damage, CutAtEveryLength) {
                 victim.read(ExactBuffer(image, length, s.is_tracked));
             victim.check(s.text() + " read " + mode.text());
             victim.check_fields();
-            reads_ += victim.reads();
         }
     });
 }
@@ -205,7 +180,6 @@ TEST_F(Damage, EveryByteChangedToOthers) {
             victim.check(s.text() + ", byte " + std::to_string(i));
             if (i % 32 == 0 || i + 1 == image.size()) victim.check_fields();
         }
-        reads_ += victim.reads();
     });
 }
 

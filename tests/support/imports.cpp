@@ -38,8 +38,9 @@ EPM_EACH(EPM_WATCHED_BUNDLE, kesh_comm, portbase, credbase, credrelay, orlan_sm)
 
 #define EPM_WATCHED_FIELD(type)                                                                                        \
     EPM_WATCHED(type##_get)                                                                                            \
-    EPM_WATCHED(type##_set) EPM_WATCHED(type##_len) EPM_WATCHED(type##_marshal) EPM_WATCHED(type##_unmarshal)          \
-        EPM_WATCHED(type##_print) EPM_WATCHED(type##_to_xml) EPM_WATCHED(type##_from_xml)
+    EPM_WATCHED(type##_set)                                                                                            \
+    EPM_WATCHED(type##_len) EPM_WATCHED(type##_marshal) EPM_WATCHED(type##_unmarshal) EPM_WATCHED(type##_print)        \
+        EPM_WATCHED(type##_to_xml) EPM_WATCHED(type##_from_xml)
 #define EPM_WATCHED_VALUE(type) EPM_WATCHED_FIELD(type) EPM_WATCHED(type##_get_value) EPM_WATCHED(type##_set_value)
 EPM_EACH(EPM_WATCHED_VALUE, u_int8, u_int16, u_int32, u_int64, char, zur_boolean, sm_auth_domain)
 
@@ -50,8 +51,8 @@ EPM_EACH(EPM_WATCHED_INSTANCE, zur_boolean, sm_auth_domain)
 
 #define EPM_WATCHED_RECORD(type)                                                                                       \
     EPM_WATCHED_FIELD(type)                                                                                            \
-    EPM_WATCHED_INSTANCE(type) EPM_WATCHED(type##_destroy_internal) EPM_WATCHED(type##_get_oid_count)                  \
-        EPM_WATCHED(type##_get_object_references)
+    EPM_WATCHED_INSTANCE(type)                                                                                         \
+    EPM_WATCHED(type##_destroy_internal) EPM_WATCHED(type##_get_oid_count) EPM_WATCHED(type##_get_object_references)
 EPM_EACH(EPM_WATCHED_RECORD, zur_mac_addr, zur_vstring, kesh_bytestr, ip_address, aaa_tlv, sess_mgr_conn_hdl,
          sess_mgr_client_hdl, sess_mgr_session_label, sess_mgr_authorize_result)
 

@@ -4,6 +4,7 @@
 
 #include "support/domains.hpp"
 #include "support/fill.hpp"
+#include "support/heap.hpp"
 #include "support/library.hpp"
 
 #include <map>
@@ -78,5 +79,27 @@ Parts take_apart(const WireType& type, const Bytes& image);
 using Golden = std::map<std::string, Bytes>; ///< by the specimen's text
 Golden read_golden(const WireType& type);
 void write_golden(const WireType& type, const std::vector<std::pair<std::string, Bytes>>& images);
+
+/// Of a test over the whole corpus: no write checker, which would look at every block at every call.
+class CorpusTest : public testing::Test {
+protected:
+    void SetUp() override { heap().reset(); }
+    void TearDown() override {
+        EXPECT_EQ(heap().blocks().size(), 0u) << "blocks that nobody has released";
+        heap().reset();
+    }
+    /// Runs with every specimen and its image, until one fails.
+    template <class Body>
+    void for_each_image(Body body) {
+        for (const WireType& type : wire_types()) {
+            const Golden golden = read_golden(type);
+            for (const Specimen& s : specimens(type)) {
+                ASSERT_TRUE(golden.contains(s.text())) << "no golden image of " << s.text();
+                body(s, golden.at(s.text()));
+                if (HasFailure()) FAIL() << s.text();
+            }
+        }
+    }
+};
 
 } // namespace epm::test
