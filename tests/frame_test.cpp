@@ -188,16 +188,14 @@ TEST_F(Frame, HandlerIsHandedOnInAFixedOrder) {
     EXPECT_EQ(word_then, &handlers[0]);
     EXPECT_EQ(enter(&handlers[1]), &handlers[0]);
     EXPECT_EQ(*word, &handlers[1]);
-    EXPECT_EQ(recorder.take(), lines(R"(
-        kesh_comm_bundle_handler_register(first); portbase_bundle_handler_register(first)
-        credbase_bundle_handler_register(first); credrelay_bundle_handler_register(first)
-        orlan_sm_bundle_handler_register(first); kesh_comm_bundle_handler_register(second)
-        portbase_bundle_handler_register(second); credbase_bundle_handler_register(second)
-        credrelay_bundle_handler_register(second); orlan_sm_bundle_handler_register(second))"));
-    const std::string told = lines(R"(
-        kesh_comm_bundle_handler_unregister(); portbase_bundle_handler_unregister()
-        credbase_bundle_handler_unregister(); credrelay_bundle_handler_unregister()
-        orlan_sm_bundle_handler_unregister())");
+    const auto each = [](const std::string& call) {
+        std::string calls;
+        for (const char* bundle : {"kesh_comm", "portbase", "credbase", "credrelay", "orlan_sm"})
+            calls += bundle + ("_bundle_handler_" + call) + "\n";
+        return calls;
+    };
+    EXPECT_EQ(recorder.take(), each("register(first)") + each("register(second)"));
+    const std::string told = each("unregister()");
     EXPECT_EQ(leave(), &handlers[1]);
     EXPECT_EQ(*word, nullptr);
     EXPECT_EQ(recorder.take(), told);

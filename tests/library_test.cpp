@@ -124,14 +124,10 @@ void run_again(void* library, ElfW(Sxword) table, ElfW(Sxword) size) {
 TEST(Library, IsInTheListOfModulesWhileItIsLoaded) {
     // Nothing else in the process is a Bundle with a node, so the list begins and ends with ours.
     expect_sound_list(0);
-    zur_module_node before{};
-    zur_module_node behind{};
-    before.name = "before";
-    behind.name = "behind";
+    zur_module_node before{}, behind{};
     for (const bool has_before : {false, true}) {
         for (const bool has_behind : {false, true}) {
-            const std::uint32_t others =
-                static_cast<std::uint32_t>(has_before) + static_cast<std::uint32_t>(has_behind);
+            const std::uint32_t others = (has_before ? 1u : 0u) + (has_behind ? 1u : 0u);
             if (has_before) link_at_end(before = {"before", nullptr, nullptr, nullptr});
             void* library = dlopen(EPM_LIBRARY_FILE, RTLD_NOW);
             ASSERT_NE(library, nullptr) << dlerror();
@@ -158,10 +154,10 @@ TEST(Library, UnlinkedNodeIsLeftAlone) {
     void* library = dlopen(EPM_LIBRARY_FILE, RTLD_NOW);
     ASSERT_NE(library, nullptr) << dlerror();
     expect_sound_list(1);
-    run_again(library, DT_FINI_ARRAY, DT_FINI_ARRAYSZ);
-    expect_sound_list(0);
-    run_again(library, DT_FINI_ARRAY, DT_FINI_ARRAYSZ);
-    expect_sound_list(0);
+    for (int time = 0; time < 2; ++time) {
+        run_again(library, DT_FINI_ARRAY, DT_FINI_ARRAYSZ);
+        expect_sound_list(0);
+    }
     run_again(library, DT_INIT_ARRAY, DT_INIT_ARRAYSZ); // it has been linked once, and is not again
     expect_sound_list(0);
     EXPECT_EQ(dlclose(library), 0);

@@ -237,10 +237,6 @@ TEST_F(TextForm, OutOfRangeRunsIntoTheNextLine) {
                          "  mac@zur_mac_addr:00:00:00:00:00:00\n"
                          "  if_num@u_int32:0\n}\n");
     orlan_ial_svm_epm_nack_info_destroy(D, D.set_id(), x);
-    auto* failure = wired_tunnel_add_failure_type_create(D, D.set_id());
-    wired_tunnel_add_failure_type_print(D, D.set_id(), buffer, 1, "f", failure, sizeof buffer, &D.st);
-    EXPECT_STREQ(buffer, " f@wired_tunnel_add_failure_type:TUNNEL_ADD_FAILURE_UNEFINED\n");
-    wired_tunnel_add_failure_type_destroy(D, D.set_id(), failure);
 }
 
 TEST_F(TextForm, ValidityIsSigned) {

@@ -32,8 +32,7 @@ const Type<auth_mgr_linksec_event> a_nested_record = {_auth_mgr_linksec_event_ty
 
 template <class Instance>
 void run(zur_domain* D, const Type<Instance>& type) {
-    Instance* x = type.create(D, ZUR_NO_SET);
-    type.destroy(D, ZUR_NO_SET, x);
+    type.destroy(D, ZUR_NO_SET, type.create(D, ZUR_NO_SET));
 }
 
 void expect_counted(const zur_type_info& type, std::size_t variant, std::size_t times) {

@@ -16,34 +16,35 @@ namespace epm::test::cost {
 
 namespace {
 
-enum Part : std::size_t {
-    the_record,
-    further_variant,
-    a_number,
-    imported_enumeration,
-    an_enumeration,
-    an_enumerator_before,
-    an_object,
-    a_placed_object,
-    a_placed_object_deeper,
-    a_text,
-    an_empty_text,
-    some_characters,
-    a_run,
-    an_empty_array_of_numbers,
-    an_array_of_numbers,
-    an_element_number,
-    an_empty_array_of_records,
-    an_array_of_records,
-    an_element_record,
-    an_element_pair,
-    an_embedded_record,
-    a_list,
-    a_list_element,
-    the_arms,
-    a_flag_elsewhere,
-    number_of_parts
-};
+#define EPM_PARTS(PART)                                                                                                \
+    PART(the_record, "the record itself")                                                                              \
+    PART(further_variant, "each variant above 0")                                                                      \
+    PART(a_number, "number")                                                                                           \
+    PART(imported_enumeration, "imported enumeration")                                                                 \
+    PART(an_enumeration, "enumeration")                                                                                \
+    PART(an_enumerator_before, "each enumerator in front of its value")                                                \
+    PART(an_object, "imported object")                                                                                 \
+    PART(a_placed_object, "imported object with state flags of its own")                                               \
+    PART(a_placed_object_deeper, "the same in an embedded record, besides")                                            \
+    PART(a_text, "text")                                                                                               \
+    PART(an_empty_text, "text, empty")                                                                                 \
+    PART(some_characters, "characters")                                                                                \
+    PART(a_run, "run of bytes")                                                                                        \
+    PART(an_empty_array_of_numbers, "array of numbers, empty")                                                         \
+    PART(an_array_of_numbers, "array of numbers")                                                                      \
+    PART(an_element_number, "each number in it")                                                                       \
+    PART(an_empty_array_of_records, "array of records, empty")                                                         \
+    PART(an_array_of_records, "array of records")                                                                      \
+    PART(an_element_record, "each record in it")                                                                       \
+    PART(an_element_pair, "each pair of records in it")                                                                \
+    PART(an_embedded_record, "embedded record")                                                                        \
+    PART(a_list, "list")                                                                                               \
+    PART(a_list_element, "each record in it")                                                                          \
+    PART(the_arms, "nine arms, one of them set")                                                                       \
+    PART(a_flag_elsewhere, "each state flag that is not at the end of its record")
+
+#define EPM_PART(part, name) part,
+enum Part : std::size_t { EPM_PARTS(EPM_PART) number_of_parts };
 
 using Counts = std::array<int, number_of_parts>;
 
@@ -301,32 +302,9 @@ void measure(const Record& r, TestDomain& D, unsigned seed, Equations& equations
 
 } // namespace
 
+#define EPM_PART_NAME(part, name) name,
 const std::vector<const char*>& part_names() {
-    static const std::vector<const char*> names = {"the record itself",
-                                                   "each variant above 0",
-                                                   "number",
-                                                   "imported enumeration",
-                                                   "enumeration",
-                                                   "each enumerator in front of its value",
-                                                   "imported object",
-                                                   "imported object with state flags of its own",
-                                                   "the same in an embedded record, besides",
-                                                   "text",
-                                                   "text, empty",
-                                                   "characters",
-                                                   "run of bytes",
-                                                   "array of numbers, empty",
-                                                   "array of numbers",
-                                                   "each number in it",
-                                                   "array of records, empty",
-                                                   "array of records",
-                                                   "each record in it",
-                                                   "each pair of records in it",
-                                                   "embedded record",
-                                                   "list",
-                                                   "each record in it",
-                                                   "nine arms, one of them set",
-                                                   "each state flag that is not at the end of its record"};
+    static const std::vector<const char*> names = {EPM_PARTS(EPM_PART_NAME)};
     return names;
 }
 
