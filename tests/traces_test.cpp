@@ -130,10 +130,12 @@ TEST_F(Deaths, DamagedHandle) {
             const std::string kind = f.has_element_flags() ? "state_flag_whole_" : "state_flag_";
             dies(f.name + ("_" + kind) + "get", [&] { call<std::uint8_t>(D, *r, f, kind + "get", x); });
             dies(f.name + ("_" + kind) + "set", [&] { call(D, *r, f, kind + "set", x, 1u); });
+            if (f.kind != Kind::value || (f.foreign != nullptr && f.foreign->length != 4)) continue;
+            dies(f.name + std::string("_set_value"), [&] { call(D, *r, f, "set_value", x, 1u); });
         }
         for (Instance* instance : {x, y}) destroy(type, D, instance);
     }
-    EXPECT_EQ(places, 49u * 13 - 5 + 2 * 181);
+    EXPECT_EQ(places, 49u * 13 - 5 + 2 * 181 + 81);
 }
 
 TEST_F(Deaths, DamagedTypeInfo) {

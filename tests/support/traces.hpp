@@ -2,7 +2,6 @@
 //     Traces traces;
 //     ...
 //     EXPECT_EQ(traces.take(), "3 \" varinfo is NULL\"\n");
-// expect_death_with() runs a body that must end the process, with this trace at level 0 as its last.
 #pragma once
 
 #include "support/names.hpp"
@@ -11,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdio>
 #include <string>
 #include <utility>
 
@@ -42,20 +39,5 @@ private:
 
     std::string text_;
 };
-
-/// A body that must end in abort(), having traced this text at level 0 just before.
-template <class Body>
-void expect_death_with(const std::string& text, Body body) {
-    EXPECT_EXIT(
-        {
-            platform_trace_set_sink(
-                [](void*, const platform_trace_record* r) {
-                    std::fprintf(stderr, "%s\n", Traces::text_of(*r).c_str());
-                },
-                nullptr);
-            body();
-        },
-        testing::KilledBySignal(SIGABRT), "0 \"" + text + "\"\n$");
-}
 
 } // namespace epm::test
