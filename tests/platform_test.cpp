@@ -39,6 +39,58 @@ Document parse(const std::string& text, std::string* message = nullptr, const pl
     return document;
 }
 
+// The bytes that pairs of hexadecimal digits stand for; blanks separate.
+std::string hex(const std::string& digits) {
+    std::string bytes;
+    for (size_t i = 0; i < digits.size(); i += 2) {
+        while (digits[i] == ' ') ++i;
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+TEST(Platform, WireFormsAtEveryRoom) {
+    constexpr decltype(&zur_mac_addr_destroy_internal) nothing = nullptr;
+    const Domain D = make_domain();
+    const auto expect_form = [&](auto read, auto write, auto destroy, const std::string& wire) {
+        const auto size = static_cast<int32_t>(wire.size());
+        alignas(8) char object[64] = {};
+        uint32_t st = 0;
+        for (int32_t room = 0; room <= size; ++room) {
+            // The heap block ends where the room does, so that a sanitizer sees a read beyond it.
+            const std::vector<char> source(wire.begin(), wire.begin() + room);
+            EXPECT_EQ(read(D.get(), set_id, room > 0 ? source.data() : "", object, room, 0, &st),
+                      room == size ? wire.size() : 0);
+            EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
+        }
+        for (int32_t room = 0; room <= size; ++room) {
+            std::string buffer(wire.size() + 1, '\x5A');
+            EXPECT_EQ(write(D.get(), set_id, buffer.data(), object, room, &st), room == size ? wire.size() : 0);
+            EXPECT_EQ(buffer, (room == size ? wire : std::string(wire.size(), '\x5A')) + '\x5A');
+            EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
+        }
+        if (destroy != nullptr) destroy(D.get(), set_id, object, 0);
+    };
+#define EXPECT_FORM(type, destroy, digits)                                                                             \
+    expect_form(reinterpret_cast<decltype(&zur_mac_addr_unmarshal)>(type##_unmarshal),                                 \
+                reinterpret_cast<decltype(&zur_mac_addr_marshal)>(type##_marshal),                                     \
+                reinterpret_cast<decltype(&zur_mac_addr_destroy_internal)>(destroy), hex(digits))
+    EXPECT_FORM(u_int8, nothing, "a1");
+    EXPECT_FORM(u_int16, nothing, "a1b2");
+    EXPECT_FORM(u_int32, nothing, "a1b2c3d4");
+    EXPECT_FORM(u_int64, nothing, "a1b2c3d4e5f60718");
+    EXPECT_FORM(char, nothing, "fd");
+    EXPECT_FORM(zur_boolean, nothing, "00000001");
+    EXPECT_FORM(sm_auth_domain, nothing, "00 00000002");
+    EXPECT_FORM(zur_mac_addr, nothing, "001b44113ab7");
+    EXPECT_FORM(zur_vstring, zur_vstring_destroy_internal, "00000003 610a62");
+    EXPECT_FORM(kesh_bytestr, kesh_bytestr_destroy_internal, "00000003 0a00fe");
+    EXPECT_FORM(ip_address, nothing, "04 c0000207");
+    EXPECT_FORM(aaa_tlv, aaa_tlv_destroy_internal, "0000001a 00000003 0a00fe");
+    EXPECT_FORM(sess_mgr_conn_hdl, nothing, "0102030405060708");
+    EXPECT_FORM(sess_mgr_authorize_result, nothing, "0000000b");
+}
+
 TEST(Platform, BadTextsLeaveNoValue) {
     const Domain D = make_domain();
     const auto expect_bad = [&](const char* type, auto read, const std::string& text) {
@@ -229,16 +281,6 @@ TEST(Platform, HostileDocumentsAreRefused) {
 }
 
 // ---- traces ----
-
-// The bytes that pairs of hexadecimal digits stand for; blanks separate.
-std::string hex(const std::string& digits) {
-    std::string bytes;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        while (digits[i] == ' ') ++i;
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
-    return bytes;
-}
 
 // A library file with nothing but a catalogue of the texts " nothing", " lost %s after %d of %u%%" and " oid %p. Error
 // %s", which are one bzip2 stream.
