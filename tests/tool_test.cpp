@@ -1,6 +1,6 @@
-// The tool orlan-epm: what it tells of the golden corpus, held against the images' own remarks; what it tells of damaged
-// messages and libraries; and its command line. The expected texts are kept in expected/tool; EPM_WRITE_GOLDEN=1 writes
-// them anew.
+// The tool orlan-epm: what it tells of the golden corpus, held against the images' own remarks; what it tells of
+// damaged messages and libraries; and its command line. The expected texts are kept in expected/tool;
+// EPM_WRITE_GOLDEN=1 writes them anew.
 #include "support/wire.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"

@@ -39,8 +39,9 @@ EPM_EACH(EPM_WATCHED_BUNDLE, kesh_comm, portbase, credbase, credrelay, orlan_sm)
 #define EPM_WATCHED_FIELD(type)                                                                                        \
     EPM_WATCHED(type##_get)                                                                                            \
     EPM_WATCHED(type##_set)                                                                                            \
-    EPM_WATCHED(type##_len) EPM_WATCHED(type##_marshal) EPM_WATCHED(type##_unmarshal) EPM_WATCHED(type##_print)        \
-        EPM_WATCHED(type##_to_xml) EPM_WATCHED(type##_from_xml)
+    EPM_WATCHED(type##_len)                                                                                            \
+    EPM_WATCHED(type##_marshal)                                                                                        \
+    EPM_WATCHED(type##_unmarshal) EPM_WATCHED(type##_print) EPM_WATCHED(type##_to_xml) EPM_WATCHED(type##_from_xml)
 #define EPM_WATCHED_VALUE(type) EPM_WATCHED_FIELD(type) EPM_WATCHED(type##_get_value) EPM_WATCHED(type##_set_value)
 EPM_EACH(EPM_WATCHED_VALUE, u_int8, u_int16, u_int32, u_int64, char, zur_boolean, sm_auth_domain)
 
