@@ -141,7 +141,7 @@ private:
         call(D, r, f, "get", x, found.data(), static_cast<std::uint32_t>(room));
         expect(r, f, std::string(found.data()), wanted);
         expect(r, f, found[room], 'X');
-        if (f.kind != Kind::text || wanted.empty()) return;
+        if (f.kind != Kind::text || wanted.empty() || !is_right) return;
         const char* stored; // with a terminator, which no getter tells of
         std::memcpy(&stored, reinterpret_cast<char*>(x) + catalogue::detail::lay_out(r).offset[r.index_of(f.name)],
                     sizeof stored);
