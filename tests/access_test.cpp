@@ -484,6 +484,16 @@ TEST_F(Access, ArrayOfNumbers) {
     EXPECT_EQ(status(D), 12u);
     EXPECT_EQ(number(D, group, "max_vlan", x), 2u);
     EXPECT_EQ(*reinterpret_cast<void**>(reinterpret_cast<char*>(x) + 24), nullptr);
+    // Such an array is shown, sent and compared as one without elements.
+    const Instance* const emptied = x;
+    char shown[400];
+    whole<std::uint32_t>(D, group, "print", &shown[0], 0u, group, emptied, 400u);
+    EXPECT_EQ(std::strstr(shown, "vlans["), nullptr) << shown;
+    EXPECT_EQ(whole<std::uint32_t>(D, group, "marshal", static_cast<void*>(shown), emptied, 400), 24u);
+    EXPECT_EQ(operation<std::int32_t(const Instance*, const Instance*)>(group, "compare")(x, x), 0);
+    EXPECT_EQ(status(D), 0u);
+    call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 1u);
+    EXPECT_EQ(status(D), 2u);
     // The flags' run is refused after the array has grown.
     heap().refuse_nth(2);
     call(D, group, "vlans", "set", x, 3u, &found[0]);
@@ -583,7 +593,16 @@ TEST_F(Access, ListsCountAndUnlink) {
     EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_next", x, e[0]), e[2]);
     EXPECT_EQ(call<Instance*>(D, context, bound_list, "get_prev", x, e[2]), e[0]);
     EXPECT_EQ(call<std::uint32_t>(D, context, bound_list, "get_count", x), 3u);
+    // Removed twice: the second time there is no neighbour, and the head stays empty.
+    constexpr auto client_acl = "rcl_client_acl_t";
+    Instance* owner = create(client_acl, D);
+    call(D, client_acl, "bm_feat_ctx_list", "set_last", owner, x);
+    for (int times = 0; times < 2; ++times) {
+        call(D, client_acl, "bm_feat_ctx_list", "remove", owner, x);
+        EXPECT_EQ(call<Instance*>(D, client_acl, "bm_feat_ctx_list", "get_first", owner), nullptr);
+    }
     EXPECT_EQ(status(D), 0u);
+    destroy(client_acl, D, owner);
     destroy(context, D, x);
 }
 

@@ -180,8 +180,23 @@ TEST(Platform, PathsFindElements) {
     EXPECT_EQ(length, 2u);
 }
 
+// A value is read where it stands, which it must survive, or put together from pieces.
+TEST(Platform, ValuesAreReadAgainAndInPieces) {
+    const Domain D = make_domain();
+    const Document document = parse("<r><f>0aff</f><f>\\30a<![CDATA[f]]>f</f></r>");
+    for (const char* path : {"r/f[1]", "r/f[1]", "r/f[2]"}) {
+        kesh_bytestr value = {};
+        uint32_t st = 0;
+        uint32_t length = 0;
+        kesh_bytestr_from_xml(D.get(), set_id, path, document.get(), &value, &st, nullptr, 0);
+        const uint8_t* bytes = platform_kesh_bytestr_read(&value, &length);
+        EXPECT_EQ(std::string(bytes, bytes + length), "\x0a\xff") << path;
+        kesh_bytestr_destroy_internal(D.get(), set_id, &value, 0);
+    }
+}
+
 // What was asked before decides where a look-up starts, not what it finds.
-TEST_F(Platform, PathsFindElementsInAnyOrder) {
+TEST(Platform, PathsFindElementsInAnyOrder) {
     const std::string text =
         "<root><abcdefgh>1</abcdefgh><abcdefghi>2</abcdefghi><a>3</a><abcdefgh>4<a>5</a><a>6</a>"
         "<a><b>7</b><b>8</b></a></abcdefgh><a><b>9</b></a><abcdefghijklmnopqrs>10</abcdefghijklmnopqrs>"
