@@ -134,8 +134,14 @@ struct Reader {
             advance(room >= form.skip);
             return;
         }
-        if (room >= form.take) block[place] = *cursor;
-        advance(room >= form.pass);
+        if constexpr (form.take == form.pass) {
+            if (room < form.take) return;
+            block[place] = *cursor;
+            advance(1);
+        } else {
+            if (room >= form.take) block[place] = *cursor;
+            advance(room >= form.pass);
+        }
     }
 };
 
