@@ -1,5 +1,6 @@
 /*
- * Recorded traces, and a reader that joins them with the texts in the file of the library that made them.
+ * Recorded traces, and a reader (libquelog_reader) that joins them with the texts in the file of the library that made
+ * them.
  */
 #ifndef PLATFORM_TRACE_H
 #define PLATFORM_TRACE_H
