@@ -41,8 +41,7 @@ public:
     }
     /// As above, where the last path was that of the element before: mostly one digit differs.
     const char* spell_next(CountedText name, std::uint32_t element) {
-        if (element == 1 || last_.is_cut || characters_[last_.end - 2] == '9') return spell(name, element);
-        ++characters_[last_.end - 2];
+        if (element == 1 || last_.is_cut || !count_up(characters_ + last_.end)) return spell(name, element);
         return characters_;
     }
     bool is_cut() const { return last_.is_cut; } ///< whether the last path was too long

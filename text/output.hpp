@@ -39,6 +39,14 @@ private:
     char* first_ = characters_ + longest;
 };
 
+/// Makes the subscript that ends here that of the next element, where only its last digit differs; mostly it does.
+inline bool count_up(char* end) {
+    char& digit = end[-2];
+    if (digit == '9') return false;
+    ++digit;
+    return true;
+}
+
 /// What a `_cr` form returns: the length, or all ones once the chain has failed.
 inline std::uint32_t chain_result(const Domain* D, std::uint32_t length) {
     return D->last_error != 0 ? 0xFFFFFFFFu : length;
