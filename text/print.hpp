@@ -49,11 +49,13 @@ template <const Record& R, std::size_t I>
 void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
     constexpr CountedText field_name = name_of<R, I>;
     char name[field_name.length + Subscript::longest + 1];
-    char* end = std::copy_n(field_name.characters, field_name.length, name);
+    std::memcpy(name, field_name.characters, field_name.length);
+    char* end = nullptr;
     for (std::uint32_t i = 0; i < element_count<R, I>(x); ++i) {
         if (i == 0 || !count_up(end)) {
             const Subscript number(i);
-            end = std::copy_n(number.text().characters, number.text().length, name + field_name.length);
+            std::memcpy(name + field_name.length, number.text().characters, number.text().length);
+            end = name + field_name.length + number.text().length;
             *end = 0;
         }
         print_as<R, I>(out, indent, name, element_at<R, I>(x, i));
