@@ -58,8 +58,19 @@ inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, c
     return Tracking::refused;
 }
 
-/// The number of elements that an index asks for; 0 when it cannot be counted, and the error is left.
+/// The same for the owner of an array, whose element flags must follow the number of elements.
+template <const Record& R>
+Tracking test_tracking(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place) {
+    const Tracking tracking = test_tracking(D, x, st, place);
+    if (tracking != Tracking::off || reaches_element_flags<R>(D, S, x)) return tracking;
+    fail(D, st, ZUR_BAD_ARGUMENT);
+    return Tracking::refused;
+}
+
+/// The number of elements that an index asks for. 0 where the array does not grow: it cannot be counted, and the error
+/// is left, or the status word has been raised by the adjustment, so that new elements could not be set up.
 inline std::uint32_t count_for(Domain* D, std::uint32_t index, std::uint32_t* st) {
+    if (*st != 0) return 0;
     if (index == UINT32_MAX) fail(D, st, ZUR_NO_MEMORY);
     return index + 1;
 }

@@ -61,8 +61,12 @@ template <const Record& E>
     std::memcpy(to.storage, from.storage, from.count * Elements<E>::size);
     if (tracking && from.count != 0 && has_flag(from.element(from.count - 1), ZUR_TRACKED))
         std::memcpy(to.blocks(), from.blocks(), from.count * Elements<E>::block_length);
-    if (tracking)
-        for (std::uint32_t i = 0; i < from.count; ++i) to.tell_place(D, S, i);
+    for (std::uint32_t i = 0; i < from.count; ++i) {
+        if (tracking)
+            to.tell_place(D, S, i);
+        else
+            to.element(i)->flags &= static_cast<std::uint8_t>(~memory_flags); // no blocks lie behind this storage
+    }
     for (std::uint32_t i = 0; i < from.count; ++i) retire<E>(D, S, from.element(i), parent, tracking, st);
 }
 
@@ -125,9 +129,9 @@ void clone_into(Domain* D, std::uint32_t S, Instance* element, const Instance* s
 
 /// Whether the array's Instance and the source can be marked; refused before anything changes.
 template <const Record& R, std::size_t I>
-Tracking test_tracking_of_both(Domain* D, const Instance* x, const Instance* source, std::uint32_t* st) {
+Tracking test_tracking_of_both(Domain* D, std::uint32_t S, Instance* x, const Instance* source, std::uint32_t* st) {
     constexpr auto operation = trace::Operation::field_set;
-    const Tracking own = test_tracking(D, x, st, nth_flag_place<R, I, operation, 0>);
+    const Tracking own = test_tracking<R>(D, S, x, st, nth_flag_place<R, I, operation, 0>);
     return own == Tracking::on ? test_tracking(D, source, st, nth_flag_place<R, I, operation, 1>) : own;
 }
 
@@ -137,17 +141,21 @@ void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance*
          std::uint32_t* st) {
     constexpr const Record& type = *R.fields[I].record;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
-    const Tracking tracking = test_tracking_of_both<R, I>(D, x, source, st);
+    const Tracking tracking = test_tracking_of_both<R, I>(D, S, x, source, st);
     if (tracking == Tracking::refused) return;
     if (index >= element_count<R, I>(x) && !grow_records<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
     auto* target = header(element<R, I>(x, index));
+    constexpr const FlagPlace& place = nth_flag_place<R, I, trace::Operation::field_set, 2>;
+    // No block lies behind an element that was set up by a Domain without tracking, or not at all.
+    if (tracking == Tracking::on && !has_flag(target, ZUR_TRACKED))
+        return refuse_untracked(D, st, place.untracked_site);
     record_containment(D, S, target, x);
     if (move != 0)
         set<type>(D, S, target, source, st);
     else
         clone_into<type>(D, S, target, source, st);
-    mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set, 2>);
+    mark_element<R, I>(D, S, x, index, st, place);
 }
 
 template <const Record& R, std::size_t I>

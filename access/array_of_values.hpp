@@ -34,7 +34,7 @@ template <const Record& R, std::size_t I>
 void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, void* source, std::uint32_t* st) {
     constexpr auto operation = trace::Operation::field_set;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
-    const Tracking tracking = test_tracking(D, x, st, nth_flag_place<R, I, operation, 0>);
+    const Tracking tracking = test_tracking<R>(D, S, x, st, nth_flag_place<R, I, operation, 0>);
     if (tracking == Tracking::refused) return;
     if (index >= element_count<R, I>(x) && !grow_values<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
@@ -44,10 +44,11 @@ void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t in
     mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, operation, 1>);
 }
 
-/// The index is the caller's to keep below the capacity; with no source nothing is written.
+/// With no source nothing is written.
 template <const Record& R, std::size_t I>
 void set_run_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, void* source, std::uint32_t* st) {
     if (!open_write(D, S, x, gate<R, I>, st) || source == nullptr) return;
+    if (index >= element_count<R, I>(x)) return fail(D, st, ZUR_ABSENT);
     Codec<*R.fields[I].foreign>::set(D, S, element<R, I>(x, index), source, st);
     mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set, 0>);
 }
@@ -100,13 +101,14 @@ void set_value(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, typ
     mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set_value, 0>);
 }
 
-/// Replaces the whole content. The former one is gone before the Instance's flags are looked at, and until the new
-/// length is stored it does not fit the storage.
+/// Replaces the whole content. A Domain that tracks refuses an Instance without state flags before anything changes.
 template <const Record& R, std::size_t I>
 void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* source, std::uint32_t count,
                       std::uint32_t* st) {
     constexpr const FlagPlace& place = nth_flag_place<R, I, trace::Operation::field_set_memory, 0>;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
+    const Tracking tracking = test_tracking<R>(D, S, x, st, place);
+    if (tracking == Tracking::refused) return;
     auto** storage = field<R, I, void*>(x);
     if (*storage != nullptr) release(D, S, *storage);
     announce(D, S, storage, pointer_length, x);
@@ -114,8 +116,6 @@ void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* sourc
     const std::size_t size = std::size_t{count} * Codec<*R.fields[I].foreign>::size_of(D);
     *storage = allocate(D, S, size);
     if (*storage == nullptr) return fail(D, st, ZUR_NO_MEMORY);
-    const Tracking tracking = test_tracking(D, x, st, place);
-    if (tracking == Tracking::refused) return;
     if (size != 0) std::memcpy(*storage, source, size);
     store(D, S, length_of<R, I>(x), count, x);
     if (tracking == Tracking::off) return drop_element_flags<R, I>(D, S, x);

@@ -56,8 +56,9 @@ void mark_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
 /// short for a Domain that does.
 template <const Record& R, std::size_t I>
 void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
-    if (!has_flag(x, ZUR_TRACKED)) return;
-    auto** place = at<std::uint8_t*>(flag_block<R>(D, S, x), catalogue::layout<R>.nested[I]);
+    std::uint8_t* block = known_flag_block<R>(D, S, x);
+    if (block == nullptr) return;
+    auto** place = at<std::uint8_t*>(block, catalogue::layout<R>.nested[I]);
     std::uint8_t* former = run_of_flags(place);
     if (former == nullptr) return;
     release(D, S, former);
@@ -99,7 +100,7 @@ void element_flags_get(Domain* D, std::uint32_t S, Instance* x, std::uint8_t** o
 }
 
 /// The bytes go to the start of the record's block and not to the element flags, and they are not announced. They end
-/// with the block.
+/// with the block, and the pointer to the element flags of an array stays what it is.
 template <const Record& R, std::size_t I>
 void element_flags_set(Domain* D, std::uint32_t S, Instance* x, const std::uint8_t* source, std::uint32_t count,
                        std::uint32_t* st) {
@@ -109,7 +110,10 @@ void element_flags_set(Domain* D, std::uint32_t S, Instance* x, const std::uint8
     if (!lifecycle::adjust_for_flag(D, S, x, st, place)) return;
     static_assert(R.variants() == 1, "the block has one length");
     std::uint8_t* block = lifecycle::flag_block_for_access(D, S, x, place);
+    const std::uint8_t* run = element_flags<R, I>(block);
     if (count != 0) std::memcpy(block, source, std::min<std::size_t>(count, catalogue::block_length<R>));
+    if constexpr (R.fields[I].kind == Kind::array)
+        std::memcpy(block + catalogue::layout<R>.nested[I], &run, sizeof run);
 }
 
 } // namespace epm::access

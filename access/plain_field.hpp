@@ -30,7 +30,7 @@ inline Instance* hand_out_nested(Domain* D, std::uint32_t S, Instance* nested, c
 
 template <const Record& R, std::size_t I>
 void* storage(const Instance* x) {
-    return x != nullptr ? field<R, I>(const_cast<Instance*>(x)) : nullptr;
+    return x != nullptr ? const_cast<void*>(readable<R, I>(x)) : nullptr;
 }
 
 template <const Record& R, std::size_t I>

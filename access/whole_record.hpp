@@ -2,6 +2,7 @@
 // the destination is made the only owner of what the fields hold.
 #pragma once
 
+#include "access/element_flags.hpp"
 #include "access/list.hpp"
 #include "access/plain_field.hpp"
 #include "lifecycle/offsets.hpp"
@@ -28,11 +29,53 @@ inline constexpr RecordPlace record_place = {
 
 enum class Moved : std::uint8_t { nothing, body, body_with_flags };
 
-/// Moves the bytes of header and fields. With no handle the newest layout's length counts, and the flags byte stays as
-/// it comes from the source. A refusal for want of state flags comes only after that, so that both Instances then refer
-/// to the same memory.
+/// The flags that tell what lies behind an Instance. They stay with its memory, whatever its content comes from.
+inline constexpr std::uint8_t memory_flags = ZUR_TRACKED | ZUR_MOVED_FLAGS;
+
+/// Offsets of the Instances inside a record that have flags of their own, the record itself first.
+struct Headers {
+    std::array<std::uint16_t, 20> offset{};
+    std::size_t count = 0;
+
+    constexpr void add(const Record& r, std::size_t start) {
+        offset[count++] = static_cast<std::uint16_t>(start);
+        const catalogue::Layout layout = catalogue::detail::lay_out(r);
+        for (std::size_t i = 0; i < r.count; ++i) {
+            if (r.fields[i].kind == Kind::embedded)
+                add(*r.fields[i].record, start + layout.offset[i]);
+            else if (r.fields[i].is_placed_object())
+                offset[count++] = static_cast<std::uint16_t>(start + layout.offset[i]);
+        }
+    }
+};
+
+template <const Record& R>
+inline constexpr Headers headers = [] {
+    Headers result;
+    result.add(R, 0);
+    return result;
+}();
+
+/// Copies header and fields, but leaves each Instance the flags of its memory, and a header block of its own.
+inline void copy_body(Instance* destination, const Instance* source, std::uint16_t length, const Headers& inside) {
+    std::array<std::uint8_t, Headers{}.offset.size()> former;
+    for (std::size_t i = 0; i < inside.count; ++i) former[i] = at<Instance>(destination, inside.offset[i])->flags;
+    const zur_type_info* type = destination->type_info;
+    const bool keeps_type = has_flag(destination, ZUR_OWN_HEADER) || has_flag(source, ZUR_OWN_HEADER);
+    const auto kept = static_cast<std::uint8_t>(memory_flags | (keeps_type ? ZUR_OWN_HEADER : 0));
+    std::memcpy(destination, source, length);
+    if (keeps_type) destination->type_info = type;
+    for (std::size_t i = 0; i < inside.count; ++i) {
+        std::uint8_t& flags = at<Instance>(destination, inside.offset[i])->flags;
+        flags = static_cast<std::uint8_t>((flags & ~kept) | (former[i] & kept));
+    }
+}
+
+/// Moves the bytes of header and fields. A Domain that tracks refuses a destination without state flags before anything
+/// is copied. With no handle the newest layout's length counts, unless the state flags lie there.
 [[gnu::noinline]] inline Moved move_body(Domain* D, std::uint32_t S, Instance* destination, Instance* source,
-                                         std::uint32_t* st, const FlagPlace& place) {
+                                         std::uint32_t* st, const FlagPlace& place, const Headers& inside,
+                                         bool (*reaches_flags)(Domain*, std::uint32_t, Instance*)) {
     lifecycle::adjust(D, S, destination, place.top, st);
     if (destination == source) return Moved::nothing;
     const std::int8_t variant = zur_get_instance_variant(destination, 1, 0);
@@ -41,28 +84,28 @@ enum class Moved : std::uint8_t { nothing, body, body_with_flags };
         return Moved::nothing;
     }
     const bool tracking = is_tracking(D, place.corrupted_site);
-    const bool has_handle = D->tracking_handle != nullptr;
-    const std::uint8_t former = destination->flags;
-    const std::int8_t shape = has_handle ? destination->layout_variant : place.top;
-    const std::uint16_t length = place.body[static_cast<std::size_t>(shape)];
-    announce(D, S, destination, length, destination);
-    std::memcpy(destination, source, length);
-    if (has_handle)
-        destination->flags =
-            static_cast<std::uint8_t>((destination->flags & ~ZUR_MOVED_FLAGS) | (former & ZUR_MOVED_FLAGS));
-    if (!tracking) return Moved::body;
-    if (!has_flag(destination, ZUR_TRACKED)) {
+    const bool has_block = has_flag(destination, ZUR_TRACKED);
+    if (tracking && !has_block) {
         refuse_untracked(D, st, place.untracked_site);
         return Moved::nothing;
     }
-    return has_flag(source, ZUR_TRACKED) ? Moved::body_with_flags : Moved::body;
+    if (!tracking && reaches_flags != nullptr && !reaches_flags(D, S, destination)) {
+        fail(D, st, ZUR_BAD_ARGUMENT);
+        return Moved::nothing;
+    }
+    const bool is_whole = D->tracking_handle == nullptr && !has_block;
+    const std::uint16_t length =
+        place.body[is_whole ? static_cast<std::size_t>(place.top) : known_layout(destination, place.top)];
+    announce(D, S, destination, length, destination);
+    copy_body(destination, source, length, inside);
+    return tracking && has_flag(source, ZUR_TRACKED) ? Moved::body_with_flags : Moved::body;
 }
 
 /// Copies the source's block over the destination's, and returns the source's.
 inline std::uint8_t* copy_block(Domain* D, std::uint32_t S, const Instance* destination, std::uint8_t* block,
                                 Instance* source, const RecordPlace& place) {
     std::uint8_t* former = flag_block(D, S, source, place.flags);
-    const std::uint16_t length = place.block_length[static_cast<std::size_t>(destination->layout_variant)];
+    const std::uint16_t length = place.block_length[known_layout(destination, place.flags.top)];
     announce(D, S, block, length, block);
     std::memcpy(block, former, length);
     return former;
@@ -90,6 +133,14 @@ void move_flags(Domain* D, std::uint32_t S, Instance* destination, Instance* sou
     }
 }
 
+/// Element flags that do not belong to the arrays which have come: their number is another one.
+template <const Record& R>
+void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        if constexpr (R.fields[I].kind == Kind::array) drop_element_flags<R, I>(D, S, x);
+    });
+}
+
 /// Takes from an Instance what another one owns now: the pointer, then the length.
 template <const Record& R, std::size_t I>
 void give_up(Domain* D, std::uint32_t S, Instance* source) {
@@ -101,16 +152,19 @@ void give_up(Domain* D, std::uint32_t S, Instance* source) {
     }
 }
 
-/// Ends the move of one field whose bytes have been copied.
+/// Ends the move of one field whose bytes have been copied. An imported object must be settled also where the status
+/// word is raised: until then both Instances own what it holds.
 template <const Record& R, std::size_t I>
 void settle_field(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
     constexpr Kind kind = R.fields[I].kind;
-    if constexpr (kind == Kind::text || kind == Kind::array || kind == Kind::arm)
+    if constexpr (kind == Kind::text || kind == Kind::array || kind == Kind::arm) {
         give_up<R, I>(D, S, source);
-    else if constexpr (kind == Kind::object || kind == Kind::embedded)
-        assign<R, I>(D, S, field<R, I>(destination), field<R, I>(source), st);
-    else if constexpr (kind == Kind::list)
+    } else if constexpr (kind == Kind::object || kind == Kind::embedded) {
+        std::uint32_t status = 0;
+        assign<R, I>(D, S, field<R, I>(destination), field<R, I>(source), *st == 0 ? st : &status);
+    } else if constexpr (kind == Kind::list) {
         move_list<R, I>(D, S, destination, source);
+    }
 }
 
 /// Makes the destination of a copy by bytes the only owner. Where a field is not laid out, the state flags may lie.
@@ -124,9 +178,14 @@ void post_copyout_cleanup(Domain* D, std::uint32_t S, Instance* destination, Ins
 /// Moves a record. What the destination held is not released; the status word is not looked at.
 template <const Record& R>
 void set(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
-    const Moved moved = move_body(D, S, destination, source, st, record_place<R>.flags);
+    constexpr bool has_arrays = R.any([](const Field& f) { return f.kind == Kind::array || f.kind == Kind::embedded; });
+    const Moved moved = move_body(D, S, destination, source, st, record_place<R>.flags, headers<R>,
+                                  has_arrays ? &reaches_element_flags<R> : nullptr);
     if (moved == Moved::nothing) return;
-    if (moved == Moved::body_with_flags) move_flags<R>(D, S, destination, source, st);
+    if (moved == Moved::body_with_flags)
+        move_flags<R>(D, S, destination, source, st);
+    else
+        drop_element_flags<R>(D, S, destination);
     post_copyout_cleanup<R>(D, S, destination, source, st);
 }
 

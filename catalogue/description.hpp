@@ -317,10 +317,6 @@ constexpr Layout lay_out(const Record& r) {
         l.body[variant] = static_cast<std::uint16_t>(body_length(place));
         l.block[variant] = static_cast<std::uint16_t>(round_up(flag, l.block_alignment));
     }
-    // A store may hold Instances of a later layout. What is known of one is the newest layout here.
-    const auto known = static_cast<std::ptrdiff_t>(r.variants());
-    std::fill(l.body.begin() + known, l.body.end(), l.body[r.variants() - 1]);
-    std::fill(l.block.begin() + known, l.block.end(), l.block[r.variants() - 1]);
     return l;
 }
 
@@ -338,6 +334,14 @@ inline constexpr std::size_t block_length = layout<R>.block_length(R);
 /// Index of the length field of a text or array.
 template <const Record& R, std::size_t I>
 inline constexpr std::size_t companion = R.index_of(R.fields[I].companion);
+
+/// Index of the text or array that a length field counts.
+template <const Record& R, std::size_t I>
+inline constexpr std::size_t counted_field = [] {
+    std::size_t i = I;
+    while (R.fields[i].companion == nullptr || R.index_of(R.fields[i].companion) != I) ++i;
+    return i;
+}();
 
 /// Whether nested Instances of the record have state flags at places that the runtime must be told.
 constexpr bool has_nested_blocks(const Record& r) {

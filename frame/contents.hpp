@@ -11,9 +11,9 @@ inline std::uint32_t enumerator_of(const Instance* x) {
     return *at<std::uint32_t>(x, catalogue::header_length);
 }
 
-/// The number in a text's or array's length field.
+/// The number in a text's or array's length field, whatever the storage. Only a reader that has just stored it asks.
 template <const Record& R, std::size_t I>
-std::uint32_t present_length(const Instance* x) {
+std::uint32_t stored_length(const Instance* x) {
     constexpr std::size_t length = catalogue::companion<R, I>;
     if constexpr (R.fields[length].foreign->length == 2)
         return *field<R, length, std::uint16_t>(x);
@@ -21,11 +21,30 @@ std::uint32_t present_length(const Instance* x) {
         return *field<R, length, std::uint32_t>(x);
 }
 
-/// Elements of an array or run. An array's length tells of more where the Domain refused the storage.
+/// The length of a text or array. It is 0 without storage: the Domain may have refused what the length field counts.
+template <const Record& R, std::size_t I>
+std::uint32_t present_length(const Instance* x) {
+    return *field<R, I, const void*>(x) != nullptr ? stored_length<R, I>(x) : 0;
+}
+
+/// A plain field's storage, for whoever reads or sends it. A length field without storage behind it reads as 0.
+template <const Record& R, std::size_t I>
+const void* readable(const Instance* x) {
+    const auto* address = field<R, I>(x);
+    if constexpr (R.fields[I].kind == Kind::length) {
+        constexpr std::size_t counted = catalogue::counted_field<R, I>;
+        static constexpr std::uint32_t nothing = 0;
+        if (*field<R, counted, const void*>(x) == nullptr && stored_length<R, counted>(x) != 0) [[unlikely]]
+            return &nothing;
+    }
+    return address;
+}
+
+/// Elements of an array or run.
 template <const Record& R, std::size_t I>
 std::uint32_t element_count(const Instance* x) {
     if constexpr (R.fields[I].kind == Kind::array)
-        return *field<R, I, const void*>(x) != nullptr ? present_length<R, I>(x) : 0;
+        return present_length<R, I>(x);
     else
         return R.fields[I].capacity;
 }

@@ -67,6 +67,12 @@ const T* at(const void* base, std::size_t offset) {
     return reinterpret_cast<const T*>(static_cast<const unsigned char*>(base) + offset);
 }
 
+/// The layout that an Instance's memory has, as far as this build knows it: a store may hold Instances of a later one,
+/// and what is known of those is the newest layout here.
+inline std::size_t known_layout(const Instance* x, std::int8_t top) {
+    return std::min(static_cast<std::uint8_t>(x->layout_variant), static_cast<std::uint8_t>(top));
+}
+
 /// A field's storage inside the Instance.
 template <const Record& R, std::size_t I, class T = void>
 T* field(Instance* x) {

@@ -103,6 +103,27 @@ void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     store(D, S, &head->count, 0, nullptr);
 }
 
+/// The first of the record's imported objects. Its entry tells of references that could not be read, of whichever
+/// object.
+template <const Record& R>
+inline constexpr std::size_t first_object = static_cast<std::size_t>(
+    std::find_if(R.fields.begin(), R.fields.begin() + R.count, [](const Field& f) { return f.kind == Kind::object; }) -
+    R.fields.begin());
+
+/// Whether the runtime can be told that an Instance's state flags lie elsewhere: it lies inside another record or an
+/// array, or asks for the place as it is set up. Only such a record names the second entry of a mapping that stays.
+template <const Record& R>
+inline constexpr bool can_have_moved_flags = places_deeply(R) || std::any_of(catalogue::all_records.begin(),
+                                                                             catalogue::all_records.end(),
+                                                                             [](const Record* holder) {
+                                                                                 return holder->any([](const Field& f) {
+                                                                                     return (f.kind == Kind::embedded ||
+                                                                                             f.kind == Kind::array) &&
+                                                                                            f.is_of_record() &&
+                                                                                            f.record == &R;
+                                                                                 });
+                                                                             });
+
 /// Tears one field down. False: the destruction stops here.
 template <const Record& R, std::size_t I>
 bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status) {
@@ -113,7 +134,7 @@ bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* statu
         auto* object = field<R, I>(x);
         const std::uint32_t count = Type::get_oid_count(D, S, object, status);
         if (count != 0 && !drop_references(D, S, object, count, Type::get_object_references, status,
-                                           site<R, Operation::destroy, Text::references_not_read, I>,
+                                           site<R, Operation::destroy, Text::references_not_read, first_object<R>>,
                                            site<R, Operation::destroy, Text::reference_not_dropped, I>))
             return false;
         Type::destroy_internal(D, S, object, 0);
@@ -136,6 +157,53 @@ bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* statu
         drain_list<R, I>(D, S, x);
     }
     return true;
+}
+
+/// Makes an imported object a fresh one. It is left alone while it is still one: zero behind its header.
+template <const Record& R, std::size_t I>
+void empty_object(Domain* D, std::uint32_t S, Instance* x) {
+    constexpr const Foreign& type = *R.fields[I].foreign;
+    constexpr std::size_t start = type.is_placed() ? catalogue::header_length : 0;
+    auto* object = field<R, I, Instance>(x);
+    auto* content = at<unsigned char>(object, start);
+    if (std::all_of(content, content + type.length - start, [](unsigned char byte) { return byte == 0; })) return;
+    std::uint32_t status = 0;
+    if (!destroy_field<R, I>(D, S, x, &status)) return;
+    announce(D, S, content, type.length - start, x);
+    std::memset(content, 0, type.length - start);
+    std::uint8_t* block = has_flag(x, ZUR_TRACKED) ? flag_block<R>(D, S, x) : nullptr;
+    initialize_field<R, I>(D, S, x, 1, 0, block, &status);
+    if constexpr (type.is_placed())
+        if (block != nullptr && !has_flag(object, ZUR_MOVED_FLAGS)) offset_update<R>(D, S, x, block, &status);
+}
+
+/// Releases what a field of a living Instance owns. A field that owns nothing is not touched.
+template <const Record& R, std::size_t I>
+void empty_field(Domain* D, std::uint32_t S, Instance* x) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.kind == Kind::object) {
+        empty_object<R, I>(D, S, x);
+    } else if constexpr (f.kind == Kind::embedded) {
+        auto* nested = field<R, I, Instance>(x);
+        catalogue::for_each_field<*f.record>([&]<std::size_t J>() { empty_field<*f.record, J>(D, S, nested); });
+    } else if constexpr (f.kind == Kind::list) {
+        if (first_in_list<R, I>(x) != nullptr) drain_list<R, I>(D, S, x);
+    } else if constexpr (f.kind == Kind::arm || f.kind == Kind::text || f.kind == Kind::array) {
+        const bool is_empty = *field<R, I, void*>(x) == nullptr;
+        // Element flags can outlive their elements, but nobody is asked for their place without need.
+        if constexpr (f.kind == Kind::array)
+            if (!(is_empty && has_flag(x, ZUR_MOVED_FLAGS)))
+                if (std::uint8_t* block = known_flag_block<R>(D, S, x); block != nullptr)
+                    release_element_flags<R>(D, S, block);
+        if (is_empty) return;
+        std::uint32_t status = 0;
+        destroy_field<R, I>(D, S, x, &status);
+        if constexpr (f.kind != Kind::arm) {
+            constexpr std::size_t length = catalogue::companion<R, I>;
+            using Value = typename Codec<*R.fields[length].foreign>::Value;
+            store(D, S, field<R, length, Value>(x), 0, x);
+        }
+    }
 }
 
 template <const Record& R, std::size_t... I>
@@ -192,13 +260,9 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
         if (!destroy_fields<R>(D, S, x, variant, &status, std::make_index_sequence<R.count>{})) return;
     }
     if (has_flag(x, ZUR_TRACKED)) {
-        std::uint8_t* block = flag_block<R>(D, S, x);
-        const bool is_moved = has_flag(x, ZUR_MOVED_FLAGS);
-        if (!is_moved) is_tracking(D, site<R, Operation::destroy, Text::corrupted_handle>);
-        // What lies behind a nested Instance is not its block: once the runtime has forgotten the place, nobody knows
-        // it. Nor is what lies inside.
-        const bool is_known = is_moved ? block >= at<std::uint8_t>(x, catalogue::size<R>) : !has_flag(x, ZUR_NESTED);
-        if (variant >= 0 && is_known) release_element_flags<R>(D, S, block);
+        std::uint8_t* block = known_flag_block<R>(D, S, x);
+        if (!has_flag(x, ZUR_MOVED_FLAGS)) is_tracking(D, site<R, Operation::destroy, Text::corrupted_handle>);
+        if (variant >= 0 && block != nullptr) release_element_flags<R>(D, S, block);
     }
     const zur_type_info* type =
         checked(zur_get_manifested_type_info(x), site<R, Operation::destroy, Text::type_info_damaged>);
@@ -208,7 +272,8 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
     if (D != nullptr && (x->flags & (ZUR_MOVED_FLAGS | ZUR_RA_DATA)) != 0 && D->hd_mapping_root != 0) {
         zur_hd_mapping_destroy(D, S, x, &status);
         if (status != 0) {
-            trace::failed(site<R, Operation::destroy, Text::oid_mapping_kept, trace::whole_record, 1>, status);
+            constexpr std::size_t nth = can_have_moved_flags<R> ? 1 : 0;
+            trace::failed(site<R, Operation::destroy, Text::oid_mapping_kept, trace::whole_record, nth>, status);
             zur_store_err(D, status);
             return;
         }

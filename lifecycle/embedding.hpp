@@ -44,27 +44,34 @@ std::uint32_t size_of_parts(const Domain* D, const Instance* x, std::uint32_t wi
     using trace::site, trace::Operation, trace::Text;
     if (D->tracking_handle == nullptr) return flags_only != 0 ? 0 : static_cast<std::uint32_t>(catalogue::size<R>);
     const bool tracking = is_tracking(D, site<R, Operation::sizing, Text::corrupted_handle>);
-    const auto shape = static_cast<std::size_t>(x != nullptr ? x->layout_variant : R.top());
+    const auto shape = x != nullptr ? known_layout(x, R.top()) : static_cast<std::size_t>(R.top());
     const std::uint32_t body = catalogue::layout<R>.body[shape];
     const std::uint32_t flags = tracking ? catalogue::layout<R>.block[shape] : 0;
     if (flags_only != 0) return flags;
     return with_flags != 0 ? body + flags : body;
 }
 
-/// Fills the Instance's whole block, then the element flags that the block's pointer member, filled as well, names.
+/// Fills the Instance's whole block, and the element flags of its arrays. The block's pointer to them is filled as
+/// well, but for an array that has elements: their flags are filled where they lie, and stay there.
 template <const Record& R>
 void set_all_state_tracking_flag(Domain* D, std::uint32_t S, Instance* x, std::uint32_t value) {
     const zur_tracking_handle* handle = D->tracking_handle;
-    if (handle == nullptr || handle->handle_kind != ZUR_TRACKED_MODE || !has_flag(x, ZUR_TRACKED)) return;
+    if (handle == nullptr || handle->handle_kind != ZUR_TRACKED_MODE) return;
+    if (x == nullptr || !has_flag(x, ZUR_TRACKED)) return;
     std::uint8_t* block = flag_block<R>(D, S, x);
-    const auto shape = static_cast<std::size_t>(x->layout_variant);
-    std::memset(block, static_cast<std::uint8_t>(value), catalogue::layout<R>.block[shape]);
+    const auto byte = static_cast<std::uint8_t>(value);
+    std::array<std::uint8_t*, R.count> former{};
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        if constexpr (R.fields[I].kind == Kind::array)
+            if (element_count<R, I>(x) != 0) former[I] = element_flags_at(block + catalogue::layout<R>.nested[I]);
+    });
+    std::memset(block, byte, catalogue::layout<R>.block[known_layout(x, R.top())]);
     catalogue::for_each_field<R>([&]<std::size_t I>() {
         if constexpr (R.fields[I].kind == Kind::array) {
-            void* run;
-            std::memcpy(&run, block + catalogue::layout<R>.nested[I], sizeof run);
-            const std::uint32_t count = *field<R, catalogue::companion<R, I>, std::uint32_t>(x);
-            if (count != 0) std::memset(run, static_cast<std::uint8_t>(value), count);
+            const std::uint32_t count = element_count<R, I>(x);
+            if (count == 0) return;
+            std::memcpy(block + catalogue::layout<R>.nested[I], &former[I], sizeof former[I]);
+            if (former[I] != nullptr) std::memset(former[I], byte, count);
         }
     });
 }

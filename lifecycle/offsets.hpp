@@ -17,7 +17,7 @@ constexpr bool places_deeply(const Record& r) {
 /// Whether the field is in the Instance's memory, as its layout variant gives it its shape.
 template <const Record& R, std::size_t I>
 bool is_laid_out(const Instance* x) {
-    return R.fields[I].since == 0 || x->layout_variant >= R.fields[I].since;
+    return R.fields[I].since == 0 || known_layout(x, R.top()) >= static_cast<std::size_t>(R.fields[I].since);
 }
 
 /// Tells the runtime where the nested blocks lie, given the place of this record's own block.

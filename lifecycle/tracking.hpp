@@ -21,7 +21,7 @@ std::size_t standard_place(const Instance* x) {
     if constexpr (R.variants() == 1)
         return catalogue::size<R>;
     else
-        return catalogue::layout<R>.body[static_cast<std::size_t>(x->layout_variant)];
+        return catalogue::layout<R>.body[known_layout(x, R.top())];
 }
 
 /// The Instance's state-flag block. It must have one.
@@ -29,6 +29,31 @@ template <const Record& R>
 std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x) {
     if (has_flag(x, ZUR_MOVED_FLAGS)) return at<std::uint8_t>(x, zurlib_get_sttr_offset(D, S, x));
     return at<std::uint8_t>(x, standard_place<R>(x));
+}
+
+/// The Instance's block where it is sure to be one, else null. What lies directly behind a nested Instance is not its
+/// block, but a runtime may answer so where only another Domain knows the place.
+template <const Record& R>
+std::uint8_t* known_flag_block(Domain* D, std::uint32_t S, Instance* x) {
+    if (!has_flag(x, ZUR_TRACKED)) return nullptr;
+    std::uint8_t* block = flag_block<R>(D, S, x);
+    if (!has_flag(x, ZUR_NESTED) && !has_flag(x, ZUR_MOVED_FLAGS)) return block;
+    const auto* behind = at<std::uint8_t>(x, catalogue::size<R>);
+    return block > behind || (block == behind && !has_flag(x, ZUR_NESTED)) ? block : nullptr;
+}
+
+/// Whether a Domain that does not track can reach the element flags of all arrays in a record, so that it may change
+/// the number of elements.
+template <const Record& R>
+bool reaches_element_flags(Domain* D, std::uint32_t S, Instance* x) {
+    bool result = true;
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        if constexpr (R.fields[I].kind == Kind::embedded)
+            result = result && reaches_element_flags<*R.fields[I].record>(D, S, field<R, I, Instance>(x));
+        else if constexpr (R.fields[I].kind == Kind::array)
+            result = result && (!has_flag(x, ZUR_TRACKED) || known_flag_block<R>(D, S, x) != nullptr);
+    });
+    return result;
 }
 
 /// Announces and stores one state flag.
@@ -68,7 +93,7 @@ inline constexpr FlagPlace flag_place = {
 /// The Instance's block, for a field whose place is known by description.
 inline std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x, const FlagPlace& place) {
     if (has_flag(x, ZUR_MOVED_FLAGS)) return at<std::uint8_t>(x, zurlib_get_sttr_offset(D, S, x));
-    return at<std::uint8_t>(x, place.body[static_cast<std::size_t>(x->layout_variant)]);
+    return at<std::uint8_t>(x, place.body[known_layout(x, place.top)]);
 }
 
 [[gnu::noinline]] inline bool mark_tracked(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st,
@@ -115,7 +140,7 @@ inline std::uint8_t* flag_block_for_access(Domain* D, std::uint32_t S, Instance*
 /// The common way into a flag read. False: the error is left.
 inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
     if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
-    if (has_flag(x, ZUR_TRACKED)) return true;
+    if (x != nullptr && has_flag(x, ZUR_TRACKED)) return true;
     refuse_untracked(D, st, place.untracked_site);
     return false;
 }
@@ -123,7 +148,7 @@ inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, const Flag
 /// The common way into a flag write, up to the adjustment of the variant. Here the trace comes before the error.
 inline bool open_flag_write(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
     if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
-    if (has_flag(x, ZUR_TRACKED)) return true;
+    if (x != nullptr && has_flag(x, ZUR_TRACKED)) return true;
     trace::plain(place.untracked_site, trace::failure);
     fail(D, st, ZUR_BAD_ARGUMENT);
     return false;

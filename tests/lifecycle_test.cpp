@@ -556,35 +556,6 @@ TEST_F(Lifecycle, VariantThatCannotBeAskedFor) {
     }
 }
 
-// Filled to the last byte and torn down, in every mode, with every allocation on the way refused in turn: it is told
-// of, nothing leaks, nothing is freed twice.
-TEST_F(Lifecycle, NothingLeaksWhicheverAllocationIsRefused) {
-    checker.reset(); // it has looked at these writes elsewhere, and is slow
-    for (const std::uint32_t tracking : {PLATFORM_NO_HANDLE, ZUR_TRACKED_MODE})
-        for (const Record* r : catalogue::all_records)
-            for (std::size_t n = 1;; n += n < 20 ? 1 : 7) {
-                SCOPED_TRACE(r->name + (", allocation " + std::to_string(n)));
-                TestDomain D({.tracking = tracking});
-                heap().reset();
-                heap().refuse_nth(n);
-                testing::TestPartResultArray told;
-                bool is_filled = false;
-                {
-                    const testing::ScopedFakeTestPartResultReporter listener(&told);
-                    Instance* x = create(r->name, D);
-                    is_filled = x != nullptr && Fill(D, static_cast<unsigned>(n)).fill(*r, x);
-                    heap().stop_refusing();
-                    destroy(r->name, D, x);
-                }
-                EXPECT_EQ(is_filled, heap().refusals() == 0);
-                for (int i = 0; i < told.size(); ++i)
-                    EXPECT_NE(std::strstr(told.GetTestPartResult(i).message(), "cannot be set: 12,"), nullptr)
-                        << told.GetTestPartResult(i).message();
-                ASSERT_EQ(heap().blocks().size(), 0u);
-                if (heap().refusals() == 0) break;
-            }
-}
-
 // ---- variants that the peer does not know ----
 
 TEST_F(Lifecycle, NegativeVariantCountsInFrontOfTheFirstRecord) {

@@ -242,36 +242,6 @@ TEST_F(TextRead, PathsThatAreTooLong) {
 
 // ---- memory that runs out ----
 
-TEST_F(TextRead, EveryAllocationRefusedInTurn) {
-    check_no_writes();
-    for (const Mode& mode : tracking_modes())
-        for (const Record* r : catalogue::all_records) {
-            SCOPED_TRACE(r->name + mode.text());
-            TestDomain in_mode(mode);
-            const TextOperations text(r->name);
-            Instance* x = create(r->name, in_mode);
-            EXPECT_TRUE(Fill(in_mode, 3).fill(*r, x));
-            const XmlDocument document = sound_xml(text.xml(in_mode, x, r->name));
-            const std::size_t alive = heap().blocks().size();
-            std::size_t n = 1;
-            for (bool was_refused = true; was_refused; ++n) {
-                Instance* y = create(r->name, in_mode);
-                const std::size_t refusals = heap().refusals();
-                heap().refuse_nth(n);
-                const std::uint32_t st = text.read(in_mode, document.get(), y);
-                heap().stop_refusing();
-                was_refused = heap().refusals() != refusals;
-                ASSERT_EQ(st, was_refused ? 12u : 0u) << "allocation " << n;
-                if (!was_refused) {
-                    EXPECT_EQ(text.compare(x, y), 0);
-                }
-                destroy(r->name, in_mode, y);
-                ASSERT_EQ(heap().blocks().size(), alive) << "allocation " << n;
-            }
-            destroy(r->name, in_mode, x);
-        }
-}
-
 // ---- the calls of a reader ----
 
 TEST_F(TextRead, CallsOfAReader) {

@@ -249,10 +249,17 @@ bool read_arm(const Reader& in, Instance* x) {
     return in.goes_on();
 }
 
-/// Reads one field. False: the reader stops. Lengths are not read, the setters make them right.
+/// Whether reading a field gives it memory that only destruction releases, which passes over later variants.
+template <const Record& R, std::size_t I>
+inline constexpr bool owns_what_is_read =
+    R.fields[I].kind == Kind::arm || R.fields[I].kind == Kind::object || R.fields[I].kind == Kind::embedded;
+
+/// Reads one field. Returns false when the reader stops. Lengths are not read, the setters make them right.
 template <const Record& R, std::size_t I>
 bool read_field(const Reader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];
+    if constexpr (owns_what_is_read<R, I>)
+        if (x->variant < f.since) return true;
     if constexpr (f.kind == Kind::length) {
         return true;
     } else if constexpr (f.kind == Kind::text) {
@@ -282,7 +289,7 @@ bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
     return (read_field<R, I>(in, x) && ...);
 }
 
-/// All fields are read, whatever the Instance's variant.
+/// Numbers are read whatever the Instance's variant.
 template <const Record& R>
 [[gnu::noinline]] void read(const Reader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;

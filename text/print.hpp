@@ -88,7 +88,7 @@ void print_field(Output& out, std::uint32_t indent, const Instance* x) {
         const Instance* arm = *field<R, I, const Instance*>(x);
         if (is_selected<R, I>(x) && arm != nullptr) print_as<R, I>(out, indent, arm_label<R, I, "", ".">.c_str(), arm);
     } else {
-        print_as<R, I>(out, indent, f.name, field<R, I>(x));
+        print_as<R, I>(out, indent, f.name, readable<R, I>(x));
     }
 }
 

@@ -82,7 +82,7 @@ void write_field(Output& out, bool tracking, const Instance* x) {
         if (is_selected<R, I>(x) && arm != nullptr)
             write_as<R, I>(out, arm_label<R, I, "", "-">.c_str(), arm, flag_of<R, I>(out, tracking, x));
     } else {
-        write_as<R, I>(out, f.name, field<R, I>(x), flag_of<R, I>(out, tracking, x));
+        write_as<R, I>(out, f.name, readable<R, I>(x), flag_of<R, I>(out, tracking, x));
     }
 }
 
@@ -94,7 +94,9 @@ template <const Record& R>
     if (*st != 0) return 0;
     zur_clear_last_error(D);
     const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
-    const bool tracking = is_tracking(D, trace::site<R, trace::Operation::to_xml, trace::Text::corrupted_handle>);
+    const bool is_tracked = is_tracking(D, trace::site<R, trace::Operation::to_xml, trace::Text::corrupted_handle>);
+    // An array's element without a type was not set up, because the one in front of it could not be read.
+    const bool tracking = is_tracked && x->type_info != nullptr;
     Output out{D, S, buffer, size, st};
     out.add(start_tag(D, S, buffer, name, size, flag, st));
     catalogue::for_each_field<R>([&]<std::size_t I>() {

@@ -99,12 +99,22 @@ bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, s
         const bool kept = in.keeps(count, former) && element_flags_at(run) != nullptr;
         return kept || renew_element_flags(in.D, in.S, run, count, in.st);
     }
-    if (has_flag(x, ZUR_TRACKED) && count > former) {
-        // Elements that come without flags may be more than the run is long.
-        auto** run = at<void*>(flag_block<R>(in.D, in.S, x), place);
-        if (element_flags_at(run) != nullptr) lifecycle::release_buffer(in.D, in.S, run);
-    }
+    // Elements that come without flags may be more than the run is long.
+    if (std::uint8_t* block = count > former ? known_flag_block<R>(in.D, in.S, x) : nullptr; block != nullptr)
+        if (auto** run = at<void*>(block, place); element_flags_at(run) != nullptr)
+            lifecycle::release_buffer(in.D, in.S, run);
     return true;
+}
+
+/// Whether an array may get more elements. A run of element flags that cannot be reached would be too short for them:
+/// the array is left as it is, with the error.
+template <const Record& R, std::size_t I>
+bool may_grow(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t former) {
+    if (in.state_flags == StateFlags::stored || count <= former || reaches_element_flags<R>(in.D, in.S, x)) return true;
+    using Length = typename Codec<*R.fields[catalogue::companion<R, I>].foreign>::Value;
+    *field<R, catalogue::companion<R, I>, Length>(x) = former;
+    fail(in.D, in.st, ZUR_BAD_ARGUMENT);
+    return false;
 }
 
 /// Sets up and reads elements that are records, in zeroed storage; in tracked mode their blocks lie behind all of them.
@@ -139,8 +149,9 @@ template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_array_of_records(Reader& in, Instance* x, std::uint32_t former) {
     constexpr const Record& element = *R.fields[I].record;
     auto** storage = field<R, I, void*>(x);
-    const std::uint32_t count = present_length<R, I>(x);
+    const std::uint32_t count = stored_length<R, I>(x);
     if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
+    if (!may_grow<R, I>(in, x, count, former)) return false;
     if (*storage != nullptr && (in.reuse != 0 || count == 0))
         lifecycle::destroy_elements<element>(in.D, in.S, *storage, former);
     if (count == 0) {
@@ -170,8 +181,9 @@ template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_array_of_values(Reader& in, Instance* x, std::uint32_t former) {
     constexpr const Field& f = R.fields[I];
     auto** storage = field<R, I, void*>(x);
-    const std::uint32_t count = present_length<R, I>(x);
+    const std::uint32_t count = stored_length<R, I>(x);
     if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
+    if (!may_grow<R, I>(in, x, count, former)) return false;
     if (count == 0) {
         drop(in.D, in.S, storage, x);
         return true;

@@ -81,7 +81,7 @@ template <const Record& R, std::size_t I>
         return compare<*f.record>(*field<R, I, Instance*>(a), *field<R, I, Instance*>(b));
     } else if constexpr (f.foreign->shape == Foreign::Shape::primitive) {
         using Number = Ordered<*f.foreign>;
-        return order_of(*field<R, I, Number>(a), *field<R, I, Number>(b));
+        return order_of(*static_cast<const Number*>(readable<R, I>(a)), *static_cast<const Number*>(readable<R, I>(b)));
     } else {
         return Codec<*f.foreign>::compare(field<R, I>(a), field<R, I>(b));
     }

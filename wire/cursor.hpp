@@ -75,6 +75,7 @@ inline constexpr FlagForm plain_flag{1, 1, 1};
 inline constexpr FlagForm whole_flag{0, 1, 1};
 inline constexpr FlagForm text_flag{0, 1, 2};
 inline constexpr FlagForm list_flag{2, 2, 2};
+inline constexpr FlagForm last_list_flag{1, 1, 1}; ///< in a record that ends where the message ends
 
 /// The room after an offset has gone beyond the end. It falls no further than a signed length can tell.
 [[gnu::cold, gnu::noinline]] inline std::int32_t room_beyond(std::int32_t room, std::uint32_t bytes) {
@@ -100,6 +101,7 @@ struct Reader {
     StateFlags state_flags = StateFlags::absent; ///< what is done with the flags between the fields
     bool places_blocks = false;                  ///< the elements of arrays have state flags behind them
     std::uint8_t* block = nullptr;               ///< where flags are stored
+    bool ends_message = false;                   ///< no byte stands behind the record, as its jump word has it
 
     /// Whether storage that holds as many units as are to come serves again.
     bool keeps(std::uint32_t count, std::uint32_t former) const {

@@ -43,7 +43,8 @@ inline std::uint32_t put_enumerator(Domain* D, std::uint32_t S, void* buffer, co
 }
 
 inline std::uint32_t take_enumerator(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
-                                     std::uint32_t reuse, const zur_type_info* type, std::uint32_t* st) {
+                                     std::uint32_t reuse, const zur_type_info* type, std::int8_t top,
+                                     std::uint32_t* st) {
     if (*st != 0) return 0;
     zur_clear_last_error(D);
     if (length < 1) return refuse_buffer(D, st);
@@ -51,7 +52,7 @@ inline std::uint32_t take_enumerator(Domain* D, std::uint32_t S, const void* buf
         .D = D, .S = S, .reuse = reuse, .cursor = static_cast<const unsigned char*>(buffer), .room = length, .st = st};
     std::int8_t variant = 0;
     in.advance(_zur_instance_variant_unmarshal(D, S, in.cursor, &variant, in.room, st));
-    x->variant = std::min(variant, x->layout_variant);
+    x->variant = std::min(variant, static_cast<std::int8_t>(known_layout(x, top)));
     x->type_info = lifecycle::stored_type(D, S, type);
     std::uint32_t* value = &reinterpret_cast<EnumInstance*>(x)->value;
     in.advance(u_int32_unmarshal(D, S, in.cursor, value, in.room, reuse, st));
@@ -68,7 +69,7 @@ std::uint32_t marshal(Domain* D, std::uint32_t S, void* buffer, const Instance* 
 template <const Enum& E>
 std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
                         std::uint32_t reuse, std::uint32_t* st) {
-    return take_enumerator(D, S, buffer, x, length, reuse, type_info<E>(), st);
+    return take_enumerator(D, S, buffer, x, length, reuse, type_info<E>(), E.top(), st);
 }
 
 template <const Enum& E>

@@ -21,7 +21,7 @@ template <const Record& R, std::size_t I>
         return SuperFastHash(field<R, I>(x), std::uint32_t{f.capacity} * f.foreign->length, h);
     } else if constexpr (f.kind == Kind::text || f.kind == Kind::array) {
         constexpr std::size_t c = catalogue::companion<R, I>;
-        h = Codec<*R.fields[c].foreign>::hash(field<R, c>(x), h);
+        h = Codec<*R.fields[c].foreign>::hash(readable<R, c>(x), h);
         const void* storage = *field<R, I, void*>(x);
         if constexpr (f.kind == Kind::text) {
             return SuperFastHash(storage, present_length<R, I>(x), h);
@@ -42,7 +42,7 @@ template <const Record& R, std::size_t I>
         h = hash_enumerator(field<R, 0, EnumInstance>(x), h);
         return hash<*f.record>(*field<R, I, Instance*>(x), h);
     } else {
-        return Codec<*f.foreign>::hash(field<R, I>(x), h);
+        return Codec<*f.foreign>::hash(readable<R, I>(x), h);
     }
 }
 

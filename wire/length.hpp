@@ -44,7 +44,7 @@ template <const Record& R, std::size_t I>
     } else if constexpr (f.kind == Kind::run) {
         return x != nullptr ? Codec<*f.foreign>::len(D, S, field<R, I>(x)) * f.capacity : 0;
     } else {
-        const std::uint32_t one = Codec<*f.foreign>::len(D, S, x != nullptr ? field<R, I>(x) : nullptr);
+        const std::uint32_t one = Codec<*f.foreign>::len(D, S, x != nullptr ? readable<R, I>(x) : nullptr);
         return f.kind == Kind::characters ? one * f.capacity : one;
     }
 }

@@ -4,6 +4,8 @@
 //   4     count, a list length
 //         the elements in list order, a whole marshalled record each
 //   0, 1  state flag, only where 2 bytes of room are left; also behind an empty list
+//
+// A reader has less room than the writer had: the message may end with the flag. The jump word tells whether it does.
 #pragma once
 
 #include "lifecycle/destroy.hpp"
@@ -66,7 +68,10 @@ template <const Record& R, std::size_t I>
         if (in.reuse != 0) lifecycle::drain_list<R, I, trace::Operation::unmarshal>(in.D, in.S, x);
         for (std::uint32_t i = 0; i < count && *in.st == 0; ++i) take_new_element<R, I>(in, x);
     }
-    in.take_flag<list_flag>(catalogue::layout<R>.flag[I]);
+    if (in.ends_message)
+        in.take_flag<last_list_flag>(catalogue::layout<R>.flag[I]);
+    else
+        in.take_flag<list_flag>(catalogue::layout<R>.flag[I]);
 }
 
 } // namespace epm::wire

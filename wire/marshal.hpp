@@ -62,7 +62,7 @@ template <const Record& R, std::size_t I>
         else if constexpr (f.is_own_enum())
             out.advance(marshal<*f.enumeration>(out.D, out.S, out.cursor, field<R, I, Instance>(x), out.room, out.st));
         else
-            out.advance(Codec<*f.foreign>::marshal(out.D, out.S, out.cursor, field<R, I>(x), out.room, out.st));
+            out.advance(Codec<*f.foreign>::marshal(out.D, out.S, out.cursor, readable<R, I>(x), out.room, out.st));
         if constexpr (f.is_tracked()) out.put_flag(flag);
     }
 }
@@ -83,6 +83,8 @@ std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Ins
     if (length < 1) return refuse_buffer(D, st);
     const std::int8_t own_variant = zur_get_instance_variant(x, 1, 0);
     const zur_type_info* type = x != nullptr ? zur_get_manifested_type_info(x) : nullptr;
+    if (x != nullptr && type == nullptr) [[unlikely]]
+        type = type_info<R>(); // an array's element behind one that could not be read
     const std::int8_t variant = variant_to_write(D, own_variant, type, check != 0, R.top(), st);
     Writer out{.D = D, .S = S, .cursor = static_cast<unsigned char*>(buffer), .room = length, .st = st};
     out.advance(_zur_instance_variant_marshal(D, S, out.cursor, &variant, out.room, st));

@@ -45,7 +45,7 @@ inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* sour
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_text(Reader& in, Instance* x, std::uint32_t former) {
     auto** text = field<R, I, void*>(x);
-    const std::uint32_t length = present_length<R, I>(x);
+    const std::uint32_t length = stored_length<R, I>(x);
     if (length == 0) {
         drop(in.D, in.S, text, x);
         return true;

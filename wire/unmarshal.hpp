@@ -36,6 +36,17 @@ enum class Progress : std::uint8_t {
     return static_cast<std::uint32_t>(goal) - offset;
 }
 
+/// The record whose entry tells that a Domain tracks and the Instance does not. The elements of an array are set up in
+/// the Domain's mode as they are read, so that this can strike only where a caller hands one over, and the array's
+/// owner tells of it.
+template <const Record& R>
+constexpr const Record& teller_of_mismatch() {
+    for (const Record* owner : catalogue::all_records)
+        if (owner->any([](const Field& f) { return f.kind == Kind::array && f.is_of_record() && f.record == &R; }))
+            return *owner;
+    return R;
+}
+
 /// Decides what becomes of state flags, from the Domain's mode and the flag byte, which is changed to what the Instance
 /// is given.
 template <const Record& R>
@@ -43,7 +54,8 @@ template <const Record& R>
     using trace::site, trace::Operation, trace::Text;
     const bool is_sent = (flags & ZUR_TRACKED) != 0;
     if (is_tracking(in.D, site<R, Operation::unmarshal, Text::corrupted_handle>)) {
-        if (!has_flag(x, ZUR_TRACKED)) trace::die(site<R, Operation::unmarshal, Text::tracking_mismatch>);
+        if (!has_flag(x, ZUR_TRACKED))
+            trace::die(site<teller_of_mismatch<R>(), Operation::unmarshal, Text::tracking_mismatch>);
         in.places_blocks = true;
         flags |= ZUR_TRACKED;
         if (!is_sent) return;
@@ -113,6 +125,15 @@ template <const Record& R, std::size_t... I>
     return progress;
 }
 
+/// Releases what fields of later variants own, before the Instance's variant falls below them: afterwards no operation
+/// sees these fields, and destruction passes over them too.
+template <const Record& R>
+[[gnu::cold, gnu::noinline]] void release_later_fields(Domain* D, std::uint32_t S, Instance* x, std::int8_t variant) {
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        if (variant < R.fields[I].since && R.fields[I].since <= x->variant) lifecycle::empty_field<R, I>(D, S, x);
+    });
+}
+
 /// The last steps go unannounced. No flag of the Instance is ever cleared here.
 template <const Record& R>
 std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
@@ -129,10 +150,11 @@ std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance
     std::uint8_t flags = wire_flags & travelling_flags;
     if ((flags & ZUR_RA_DATA) != 0) [[unlikely]]
         in.pass(take_ra_block(D, S, in.cursor, in.room, st));
-    const std::int8_t known_variant = std::min(variant, x->layout_variant);
+    const std::int8_t known_variant = std::min(variant, static_cast<std::int8_t>(known_layout(x, R.top())));
     const std::int32_t base_room = in.room;
     std::uint32_t jump = 0;
     in.advance(_zur_variant_jump_unmarshal(D, S, in.cursor, &jump, in.room, st));
+    in.ends_message = jump >= static_cast<std::uint32_t>(base_room);
     choose_state_flags<R>(in, x, flags);
     if (known_variant >= 0 &&
         take_fields<R>(in, x, known_variant, std::make_index_sequence<R.count>{}) == Progress::refused)
@@ -144,6 +166,8 @@ std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance
             jump_over(trace::site<R, trace::Operation::unmarshal, trace::Text::jumped>, base + passed, base, jump);
         over <= in.rest() ? in.advance(over) : in.leave(over);
     }
+    if (known_variant < x->variant) [[unlikely]]
+        release_later_fields<R>(D, S, x, known_variant);
     x->variant = known_variant;
     x->flags |= flags;
     const zur_type_info** type = zur_get_manifested_type_info_ptr_mem(x);

@@ -1,6 +1,7 @@
 // The memory behind the Domains of the tests. It can refuse, counts what is alive, fills fresh blocks with a byte that
 // is not zero, and knows every block, so that the write checker can look at them. One heap a process, one thread:
 //     heap().refuse_nth(3);            // the third allocation from now gives null, and only that
+//     heap().refuse_from(3);           // the third one, and all behind it
 //     heap().refuse_beyond(1 << 20);   // so many bytes from now on, and no more
 //     heap().stop_refusing();
 // BundleTest (bundle_test.hpp) resets it before each test and finds leaks behind it.
@@ -26,7 +27,8 @@ public:
 
     void* allocate(std::size_t size) {
         ++allocations_;
-        if (refuse_at_ == allocations_ || (limit_ && size > *limit_ - allocated_bytes_)) {
+        if (refuse_at_ == allocations_ || allocations_ >= refuse_from_ ||
+            (limit_ && size > *limit_ - allocated_bytes_)) {
             ++refusals_;
             return nullptr;
         }
@@ -64,9 +66,11 @@ public:
     }
 
     void refuse_nth(std::size_t n) { refuse_at_ = allocations_ + n; }
+    void refuse_from(std::size_t n) { refuse_from_ = allocations_ + n; }
     void refuse_beyond(std::size_t bytes) { limit_ = allocated_bytes_ + bytes; }
     void stop_refusing() {
         refuse_at_.reset();
+        refuse_from_ = SIZE_MAX;
         limit_.reset();
     }
     /// Released blocks keep their memory until reset, so that no address comes twice.
@@ -95,6 +99,7 @@ private:
     std::size_t allocated_bytes_ = 0;
     std::size_t live_bytes_ = 0;
     std::optional<std::size_t> refuse_at_;
+    std::size_t refuse_from_ = SIZE_MAX;
     std::optional<std::size_t> limit_;
     bool has_quarantine_ = false;
     std::uint8_t fill_ = 0xA5;
