@@ -82,7 +82,13 @@ Operation unmarshal_operation(const Type& t) {
         leaves += ". After an error the Instance is partly filled: destroy it.";
     }
     std::string bytes = "the bytes to read, from anywhere; borrowed";
-    if (is_record<Type>) bytes += ". The byte directly behind them may be read as well";
+    std::string returns = "bytes consumed; 0 when the status word was raised at entry, length is below 1 or memory is "
+                          "refused";
+    if (is_record<Type>) {
+        bytes += ". The byte directly behind them may be read as well";
+        returns += ". Hold it against length: a record that was cut short may leave no error, and then tells only by a "
+                   "result beyond length";
+    }
     return {.name = "unmarshal",
             .result = "uint32_t",
             .parameters = {domain(), set_id(), plain("const void*", "buffer", bytes),
@@ -93,8 +99,7 @@ Operation unmarshal_operation(const Type& t) {
                            status()},
             .call = "wire::unmarshal",
             .brief = brief,
-            .returns = "bytes consumed; 0 when the status word was raised at entry, length is below 1 or memory is "
-                       "refused. A jump word may lead it beyond length",
+            .returns = returns,
             .leaves = leaves,
             .cost = cost};
 }

@@ -28,7 +28,8 @@ int main(void) {
     orlan_ial_vlan_group_info_vlans_set_mem(D, S, group, vlans, 3, &st);
     const uint32_t length = orlan_ial_vlan_group_info_marshal(D, S, wire, group, sizeof wire, &st);
 
-    orlan_ial_vlan_group_info_unmarshal(peer, S, wire, received, (int32_t)length, 0, &st);
+    const uint32_t used = orlan_ial_vlan_group_info_unmarshal(peer, S, wire, received, (int32_t)length, 0, &st);
+    if (st == 0 && used != length) st = ZUR_WRONG_LENGTH; /* cut short, or more than the message */
     orlan_ial_vlan_group_info_gp_name_get(peer, S, received, received_name, sizeof received_name, &st);
     const uint32_t count = orlan_ial_vlan_group_info_max_vlan_get_value(peer, S, received, &st);
     if (count <= sizeof received_vlans / sizeof received_vlans[0])

@@ -24,7 +24,9 @@ int main() {
     std::vector<std::uint8_t> wire(orlan_ial_svm_acl_data_len(D, S, entry));
     wire.resize(orlan_ial_svm_acl_data_marshal(D, S, wire.data(), entry, static_cast<std::int32_t>(wire.size()), &st));
 
-    orlan_ial_svm_acl_data_unmarshal(D, S, wire.data(), received, static_cast<std::int32_t>(wire.size()), 0, &st);
+    const std::uint32_t used =
+        orlan_ial_svm_acl_data_unmarshal(D, S, wire.data(), received, static_cast<std::int32_t>(wire.size()), 0, &st);
+    if (st == 0 && used != wire.size()) st = ZUR_WRONG_LENGTH; // cut short, or more than the message
     const bool same = orlan_ial_svm_acl_data_compare(entry, received) == 0;
     std::string xml(4096, '\0');
     xml.resize(orlan_ial_svm_acl_data_to_xml(D, S, "entry", xml.data(), received,

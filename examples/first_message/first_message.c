@@ -25,7 +25,8 @@ int main(void) {
     /* Receive. */
     struct orlan_ial_svm_epm_data* received = orlan_ial_svm_epm_data_create(P, S);
     int32_t room = (int32_t)recv(ends[1], wire, sizeof wire - 1, 0);
-    orlan_ial_svm_epm_data_unmarshal(P, S, wire, received, room, 0, &st);
+    uint32_t used = orlan_ial_svm_epm_data_unmarshal(P, S, wire, received, room, 0, &st);
+    if (st == 0 && used != (uint32_t)room) st = ZUR_WRONG_LENGTH; /* a cut message may tell by its result alone */
 
     /* Print. The result counts, not a NUL: some bytes in front of a brace are not written. */
     uint32_t shown = orlan_ial_svm_epm_data_print(P, S, text, 0, "received", received, sizeof text, &st);

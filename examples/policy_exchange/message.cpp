@@ -196,11 +196,16 @@ Message read_xml(zur_domain* D, const std::string& xml, std::string& reason) {
     return Message(nullptr, DestroyMessage{D});
 }
 
-std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st) {
+std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st,
+                      std::string& reason) {
     const Message message = create_message(D, st);
     const auto size = static_cast<int32_t>(wire.size());
     const uint32_t used = orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), size, 0, st);
-    if (*st == 0 && used != wire.size()) *st = ZUR_WRONG_LENGTH; // a message must end where its frame does
+    // A message must end where its frame does. One that was cut may leave no status and tell by this length alone.
+    if (*st == 0 && used != wire.size()) {
+        *st = ZUR_WRONG_LENGTH;
+        reason = "it says that it has " + std::to_string(used);
+    }
     std::string text;
     if (*st != 0) return text;
     for (uint32_t room = 4096; room <= max_text; room *= 2) {

@@ -47,7 +47,8 @@ std::vector<uint8_t> wire_form(zur_domain* D, const struct orlan_ial_svm_epm_dat
 enum class Form { print, xml };
 
 /// Reads a message and gives its text form. A name tells where it comes from: the print form's first line begins with
-/// it, and it is a comment in front of the XML.
-std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st);
+/// it, and it is a comment in front of the XML. The reason tells of a raised status word what its number does not.
+std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st,
+                      std::string& reason);
 
 } // namespace exchange

@@ -48,11 +48,12 @@ int receive_messages(const Role& role, int socket, std::FILE* output) {
         totals.bytes += frame.message.size();
         const std::string name = origin(frame.line);
         uint32_t st = 0;
-        const std::string text = text_form(domain.get(), frame.message, name, role.form, &st);
+        const std::string text = text_form(domain.get(), frame.message, name, role.form, &st, reason);
         std::fwrite(text.data(), 1, text.size(), output);
         if (st == 0) continue;
         status = complain(role, name + ": a message of " + std::to_string(frame.message.size()) +
-                                    " bytes: " + status_text(st));
+                                    " bytes: " + (reason.empty() ? status_text(st) : reason));
+        reason.clear();
     }
     if (totals.messages != 0)
         totals.nanoseconds = static_cast<uint64_t>(std::chrono::nanoseconds(Clock::now() - begin).count());

@@ -37,7 +37,8 @@ static void deliver(zur_domain* D, const application* x, zur_domain* P, applicat
     uint32_t st = 0;
     /* In tracked mode a full buffer is overrun by one byte, and the reader may look at the byte behind the message. */
     const uint32_t length = orlan_ial_svm_acl_apply_marshal(D, S, wire, x, sizeof wire - 1, &st);
-    orlan_ial_svm_acl_apply_unmarshal(P, S, wire, held, (int32_t)length, 1, &st);
+    const uint32_t used = orlan_ial_svm_acl_apply_unmarshal(P, S, wire, held, (int32_t)length, 1, &st);
+    if (st == 0 && used != length) st = ZUR_WRONG_LENGTH;
     printf("  sent: %u bytes, flag byte %#04x; the peer's priority is %u (status %u)\n", length, wire[1],
            orlan_ial_svm_acl_apply_priority_get_value(P, S, held, &st), st);
 }

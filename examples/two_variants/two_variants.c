@@ -48,6 +48,7 @@ static void exchange(zur_domain* D, const entry* x, zur_domain* P, int8_t level)
     zur_instance* header = (zur_instance*)(void*)received;
     if (header->layout_variant > level) header->variant = header->layout_variant = level;
     const uint32_t consumed = orlan_ial_svm_acl_data_unmarshal(P, S, wire, received, (int32_t)length, 0, &st);
+    if (st == 0 && consumed != length) st = ZUR_WRONG_LENGTH; /* what is jumped over counts as well */
     printf("  read: %u bytes, status %u\n", consumed, st);
     show(P, "received", received);
     orlan_ial_svm_acl_data_destroy(P, S, received);
