@@ -21,6 +21,7 @@ public:
     explicit Domain(bool tracked) : tracked_(tracked) {
         platform_domain_options options{};
         options.tracking = tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
+        options.block_limit = options.memory_limit = SIZE_MAX; // the largest workloads hold more than strangers may
         domain_ = platform_domain_create(&options);
     }
     ~Domain() { platform_domain_destroy(domain_); }

@@ -1,5 +1,7 @@
 // The stand-in runtime by itself, where the tests of the Bundle do not lean on it: bad texts of imported types, pinned
-// hashes, agreement by name, XML paths and hostile documents, damaged library files, ranges that a store judges.
+// hashes, agreement by name, XML paths and hostile documents, damaged library files, ranges that a store judges;
+// refused memory and the limits of a Domain.
+#include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/store.h>
 #include <platform/trace.h>
@@ -13,9 +15,27 @@
 #include <cstring>
 #include <elf.h>
 #include <memory>
+#include <new>
 #include <string>
 #include <unistd.h>
 #include <vector>
+
+// What the libraries ask of the C++ run-time library; the nth request from now is refused.
+static size_t nth_refused = 0;
+
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return nth_refused != 0 && --nth_refused == 0 ? nullptr : std::malloc(size);
+}
+[[gnu::noinline]] void* operator new(size_t size) {
+    void* block = operator new(size, std::nothrow);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept {
+    std::free(block);
+}
 
 namespace {
 
@@ -204,33 +224,31 @@ TEST(Platform, PathsFindElementsInAnyOrder) {
     const struct {
         const char* path;
         const char* found; // null: nothing
-    } paths[] = {
-        {"root", ""},
-        {"root/abcdefgh", "1"},
-        {"root/abcdefgh[2]", "4"},
-        {"root[1]/abcdefgh[2]", "4"},
-        {"root/abcdefgh[3]", nullptr},
-        {"root/abcdefghi", "2"},
-        {"root/abcdefg", nullptr},
-        {"root/abcdefghijklmnopqrs", "10"},
-        {"root/abcdefghijklmnopqrt", nullptr},
-        {"root/a", "3"},
-        {"root/a[1]", "3"},
-        {"root/a[2]", ""},
-        {"root/a[02]/b", "9"},
-        {"root/a[2]/b[2]", nullptr},
-        {"root/a[1]/b", nullptr},
-        {"root/abcdefgh[2]/a", "5"},
-        {"root/abcdefgh[2]/a[2]", "6"},
-        {"root/abcdefgh[2]/a[3]/b", "7"},
-        {"root/abcdefgh[2]/a[3]/b[2]", "8"},
-        {"root/abcdefgh[2]/a[3]/b[2]/c", nullptr},
-        {"root/abcdefgh[2]/a[4]", nullptr},
-        {"root/abcdefgh/a", nullptr},
-        {"roo", nullptr},
-        {"a", nullptr},
-        {"", nullptr},
-    };
+    } paths[] = {{"root", ""},
+                 {"root/abcdefgh", "1"},
+                 {"root/abcdefgh[2]", "4"},
+                 {"root[1]/abcdefgh[2]", "4"},
+                 {"root/abcdefgh[3]", nullptr},
+                 {"root/abcdefghi", "2"},
+                 {"root/abcdefg", nullptr},
+                 {"root/abcdefghijklmnopqrs", "10"},
+                 {"root/abcdefghijklmnopqrt", nullptr},
+                 {"root/a", "3"},
+                 {"root/a[1]", "3"},
+                 {"root/a[2]", ""},
+                 {"root/a[02]/b", "9"},
+                 {"root/a[2]/b[2]", nullptr},
+                 {"root/a[1]/b", nullptr},
+                 {"root/abcdefgh[2]/a", "5"},
+                 {"root/abcdefgh[2]/a[2]", "6"},
+                 {"root/abcdefgh[2]/a[3]/b", "7"},
+                 {"root/abcdefgh[2]/a[3]/b[2]", "8"},
+                 {"root/abcdefgh[2]/a[3]/b[2]/c", nullptr},
+                 {"root/abcdefgh[2]/a[4]", nullptr},
+                 {"root/abcdefgh/a", nullptr},
+                 {"roo", nullptr},
+                 {"a", nullptr},
+                 {"", nullptr}};
     const auto expect = [](zur_xml_document* document, const auto& wanted) {
         char buffer[8] = "";
         const uint32_t code = xml_get_element_value(document, wanted.path, buffer, sizeof buffer, nullptr);
@@ -270,7 +288,8 @@ TEST(Platform, HostileDocumentsAreRefused) {
         {"<a " + repeated("b='c' ", 100000), many, "line 1"},
         {"<a b='" + repeated("c", 1000000), many, "line 1"},
         {repeated("x", 17 << 20), {}, "line 1"},
-        {"<a>" + repeated("<b/>", 100000) + "</a>", {}, "too many elements"},
+        {"<a>" + repeated("<b/>", 8191) + "</a>", {}, ""},
+        {"<a>" + repeated("<b/>", 8192) + "</a>", {}, "too many elements"},
         {"<r>\n <a>\n  </b>\n</r>", many, "line 3, column 5: Start-end tags mismatch"},
         {std::string("<r>\0</r>", 8), many, "line 1, column 4: NUL byte"},
         {"<a/>\n<b/>", many, "line 2, column 2: more than one root element"},
@@ -335,14 +354,19 @@ std::string library_file() {
 
 using Reader = std::unique_ptr<platform_trace_reader, decltype(&platform_trace_close)>;
 
-Reader open_library(const std::string& content, std::string* message = nullptr) {
-    char name[] = "platform_test_XXXXXX";
-    const int file = mkstemp(name);
+std::string write_library(const std::string& content) {
+    std::string name = "platform_test_XXXXXX";
+    const int file = mkstemp(name.data());
     EXPECT_EQ(write(file, content.data(), content.size()), static_cast<ssize_t>(content.size()));
     close(file);
+    return name;
+}
+
+Reader open_library(const std::string& content, std::string* message = nullptr) {
+    const std::string name = write_library(content);
     char line[200] = "";
-    Reader reader(platform_trace_open(name, line, sizeof line), platform_trace_close);
-    std::remove(name);
+    Reader reader(platform_trace_open(name.c_str(), line, sizeof line), platform_trace_close);
+    std::remove(name.c_str());
     EXPECT_EQ(reader == nullptr, line[0] != 0);
     if (message != nullptr) *message = line;
     return reader;
@@ -373,6 +397,135 @@ TEST(Trace, DamagedLibraryFiles) {
         }
     }
     EXPECT_GT(sound, 0u) << "some bytes carry nothing";
+}
+
+// ---- memory ----
+
+using List = rcl_client_intf_templ_list;
+
+std::string marshalled(zur_domain* D, const List* x) {
+    std::string wire(rcl_client_intf_templ_list_len(D, set_id, x) + 1, 0);
+    uint32_t st = 0;
+    wire.resize(rcl_client_intf_templ_list_marshal(D, set_id, wire.data(), x, static_cast<int32_t>(wire.size()), &st));
+    EXPECT_EQ(st, 0u);
+    return wire;
+}
+
+uint32_t read(zur_domain* D, List* x, const std::string& wire) {
+    uint32_t st = 0;
+    rcl_client_intf_templ_list_unmarshal(D, set_id, wire.data(), x, static_cast<int32_t>(wire.size()), 0, &st);
+    return st;
+}
+
+uint32_t grow(zur_domain* D, List* x) {
+    uint32_t st = 0;
+    auto* source = rcl_client_intf_templ_create(D, set_id);
+    for (uint32_t i = 0; i < 20; ++i) rcl_client_intf_templ_list_data_set(D, set_id, x, i, source, 1, &st);
+    rcl_client_intf_templ_destroy(D, set_id, source);
+    return st;
+}
+
+std::string list_message, library_name; // for those that read
+
+// What may ask for memory in a tracking Domain, and how it ends.
+const struct {
+    const char* name;
+    uint32_t (*run)(zur_domain* D, List* x);
+} refusable[] = {
+    {"agree", [](auto* D, auto*) { return platform_domain_agree(D, "longer than what fits into a string", 1); }},
+    {"oid_assign", [](auto* D, auto* x) { return platform_oid_assign(D, set_id, x, 5, nullptr); }},
+    {"field_set_oids", [](auto* D, auto* x) { return platform_field_set_oids(D, x, std::begin({uint64_t{5}}), 1); }},
+    {"module",
+     [](auto*, auto*) {
+         static char name[40] = "longer than what fits into a string a";
+         uint16_t id = 0;
+         uint32_t state = 0;
+         const int code = quelog_module_init_fn(name, &id, &state);
+         name[36] = static_cast<char>(name[36] + (code == 0));
+         return static_cast<uint32_t>(code);
+     }},
+    {"trace_open",
+     [](auto*, auto*) {
+         char line[200] = "";
+         const Reader reader(platform_trace_open(library_name.c_str(), line, sizeof line), platform_trace_close);
+         return reader != nullptr ? 0u : std::strstr(line, ": out of memory") != nullptr ? 12u : 99u;
+     }},
+    {"create in a store",
+     [](auto* D, auto*) {
+         D->store_mode = 1;
+         auto* y = orlan_ial_vlan_group_info_create(D, set_id);
+         const uint32_t code = D->last_error;
+         orlan_ial_vlan_group_info_destroy(D, set_id, y);
+         D->store_mode = 0;
+         return code;
+     }},
+    {"grow", grow},
+    {"unmarshal", [](auto* D, auto* x) { return read(D, x, list_message); }},
+};
+
+TEST(Platform, RefusedMemoryEndsAsTwelve) {
+    platform_domain_options options{};
+    options.tracking = ZUR_TRACKED_MODE;
+    library_name = write_library(library_file());
+    for (const auto& call : refusable)
+        for (size_t n = 0, left = 0; left == 0; ++n) { // at 0 nothing is refused
+            SCOPED_TRACE(call.name + (" " + std::to_string(n)));
+            const Domain D(platform_domain_create(&options), platform_domain_destroy);
+            List* x = rcl_client_intf_templ_list_create(D.get(), set_id);
+            nth_refused = n;
+            const uint32_t code = call.run(D.get(), x);
+            left = std::exchange(nth_refused, 0);
+            EXPECT_EQ(code, n == 0 || left != 0 ? 0u : 12u);
+            EXPECT_FALSE(n == 1 && left != 0) << "asks for no memory";
+            // Marks find the elements' flags, or that there are none.
+            uint32_t st = 0;
+            for (uint32_t i = 0; auto* e = rcl_client_intf_templ_list_data_get(D.get(), set_id, x, i, &st); ++i) {
+                rcl_client_intf_templ_bind_set_value(D.get(), set_id, e, i, &st);
+                EXPECT_TRUE(st == 0 || st == 22) << std::exchange(st, 0);
+            }
+            const std::string wire = marshalled(D.get(), x);
+            if (code == 0 && call.run == grow) list_message = wire;
+            List* y = rcl_client_intf_templ_list_create(D.get(), set_id);
+            EXPECT_EQ(read(D.get(), y, wire), 0u);
+            EXPECT_EQ(marshalled(D.get(), y), wire);
+            rcl_client_intf_templ_list_destroy(D.get(), set_id, y);
+            rcl_client_intf_templ_list_destroy(D.get(), set_id, x);
+        }
+    std::remove(library_name.c_str());
+}
+
+TEST(Platform, DomainsAreLimited) {
+    const Domain D = make_domain();
+    const auto expect_refusal = [](zur_domain* of, const char* words) {
+        ASSERT_NE(platform_domain_refusal(of), nullptr);
+        EXPECT_THAT(platform_domain_refusal(of), HasSubstr(words));
+    };
+    auto* x = orlan_ial_svm_fqdn_data_create_create(D.get(), set_id);
+    uint32_t st = 0;
+    orlan_ial_svm_fqdn_data_create_unmarshal(D.get(), set_id, hex("00 00 00000008 40000000").data(), x, 10, 0, &st);
+    EXPECT_EQ(std::exchange(st, 0), 12u);
+    expect_refusal(D.get(), "1073741825 bytes is refused: the block_limit is 1048576");
+    orlan_ial_svm_fqdn_data_create_destroy(D.get(), set_id, x);
+    std::vector<void*> blocks;
+    for (int round = 0; round < 2; ++round) { // what is given back is there again
+        while (void* block = D->obj_alloc_fn(D->obj_store, set_id, (1u << 20) - 64)) blocks.push_back(block);
+        EXPECT_EQ(blocks.size(), 64u);
+        expect_refusal(D.get(), "memory_limit of 67108864");
+        for (; !blocks.empty(); blocks.pop_back()) D->obj_free_fn(D->obj_store, set_id, blocks.back());
+    }
+    platform_domain_options options{};
+    options.memory_limit = 1u << 16;
+    const Domain small(platform_domain_create(&options), platform_domain_destroy);
+    std::vector<zur_instance> places(10000);
+    size_t placed = 0;
+    for (; st == 0 && placed < places.size(); ++placed) {
+        zurlib_update_sttr_offset(small.get(), set_id, &places[placed], 40);
+        zur_domain_lookup_variant(small.get(), &small->variant_context, nullptr, &st);
+    }
+    EXPECT_EQ(st, 12u);
+    EXPECT_EQ(places[placed - 2].flags, ZUR_MOVED_FLAGS);
+    EXPECT_EQ(places[placed - 1].flags, 0u);
+    expect_refusal(small.get(), "memory_limit of 65536");
 }
 
 TEST(Siblings, RangesAreJudged) {

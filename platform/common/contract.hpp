@@ -33,6 +33,18 @@ inline void announce(zur_domain* D, uint32_t S, void* address, std::size_t lengt
     D->write_range_fn(D, address, static_cast<uint32_t>(length), S, nullptr);
 }
 
+// Runs what may ask the C++ run-time library for memory. Nothing that it throws leaves the function; all of it is want
+// of memory, or of a length that there can be.
+template <class Body>
+uint32_t guarded(const Body& body) noexcept {
+    try {
+        body();
+        return 0;
+    } catch (...) {
+        return ZUR_NO_MEMORY;
+    }
+}
+
 inline uint32_t unsigned_room(int32_t room) {
     return room < 0 ? 0 : static_cast<uint32_t>(room);
 }

@@ -2,6 +2,7 @@
 // may be anybody's, so every length is held against what is really there.
 #include "../common/contract.hpp"
 
+#include <algorithm>
 #include <bzlib.h>
 #include <cinttypes>
 #include <cstdarg>
@@ -34,6 +35,7 @@ constexpr std::string_view luid_section = ".quelog_luids_";
 constexpr std::string_view text_section = ".quelog_format_strings";
 constexpr std::size_t header_size = 20;
 constexpr std::size_t entry_size = 6;
+constexpr const char* out_of_memory = "out of memory";
 constexpr std::size_t most_text = 64u << 20;
 
 struct CloseElf {
@@ -101,6 +103,7 @@ const char* read_texts(Reader& reader, const Section& section) {
     auto* packed = reinterpret_cast<char*>(const_cast<uint8_t*>(section.bytes));
     const int result =
         BZ2_bzBuffToBuffDecompress(reader.texts.data(), &size, packed, static_cast<unsigned>(section.size), 0, 0);
+    if (result == BZ_MEM_ERROR) return out_of_memory;
     if (result != BZ_OK && result != BZ_OUTBUFF_FULL) return "the catalogue's texts cannot be unpacked";
     if (result == BZ_OUTBUFF_FULL || size != wanted) return "the catalogue's texts are not as long as its table says";
     reader.texts.resize(wanted);
@@ -133,25 +136,46 @@ const char* read_file(Reader& reader, const char* file_name) {
     return reason != nullptr ? reason : read_texts(reader, texts);
 }
 
-// One conversion of a message, with its argument.
-void append_argument(std::string& sentence, char conversion, const platform_trace_argument& argument) {
-    char digits[24];
-    if (conversion == 's') {
-        sentence.append(argument.text, strnlen(argument.text, sizeof argument.text));
-        return;
+// A sentence in a caller's buffer: what fits, and how long the whole is.
+class Sentence {
+public:
+    Sentence(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
+
+    void append(std::string_view text) {
+        if (length_ < size_) text.copy(buffer_ + length_, size_ - length_);
+        length_ += text.size();
     }
+    std::size_t finish() {
+        if (size_ != 0) buffer_[std::min(length_, size_ - 1)] = 0;
+        return length_;
+    }
+
+private:
+    char* buffer_;
+    std::size_t size_;
+    std::size_t length_ = 0;
+};
+
+// One conversion of a message, with its argument.
+void append_argument(Sentence& sentence, char conversion, const platform_trace_argument& argument) {
+    char digits[24];
+    if (conversion == 's') return sentence.append({argument.text, strnlen(argument.text, sizeof argument.text)});
     if (conversion == 'd')
         std::snprintf(digits, sizeof digits, "%" PRId32, static_cast<int32_t>(argument.number));
     else
         std::snprintf(digits, sizeof digits, conversion == 'p' ? "0x%" PRIx64 : "%" PRIu64, argument.number);
-    sentence += digits;
+    sentence.append(digits);
 }
 
 } // namespace
 
 platform_trace_reader* platform_trace_open(const char* file_name, char* message, size_t message_size) {
-    auto reader = std::make_unique<Reader>();
-    const char* reason = read_file(*reader, file_name);
+    std::unique_ptr<Reader> reader;
+    const char* reason = out_of_memory;
+    platform::guarded([&] {
+        reader = std::make_unique<Reader>();
+        reason = read_file(*reader, file_name);
+    });
     if (reason == nullptr) return reader.release();
     if (message != nullptr && message_size != 0) std::snprintf(message, message_size, "%s: %s", file_name, reason);
     return nullptr;
@@ -183,22 +207,21 @@ size_t platform_trace_join(const platform_trace_reader* reader, const platform_t
     uint32_t length = 0;
     const char* text = platform_trace_text(reader, record->index, &length, nullptr);
     if (text == nullptr || std::memcmp(record->digest, reader->digest, sizeof reader->digest) != 0) return 0;
-    std::string sentence;
+    Sentence sentence(buffer, size);
     uint32_t next = 0;
     for (uint32_t i = 0; i < length; ++i) {
         const char conversion = text[i] == '%' && i + 1 < length ? text[i + 1] : '\0';
         const bool known = conversion == 's' || conversion == 'd' || conversion == 'u' || conversion == 'p';
         if (conversion == '%') {
-            sentence += '%';
+            sentence.append("%");
             ++i;
         } else if (known && next < record->argument_count && next < PLATFORM_TRACE_ARGUMENTS &&
                    record->arguments[next].is_text == (conversion == 's')) {
             append_argument(sentence, conversion, record->arguments[next++]);
             ++i;
         } else {
-            sentence += text[i];
+            sentence.append({text + i, 1});
         }
     }
-    if (size != 0) std::snprintf(buffer, size, "%s", sentence.c_str());
-    return sentence.size();
+    return sentence.finish();
 }

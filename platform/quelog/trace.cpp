@@ -55,7 +55,8 @@ void trace(const void* digest, uint32_t index, uint32_t module, uint32_t level, 
     std::size_t position = 0;
     while (position < modules.size() && modules[position] != name) ++position;
     if (position == UINT16_MAX) return ZUR_NO_MEMORY;
-    if (position == modules.size()) modules.emplace_back(name);
+    if (position == modules.size())
+        if (const uint32_t code = platform::guarded([&] { modules.emplace_back(name); })) return static_cast<int>(code);
     __atomic_store_n(module_id, static_cast<uint16_t>(position + 1), __ATOMIC_RELAXED);
     __atomic_store_n(state, 1, __ATOMIC_RELEASE);
     return 0;

@@ -1,7 +1,48 @@
 // Domains: creation with the default hooks, errors, the workspace, the marks of a store, and the root of modules.
 #include "private.hpp"
 
+#include <cstdio>
+#include <malloc.h>
 #include <new>
+
+namespace platform {
+
+bool Account::admits(std::size_t size) {
+    const bool is_admitted = size <= memory_limit_ - std::min(used_, memory_limit_);
+    if (!is_admitted)
+        std::snprintf(refusal_, sizeof refusal_, "%zu bytes are refused: %zu of the memory_limit of %zu are in use",
+                      size, used_, memory_limit_);
+    return is_admitted;
+}
+
+bool Account::charge(std::size_t size) {
+    const bool is_admitted = admits(size);
+    if (is_admitted) used_ += size;
+    return is_admitted;
+}
+
+// What is counted is what malloc has really given.
+void* Account::allocate(std::size_t size) {
+    if (size > block_limit_) {
+        std::snprintf(refusal_, sizeof refusal_, "a block of %zu bytes is refused: the block_limit is %zu", size,
+                      block_limit_);
+        return nullptr;
+    }
+    if (!admits(size)) return nullptr;
+    void* block = std::malloc(size);
+    if (block == nullptr)
+        std::snprintf(refusal_, sizeof refusal_, "a block of %zu bytes is refused: malloc has no memory", size);
+    else
+        used_ += malloc_usable_size(block);
+    return block;
+}
+
+void Account::release(void* block) {
+    discharge(malloc_usable_size(block));
+    std::free(block);
+}
+
+} // namespace platform
 
 using namespace platform;
 
@@ -10,6 +51,14 @@ zur_module_root zur_module_tot_root = {0, nullptr, &zur_module_tot_root.first};
 namespace {
 
 constexpr uint32_t default_workspace = 1u << 20;
+
+void* allocate_counted(void* account, uint32_t, std::size_t size) {
+    return static_cast<Account*>(account)->allocate(size);
+}
+
+void free_counted(void* account, uint32_t, void* block) {
+    static_cast<Account*>(account)->release(block);
+}
 
 void* allocate_object(void*, uint32_t, std::size_t size) {
     return std::malloc(size);
@@ -25,13 +74,23 @@ void ignore_count(void*, void*, uint32_t, uint32_t) {}
 
 void* allocate_type(void* type_store, uint32_t, std::size_t size) {
     Block block(std::malloc(size));
-    if (block == nullptr) return nullptr;
-    return static_cast<TypeTable*>(type_store)->copies.emplace_back(std::move(block)).get();
+    void* memory = block.get();
+    if (memory == nullptr) return nullptr;
+    auto* types = static_cast<TypeTable*>(type_store);
+    const uint32_t code = guarded([&] {
+        types->by_digest.reserve(types->copies.size() + 1); // what enters the copy cannot tell of a refusal
+        types->copies.push_back(std::move(block));
+    });
+    return code == 0 ? memory : nullptr;
 }
 
 // Copies live in no set, so the set plays no part in the key.
-int insert_type(void* type_table, uint32_t, const char* hex_digest, zur_type_info* copy) {
-    return static_cast<TypeTable*>(type_table)->by_digest.insert_or_assign(hex_digest, copy).second ? 1 : 0;
+int insert_type(void* type_table, uint32_t, const char*, zur_type_info* copy) {
+    bool is_new = false;
+    guarded([&] {
+        is_new = static_cast<TypeTable*>(type_table)->by_digest.insert_or_assign(copy->hex_digest, copy).second;
+    });
+    return is_new ? 1 : 0;
 }
 
 zur_type_info* find_type(void* type_table, uint32_t, const char* hex_digest) {
@@ -49,18 +108,24 @@ void mark(zur_domain* D, platform_mark_kind kind, uint32_t S, void* instance, vo
 
 zur_domain* platform_domain_create(const platform_domain_options* options) {
     const platform_domain_options chosen = options != nullptr ? *options : platform_domain_options{};
-    auto* domain = new (std::nothrow) Domain{};
+    auto* domain = new (std::nothrow) Domain{{}, Private(chosen)};
     if (domain == nullptr) return nullptr;
     zur_domain& D = domain->contract;
     D.type_alloc_fn = allocate_type;
-    D.obj_alloc_fn = chosen.obj_alloc_fn != nullptr ? chosen.obj_alloc_fn : allocate_object;
-    D.obj_free_fn = chosen.obj_free_fn != nullptr ? chosen.obj_free_fn : free_object;
+    if (chosen.obj_alloc_fn == nullptr && chosen.obj_free_fn == nullptr && chosen.obj_store == nullptr) {
+        D.obj_alloc_fn = allocate_counted;
+        D.obj_free_fn = free_counted;
+        D.obj_store = &domain->own.account;
+    } else {
+        D.obj_alloc_fn = chosen.obj_alloc_fn != nullptr ? chosen.obj_alloc_fn : allocate_object;
+        D.obj_free_fn = chosen.obj_free_fn != nullptr ? chosen.obj_free_fn : free_object;
+        D.obj_store = chosen.obj_store;
+    }
     D.write_range_fn = ignore_write;
     D.counter_range_fn = ignore_count;
     D.type_insert_fn = insert_type;
     D.type_lookup_fn = find_type;
     D.store_mode = chosen.store_mode;
-    D.obj_store = chosen.obj_store;
     D.type_table = &domain->own.types;
     D.type_store = &domain->own.types;
     D.variant_context.opaque[0] = reinterpret_cast<uintptr_t>(&domain->own.agreement);
@@ -71,6 +136,10 @@ zur_domain* platform_domain_create(const platform_domain_options* options) {
     }
     platform_domain_set_workspace(&D, chosen.workspace_size);
     return &D;
+}
+
+const char* platform_domain_refusal(const zur_domain* D) {
+    return own(const_cast<zur_domain*>(D)).account.refusal();
 }
 
 void platform_domain_destroy(zur_domain* D) {

@@ -73,13 +73,37 @@ uint32_t zurlib_get_sttr_offset(zur_domain* D, uint32_t, void* instance) {
     return record.used_length + record.alloc_slop;
 }
 
+// There is no status word here to tell that memory is refused: the next look-up of a variant tells it. The Instance
+// goes on untracked, since its flags would be looked for where a neighbour lies. One that is only now being set up is
+// made tracked after the look-up; the counting that follows takes that back.
 void zurlib_update_sttr_offset(zur_domain* D, uint32_t S, void* instance, uint32_t offset) {
     if (instance == nullptr) return;
-    auto& offsets = own(D).flag_offsets;
-    offsets[instance] = offset;
-    D->hd_mapping_root = reinterpret_cast<uintptr_t>(&offsets);
+    Private& p = own(D);
     zur_instance* header = header_of(instance);
+    if (const uint32_t code = guarded([&] { p.flag_offsets[instance] = offset; })) {
+        set_flags(D, S, header, static_cast<uint8_t>(header->flags & ~(ZUR_TRACKED | ZUR_MOVED_FLAGS)));
+        p.refused_place = RefusedPlace::untold;
+        p.unplaced = header->type_info == nullptr ? header : nullptr;
+        return zur_store_err(D, code);
+    }
+    D->hd_mapping_root = reinterpret_cast<uintptr_t>(&p.flag_offsets);
     set_flags(D, S, header, static_cast<uint8_t>(header->flags | ZUR_MOVED_FLAGS));
+}
+
+void platform::tell_refused_place(zur_domain* D, uint32_t* st) {
+    Private& p = own(D);
+    if (p.refused_place == RefusedPlace::untold) {
+        p.refused_place = RefusedPlace::told;
+        if (*st == 0) fail(D, ZUR_NO_MEMORY, st);
+    } else {
+        p.refused_place = RefusedPlace::none; // this is another Instance's look-up already
+    }
+}
+
+void platform::untrack_unplaced(zur_domain* D, uint32_t S) {
+    Private& p = own(D);
+    p.refused_place = RefusedPlace::none;
+    if (p.unplaced != nullptr) set_flags(D, S, p.unplaced, static_cast<uint8_t>(p.unplaced->flags & ~ZUR_TRACKED));
 }
 
 void zur_hd_mapping_destroy(zur_domain* D, uint32_t S, void* address, uint32_t* st) {
@@ -98,8 +122,11 @@ uint32_t platform_oid_assign(zur_domain* D, uint32_t S, void* instance, uint64_t
     Private& p = own(D);
     if (instance == nullptr || oid == 0 || p.oids.count(oid) != 0 || p.oid_of_instance.count(instance) != 0)
         return ZUR_BAD_ARGUMENT;
-    p.oids[oid] = {instance, destroy, S, 0, false};
-    p.oid_of_instance[instance] = oid;
+    if (const uint32_t code = guarded([&] { p.oids[oid] = {instance, destroy, S, 0, false}; })) return code;
+    if (const uint32_t code = guarded([&] { p.oid_of_instance[instance] = oid; })) {
+        p.oids.erase(oid);
+        return code;
+    }
     zur_instance* header = header_of(instance);
     set_flags(D, S, header, static_cast<uint8_t>(header->flags | ZUR_HAS_OID));
     return 0;
@@ -150,12 +177,12 @@ void zurlib_lookup_and_update_oid_ref_count(zur_domain* D, uint32_t, uint64_t oi
         state.destroy(D, state.set_id, state.instance);
 }
 
-void platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length) {
+uint32_t platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length) {
     auto& fields = own(D).field_oids;
     if (length != 0)
-        fields[field].assign(oids, oids + length);
-    else if (!fields.empty())
-        fields.erase(field);
+        return guarded([&] { fields.insert_or_assign(field, std::vector<uint64_t>(oids, oids + length)); });
+    if (!fields.empty()) fields.erase(field);
+    return 0;
 }
 
 uint32_t platform_field_oid_count(zur_domain* D, const void* field) {

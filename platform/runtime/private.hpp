@@ -3,9 +3,12 @@
 
 #include "../common/contract.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string>
+#include <string_view>
 #include <tsl/robin_map.h>
 #include <unordered_map>
 #include <vector>
@@ -16,6 +19,64 @@ struct Free {
     void operator()(void* block) const { std::free(block); }
 };
 using Block = std::unique_ptr<void, Free>;
+
+// Names are looked for by their characters, without a string being made.
+struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
+};
+
+// What a Domain's memory may come to and has come to, and the sentence about what was refused last.
+class Account {
+public:
+    Account(std::size_t block_limit, std::size_t memory_limit)
+        : block_limit_(block_limit != 0 ? block_limit : std::size_t{1} << 20),
+          memory_limit_(memory_limit != 0 ? memory_limit : std::size_t{64} << 20) {}
+
+    void* allocate(std::size_t size);
+    void release(void* block);
+
+    // For memory that is not had from here. False: it is refused.
+    bool charge(std::size_t size);
+    // An Instance may go by another Domain than it came by, so more can be given back than was taken.
+    void discharge(std::size_t size) { used_ -= std::min(size, used_); }
+
+    const char* refusal() const { return refusal_[0] != 0 ? refusal_ : nullptr; }
+
+private:
+    bool admits(std::size_t size);
+
+    std::size_t block_limit_;
+    std::size_t memory_limit_;
+    std::size_t used_ = 0;
+    char refusal_[120] = "";
+};
+
+// The allocator of a container that counts towards the Domain's limit.
+template <class T>
+struct Counted {
+    using value_type = T;
+
+    explicit Counted(Account& a) : account(&a) {}
+    template <class U>
+    Counted(const Counted<U>& other) : account(other.account) {} // NOLINT(*-explicit-*): what an allocator must have
+
+    T* allocate(std::size_t count) {
+        const std::size_t size = count * sizeof(T);
+        if (!account->charge(size)) throw std::bad_alloc();
+        void* memory = ::operator new(size, std::nothrow);
+        if (memory != nullptr) return static_cast<T*>(memory);
+        account->discharge(size);
+        throw std::bad_alloc();
+    }
+    void deallocate(T* memory, std::size_t count) {
+        account->discharge(count * sizeof(T));
+        ::operator delete(memory);
+    }
+    bool operator==(const Counted&) const = default;
+
+    Account* account;
+};
 
 // The agreed variants. They are told by type name; a look-up goes by the TypeInfo's address and is one probe of a small
 // open table, filled from the names as types are first asked for. The digest's first half guards an entry against
@@ -36,7 +97,7 @@ private:
 
     int8_t resolve(const zur_type_info* type, uint64_t half_digest);
 
-    std::unordered_map<std::string, int8_t> names_;
+    std::unordered_map<std::string, int8_t, NameHash, std::equal_to<>> names_;
     std::vector<Entry> table_; // empty, or a power of two at most half full
     std::size_t entries_ = 0;
     int8_t default_ = PLATFORM_HIGHEST_VARIANT;
@@ -56,9 +117,9 @@ struct OidState {
     bool destroy_put_off;
 };
 
-// The default type table; the context of the Domain's three type hooks.
+// The default type table; the context of the Domain's three type hooks. A copy's own digest is its key.
 struct TypeTable {
-    std::unordered_map<std::string, zur_type_info*> by_digest;
+    tsl::robin_map<std::string_view, zur_type_info*> by_digest;
     std::vector<Block> copies;
 };
 
@@ -69,12 +130,25 @@ struct AddressHash {
     }
 };
 
+// Whether an Instance got no place in the map of flag offsets, and whether a caller has been told; see
+// zurlib_update_sttr_offset().
+enum class RefusedPlace : uint8_t { none, untold, told };
+
 struct Private {
+    explicit Private(const platform_domain_options& options) : account(options.block_limit, options.memory_limit) {}
+
+    Account account;
     zur_tracking_handle handle{};
     Agreement agreement;
     TypeTable types;
     std::unordered_map<const zur_type_info*, VariantData> variant_data;
-    tsl::robin_map<const void*, uint32_t, AddressHash> flag_offsets; // Instance to its state-flag block
+    // Instance to its state-flag block.
+    tsl::robin_map<const void*, uint32_t, AddressHash, std::equal_to<const void*>,
+                   Counted<std::pair<const void*, uint32_t>>>
+        flag_offsets{Counted<std::pair<const void*, uint32_t>>(account)};
+    RefusedPlace refused_place = RefusedPlace::none;
+    zur_instance* unplaced = nullptr;        // what is being set up without a place there
+    const zur_type_info* uncopied = nullptr; // the type whose copy could not be made
     std::unordered_map<uint64_t, OidState> oids;
     std::unordered_map<const void*, uint64_t> oid_of_instance;
     std::unordered_map<const void*, std::vector<uint64_t>> field_oids;
@@ -92,5 +166,8 @@ struct Domain {
 inline Private& own(zur_domain* D) {
     return reinterpret_cast<Domain*>(D)->own;
 }
+
+void tell_refused_place(zur_domain* D, uint32_t* st);
+void untrack_unplaced(zur_domain* D, uint32_t S);
 
 } // namespace platform

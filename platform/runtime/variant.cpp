@@ -22,11 +22,12 @@ int8_t Agreement::variant_of(const zur_type_info* type) {
 }
 
 int8_t Agreement::resolve(const zur_type_info* type, uint64_t half_digest) {
-    const auto named = names_.find(type->name);
+    const auto named = names_.find(std::string_view(type->name));
     const Entry entry = {type, half_digest, named != names_.end() ? named->second : default_};
     if (2 * (entries_ + 1) > table_.size()) {
-        // Starting over also drops the entries of types that are gone.
-        table_.assign(std::max<std::size_t>(256, 2 * table_.size()), Entry{});
+        // Starting over also drops the entries of types that are gone. Without memory for more, names are asked again.
+        if (guarded([&] { table_.assign(std::max<std::size_t>(256, 2 * table_.size()), Entry{}); }) != 0)
+            return entry.variant;
         entries_ = 0;
     }
     const std::size_t mask = table_.size() - 1;
@@ -83,8 +84,8 @@ zur_variant_record* counted_record(const zur_type_info* type, uint64_t* created)
 
 } // namespace
 
-void platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant) {
-    own(D).agreement.agree(type_name, variant);
+uint32_t platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant) {
+    return guarded([&] { own(D).agreement.agree(type_name, variant); });
 }
 
 void platform_domain_agree_all(zur_domain* D, int8_t variant) {
@@ -95,7 +96,10 @@ void platform_domain_clear_agreement(zur_domain* D) {
     own(D).agreement.clear();
 }
 
-int32_t zur_domain_lookup_variant(zur_domain*, zur_variant_context* context, const zur_type_info* type, uint32_t*) {
+int32_t zur_domain_lookup_variant(zur_domain* D, zur_variant_context* context, const zur_type_info* type,
+                                  uint32_t* st) {
+    if (own(D).refused_place != RefusedPlace::none) [[unlikely]]
+        tell_refused_place(D, st);
     return reinterpret_cast<Agreement*>(static_cast<uintptr_t>(context->opaque[0]))->variant_of(type);
 }
 
@@ -123,8 +127,12 @@ const zur_type_info* zur_type_info_ptr_get(zur_domain* D, uint32_t S, const zur_
         initialize(D, S, &st);
         copy = D->type_lookup_fn(D->type_table, S, type->hex_digest);
     }
-    // Without memory for a copy the Instance is still a sound one; the error stands in the Domain.
-    return copy != nullptr ? copy : type;
+    if (copy != nullptr) return copy;
+    // Without memory for a copy an Instance is still a sound one, but none that may stay in a store. There is no status
+    // word here; the counting of the Instance tells.
+    zur_store_err(D, ZUR_NO_MEMORY);
+    own(D).uncopied = type;
+    return type;
 }
 
 void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const zur_type_info* type, uint32_t is_new) {
@@ -137,15 +145,23 @@ void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const
     const auto kept = std::min(count, static_cast<std::size_t>(old != nullptr ? std::max<int>(old->count, 0) : 0));
     zur_variant_record* records = old != nullptr ? old->records : nullptr;
     if (kept < count) {
-        VariantData& data = own(D).variant_data[copy];
         // A Bundle computes a record's address from a negative variant as it stands, which leads in front of the first.
         constexpr std::size_t spare = 128;
-        std::unique_ptr<zur_variant_record[]> longer(new zur_variant_record[spare + count]());
-        std::copy_n(records, kept, longer.get() + spare);
-        data.records = std::move(longer);
-        records = data.records.get() + spare;
-        data.table = {now.count, records};
-        copy->variant_table = &data.table;
+        VariantData* data = nullptr;
+        const uint32_t code = guarded([&] {
+            std::unique_ptr<zur_variant_record[]> longer(new zur_variant_record[spare + count]());
+            std::copy_n(records, kept, longer.get() + spare);
+            data = &own(D).variant_data[copy];
+            data->records = std::move(longer);
+        });
+        if (code != 0) {
+            // The static table is long enough for all variants. The next update tries again.
+            copy->variant_table = &now;
+            return zur_store_err(D, code);
+        }
+        records = data->records.get() + spare;
+        data->table = {now.count, records};
+        copy->variant_table = &data->table;
     }
     for (std::size_t i = 0; i < count; ++i) {
         records[i].index = now.records[i].index;
@@ -155,7 +171,13 @@ void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const
 }
 
 void zurlib_type_stats_create_object(zur_domain* D, uint32_t S, const zur_type_info* type, uint64_t* created,
-                                     uint32_t*) {
+                                     uint32_t* st) {
+    if (type == own(D).uncopied && type != nullptr) [[unlikely]] {
+        own(D).uncopied = nullptr;
+        if (*st == 0) fail(D, ZUR_NO_MEMORY, st);
+    }
+    if (own(D).refused_place == RefusedPlace::told) [[unlikely]]
+        untrack_unplaced(D, S);
     if (zur_variant_record* record = counted_record(type, created)) count(D, S, type, &record->created);
 }
 

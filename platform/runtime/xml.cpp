@@ -55,7 +55,7 @@ using Document = zur_xml_document;
 using Element = Document::Element;
 using Step = Document::Step;
 
-constexpr platform_xml_limits default_limits = {16u << 20, 64, 65536};
+constexpr platform_xml_limits default_limits = {16u << 20, 64, 8192};
 
 // Behind the text, for its end and for whole words of a name.
 constexpr std::size_t text_padding = 1 + sizeof(uint64_t);

@@ -17,7 +17,14 @@ extern "C" {
 /** The variant that stands for "the highest that the type has"; a Bundle caps it. */
 #define PLATFORM_HIGHEST_VARIANT 127
 
-/** All zero is a Domain on malloc and free, untracked, without a store, speaking the highest variants. */
+/**
+ * All zero is a Domain on malloc and free within limits, untracked, without a store, speaking the highest variants.
+ *
+ * The limits are there for messages of strangers, where a few bytes ask for very much memory. They hold for what
+ * the default allocation hooks give, which a Domain has that names no hook and no obj_store; its obj_store is then the
+ * account of that memory. In every Domain memory_limit also holds for the places of nested state flags, which the
+ * Domain keeps itself. What a limit refuses leaves 12, and platform_domain_refusal() names it.
+ */
 typedef struct platform_domain_options {
     uint32_t tracking;       /**< PLATFORM_NO_HANDLE, ZUR_UNTRACKED_MODE or ZUR_TRACKED_MODE */
     uint32_t store_mode;     /**< as zur_domain::store_mode */
@@ -25,6 +32,8 @@ typedef struct platform_domain_options {
     void* obj_store;         /**< handed to the allocation hooks and to lumeo_set_range(); may be null */
     void* (*obj_alloc_fn)(void* obj_store, uint32_t set_id, size_t size); /**< null: malloc */
     void (*obj_free_fn)(void* obj_store, uint32_t set_id, void* block);   /**< null: free */
+    size_t block_limit;  /**< bytes of one block; 0: 1 MiB, SIZE_MAX: none */
+    size_t memory_limit; /**< bytes of all blocks together; 0: 64 MiB, SIZE_MAX: none */
 } platform_domain_options;
 
 /**
@@ -36,6 +45,14 @@ typedef struct platform_domain_options {
  */
 zur_domain* platform_domain_create(const platform_domain_options* options);
 
+/**
+ * Why the Domain itself last refused memory: a sentence with the size asked for and the limit by its name in the
+ * options, or that malloc has none. It tells what is behind a 12.
+ *
+ * @return borrowed, valid until the next refusal; null while nothing has been refused
+ */
+const char* platform_domain_refusal(const zur_domain* D);
+
 /** Takes the Domain, its TypeInfo copies and its maps. Instances must be gone by then. Null does nothing. */
 void platform_domain_destroy(zur_domain* D);
 
@@ -45,8 +62,10 @@ void platform_domain_set_workspace(zur_domain* D, uint32_t size);
 /**
  * Agrees with the peer on a variant of one type, instead of the Domain's default. Negative: the peer does not know the
  * type. Instances created earlier keep their variant until a setter raises it.
+ *
+ * @return 0, or 12 when there is no memory; nothing has changed then
  */
-void platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant);
+uint32_t platform_domain_agree(zur_domain* D, const char* type_name, int8_t variant);
 
 /** Sets the default: the variant of every type that has no agreement of its own. */
 void platform_domain_agree_all(zur_domain* D, int8_t variant);

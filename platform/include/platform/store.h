@@ -20,7 +20,7 @@ typedef void (*platform_oid_destroy_fn)(zur_domain* D, uint32_t S, void* instanc
  * Gives the Instance an OID without references and sets ZUR_HAS_OID.
  *
  * @param destroy  may be null: then nothing happens when the last reference of a put-off destruction goes
- * @return 0, or 22 when oid is 0 or in use, or when the Instance is null or has an OID
+ * @return 0, or 22 when oid is 0 or in use, or when the Instance is null or has an OID; 12 without memory
  */
 uint32_t platform_oid_assign(zur_domain* D, uint32_t S, void* instance, uint64_t oid, platform_oid_destroy_fn destroy);
 /** Adds one reference; 2 when no object has this OID. */
@@ -31,8 +31,10 @@ uint32_t platform_oid_references(zur_domain* D, uint64_t oid);
 /**
  * Makes a field of a foreign type report these OIDs as references that it holds, until it is destroyed; a length of 0
  * ends that. An OID of 0 among them makes the field's `_get_object_references` fail with 22.
+ *
+ * @return 0, or 12 without memory; the field reports what it did before then
  */
-void platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length);
+uint32_t platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length);
 uint32_t platform_field_oid_count(zur_domain* D, const void* field);
 /** Copies at most length OIDs; the result is 0 or 22. */
 uint32_t platform_field_oids(zur_domain* D, const void* field, uint64_t* oids, uint32_t length);

@@ -18,7 +18,7 @@ extern "C" {
 typedef struct platform_xml_limits {
     size_t size;       /**< bytes, 16 MiB */
     uint32_t depth;    /**< nested elements, 64 */
-    uint32_t elements; /**< elements in all, 65536: an array that is read may grow by one element at a time */
+    uint32_t elements; /**< elements in all, 8192: an array that is read grows by one element at a time, and moves */
 } platform_xml_limits;
 
 /**
