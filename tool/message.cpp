@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <unordered_set>
 
 namespace epm::tool {
@@ -22,28 +23,37 @@ constexpr std::uint32_t S = ZUR_NO_SET; // Instances live on the heap
 constexpr std::uint32_t most_text = 1u << 30;
 constexpr std::uint32_t enum_wire_length = 5;
 
-/// What a Domain allocates. An Instance does not release what a document has put into fields beyond its variant, so
-/// what is left goes with the heap.
+/// What a Domain allocates, within the Domain's limits. An Instance does not release what a document has put into
+/// fields beyond its variant, so what is left goes with the heap.
 class Heap {
 public:
-    Heap() = default;
+    explicit Heap(zur_domain* D) : store_(D->obj_store), allocate_(D->obj_alloc_fn), release_(D->obj_free_fn) {
+        D->obj_store = this;
+        D->obj_alloc_fn = allocate;
+        D->obj_free_fn = release;
+    }
     Heap(const Heap&) = delete;
     Heap& operator=(const Heap&) = delete;
     ~Heap() {
-        for (void* block : blocks_) std::free(block);
-    }
-
-    static void* allocate(void* heap, std::uint32_t, std::size_t size) {
-        void* block = std::malloc(size);
-        if (block != nullptr) static_cast<Heap*>(heap)->blocks_.insert(block);
-        return block;
-    }
-    static void release(void* heap, std::uint32_t, void* block) {
-        static_cast<Heap*>(heap)->blocks_.erase(block);
-        std::free(block);
+        for (void* block : blocks_) release_(store_, S, block);
     }
 
 private:
+    static void* allocate(void* heap, std::uint32_t set_id, std::size_t size) {
+        auto& own = *static_cast<Heap*>(heap);
+        void* block = own.allocate_(own.store_, set_id, size);
+        if (block != nullptr) own.blocks_.insert(block);
+        return block;
+    }
+    static void release(void* heap, std::uint32_t set_id, void* block) {
+        auto& own = *static_cast<Heap*>(heap);
+        own.blocks_.erase(block);
+        own.release_(own.store_, set_id, block);
+    }
+
+    void* store_;
+    decltype(zur_domain::obj_alloc_fn) allocate_;
+    decltype(zur_domain::obj_free_fn) release_;
     std::unordered_set<void*> blocks_;
 };
 
@@ -52,12 +62,10 @@ class Holder {
 public:
     Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type) {
         platform_domain_options options{};
-        options.obj_store = &heap_;
-        options.obj_alloc_fn = Heap::allocate;
-        options.obj_free_fn = Heap::release;
         options.tracking = notes.is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
         domain_.reset(platform_domain_create(&options));
         if (domain_ == nullptr) throw Failure{is_damaged, "no memory"};
+        heap_.emplace(domain_.get());
         for (const auto& [name, variant] : notes.variants)
             platform_domain_agree(domain_.get(), name.c_str(), static_cast<std::int8_t>(variant));
         if (agreed) {
@@ -82,14 +90,20 @@ private:
     struct Destroy {
         void operator()(zur_domain* D) const { platform_domain_destroy(D); }
     };
-    Heap heap_;
     std::unique_ptr<zur_domain, Destroy> domain_;
+    std::optional<Heap> heap_;
     zur_instance* x_ = nullptr;
 };
 
-[[noreturn]] void refuse(const char* what, std::uint32_t status) {
+/// Which limit a reader ran into; nothing where it was none.
+std::string limit_of(const zur_domain* D) {
+    const char* refusal = platform_domain_refusal(D);
+    return refusal != nullptr ? std::string("; ") + refusal : "";
+}
+
+[[noreturn]] void refuse(const char* what, std::uint32_t status, const std::string& more = "") {
     throw Failure{is_damaged, std::string(what) + " with " + std::to_string(status) + ", " +
-                                  std::strerror(static_cast<int>(status))};
+                                  std::strerror(static_cast<int>(status)) + more};
 }
 
 /// Calls write(buffer, size, &st) with a buffer that is large enough in the end.
@@ -136,7 +150,7 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     std::uint32_t st = 0;
     const std::uint32_t used =
         call.unmarshal(holder.domain(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
-    if (st != 0) refuse("the library's reader refuses it: status", st);
+    if (st != 0) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
     if (used != message.size())
         throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
                                                                       " bytes of " + std::to_string(message.size())};
@@ -167,8 +181,8 @@ Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
     std::uint32_t st = 0;
     call.from_xml(holder.domain(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
     // An absent last text is told by the reader of a record to that of its parent, which passes over it.
-    if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words};
-    if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st);
+    if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words + limit_of(holder.domain())};
+    if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
     st = 0;
     // Behind the bytes that the library counts, room for a flag that is written only where room is left.
     Bytes message((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
