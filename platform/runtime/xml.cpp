@@ -1,148 +1,89 @@
-// Parsed XML documents and the look-up of elements by path. Parsing itself is pugixml's.
+// Parsed XML documents and the look-up of elements by path, on pugixml's tree.
 //
-// A document's elements stand in one block, in the document's order, so that a look-up needs pugixml for nothing but
-// the further pieces of a text. It walks the children of one element for each step of the path. The steps of the last
-// path are remembered: those that a path shares with it are not walked again, and a step that asks for a later element
-// of the same name goes on where the last one stopped, so that asking for x[1], x[2], ... walks the siblings once.
+// A Bundle asks for each element by its whole path: for the fields of a record, and for x[1], x[2], ... of an array or
+// list. Two things are remembered. One is the parent that the last path named, because the next path mostly names the
+// same. The other is the child that each step of a path found last: the search for x[2] starts at x[1], so that reading
+// all elements takes linear time.
 #include "../common/element_text.hpp"
 
 #include <algorithm>
-#include <bit>
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <immintrin.h>
-#include <memory>
 #include <new>
 #include <pugixml.hpp>
 #include <string_view>
-#include <utility>
 
 struct zur_xml_document {
-    // A Bundle's paths are shorter. A name that is as long is not looked for.
-    static constexpr std::size_t path_room = 256;
-
-    // An element's descendants stand behind it, its next sibling behind them.
-    struct Element {
-        const char* name;
-        const char* text; // the first piece
-        pugi::xml_node node;
-        uint32_t size; // in elements, with its descendants
-        bool has_more_text;
-
-        const Element* end() const { return this + size; }
-    };
-
-    // A step of a path that led to an element. The first one stands for the document.
     struct Step {
-        std::size_t start; // of its name, in the path
-        std::size_t name_end;
-        std::size_t number; // from 1
-        const Element* element;
+        pugi::xml_node parent, child;
+        std::string_view name; // the child's own, so a NUL follows
+        uint32_t number = 0;   // of the child among those of its name, from 1
     };
 
-    std::unique_ptr<char[]> text;
-    pugi::xml_document tree; // in the text's place
-    std::unique_ptr<Element, decltype(&std::free)> elements{nullptr, &std::free};
-    std::unique_ptr<Step[]> steps; // as many as the deepest element has
-    Step* last = nullptr;          // of the last path, which is kept up to the end of this name
-    char last_path[path_room];
+    pugi::xml_document tree;
+    Step steps[16]; // by depth; deeper steps share the last one
+
+    pugi::xml_node parent; // that the last path named; null: there is none
+    Step* step = steps;    // of the parent's children
+    char parent_path[256]; // ends with a slash; longer ones are not remembered
+    std::size_t parent_length = 0;
 };
 
 namespace {
 
 using Document = zur_xml_document;
-using Element = Document::Element;
-using Step = Document::Step;
 
 constexpr platform_xml_limits default_limits = {16u << 20, 64, 8192};
-
-// Behind the text, for its end and for whole words of a name.
-constexpr std::size_t text_padding = 1 + sizeof(uint64_t);
 
 struct Failure {
     const char* reason = nullptr;
     std::size_t offset = 0;
 };
 
-constexpr Failure out_of_memory = {"out of memory", 0};
+// Refuses what only the tree shows.
+struct TreeCheck : pugi::xml_tree_walker {
+    explicit TreeCheck(const platform_xml_limits& chosen) : limits(chosen) {}
 
-// What cannot be told from the tree, and what must be told before there is one. The count of brackets bounds the
-// memory that the tree will take.
-Failure examine_text(std::string_view text, const platform_xml_limits& limits) {
-    if (text.size() > limits.size) return {"document too large", limits.size};
-    if (const std::size_t nul = text.find('\0'); nul != text.npos) return {"NUL byte", nul};
-    const std::size_t most = 2 * std::size_t{limits.elements} + 16;
-    if (text.size() <= most) return {};
-    std::size_t brackets = 0;
-    for (std::size_t i = 0; (i = text.find('<', i)) != text.npos; ++i)
-        if (++brackets > most) return {"too many elements", i};
-    return {};
-}
+    bool for_each(pugi::xml_node& node) override {
+        const pugi::xml_node_type type = node.type();
+        if (type == pugi::node_doctype) return refuse(node, "document type declarations are not accepted");
+        if (type != pugi::node_element) return true;
+        const auto outer = static_cast<uint32_t>(depth());
+        if (outer >= limits.depth) return refuse(node, "elements nested too deeply");
+        if (++elements > limits.elements) return refuse(node, "too many elements");
+        return outer != 0 || elements == 1 || refuse(node, "more than one root element");
+    }
 
-// Lists the tree's elements. One that is still open has its parent's number for its size.
-Failure list_elements(Document& document, const platform_xml_limits& limits) {
-    const auto failed = [](const char* reason, pugi::xml_node node) {
-        return Failure{reason, static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0))};
-    };
-    Element* elements = nullptr;
-    std::size_t room = 0;
-    uint32_t count = 0;
-    uint32_t parent = 0;
-    std::size_t depth = 0;
-    std::size_t deepest = 0;
-    pugi::xml_node node = document.tree;
-    do {
-        switch (node.type()) {
-        case pugi::node_doctype: return failed("document type declarations are not accepted", node);
-        case pugi::node_document:
-        case pugi::node_element:
-            if (depth > limits.depth) return failed("elements nested too deeply", node);
-            if (count > limits.elements) return failed("too many elements", node);
-            if (depth == 1 && count != 1) return failed("more than one root element", node);
-            if (count == room) {
-                room = std::max<std::size_t>(2 * room, 64);
-                elements = static_cast<Element*>(std::realloc(document.elements.get(), room * sizeof(Element)));
-                if (elements == nullptr) return out_of_memory;
-                (void)document.elements.release();
-                document.elements.reset(elements);
-            }
-            new (elements + count) Element{node.name(), node.value(), node, parent, false};
-            parent = count++;
-            deepest = std::max(deepest, ++depth);
-            node = node.first_child();
-            break;
-        case pugi::node_null: {
-            Element& closed = elements[parent];
-            parent = std::exchange(closed.size, count - parent);
-            --depth;
-            node = closed.node.next_sibling();
-            break;
-        }
-        default: // a piece of text behind the first
-            elements[parent].has_more_text = true;
-            node = node.next_sibling();
-        }
-    } while (depth != 0);
-    document.steps.reset(new (std::nothrow) Step[deepest]);
-    if (document.steps == nullptr) return out_of_memory;
-    document.last = document.steps.get();
-    *document.last = {0, 0, 1, elements};
-    return {};
-}
+    bool refuse(pugi::xml_node node, const char* reason) {
+        failure = {reason, static_cast<std::size_t>(node.offset_debug())};
+        return false;
+    }
+
+    const platform_xml_limits& limits;
+    std::size_t elements = 0;
+    Failure failure;
+};
 
 Failure parse(Document& document, std::string_view text, const platform_xml_limits& limits) {
-    document.text.reset(new (std::nothrow) char[text.size() + text_padding]);
-    if (document.text == nullptr) return out_of_memory;
-    std::memset(document.text.get() + text.copy(document.text.get(), text.size()), 0, text_padding);
-    // White space counts where it is all that an element holds; elsewhere between elements it is layout.
-    // The first text stands in its element's node.
+    if (text.size() > limits.size) return {"document too large", limits.size};
+    if (const std::size_t nul = text.find('\0'); nul != text.npos) return {"NUL byte", nul};
+    // A tree of many small elements takes many times the memory of its text, so the brackets are counted first.
+    std::size_t room = 2 * std::size_t{limits.elements} + 16;
+    if (text.size() > room)
+        for (std::size_t i = 0; (i = text.find('<', i)) != text.npos; ++i)
+            if (room-- == 0) return {"too many elements", i};
+    // White space is text where an element holds nothing else, and layout between elements. The first piece of an
+    // element's text becomes the element's own value, the other pieces become nodes.
     constexpr unsigned flags = pugi::parse_embed_pcdata | pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
                                pugi::parse_ws_pcdata_single | pugi::parse_doctype;
     const pugi::xml_parse_result result =
-        document.tree.load_buffer_inplace(document.text.get(), text.size() + 1, flags, pugi::encoding_utf8);
-    if (result) return list_elements(document, limits);
-    return {result.description(), static_cast<std::size_t>(std::max<std::ptrdiff_t>(result.offset, 0))};
+        document.tree.load_buffer(text.data(), text.size(), flags, pugi::encoding_utf8);
+    if (!result) return {result.description(), static_cast<std::size_t>(result.offset)};
+    document.parent = document.tree;
+    TreeCheck check(limits);
+    document.tree.traverse(check);
+    return check.failure;
 }
 
 void tell(std::string_view text, const Failure& failure, char* message, std::size_t message_size) {
@@ -154,146 +95,83 @@ void tell(std::string_view text, const Failure& failure, char* message, std::siz
                   failure.reason);
 }
 
-std::size_t length_in_common(const char* a, const char* b, std::size_t length) {
-    const auto difference = [&](std::size_t i) {
-        const __m128i of_a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
-        const __m128i of_b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
-        return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(of_a, of_b))) ^ 0xFFFF;
-    };
-    constexpr std::size_t width = sizeof(__m128i);
-    std::size_t i = 0;
-    for (; i < length && length >= width; i += width) {
-        i = std::min(i, length - width); // the last vector overlaps the one before it
-        if (const unsigned found = difference(i)) return i + static_cast<std::size_t>(std::countr_zero(found));
+// The child that a step of a path names, such as x or x[2]. Null when there is none.
+pugi::xml_node find_child(pugi::xml_node parent, std::string_view text, Document::Step& last) {
+    const std::string_view name = text.substr(0, text.find('['));
+    uint32_t number = 1;
+    if (name.size() != text.size()) {
+        const auto [end, error] = std::from_chars(name.end() + 1, text.end(), number);
+        if (error != std::errc() || text.end() - end != 1 || *end != ']' || number == 0) return {};
     }
-    while (i < length && a[i] == b[i]) ++i;
-    return std::min(i, length);
-}
-
-// Whether an element has that name. Behind a document's last name there is room, so that words of both are compared
-// where the element's name is shorter.
-bool is_named(const Element& element, const char* name, std::size_t length) {
-    if (*element.name != *name) return false;
-    std::size_t i = 0;
-    for (; i + sizeof(uint64_t) <= length; i += sizeof(uint64_t))
-        if (std::memcmp(element.name + i, name + i, sizeof(uint64_t)) != 0) return false;
-    while (i < length && element.name[i] == name[i]) ++i;
-    return i == length && element.name[length] == 0;
-}
-
-// The element of that number, from 1, among those of a name from `first` to `end`; null when there are fewer.
-const Element* walk(const Element* first, const Element* end, std::string_view name, std::size_t number) {
-    for (; first != end; first = first->end())
-        if (is_named(*first, name.data(), name.size()) && --number == 0) return first;
-    return nullptr;
-}
-
-// What stands behind a step's name: its number, from 1, or nothing for the first. No end: this is no step.
-struct Rest {
-    const char* end = nullptr;
-    std::size_t number = 1;
-};
-
-Rest read_rest(const char* p) {
-    Rest rest;
-    if (*p == '[') {
-        rest.number = 0;
-        for (unsigned digit; (digit = static_cast<unsigned char>(*++p) - unsigned{'0'}) <= 9;)
-            if (rest.number <= UINT32_MAX) rest.number = 10 * rest.number + digit;
-        if (rest.number == 0 || *p++ != ']') return rest;
+    if (last.parent != parent || last.number > number || last.name != name) {
+        char terminated[256]; // a Bundle's paths are shorter
+        if (name.empty() || name.size() >= sizeof terminated) return {};
+        terminated[name.copy(terminated, name.size())] = 0;
+        const pugi::xml_node first = parent.child(terminated);
+        if (!first) return {};
+        last = {parent, first, {first.name(), name.size()}, 1};
     }
-    if (*p == '/' || *p == 0) rest.end = p;
-    return rest;
+    for (; last.number != number; ++last.number) {
+        const pugi::xml_node next = last.child.next_sibling(last.name.data());
+        if (!next) return {};
+        last.child = next;
+    }
+    return last.child;
 }
 
-// The last step of a path that leads to an element; of several elements, to the first. Where it leads nowhere, the
-// steps before remain, or all of the last path, if but a number is not there.
-const Step* find(Document& document, const char* path) {
-    Step* step = document.last;
-    const std::size_t kept = std::min(std::strlen(path), step->name_end);
-    const std::size_t same = length_in_common(path, document.last_path, kept);
-    while (step->name_end > same) --step;
-    const char* name = path;
-    char delimiter = '/';
-    if (step->name_end != 0) {
-        const char* name_end = path + step->name_end;
-        if (*name_end == '[' || *name_end == '/' || *name_end == 0) {
-            const auto [end, number] = read_rest(name_end);
-            if (end == nullptr) return nullptr;
-            if (number != step->number) {
-                const Element* parent = step[-1].element;
-                const std::string_view whole(path + step->start, step->name_end - step->start);
-                const Element* found = number > step->number
-                                           ? walk(step->element->end(), parent->end(), whole, number - step->number)
-                                           : walk(parent + 1, parent->end(), whole, number);
-                if (found == nullptr) return nullptr;
-                step->number = number;
-                step->element = found;
-            }
-            delimiter = *end;
-            name = end + 1;
-        } else {
-            name = path + step->start;
-            --step;
+// The element that a path names; the first one of several. Null when there is none.
+pugi::xml_node find(Document& document, std::string_view path) {
+    const void* const slash = memrchr(path.data(), '/', path.size());
+    const std::string_view parent_path(path.data(), slash ? static_cast<const char*>(slash) + 1 : path.data());
+    path.remove_prefix(parent_path.size());
+    if (parent_path != std::string_view(document.parent_path, document.parent_length)) {
+        pugi::xml_node parent = document.tree;
+        Document::Step* step = document.steps;
+        for (std::size_t start = 0, end; start < parent_path.size(); start = end + 1) {
+            end = parent_path.find('/', start);
+            parent = find_child(parent, parent_path.substr(start, end - start), *step);
+            step += step != std::end(document.steps) - 1;
         }
+        if (parent_path.size() > sizeof document.parent_path) return find_child(parent, path, *step);
+        document.parent = parent;
+        document.step = step;
+        document.parent_length = parent_path.copy(document.parent_path, parent_path.size());
     }
-    while (delimiter == '/') {
-        const char* name_end = name + std::strcspn(name, "/[");
-        const auto [end, number] = read_rest(name_end);
-        const std::string_view whole(name, static_cast<std::size_t>(name_end - name));
-        if (end == nullptr || whole.size() >= Document::path_room) break;
-        const Element* found = walk(step->element + 1, step->element->end(), whole, number);
-        if (found == nullptr) break;
-        *++step = {static_cast<std::size_t>(name - path), static_cast<std::size_t>(name_end - path), number, found};
-        delimiter = *end;
-        name = end + 1;
-    }
-    const Step* found = delimiter == 0 ? step : nullptr;
-    while (step->name_end > Document::path_room) --step;
-    document.last = step;
-    if (step->name_end > same) std::memcpy(document.last_path + same, path + same, step->name_end - same);
-    return found;
+    return find_child(document.parent, path, *document.step);
 }
 
-int hex_digit(char c) {
-    const char digits[] = "0123456789abcdef0123456789ABCDEF";
-    const char* found = c != 0 ? std::strchr(digits, c) : nullptr;
-    return found != nullptr ? static_cast<int>(found - digits) & 15 : -1;
+// An element's text if it is one piece without an escape, so that it can be read in place; else null.
+const char* plain_text(pugi::xml_node element, std::size_t& length) {
+    const char* const text = element.value();
+    const char* const end = strchrnul(text, '\\');
+    length = static_cast<std::size_t>(end - text);
+    for (pugi::xml_node piece = element.first_child(); piece; piece = piece.next_sibling())
+        if (piece.type() != pugi::node_element) return nullptr;
+    return *end == 0 ? text : nullptr;
 }
 
-// The text of an element if it stands there as it is, in one piece and without an escape; else null.
-const char* plain_text(const Element& element, std::size_t& length) {
-    const char* end = strchrnul(element.text, '\\');
-    length = static_cast<std::size_t>(end - element.text);
-    return *end == 0 && !element.has_more_text ? element.text : nullptr;
-}
-
-// Undoes the backslash escape of the element's text. Gives the whole length; false for an escape that is none.
-bool unescape(const Element& element, char* buffer, std::size_t size, std::size_t& length) {
+// Copies an element's text without its escapes, as far as it fits, and gives the whole length. Returns false when a
+// backslash has no two digits behind it.
+bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_t& length) {
     length = 0;
-    const auto put = [&](char c) {
-        if (length + 1 < size) buffer[length] = c;
-        ++length;
+    const auto put = [&](const char* characters, std::size_t count) {
+        if (length < size) std::memcpy(buffer + length, characters, std::min(count, size - length));
+        length += count;
     };
     const auto put_piece = [&](const char* p) {
-        for (; *p != 0; ++p) {
-            if (*p != '\\') {
-                put(*p);
-                continue;
-            }
-            const int high = hex_digit(p[1]);
-            const int low = high >= 0 ? hex_digit(p[2]) : -1;
-            if (low < 0) return false;
-            put(static_cast<char>(high << 4 | low));
-            p += 2;
+        for (;;) {
+            const char* const escape = strchrnul(p, '\\');
+            put(p, static_cast<std::size_t>(escape - p));
+            if (*escape == 0) return true;
+            uint8_t byte = 0;
+            p = escape + 3;
+            if (std::from_chars(escape + 1, p, byte, 16).ptr != p) return false;
+            put(reinterpret_cast<const char*>(&byte), 1);
         }
-        return true;
     };
-    if (!put_piece(element.text)) return false;
-    for (pugi::xml_node piece = element.node.first_child(); piece; piece = piece.next_sibling()) {
-        const bool is_text = piece.type() == pugi::node_pcdata || piece.type() == pugi::node_cdata;
-        if (is_text && !put_piece(piece.value())) return false;
-    }
+    if (!put_piece(element.value())) return false;
+    for (pugi::xml_node piece = element.first_child(); piece; piece = piece.next_sibling())
+        if (piece.type() != pugi::node_element && !put_piece(piece.value())) return false;
     if (size != 0) buffer[std::min(length, size - 1)] = 0;
     return true;
 }
@@ -307,12 +185,9 @@ zur_xml_document* platform_xml_parse(const char* text, size_t length, const plat
     chosen.depth = chosen.depth != 0 ? chosen.depth : default_limits.depth;
     chosen.elements = chosen.elements != 0 ? chosen.elements : default_limits.elements;
 
-    chosen.elements = std::min(chosen.elements, UINT32_MAX - 1);
-
     const std::string_view whole(text, length);
     auto* document = new (std::nothrow) Document;
-    Failure failure = examine_text(whole, chosen);
-    if (failure.reason == nullptr) failure = document != nullptr ? parse(*document, whole, chosen) : out_of_memory;
+    const Failure failure = document != nullptr ? parse(*document, whole, chosen) : Failure{"out of memory"};
     if (failure.reason == nullptr) return document;
     tell(whole, failure, message, message_size);
     delete document;
@@ -326,13 +201,9 @@ void platform_xml_free(zur_xml_document* document) {
 uint32_t xml_get_element_nodecount(zur_xml_document* document, const char* path, uint32_t* count) {
     *count = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const Step* step = find(*document, path);
-    if (step == nullptr) return 0;
-    *count = 1;
-    if (path[step->name_end] == '[') return 0;
-    const Element* element = step->element;
-    const std::string_view name = element->name;
-    while ((element = walk(element->end(), step[-1].element->end(), name, 1)) != nullptr) ++*count;
+    pugi::xml_node node = find(*document, path);
+    const bool is_numbered = node && path[std::strlen(path) - 1] == ']';
+    for (; node; node = is_numbered ? pugi::xml_node() : node.next_sibling(node.name())) ++*count;
     return 0;
 }
 
@@ -340,18 +211,11 @@ uint32_t xml_get_element_value(zur_xml_document* document, const char* path, cha
                                uint32_t* length) {
     if (length != nullptr) *length = 0;
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const Step* step = find(*document, path);
-    if (step == nullptr) return ZUR_ABSENT;
+    const pugi::xml_node node = find(*document, path);
+    if (!node) return ZUR_ABSENT;
     if (buffer == nullptr) size = 0;
     std::size_t whole;
-    if (const char* plain = plain_text(*step->element, whole); plain == nullptr) {
-        if (!unescape(*step->element, buffer, size, whole)) return ZUR_BAD_ARGUMENT;
-    } else if (size != 0) {
-        const std::size_t fits = std::min<std::size_t>(whole, size - 1);
-        std::memcpy(buffer, plain, fits);
-        buffer[fits] = 0;
-    }
-    if (whole >= UINT32_MAX) return ZUR_BAD_ARGUMENT;
+    if (!unescape(node, buffer, size, whole) || whole >= UINT32_MAX) return ZUR_BAD_ARGUMENT;
     if (length != nullptr) *length = static_cast<uint32_t>(whole);
     return whole != 0 && whole >= size ? ZUR_BUFFER_TOO_SMALL : 0;
 }
@@ -359,10 +223,10 @@ uint32_t xml_get_element_value(zur_xml_document* document, const char* path, cha
 uint32_t platform_xml_plain_text(zur_xml_document* document, const char* path, const char** characters,
                                  uint32_t* length) {
     if (document == nullptr || path == nullptr) return ZUR_BAD_ARGUMENT;
-    const Step* step = find(*document, path);
-    if (step == nullptr) return ZUR_ABSENT;
+    const pugi::xml_node node = find(*document, path);
+    if (!node) return ZUR_ABSENT;
     std::size_t whole;
-    *characters = plain_text(*step->element, whole);
+    *characters = plain_text(node, whole);
     if (*characters == nullptr || whole >= UINT32_MAX) return ZUR_BUFFER_TOO_SMALL;
     *length = static_cast<uint32_t>(whole);
     return 0;
