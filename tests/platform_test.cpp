@@ -437,12 +437,9 @@ const struct {
     {"field_set_oids", [](auto* D, auto* x) { return platform_field_set_oids(D, x, std::begin({uint64_t{5}}), 1); }},
     {"module",
      [](auto*, auto*) {
-         static char name[40] = "longer than what fits into a string a";
          uint16_t id = 0;
          uint32_t state = 0;
-         const int code = quelog_module_init_fn(name, &id, &state);
-         name[36] = static_cast<char>(name[36] + (code == 0));
-         return static_cast<uint32_t>(code);
+         return static_cast<uint32_t>(quelog_module_init_fn("longer than what fits into a string", &id, &state));
      }},
     {"trace_open",
      [](auto*, auto*) {
@@ -464,18 +461,20 @@ const struct {
 };
 
 TEST(Platform, RefusedMemoryEndsAsTwelve) {
+    const char* preloaded = std::getenv("LD_PRELOAD");
+    if (preloaded != nullptr && std::strstr(preloaded, "vgpreload")) GTEST_SKIP() << "valgrind brings its own new";
     platform_domain_options options{};
     options.tracking = ZUR_TRACKED_MODE;
     library_name = write_library(library_file());
     for (const auto& call : refusable)
-        for (size_t n = 0, left = 0; left == 0; ++n) { // at 0 nothing is refused
+        for (size_t n = 1, left = 0; left == 0; ++n) {
             SCOPED_TRACE(call.name + (" " + std::to_string(n)));
             const Domain D(platform_domain_create(&options), platform_domain_destroy);
             List* x = rcl_client_intf_templ_list_create(D.get(), set_id);
             nth_refused = n;
             const uint32_t code = call.run(D.get(), x);
             left = std::exchange(nth_refused, 0);
-            EXPECT_EQ(code, n == 0 || left != 0 ? 0u : 12u);
+            EXPECT_EQ(code, left != 0 ? 0u : 12u);
             EXPECT_FALSE(n == 1 && left != 0) << "asks for no memory";
             // Marks find the elements' flags, or that there are none.
             uint32_t st = 0;
