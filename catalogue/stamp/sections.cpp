@@ -116,8 +116,10 @@ void begin_unloaded(std::ostream& out, const char* name) {
     out << "\n    .section " << name << ",\"\",@progbits\n";
 }
 
+/// No stack to execute, and no code that a jump could lead astray: with CET, <cet.h> marks the file so.
 void end_assembly(std::ostream& out) {
-    out << "\n    .section .note.GNU-stack,\"\",@progbits\n";
+    out << "\n    .section .note.GNU-stack,\"\",@progbits\n"
+        << "#ifdef __CET__\n#include <cet.h>\n#endif\n";
 }
 
 // ---- the manifest ----

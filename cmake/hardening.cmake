@@ -1,0 +1,19 @@
+# What makes a fault harder to misuse, in everything that is built here: addresses are bound before the first call and
+# read-only afterwards, nothing on the stack is run, calls and returns land only where they should. The target `guarded`
+# adds the compiler's and the C library's checks of buffers; the Bundle cannot have them, because they are imports.
+# Sanitizers check more, and are in the way of some of it, so they go without.
+add_library(guarded INTERFACE)
+if(EPM_SANITIZE)
+    return()
+endif()
+target_compile_options(guarded INTERFACE -fstack-protector-strong
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+
+add_compile_options(-fcf-protection)
+# The linker marks a file for CET when all its parts are marked, and Debian 12's start files are not. They keep calls and
+# returns paired. But nobody may jump to their _init, _fini and _start: nothing here needs the first two, and programs
+# begin in front of the third.
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,shstk,-z,ibt -Wl,-init=none,-fini=none
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-Wl,--entry=program_start>)
+add_library(program_start STATIC ${CMAKE_CURRENT_LIST_DIR}/program_start.c)
+link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:program_start>)
