@@ -95,8 +95,8 @@ debian_package(tool orlan-epm utils
     "${family}
 This package holds the program orlan-epm, which decodes, encodes and
 annotates messages, and tells what a library file says about its types and
-traces."
-    DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform ${same}")
+traces. It brings a stand-in runtime for itself alone, beside any other."
+    DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}")
 
 # One runtime at a time: whoever brings another provides the same name, and takes this one's place.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)
