@@ -85,7 +85,7 @@ void initialize_elements(Domain* D, std::uint32_t S, const Elements<E>& elements
     }
 }
 
-/// Makes room for an element at an index. False: the Domain refuses memory.
+/// Makes room for an element at an index. Returns false when the Domain refuses memory or an element cannot be set up.
 template <const Record& R, std::size_t I>
 bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, bool tracking, std::uint32_t* st) {
     using Buffer = Elements<*R.fields[I].record>;
@@ -108,7 +108,7 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     }
     store(D, S, length_of<R, I>(x), count, x);
     initialize_elements(D, S, elements, former.count, tracking, st);
-    return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st);
+    return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st) && *st == 0;
 }
 
 /// A deep copy into an element, as a clone into an Instance of the caller's is made; only that an element which cannot
