@@ -1,10 +1,11 @@
 // What the tool orlan-epm does with files that may be anybody's. The first byte chooses: a message, a document, a
-// library file, or the content of its sections, for which a library file is made here; the second chooses the type.
-// What is told must be without a gap and, where it is JSON, sound; what the tool's own walk accepts, the library must
-// accept. The seeds are the images of the tests' golden corpus and small library files.
+// dump, a library file, or the content of its sections, for which a library file is made here; the second chooses the
+// type. What is told must be without a gap and, where it is JSON, sound; what the tool's own walk accepts, the library
+// must accept. The seeds are the images of the tests' golden corpus and small library files.
 #include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
+#include "tool/hex_dump.hpp"
 #include "tool/manifest.hpp"
 #include "tool/message.hpp"
 #include "tool/traces.hpp"
@@ -21,7 +22,16 @@ namespace {
 using namespace epm::tool;
 using epm::fuzz::demand;
 
-enum Subject : std::uint8_t { a_message, a_document, a_library, a_manifest, a_trace_table, packed_texts, subjects };
+enum Subject : std::uint8_t {
+    a_message,
+    a_document,
+    a_library,
+    a_manifest,
+    a_trace_table,
+    packed_texts,
+    a_dump,
+    subjects
+};
 
 struct Made {
     std::string name;
@@ -145,6 +155,8 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
         seed(a_manifest, 0, manifest);
         seed(a_trace_table, 0, traces);
         seed(packed_texts, 0, traces);
+        seed(a_dump, 0, "00000000: 0100  ..\n00000002: 41    A\n*\n00000004: 00    .\n");
+        seed(a_dump, 0, "00000000  01 00 |..|\n*\n00000004  41 |A|\n00000005\n");
     });
 }
 
@@ -155,6 +167,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     switch (data[0] % subjects) {
     case a_message: look_into_message(type, bytes); break;
     case a_document: accepts([&] { encode(type, std::string(as_text(bytes)), {}); }); break;
+    case a_dump:
+        accepts([&] { from_hex(as_text(bytes)); });
+        demand(from_hex(to_hex(bytes)) == Bytes(bytes.begin(), bytes.end()), "digits are their bytes");
+        break;
     case a_library: look_into_library(bytes); break;
     case a_manifest: look_into_library(library_of({{".corbe", {bytes.begin(), bytes.end()}}})); break;
     case a_trace_table: look_into_library(library_with_traces(bytes, false)); break;

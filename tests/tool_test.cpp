@@ -4,6 +4,7 @@
 #include "support/wire.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
+#include "tool/hex_dump.hpp"
 #include "tool/library_file.hpp"
 #include "tool/manifest.hpp"
 #include "tool/message.hpp"
@@ -38,6 +39,24 @@ std::string content(const std::filesystem::path& file) {
 void expect_kept(const char* file, const std::string& text) {
     if (std::getenv("EPM_WRITE_GOLDEN") != nullptr) std::ofstream(expected_folder / file, std::ios::binary) << text;
     EXPECT_EQ(text, content(expected_folder / file)) << file;
+}
+
+/// Holds what is told of each case of a kept file against it: a line of equals signs and words, the case, and behind
+/// dashes what is told. Gives how many there are.
+std::size_t expect_kept_cases(const char* file,
+                              const std::function<std::string(const std::string&, const std::string&)>& answer) {
+    std::istringstream in(content(expected_folder / file));
+    std::string text;
+    std::size_t count = 0;
+    for (std::string line, words, given; std::getline(in, line);) {
+        if (!line.starts_with("==== ")) continue;
+        words = line.substr(5);
+        for (given.clear(); std::getline(in, line) && !line.starts_with("----");) given += line + "\n";
+        text += "==== " + words + "\n" + given + "----" + answer(words, given);
+        ++count;
+    }
+    expect_kept(file, text);
+    return count;
 }
 
 std::string told(const std::function<void(std::ostream&)>& subcommand) {
@@ -146,28 +165,27 @@ TEST(ToolCorpus, ComesBackFromItsXml) {
     });
 }
 
+// ---- hexadecimal digits ----
+
+TEST(ToolHex, TakesWhatProgramsPrintAndNothingAmbiguous) {
+    const auto answer = [](const std::string&, const std::string& text) {
+        return "\n" + told([&](std::ostream& out) { out << tool::to_hex(tool::from_hex(text)) << "\n"; });
+    };
+    EXPECT_EQ(expect_kept_cases("hex.txt", answer), 24u);
+}
+
 // ---- damaged messages ----
 
-// The kept file has the images: a line of equals signs, type and words, digits, and behind the dashes what is told.
 TEST(ToolDamage, IsToldWithItsPlace) {
-    std::istringstream in(content(expected_folder / "damaged.txt"));
-    std::string text;
-    std::size_t count = 0;
-    for (std::string line; std::getline(in, line);) {
-        if (!line.starts_with("==== ")) continue;
-        std::string digits;
-        std::getline(in, digits);
-        const tool::Type& type = tool::type_named(line.substr(5, line.find(':') - 5));
+    const auto answer = [](const std::string& words, const std::string& digits) {
+        const tool::Type& type = tool::type_named(words.substr(0, words.find(':')));
         const Bytes image = tool::from_hex(digits);
         const std::string as_json = annotated(type, image, true);
         const std::size_t end = as_json.find("damaged at");
-        EXPECT_EQ(json::parse(as_json.substr(0, end))["fault"].is_null(), end == as_json.npos) << line;
-        text += line + "\n" + digits + "\n---- annotate\n" + annotated(type, image) + "---- decode\n" +
-                decoded(type, image);
-        ++count;
-    }
-    EXPECT_EQ(count, 22u);
-    expect_kept("damaged.txt", text);
+        EXPECT_EQ(json::parse(as_json.substr(0, end))["fault"].is_null(), end == as_json.npos) << words;
+        return " annotate\n" + annotated(type, image) + "---- decode\n" + decoded(type, image);
+    };
+    EXPECT_EQ(expect_kept_cases("damaged.txt", answer), 22u);
 }
 
 // Wherever a message is cut, the parts before the cut are told in a row, and decode refuses what annotate does.
@@ -316,9 +334,10 @@ TEST_F(ToolProgram, TellsByExitStatusAndOneLine) {
          "--agreed: Value 128 not in range -128 to 127; --help tells more"},
         {"orlan-epm decode orlan_ial_svm_epm_data absent", 3, "absent: No such file or directory"},
         {"orlan-epm annotate orlan_ial_svm_epm_data .", 3, ".: Is a directory"},
-        {"orlan-epm annotate --hex orlan_ial_svm_epm_data bad.xml", 1, "bad.xml: offset 0: not a hexadecimal digit"},
+        {"orlan-epm annotate --hex orlan_ial_svm_epm_data bad.xml", 1,
+         "bad.xml: line 1: not pairs of hexadecimal digits: <orlan_ial_svm_p"},
         {"orlan-epm annotate --hex orlan_ial_svm_epm_data odd.hex", 1,
-         "odd.hex: offset 4: an odd number of hexadecimal digits"},
+         "odd.hex: line 1: not pairs of hexadecimal digits: 0"},
         {"orlan-epm decode --hex orlan_ial_svm_epm_data cut.hex", 1,
          "cut.hex: offset 13: preauthacl_data, jump word: needs 4 bytes, 1 byte left"},
         {"orlan-epm decode --hex orlan_ial_svm_epm_data - <cut.hex", 1,

@@ -1,4 +1,4 @@
-// Files and hexadecimal digits.
+// Files, and bytes as words.
 #include "tool/input.hpp"
 
 #include "tool/failure.hpp"
@@ -37,19 +37,14 @@ Bytes read_file(const std::string& name, std::size_t most) {
     return bytes;
 }
 
-Bytes from_hex(std::string_view text) {
+std::optional<Bytes> bytes_of(std::string_view pairs) {
+    if (pairs.size() % 2 != 0) return {};
     Bytes bytes;
-    int high = -1;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '#') i = std::min(text.find('\n', i), text.size());
-        if (c == '#' || c == ' ' || (c >= '\t' && c <= '\r')) continue;
-        const int value = digit(c);
-        if (value < 0) throw Damage{i, "not a hexadecimal digit"};
-        if (high >= 0) bytes.push_back(static_cast<std::uint8_t>(high << 4 | value));
-        high = high >= 0 ? -1 : value;
+    for (std::size_t i = 0; i < pairs.size(); i += 2) {
+        const int high = digit(pairs[i]), low = digit(pairs[i + 1]);
+        if (high < 0 || low < 0) return {};
+        bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
     }
-    if (high >= 0) throw Damage{text.size(), "an odd number of hexadecimal digits"};
     return bytes;
 }
 
@@ -57,6 +52,10 @@ std::string to_hex(ByteView bytes) {
     std::string text;
     for (const std::uint8_t b : bytes) (text += digits[b >> 4]) += digits[b & 15];
     return text;
+}
+
+std::string escaped(std::string_view text) {
+    return escaped(ByteView(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
 
 std::string escaped(ByteView bytes) {

@@ -1,7 +1,8 @@
-// What the tool reads: a file or standard input, whole, as bytes or as hexadecimal digits.
+// What the tool reads: a file, whole, or standard input; and bytes as words.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,14 +20,14 @@ inline constexpr std::size_t most_library = 256u << 20;
 /// `-` is standard input. Throws a Failure.
 Bytes read_file(const std::string& name, std::size_t most);
 
-/// Pairs of digits. White space is passed over, and the rest of a line behind `#`. Throws Damage at an offset in the
-/// text.
-Bytes from_hex(std::string_view text);
+/// Nothing for what is not pairs of hexadecimal digits throughout.
+std::optional<Bytes> bytes_of(std::string_view pairs);
 
 std::string to_hex(ByteView bytes);
 
 /// Printable ASCII as it is, any other byte, the quotation mark and the backslash as a backslash and two digits.
 std::string escaped(ByteView bytes);
+std::string escaped(std::string_view text);
 
 inline std::string_view as_text(ByteView bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};

@@ -2,6 +2,7 @@
 // lives in the file of its subject.
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
+#include "tool/hex_dump.hpp"
 #include "tool/manifest.hpp"
 #include "tool/message.hpp"
 #include "tool/traces.hpp"
@@ -20,8 +21,8 @@ namespace {
 using namespace epm::tool;
 
 constexpr char footer[] =
-    R"(FILE and LIBRARY may be - for standard input. A message in hexadecimal digits may have white space, and remarks
-behind # to the end of a line.
+    R"(FILE and LIBRARY may be - for standard input. A message as text is hexadecimal digits, with white space or colons
+between bytes, 0x in front and remarks behind #, or what xxd, hexdump -C or tcpdump -X print.
 
 Exit status: 0 when all was good; 1 when what was read is damaged or refused; 2 when the call was wrong; 3 when a file
 cannot be read or the answer not written.
@@ -101,7 +102,7 @@ int run(int argc, char** argv) {
     CLI::App* decode_command = app.add_subcommand("decode", "Show a message as the library prints it, or as XML.");
     type(decode_command)->required();
     file(decode_command, "FILE", "The message.");
-    decode_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits.");
+    decode_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits or a dump.");
     decode_command->add_flag("--xml", call.is_xml, "Show it as XML.");
     const CLI::Option* decode_agreed =
         agreed(decode_command, "Variant that the Domain has agreed. It bounds what is written, not what is read.");
@@ -117,7 +118,7 @@ int run(int argc, char** argv) {
     CLI::App* annotate_command = app.add_subcommand("annotate", "Show each range of bytes of a message and its field.");
     type(annotate_command)->required();
     file(annotate_command, "FILE", "The message.");
-    annotate_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits.");
+    annotate_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits or a dump.");
     json(annotate_command);
 
     CLI::App* manifest = app.add_subcommand("manifest", "Show the types that a library file declares, and its build.");

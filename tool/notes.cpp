@@ -25,7 +25,7 @@ int variant_from(std::string_view digits) {
     std::int8_t variant = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), variant);
     if (error != std::errc() || end != digits.data() + digits.size())
-        throw Failure{is_damaged, "a variant is a number from -128 to 127, not " + std::string(digits)};
+        throw Failure{is_damaged, "a variant is a number from -128 to 127, not " + escaped(digits)};
     return variant;
 }
 
@@ -33,20 +33,18 @@ void read_note(std::string_view text, Notes& notes) {
     const std::string_view subject = take_word(text);
     const bool tells_variants = subject == "variants";
     if (!tells_variants && subject != "state-flags")
-        throw Failure{is_damaged, "a note on " + std::string(subject) + " is not known"};
+        throw Failure{is_damaged, "a note on " + escaped(subject) + " is not known"};
     notes.is_tracked = notes.is_tracked || !tells_variants;
     for (std::string_view word = take_word(text); !word.empty(); word = take_word(text)) {
         const std::size_t sign = word.find('=');
-        if (sign == word.npos) throw Failure{is_damaged, "a note without a value: " + std::string(word)};
+        if (sign == word.npos) throw Failure{is_damaged, "a note without a value: " + escaped(word)};
         const std::string name(word.substr(0, sign));
-        try {
-            if (tells_variants)
-                notes.variants[name] = variant_from(word.substr(sign + 1));
-            else
-                notes.state_flags[name] = from_hex(word.substr(sign + 1));
-        } catch (const Damage& damage) {
-            throw Failure{is_damaged, "state flags of " + name + ": " + damage.reason};
-        }
+        if (tells_variants)
+            notes.variants[name] = variant_from(word.substr(sign + 1));
+        else if (const std::optional<Bytes> flags = bytes_of(word.substr(sign + 1)))
+            notes.state_flags[name] = *flags;
+        else
+            throw Failure{is_damaged, "state flags of " + escaped(name) + ": not pairs of hexadecimal digits"};
     }
 }
 
