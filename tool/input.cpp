@@ -3,11 +3,17 @@
 
 #include "tool/failure.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <filesystem>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace epm::tool {
 
@@ -35,6 +41,38 @@ Bytes read_file(const std::string& name, std::size_t most) {
     }
     if (file == nullptr || std::ferror(file.get()) != 0) throw Failure{has_no_file, std::strerror(errno)};
     return bytes;
+}
+
+void write_file(const std::string& name, std::string_view content) {
+    const auto require = [](bool is_done) {
+        if (!is_done) throw Failure{has_no_file, std::strerror(errno)};
+    };
+    struct stat old {};
+    const bool is_there = stat(name.c_str(), &old) == 0;
+    const bool is_beside = !is_there || S_ISREG(old.st_mode);
+    std::error_code no_path;
+    const std::string target = is_there ? std::filesystem::canonical(name, no_path).string() : name;
+    std::string written = is_beside ? target + ".XXXXXX" : target;
+    const int file = is_beside ? mkstemp(written.data()) : open(written.c_str(), O_WRONLY | O_CLOEXEC);
+    require(file >= 0);
+    try {
+        while (!content.empty()) {
+            const ssize_t length = write(file, content.data(), content.size());
+            require(length >= 0 || errno == EINTR);
+            content.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+        }
+        const mode_t mask = umask(0);
+        umask(mask);
+        if (is_beside) {
+            require(fchmod(file, is_there ? old.st_mode & 07777 : 0666 & ~mask) == 0);
+            require(fsync(file) == 0 && rename(written.c_str(), target.c_str()) == 0);
+        }
+    } catch (...) {
+        close(file);
+        if (is_beside) unlink(written.c_str());
+        throw;
+    }
+    close(file);
 }
 
 std::optional<Bytes> bytes_of(std::string_view pairs) {

@@ -1,4 +1,4 @@
-// What the tool reads: a file, whole, or standard input; and bytes as words.
+// What the tool reads and writes: a file, whole, or standard input; and bytes as words.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +19,9 @@ inline constexpr std::size_t most_library = 256u << 20;
 
 /// `-` is standard input. Throws a Failure.
 Bytes read_file(const std::string& name, std::size_t most);
+/// A file is there as a whole or, after a failure, as it was before: the content goes into a new file beside it, which
+/// takes its name. What is no ordinary file is written itself. Throws a Failure.
+void write_file(const std::string& name, std::string_view content);
 
 /// Nothing for what is not pairs of hexadecimal digits throughout.
 std::optional<Bytes> bytes_of(std::string_view pairs);

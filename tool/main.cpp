@@ -5,15 +5,13 @@
 #include "tool/hex_dump.hpp"
 #include "tool/manifest.hpp"
 #include "tool/message.hpp"
+#include "tool/nearest.hpp"
 #include "tool/traces.hpp"
 #include "tool/types.hpp"
 
 #include <CLI/CLI.hpp>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
+#include <algorithm>
 #include <iostream>
 
 namespace {
@@ -46,10 +44,28 @@ Bytes read_message(const Call& call) {
     return call.is_hex ? from_hex(as_text(bytes)) : bytes;
 }
 
-void write_whole(const std::string& file, std::string_view content) {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    out << content << std::flush;
-    if (!out) throw Told{has_no_file, file + ": " + std::strerror(errno)};
+/// A line on standard error. Names are the caller's, but may be anybody's files.
+void say(std::string_view line) {
+    std::string shown;
+    for (const char c : line) shown += c == '"' || c == '\\' ? std::string(1, c) : escaped(std::string_view(&c, 1));
+    std::cerr << "orlan-epm: " << shown << '\n';
+}
+
+std::string shown_name(const std::string& file) {
+    return file == "-" ? "standard input" : file;
+}
+
+/// Runs `body` and joins the name of what it read to what goes wrong.
+template <class Body>
+void on(const std::string& name, Body body) {
+    const std::string shown = shown_name(name);
+    try {
+        body();
+    } catch (const Damage& damage) {
+        throw Told{is_damaged, shown + ": offset " + std::to_string(damage.offset) + ": " + damage.reason};
+    } catch (const Failure& failure) {
+        throw Told{failure.status, shown + ": " + failure.reason};
+    }
 }
 
 void encode_file(const Call& call, const Agreed& agreed) {
@@ -60,20 +76,7 @@ void encode_file(const Call& call, const Agreed& agreed) {
     if (call.output.empty())
         std::cout << content;
     else
-        write_whole(call.output, content);
-}
-
-/// Runs `body` and joins the name of what it read to what goes wrong.
-template <class Body>
-void on(const std::string& name, Body body) {
-    const std::string shown = name == "-" ? "standard input" : name;
-    try {
-        body();
-    } catch (const Damage& damage) {
-        throw Told{is_damaged, shown + ": offset " + std::to_string(damage.offset) + ": " + damage.reason};
-    } catch (const Failure& failure) {
-        throw Told{failure.status, shown + ": " + failure.reason};
-    }
+        on(call.output, [&] { write_file(call.output, content); });
 }
 
 int run(int argc, char** argv) {
@@ -130,12 +133,19 @@ int run(int argc, char** argv) {
     const CLI::Option* index = traces->add_option("INDEX", call.index, "Show this one message.");
     json(traces);
 
+    std::vector<std::string> commands;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        commands.push_back(command->get_name());
+    const std::string first = argc > 1 ? argv[1] : "-";
+    if (!first.starts_with('-') && !std::ranges::count(commands, first)) {
+        const std::string near = suggestion(first, commands);
+        throw Told{is_bad_call, first + ": no sub-command" + near + (near.empty() ? ";" : "") + " --help tells more"};
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
-        std::cerr << "orlan-epm: " << error.what() << "; --help tells more\n";
-        return is_bad_call;
+        throw Told{is_bad_call, std::string(error.what()) + "; --help tells more"};
     }
 
     const auto chosen = [&](const CLI::Option* option) {
@@ -176,8 +186,8 @@ int main(int argc, char** argv) {
         line = error.what();
     }
     std::cout.flush();
-    if (!line.empty()) std::cerr << "orlan-epm: " << line << '\n';
+    if (!line.empty()) say(line);
     if (std::cout) return status;
-    std::cerr << "orlan-epm: standard output cannot be written\n";
+    say("standard output cannot be written");
     return has_no_file;
 }

@@ -3,6 +3,7 @@
 
 #include "catalogue/stamp/names.hpp"
 #include "tool/failure.hpp"
+#include "tool/nearest.hpp"
 #include "tool/table.hpp"
 
 #include <dlfcn.h>
@@ -140,7 +141,11 @@ const std::vector<Type>& all_types() {
 const Type& type_named(const std::string& name) {
     for (const Type& type : all_types())
         if (type.name == name) return type;
-    throw Failure{is_bad_call, "no type of this name; `orlan-epm types` lists them"};
+    std::vector<std::string> names;
+    for (const Type& type : all_types()) names.push_back(type.name);
+    const std::string near = suggestion(name, names);
+    throw Failure{is_bad_call,
+                  "no type of this name" + near + (near.empty() ? ";" : "") + " `orlan-epm types` lists them"};
 }
 
 Operations::Operations(const Type& type) {
