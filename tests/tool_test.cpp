@@ -158,10 +158,50 @@ TEST(ToolCorpus, ComesBackFromItsXml) {
     static const std::regex notes("<\\?orlan-epm[^?]*\\?>\n");
     for_each_image([&](const tool::Type& type, const std::string& name, const Bytes& image) {
         const std::string xml = tool::decode(type, image, tool::TextForm::xml, {});
-        EXPECT_EQ(tool::encode(type, xml, {}), image);
+        const tool::Encoded back = tool::encode(type, xml, {});
+        EXPECT_EQ(back.message, image);
+        EXPECT_TRUE(back.losses.empty());
         // Without its notes a document makes an untracked message of the variant that is agreed.
         if (name.find(", tracked") != name.npos) return;
-        EXPECT_EQ(tool::encode(type, std::regex_replace(xml, notes, ""), static_cast<std::int8_t>(image[0])), image);
+        const auto agreed = static_cast<std::int8_t>(image[0]);
+        EXPECT_EQ(tool::encode(type, std::regex_replace(xml, notes, ""), agreed).message, image);
+    });
+}
+
+// ---- what is lost between a document and its message ----
+
+std::string told_losses(const std::string& type, const std::string& xml, tool::Agreed agreed = {},
+                        bool lenient = false) {
+    return told([&](std::ostream& out) {
+        for (const tool::Loss& loss : tool::encode(tool::type_named(type), xml, agreed, lenient).losses)
+            out << (loss.kind == tool::Loss::Kind::lost ? "" : "no loss: ") << loss.line() << "\n";
+    });
+}
+
+// The words are the type, what the document has, and "lenient" or the agreed variant.
+TEST(ToolLosses, AreToldWithPathAndCause) {
+    const auto answer = [](const std::string& words, const std::string& xml) {
+        const bool has_agreed = words.ends_with("agreed 0");
+        return "\n" + told_losses(words.substr(0, words.find(':')), xml,
+                                  has_agreed ? tool::Agreed(std::int8_t{0}) : tool::Agreed(),
+                                  words.ends_with("lenient"));
+    };
+    EXPECT_EQ(expect_kept_cases("losses.txt", answer), 21u);
+    EXPECT_EQ(told_losses("orlan_ial_svm_epm_data", content(EPM_SOURCE_DIR "/examples/policy_exchange/grant.xml")), "");
+}
+
+// Each element in turn under a name that no field has.
+TEST(ToolLosses, MissEachElement) {
+    static const std::regex element("\n *<([^/>]+)>?");
+    for_each_image([&](const tool::Type& type, const std::string&, const Bytes& image) {
+        const std::string xml = tool::decode(type, image, tool::TextForm::xml, {});
+        for (std::sregex_iterator i(xml.begin(), xml.end(), element), end; xml.size() < 4096 && i != end; ++i) {
+            const auto start = static_cast<std::size_t>(i->position(1));
+            std::string other = xml;
+            if (const auto close = xml.find("</" + i->str(1) + ">", start); close != xml.npos)
+                other.insert(close + 2, "x");
+            EXPECT_NE(told_losses(type.name, other.insert(start, "x")), "") << other;
+        }
     });
 }
 
@@ -326,7 +366,7 @@ TEST_F(ToolProgram, AnswersByStatusAndWords) {
         const Run told = run(script.substr(0, script.size() - 1));
         return " " + std::to_string(told.status) + "\n" + told.out + told.err;
     };
-    EXPECT_EQ(expect_kept_cases("program.txt", answer), 26u);
+    EXPECT_EQ(expect_kept_cases("program.txt", answer), 31u);
     EXPECT_EQ(run("orlan-epm --version").out, "orlan-epm " EPM_VERSION "\n");
 }
 

@@ -8,6 +8,7 @@
 #include "tool/nearest.hpp"
 #include "tool/traces.hpp"
 #include "tool/types.hpp"
+#include "tool/walk.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -30,7 +31,7 @@ struct Call {
     std::string type, file, output;
     int agreed = 0;
     std::uint32_t index = 0;
-    bool is_hex = false, is_xml = false, is_json = false, is_names = false;
+    bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false;
 };
 
 /// A failure on the way, told as one line.
@@ -71,12 +72,24 @@ void on(const std::string& name, Body body) {
 void encode_file(const Call& call, const Agreed& agreed) {
     const Type& type = type_named(call.type);
     const Bytes document = read_file(call.file, most_message);
-    const Bytes message = encode(type, std::string(as_text(document)), agreed);
-    const std::string content = call.is_hex ? to_hex(message) + '\n' : std::string(as_text(message));
+    const Encoded encoded = encode(type, std::string(as_text(document)), agreed, call.is_lenient);
+    for (const Loss& loss : encoded.losses) say(shown_name(call.file) + ": " + loss.line());
+    const auto lost = std::ranges::count(encoded.losses, Loss::Kind::lost, &Loss::kind);
+    if (lost != 0 && !call.is_lenient)
+        throw Failure{is_damaged, "nothing is written, because this would be lost; --lenient leaves it out"};
+    const std::string content = call.is_hex ? to_hex(encoded.message) + '\n' : std::string(as_text(encoded.message));
     if (call.output.empty())
         std::cout << content;
     else
         on(call.output, [&] { write_file(call.output, content); });
+}
+
+Bytes read_and_say_passed_over(const Call& call) {
+    Bytes message = read_message(call);
+    for (const Part& part : passed_over(type_named(call.type), message))
+        say(shown_name(call.file) + ": offset " + std::to_string(part.offset) + ": " + std::to_string(part.length) +
+            (part.length == 1 ? " byte" : " bytes") + " passed over: " + part.path + ": " + part.value);
+    return message;
 }
 
 int run(int argc, char** argv) {
@@ -114,6 +127,7 @@ int run(int argc, char** argv) {
     type(encode_command)->required();
     file(encode_command, "FILE", "The document.");
     encode_command->add_flag("--hex", call.is_hex, "Write hexadecimal digits.");
+    encode_command->add_flag("--lenient", call.is_lenient, "Leave out what is not read, and list it.");
     encode_command->add_option("--output,-o", call.output, "Write to a file.")->type_name("FILE");
     const CLI::Option* encode_agreed =
         agreed(encode_command, "Variant that the Domain has agreed, instead of what the document notes.");
@@ -158,10 +172,11 @@ int run(int argc, char** argv) {
     if (types->parsed() && !call.type.empty()) show_type(type_named(call.type), call.is_json, std::cout);
     on(call.file, [&] {
         if (decode_command->parsed())
-            std::cout << decode(type_named(call.type), read_message(call),
+            std::cout << decode(type_named(call.type), read_and_say_passed_over(call),
                                 call.is_xml ? TextForm::xml : TextForm::print, chosen(decode_agreed));
         if (encode_command->parsed()) encode_file(call, chosen(encode_agreed));
-        if (annotate_command->parsed()) annotate(type_named(call.type), read_message(call), call.is_json, std::cout);
+        if (annotate_command->parsed())
+            annotate(type_named(call.type), read_and_say_passed_over(call), call.is_json, std::cout);
         if (manifest->parsed()) show_manifest(read_file(call.file, most_library), call.is_json, std::cout);
         if (traces->parsed())
             show_traces(read_file(call.file, most_library),

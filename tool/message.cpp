@@ -167,10 +167,7 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     return text;
 }
 
-Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
-    const Notes notes = read_notes(xml);
-    const Holder holder(type, notes, agreed);
-    const Operations& call = holder.operations;
+Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_lenient) {
     char words[512] = "";
     const std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)> document(
         platform_xml_parse(xml.data(), xml.size(), nullptr, words, sizeof words), &platform_xml_free);
@@ -178,19 +175,46 @@ Bytes encode(const Type& type, const std::string& xml, Agreed agreed) {
     std::uint32_t count = 0;
     xml_get_element_nodecount(document.get(), type.name.c_str(), &count);
     if (count == 0) throw Failure{is_damaged, "the root element is not " + type.name};
+    pugi::xml_document told, came;
+    if (!parse(xml, told)) throw Failure{is_damaged, "not read a second time"};
+    const Notes notes = read_notes(told);
+    const Holder holder(type, notes, agreed);
+    const Operations& call = holder.operations;
+    Encoded result;
     std::uint32_t st = 0;
     call.from_xml(holder.domain(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
     // An absent last text is told by the reader of a record to that of its parent, which passes over it.
-    if (st != 0 && st != ZUR_ABSENT && words[0] != 0) throw Failure{is_damaged, words + limit_of(holder.domain())};
-    if (st != 0 && st != ZUR_ABSENT) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
+    if (st != 0 && st != ZUR_ABSENT) {
+        const bool is_value = st == ZUR_BAD_ARGUMENT || st == ZUR_BUFFER_TOO_SMALL;
+        if (words[0] != 0 && !(is_lenient && is_value)) throw Failure{is_damaged, words + limit_of(holder.domain())};
+        if (!is_value) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
+        // Without words, the comparison below names the place.
+        if (words[0] != 0) result.losses.push_back({Loss::Kind::lost, "", words});
+    }
+    const std::uint32_t stopped = st != ZUR_ABSENT ? st : 0;
     st = 0;
     // Behind the bytes that the library counts, room for a flag that is written only where room is left.
-    Bytes message((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
+    Bytes& message = result.message;
+    message.resize((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
     message.resize(
         call.marshal(holder.domain(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
     if (st != 0) refuse("the library does not write it: status", st);
-    if (notes.is_tracked) put_state_flags(type, notes, message);
-    return message;
+    const auto variant_of = [&](const Type& t) {
+        const auto noted = notes.variants.find(t.name);
+        return agreed ? *agreed : noted != notes.variants.end() ? noted->second : t.top();
+    };
+    const Loss::Kind beyond = agreed ? Loss::Kind::left_out : Loss::Kind::lost;
+    try {
+        if (notes.is_tracked) put_state_flags(type, notes, message);
+        parse(decode(type, message, TextForm::xml, {}), came);
+        for (const std::vector<Loss>& more :
+             {losses(type, told, came, variant_of, beyond), losses(notes, notes_of(type, message), beyond)})
+            result.losses.insert(result.losses.end(), more.begin(), more.end());
+    } catch (const Damage& damage) { // the offset is not one in the document
+        throw Failure{is_damaged, "its message does not read back: " + damage.reason};
+    }
+    if (stopped != 0 && result.losses.empty()) refuse("the library's reader refuses it: status", stopped);
+    return result;
 }
 
 } // namespace epm::tool

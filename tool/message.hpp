@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tool/input.hpp"
+#include "tool/losses.hpp"
 #include "tool/types.hpp"
 
 #include <optional>
@@ -17,7 +18,13 @@ enum class TextForm { print, xml };
 /// Shows a message that the library's reader accepts whole. Throws Damage or a Failure for any other.
 std::string decode(const Type& type, ByteView message, TextForm form, Agreed agreed);
 
-/// Throws a Failure for a document that the library's readers refuse.
-Bytes encode(const Type& type, const std::string& xml, Agreed agreed);
+struct Encoded {
+    Bytes message;
+    std::vector<Loss> losses; ///< what of the document the message does not hold
+};
+
+/// Throws a Failure for a document that the library's readers refuse. A lenient call goes on with what they have read
+/// before a value that they refuse, which is the first loss then.
+Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_lenient = false);
 
 } // namespace epm::tool

@@ -39,12 +39,15 @@ void read_note(std::string_view text, Notes& notes) {
         const std::size_t sign = word.find('=');
         if (sign == word.npos) throw Failure{is_damaged, "a note without a value: " + escaped(word)};
         const std::string name(word.substr(0, sign));
-        if (tells_variants)
+        if (tells_variants) {
+            if (!std::ranges::count(all_types(), name, &Type::name))
+                throw Failure{is_damaged, "a note on variants of " + escaped(name) + ", no type of this name"};
             notes.variants[name] = variant_from(word.substr(sign + 1));
-        else if (const std::optional<Bytes> flags = bytes_of(word.substr(sign + 1)))
+        } else if (const std::optional<Bytes> flags = bytes_of(word.substr(sign + 1))) {
             notes.state_flags[name] = *flags;
-        else
+        } else {
             throw Failure{is_damaged, "state flags of " + escaped(name) + ": not pairs of hexadecimal digits"};
+        }
     }
 }
 
@@ -71,29 +74,23 @@ Notes notes_of(const Type& type, ByteView message) {
 std::string written(const Notes& notes) {
     std::string text;
     if (!notes.variants.empty()) {
-        text += "<?orlan-epm variants";
+        text.append("<?").append(note_target) += " variants";
         for (const auto& [type, variant] : notes.variants) text += " " + type + "=" + std::to_string(variant);
         text += "?>\n";
     }
     if (notes.is_tracked) {
-        text += "<?orlan-epm state-flags";
+        text.append("<?").append(note_target) += " state-flags";
         for (const auto& [path, flags] : notes.state_flags) text += "\n  " + path + "=" + to_hex(flags);
         text += "?>\n";
     }
     return text;
 }
 
-Notes read_notes(std::string_view xml) {
+Notes read_notes(const pugi::xml_document& document) {
     Notes notes;
-    constexpr std::string_view start = "<?", mark = "orlan-epm", end = "?>";
-    for (;;) {
-        xml.remove_prefix(std::min(xml.find_first_not_of(white), xml.size()));
-        const std::size_t length = xml.find(end);
-        if (!xml.starts_with(start) || length == xml.npos) return notes;
-        std::string_view instruction = xml.substr(start.size(), length - start.size());
-        if (take_word(instruction) == mark) read_note(instruction, notes);
-        xml.remove_prefix(length + end.size());
-    }
+    for (const pugi::xml_node node : document.children())
+        if (node.type() == pugi::node_pi && node.name() == note_target) read_note(node.value(), notes);
+    return notes;
 }
 
 void put_state_flags(const Type& type, const Notes& notes, Bytes& message) {

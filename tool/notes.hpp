@@ -10,10 +10,14 @@
 #include "tool/types.hpp"
 
 #include <map>
+#include <pugixml.hpp>
 #include <string>
 #include <string_view>
 
 namespace epm::tool {
+
+/// What the instructions are called.
+inline constexpr std::string_view note_target = "orlan-epm";
 
 struct Notes {
     std::map<std::string, int> variants; ///< by type
@@ -27,8 +31,8 @@ struct Notes {
 Notes notes_of(const Type& type, ByteView message);
 
 std::string written(const Notes& notes);
-/// Reads what stands in front of a document's root element. Throws a Failure.
-Notes read_notes(std::string_view xml);
+/// Reads what stands beside a document's root element. Throws a Failure.
+Notes read_notes(const pugi::xml_document& document);
 
 /// Puts the state flags of a message where they belong.
 void put_state_flags(const Type& type, const Notes& notes, Bytes& message);

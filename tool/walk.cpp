@@ -289,4 +289,16 @@ void walk(const Type& type, ByteView message, const std::function<void(const Par
     Walk(type, message, tell).whole();
 }
 
+std::vector<Part> passed_over(const Type& type, ByteView message) {
+    std::vector<Part> parts;
+    try {
+        walk(type, message, [&](const Part& part) {
+            if (part.kind == Part::Kind::passed_over) parts.push_back(part);
+        });
+    } catch (const Damage&) {
+        return parts;
+    }
+    return parts;
+}
+
 } // namespace epm::tool

@@ -35,4 +35,7 @@ struct Part {
 /// Tells the parts in the order of their offsets, with no gap; throws Damage behind the last sound one.
 void walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell);
 
+/// The bytes that the reader takes and does not look into, up to the end or to where the message is damaged.
+std::vector<Part> passed_over(const Type& type, ByteView message);
+
 } // namespace epm::tool
