@@ -10,10 +10,7 @@ target_compile_options(guarded INTERFACE -fstack-protector-strong
     $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 
 add_compile_options(-fcf-protection)
-# The linker marks a file for CET when all its parts are marked, and Debian 12's start files are not. They keep calls and
-# returns paired. But nobody may jump to their _init, _fini and _start: nothing here needs the first two, and programs
-# begin in front of the third.
-add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,shstk,-z,ibt -Wl,-init=none,-fini=none
-    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-Wl,--entry=program_start>)
-add_library(program_start STATIC ${CMAKE_CURRENT_LIST_DIR}/program_start.c)
-link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:program_start>)
+# The linker marks a file for CET when all its parts are marked, and Debian 12's start files are not. Their calls and
+# returns are paired, so the shadow stack may be asked for; they have no landing pads, so the other mark is set only for
+# the Bundle, which is linked without them.
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,shstk)
