@@ -450,12 +450,6 @@ TEST_F(Access, ArrayOfNumbers) {
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 0);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 7u), 0);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 5u), 2);
-    // Memory refused: what was there stays.
-    heap().refuse_nth(1);
-    call(D, group, "vlans", "set_value", x, 20u, 1u);
-    EXPECT_EQ(status(D), 12u);
-    EXPECT_EQ(number(D, group, "max_vlan", x), 8u);
-    EXPECT_EQ(call<std::uint32_t>(D, group, "vlans", "get_value", x, 5u), 55u);
     // As many as there are go to the start of the record's block, not to the element flags.
     call(D, group, "vlans", "set_mem", x, &found[0], 2u);
     std::uint8_t* flags = nullptr;
@@ -467,22 +461,6 @@ TEST_F(Access, ArrayOfNumbers) {
     EXPECT_EQ(call<std::uint8_t>(D, group, "is_added", "state_flag_get", x), 7);
     EXPECT_EQ(call<std::uint8_t>(D, group, "vlans", "state_flag_whole_get", x), 8);
     EXPECT_EQ(std::vector(flags, flags + 2), (std::vector<std::uint8_t>{0, 0}));
-    // The old storage is gone before the new one is refused: the array has no elements.
-    heap().refuse_nth(1);
-    call(D, group, "vlans", "set_mem", x, &found[0], 3u);
-    EXPECT_EQ(status(D), 12u);
-    EXPECT_EQ(number(D, group, "max_vlan", x), 0u);
-    EXPECT_EQ(*reinterpret_cast<void**>(reinterpret_cast<char*>(x) + 24), nullptr);
-    call<std::uint8_t>(D, group, "vlans", "state_flag_get", x, 1u);
-    EXPECT_EQ(status(D), 2u);
-    // The flags' run is refused after the array has grown.
-    heap().refuse_nth(2);
-    call(D, group, "vlans", "set", x, 3u, &found[0]);
-    EXPECT_EQ(status(D), 12u);
-    EXPECT_EQ(number(D, group, "max_vlan", x), 4u);
-    call(D, group, "vlans", "state_flag_get_arr", x, &flags);
-    EXPECT_EQ(flags, nullptr);
-    EXPECT_EQ(status(D), 0u);
     destroy(group, D, x);
 }
 

@@ -32,18 +32,16 @@ void expect_usable(TestDomain& D, const WireType& type, const Instance* x) {
         const bool holds_all = x->variant == type.top; // an order looks at fields above the variant, too
         EXPECT_TRUE(type.compare(x, copy) == 0 || !holds_all);
         EXPECT_EQ(marshalled(type, D, copy), image);
-        Instance* clone = nullptr;
-        Bytes workspace(room);
-        whole(D, type.name, "clone", x, static_cast<void*>(&clone), static_cast<void*>(workspace.data()),
-              static_cast<std::int32_t>(room));
-        EXPECT_TRUE(type.compare(x, clone) == 0 || !holds_all);
-        type.destroy(D, D.set_id(), clone);
     }
     type.hash(x, 1);
     const TextOperations text(type.name);
     EXPECT_FALSE(text.printed(D, x, 0, "x").empty());
     EXPECT_EQ(D.st, 0u);
     EXPECT_FALSE(text.xml(D, x, "x").empty());
+    std::uint32_t raised = 77;
+    EXPECT_EQ(text.print(D, D.set_id(), nullptr, 0, "x", x, 99, &raised) +
+                  text.to_xml(D, D.set_id(), "x", nullptr, x, 99, 0, &raised),
+              0u);
     // A Domain that tracks asks untracked elements and nested records for their flags.
     EXPECT_TRUE(D.st == 0 || (D.mode().is_tracking() && D.st == 22)) << D.st;
     D.st = 0;

@@ -75,27 +75,6 @@ TEST_F(TextForm, EveryRecordInEveryVariantAndMode) {
     EXPECT_EQ(texts.size(), 2u * (43 + 3 + 2 * 3) + 2 * 2 * 11);
 }
 
-TEST_F(TextForm, RaisedStatusWritesNothing) {
-    TestDomain D;
-    for (const TypeNumbers& t : all_types()) {
-        SCOPED_TRACE(t.name);
-        const TextOperations text(t.name);
-        Instance* x = create(t.name, D);
-        char buffer[] = "untouched";
-        std::uint32_t st = 77;
-        EXPECT_EQ(text.print(D, 1, buffer, 0, "n", x, sizeof buffer, &st), 0u);
-        EXPECT_EQ(text.to_xml(D, 1, "n", buffer, x, sizeof buffer, 0, &st), 0u);
-        D->last_error = 77;
-        EXPECT_EQ(text.print_cr(D, x, buffer, sizeof buffer), 0xFFFFFFFFu);
-        EXPECT_EQ(text.toxml_cr(D, x, buffer, sizeof buffer), 0xFFFFFFFFu);
-        EXPECT_EQ(D->last_error, 77u);
-        D->last_error = 0;
-        EXPECT_EQ(st, 77u);
-        EXPECT_STREQ(buffer, "untouched");
-        destroy(t.name, D, x);
-    }
-}
-
 TEST_F(TextForm, BufferTooSmall) {
     TestDomain D;
     GuardedBuffer guarded;

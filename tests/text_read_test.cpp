@@ -192,28 +192,6 @@ TEST_F(TextRead, DocumentsThatAreTolerated) {
     }
 }
 
-TEST_F(TextRead, EveryTruncation) {
-    check_no_writes();
-    const TextOperations text("orlan_svm_epm_notify_domain_name");
-    const Record& r = catalogue::orlan_svm_epm_notify_domain_name;
-    Instance* x = create(text.type, D);
-    EXPECT_TRUE(Fill(D, 2).fill(r, x));
-    std::string xml = text.xml(D, x, text.type);
-    xml.insert(xml.find('>') + 1, "<!-- " + repeated("layout \\00 &amp; <", 100) + "--><other a='b'>" +
-                                      repeated("<deep>text &lt;</deep><![CDATA[cut]]>\n", 50) + "</other>");
-    Instance* y = create(text.type, D);
-    EXPECT_EQ(text.read(D, sound_xml(xml).get(), y), 0u);
-    EXPECT_EQ(text.compare(x, y), 0);
-    for (Instance* instance : {x, y}) destroy(text.type, D, instance);
-    for (std::size_t length = 0; length < xml.size(); ++length) {
-        // On the heap, without a terminator behind it.
-        const std::vector<char> cut(xml.begin(), xml.begin() + static_cast<std::ptrdiff_t>(length));
-        char reason[100] = "";
-        ASSERT_EQ(platform_xml_parse(cut.data(), cut.size(), nullptr, reason, sizeof reason), nullptr) << length;
-        ASSERT_TRUE(std::string(reason).starts_with("line ")) << length << reason;
-    }
-}
-
 /// A path that is cut may happen to lead somewhere, and then to the same place for each element.
 TEST_F(TextRead, PathsThatAreTooLong) {
     check_no_writes();
@@ -239,8 +217,6 @@ TEST_F(TextRead, PathsThatAreTooLong) {
             destroy(r->name, D, x);
         }
 }
-
-// ---- memory that runs out ----
 
 // ---- the calls of a reader ----
 
