@@ -249,14 +249,14 @@ struct Layout {
     constexpr std::size_t block_length(const Record& r) const { return block[r.variants() - 1]; }
 };
 
+constexpr Layout lay_out(const Record& r);
+
 namespace detail {
 
 struct Extent {
     std::size_t length;
     std::size_t alignment;
 };
-
-constexpr Layout lay_out(const Record& r);
 
 constexpr Extent extent(const Field& f) {
     switch (f.kind) {
@@ -289,6 +289,8 @@ constexpr std::size_t body_length(std::size_t used) {
     return round_up(used, 8) + (used > 64 ? 16 : 8);
 }
 
+} // namespace detail
+
 constexpr Layout lay_out(const Record& r) {
     Layout l;
     std::size_t place = header_length;
@@ -300,13 +302,13 @@ constexpr Layout lay_out(const Record& r) {
             l.links = static_cast<std::uint16_t>(place);
             place += link_length;
         }
-        const Extent e = extent(f);
+        const detail::Extent e = detail::extent(f);
         place = round_up(place, e.alignment);
         l.offset[i] = static_cast<std::uint16_t>(place);
         place += e.length;
         if (f.is_tracked()) {
             l.flag[i] = static_cast<std::uint16_t>(flag++);
-            const Extent n = nested_extent(f);
+            const detail::Extent n = detail::nested_extent(f);
             flag = round_up(flag, n.alignment);
             l.nested[i] = static_cast<std::uint16_t>(flag);
             flag += n.length;
@@ -314,16 +316,14 @@ constexpr Layout lay_out(const Record& r) {
         }
         const auto variant = static_cast<std::size_t>(f.since);
         l.used[variant] = static_cast<std::uint16_t>(place);
-        l.body[variant] = static_cast<std::uint16_t>(body_length(place));
+        l.body[variant] = static_cast<std::uint16_t>(detail::body_length(place));
         l.block[variant] = static_cast<std::uint16_t>(round_up(flag, l.block_alignment));
     }
     return l;
 }
 
-} // namespace detail
-
 template <const Record& R>
-inline constexpr Layout layout = detail::lay_out(R);
+inline constexpr Layout layout = lay_out(R);
 
 template <const Record& R>
 inline constexpr std::size_t size = layout<R>.size(R);

@@ -26,7 +26,7 @@ constexpr zur_variant_record make_record(std::size_t type, std::size_t variant) 
     const auto index = static_cast<std::uint32_t>(variant);
     if (type >= record_count) return {index, catalogue::enum_length, 0, 0, 0, 0};
     const Record& r = *catalogue::all_records[type];
-    const catalogue::Layout l = catalogue::detail::lay_out(r);
+    const catalogue::Layout l = catalogue::lay_out(r);
     return {index, l.used[variant], static_cast<std::uint32_t>(l.size(r) - l.used[variant]), 0, 0, 0};
 }
 

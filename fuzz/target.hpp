@@ -3,7 +3,7 @@
 #pragma once
 
 #include "catalogue/catalogue.hpp"
-#include "catalogue/stamp/names.hpp"
+#include "stamp/names.hpp"
 
 #include <platform/domain.h>
 #include <platform/xml.h>

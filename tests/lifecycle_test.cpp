@@ -94,7 +94,7 @@ TEST_F(Lifecycle, FreshMemoryIsZeroBehindTheHeaders) {
         TestDomain D(mode);
         for (const Record* r : catalogue::all_records) {
             SCOPED_TRACE(r->name);
-            const catalogue::Layout l = catalogue::detail::lay_out(*r);
+            const catalogue::Layout l = catalogue::lay_out(*r);
             const TypeNumbers& t = *std::ranges::find(all_types(), r->name, &TypeNumbers::name);
             Instance* x = create(r->name, D);
             const auto* bytes = reinterpret_cast<const unsigned char*>(x);
@@ -339,7 +339,7 @@ TEST_F(Lifecycle, EmbeddedFlagGoesToChildrenFirst) {
         for (std::size_t i = 0; r != nullptr && i < r->count; ++i) {
             if (r->fields[i].kind != Kind::embedded && !r->fields[i].is_own_enum()) continue;
             const auto* nested =
-                reinterpret_cast<Instance*>(reinterpret_cast<char*>(x) + catalogue::detail::lay_out(*r).offset[i]);
+                reinterpret_cast<Instance*>(reinterpret_cast<char*>(x) + catalogue::lay_out(*r).offset[i]);
             EXPECT_EQ(nested->flags & ZUR_EMBEDDED, ZUR_EMBEDDED);
         }
         x->flags = 0;

@@ -21,7 +21,7 @@ Instance* create_at_level(const WireType& type, TestDomain& D, int level) {
     x->layout_variant = static_cast<std::int8_t>(level);
     x->variant = std::min(x->variant, x->layout_variant);
     if (type.is_enum() || !D.mode().is_tracking()) return x;
-    const auto body = catalogue::detail::lay_out(*type.record).body[static_cast<std::size_t>(level)];
+    const auto body = catalogue::lay_out(*type.record).body[static_cast<std::size_t>(level)];
     operation<void(zur_domain*, std::uint32_t, Instance*, void*, std::uint32_t*)>(type.name, "offset_update")(
         D, D.set_id(), x, reinterpret_cast<char*>(x) + body, &D.st);
     return x;

@@ -1,7 +1,7 @@
 // Looking types up, and telling of them.
 #include "tool/types.hpp"
 
-#include "catalogue/stamp/names.hpp"
+#include "stamp/names.hpp"
 #include "tool/failure.hpp"
 #include "tool/nearest.hpp"
 #include "tool/table.hpp"
@@ -31,12 +31,11 @@ std::size_t variants_of(const Type& type) {
 }
 
 std::size_t size_of(const Type& type) {
-    return type.is_enum() ? catalogue::enum_length : catalogue::detail::lay_out(*type.record).size(*type.record);
+    return type.is_enum() ? catalogue::enum_length : catalogue::lay_out(*type.record).size(*type.record);
 }
 
 std::size_t tracked_size_of(const Type& type) {
-    return type.is_enum() ? size_of(type)
-                          : size_of(type) + catalogue::detail::lay_out(*type.record).block_length(*type.record);
+    return type.is_enum() ? size_of(type) : size_of(type) + catalogue::lay_out(*type.record).block_length(*type.record);
 }
 
 std::size_t members_of(const Type& type) {
@@ -107,7 +106,7 @@ void show_enum(const Enum& e, std::ostream& out) {
 }
 
 void show_record(const Record& r, std::ostream& out) {
-    const Layout l = catalogue::detail::lay_out(r);
+    const Layout l = catalogue::lay_out(r);
     Table variants;
     variants.add({"variant", "used length", "size", "state flags"});
     for (std::size_t v = 0; v < r.variants(); ++v)
@@ -184,7 +183,7 @@ void show_type(const Type& type, bool is_json, std::ostream& out) {
         if (type.is_enum()) {
             json["enumerators"] = enumerators(*type.enumeration);
         } else {
-            const Layout l = catalogue::detail::lay_out(*type.record);
+            const Layout l = catalogue::lay_out(*type.record);
             json["variants"] = layouts(*type.record, l);
             json["fields"] = fields(*type.record, l);
         }

@@ -30,8 +30,7 @@ std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance
 
 inline constexpr std::size_t longest_block = [] {
     std::size_t longest = 0;
-    for (const Record* r : catalogue::all_records)
-        longest = std::max(longest, catalogue::detail::lay_out(*r).block_length(*r));
+    for (const Record* r : catalogue::all_records) longest = std::max(longest, catalogue::lay_out(*r).block_length(*r));
     return longest;
 }();
 

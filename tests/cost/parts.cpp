@@ -85,7 +85,7 @@ void add_fresh(Counts& counts, const Record& r, Part frame) {
 /// Adds what the record in memory is made of. Lengths go with the fields that they are of.
 void count(const Record& r, const void* x, Part frame, Walk walk, Census& census) {
     Counts& parts = census.parts;
-    const catalogue::Layout l = catalogue::detail::lay_out(r);
+    const catalogue::Layout l = catalogue::lay_out(r);
     // From XML an element is read on its own and then moved.
     const bool is_elsewhere =
         frame == an_embedded_record || (frame == an_element_record && walk.makes != Makes::from_xml);
@@ -138,7 +138,7 @@ void count(const Record& r, const void* x, Part frame, Walk walk, Census& census
             if (is_record) parts[an_element_pair] += n * (n - 1) / 2;
             for (int e = 0; is_record && e < n; ++e) {
                 const char* at_element =
-                    held + static_cast<std::size_t>(e) * catalogue::detail::lay_out(*f.record).size(*f.record);
+                    held + static_cast<std::size_t>(e) * catalogue::lay_out(*f.record).size(*f.record);
                 element(at_element, an_element_record);
                 if (walk.makes != Makes::nothing) add_fresh(census.created, *f.record, an_embedded_record);
             }
@@ -155,7 +155,7 @@ void count(const Record& r, const void* x, Part frame, Walk walk, Census& census
             for (const char* e = held; e != nullptr && e != place; ++n) {
                 element(e, a_list_element);
                 if (walk.makes != Makes::nothing) add_fresh(census.created, *f.record, the_record);
-                e = at<const char*>(e, catalogue::detail::lay_out(*f.record).links + 8u);
+                e = at<const char*>(e, catalogue::lay_out(*f.record).links + 8u);
             }
             ++parts[a_list];
             if (walk.makes == Makes::from_xml) {

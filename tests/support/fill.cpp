@@ -143,7 +143,7 @@ private:
         expect(r, f, found[room], 'X');
         if (f.kind != Kind::text || wanted.empty() || !is_right) return;
         const char* stored; // with a terminator, which no getter tells of
-        std::memcpy(&stored, reinterpret_cast<char*>(x) + catalogue::detail::lay_out(r).offset[r.index_of(f.name)],
+        std::memcpy(&stored, reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)],
                     sizeof stored);
         expect(r, f, stored[wanted.size()], '\0');
     }

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "catalogue/catalogue.hpp"
-#include "catalogue/stamp/names.hpp"
+#include "stamp/names.hpp"
 #include "support/observation.hpp"
 
 #include <gtest/gtest.h>

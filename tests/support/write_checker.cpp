@@ -174,7 +174,7 @@ bool WriteChecker::is_link(const unsigned char* address) const {
         return type != nullptr && std::string_view(type->name) == r.name;
     };
     for (const Record* r : catalogue::all_records) {
-        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        const catalogue::Layout l = catalogue::lay_out(*r);
         if (r->is_linked() && (lies_in(*r, l.links + 8u) || lies_in(*r, l.links + 16u))) return true;
         for (std::size_t i = 0; i < r->count; ++i)
             if (r->fields[i].kind == Kind::list)
@@ -189,7 +189,7 @@ std::size_t WriteChecker::first_flag(const unsigned char* block) const {
     const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
     for (const Record* r : catalogue::all_records) {
         if (type == nullptr || std::string_view(type->name) != r->name) continue;
-        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        const catalogue::Layout l = catalogue::lay_out(*r);
         const std::size_t with_flags = l.size(*r) + l.block_length(*r);
         // An array's elements come first, then their blocks.
         return length % with_flags == 0 ? length / with_flags * l.size(*r) : length;

@@ -1,8 +1,8 @@
 // Exported operations of field access: the accessors of each kind of field, the whole-record operations, and the values
 // of enumerations. State flags of whole fields are the lifecycle family's, those of single elements are here.
 #include "access/bulk_fields.hpp"
-#include "catalogue/stamp/names.hpp"
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/names.hpp"
+#include "stamp/operation.hpp"
 
 namespace epm::stamp {
 

@@ -1,5 +1,5 @@
 // Exported operations of the Bundle as a whole.
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/operation.hpp"
 
 namespace epm::stamp {
 

@@ -1,6 +1,6 @@
 // The list of exports, the extern "C" definitions that pass each on to its template, and the version script.
-#include "catalogue/stamp/names.hpp"
-#include "catalogue/stamp/output.hpp"
+#include "stamp/names.hpp"
+#include "stamp/output.hpp"
 
 #include <fstream>
 #include <set>

@@ -1,6 +1,6 @@
 // The stamp: writes from the catalogue what the language cannot join by itself, which is symbol names, the public
 // header and the sections of the library file. Two runs give the same bytes.
-#include "catalogue/stamp/output.hpp"
+#include "stamp/output.hpp"
 
 #include <cstdio>
 #include <fstream>

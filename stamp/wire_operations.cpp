@@ -1,5 +1,5 @@
 // Exported operations of the wire form, of copies through it, and of order and hash.
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/operation.hpp"
 
 namespace epm::stamp {
 

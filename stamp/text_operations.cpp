@@ -1,5 +1,5 @@
 // Exported operations of the text forms: print, XML out, XML in.
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/operation.hpp"
 
 namespace epm::stamp {
 

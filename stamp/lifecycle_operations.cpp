@@ -1,5 +1,5 @@
 // Exported operations of creation, destruction, variants, embedding and state tracking.
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/operation.hpp"
 
 namespace epm::stamp {
 

@@ -1,7 +1,7 @@
 // What the stamp writes, one function a file or group of files.
 #pragma once
 
-#include "catalogue/stamp/operation.hpp"
+#include "stamp/operation.hpp"
 
 #include <filesystem>
 #include <string>

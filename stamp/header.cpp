@@ -1,6 +1,6 @@
 // The public header: opaque tags, enumerators, exported data, and a documented prototype of every export.
-#include "catalogue/stamp/names.hpp"
-#include "catalogue/stamp/output.hpp"
+#include "stamp/names.hpp"
+#include "stamp/output.hpp"
 
 #include <sstream>
 
@@ -235,7 +235,7 @@ std::string list_of(const std::array<std::uint16_t, catalogue::most_variants>& n
 }
 
 void wire_table(std::ostream& out, const Record& r) {
-    const catalogue::Layout layout = catalogue::detail::lay_out(r);
+    const catalogue::Layout layout = catalogue::lay_out(r);
     out << " * @ingroup records\n *\n"
         << paragraph("Highest variant " + std::to_string(r.top()) + "; used length by variant " +
                      list_of(layout.used, r.variants()) + " of " + std::to_string(layout.size(r)) +

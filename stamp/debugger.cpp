@@ -1,6 +1,6 @@
 // The tables behind gdb's printer of Instances, as Python: enumerators by number, fields with their places. What is
 // made of them stands in debugger/printer.py.
-#include "catalogue/stamp/output.hpp"
+#include "stamp/output.hpp"
 
 #include <sstream>
 
@@ -51,7 +51,7 @@ void write_debugger_tables(const std::filesystem::path& folder) {
     }
     out << "}\n\nRECORDS = {\n";
     for (const Record* r : catalogue::all_records) {
-        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        const catalogue::Layout l = catalogue::lay_out(*r);
         out << "    \"" << r->name << "\": Record(" << int{r->top()} << ", " << l.links << ", " << l.size(*r)
             << ", (\n";
         for (std::size_t i = 0; i < r->count; ++i) write_field(out, *r, l, i);

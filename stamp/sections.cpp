@@ -1,7 +1,7 @@
 // The sections of the library file that tools read: the trace catalogue and the type compatibility manifest, written as
 // assembler source, because only the trace catalogue's identifiers may be loaded.
-#include "catalogue/stamp/names.hpp"
-#include "catalogue/stamp/output.hpp"
+#include "stamp/names.hpp"
+#include "stamp/output.hpp"
 
 #include "frame/sites.hpp"
 
@@ -139,7 +139,7 @@ std::string manifest_line(const Type& t, const char* kind, std::size_t used_leng
 std::string manifest() {
     std::vector<std::pair<std::string, std::string>> lines;
     for (const Record* r : catalogue::all_records)
-        lines.emplace_back(r->name, manifest_line(*r, "type", catalogue::detail::lay_out(*r).used[r->variants() - 1]));
+        lines.emplace_back(r->name, manifest_line(*r, "type", catalogue::lay_out(*r).used[r->variants() - 1]));
     for (const Enum* e : catalogue::all_enums)
         lines.emplace_back(e->name, manifest_line(*e, "enum", catalogue::enum_length));
     std::ranges::sort(lines);
@@ -202,7 +202,7 @@ void write_export_list(const std::filesystem::path& folder) {
         return text;
     };
     for (const Record* r : catalogue::all_records) {
-        const catalogue::Layout l = catalogue::detail::lay_out(*r);
+        const catalogue::Layout l = catalogue::lay_out(*r);
         out << "type " << r->name << " record variants " << r->variants() << " used " << numbers(l.used, r->variants())
             << " size " << l.size(*r) << " tracked " << l.size(*r) + l.block_length(*r) << "\n";
     }
