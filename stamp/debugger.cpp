@@ -1,6 +1,8 @@
 // The tables behind gdb's printer of Instances, as Python: enumerators by number, fields with their places. What is
 // made of them stands in debugger/printer.py.
-#include "stamp/output.hpp"
+#include "stamp/file.hpp"
+#include "stamp/outputs.hpp"
+#include "stamp/words.hpp"
 
 #include <sstream>
 
@@ -22,11 +24,6 @@ const char* kind_name(Kind kind) {
     case Kind::list: return "list";
     }
     return "";
-}
-
-std::string type_name(const Field& f) {
-    if (f.is_own_enum()) return f.enumeration->name;
-    return f.is_of_record() ? f.record->name : f.foreign->name;
 }
 
 void write_field(std::ostream& out, const Record& r, const catalogue::Layout& l, std::size_t i) {

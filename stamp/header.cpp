@@ -1,6 +1,10 @@
-// The public header: opaque tags, enumerators, exported data, and a documented prototype of every export.
+// The public header: opaque tags, enumerators, exported data, and for each type its wire table and the documented
+// prototype of every export.
+#include "stamp/exports.hpp"
+#include "stamp/file.hpp"
 #include "stamp/names.hpp"
-#include "stamp/output.hpp"
+#include "stamp/outputs.hpp"
+#include "stamp/words.hpp"
 
 #include <sstream>
 
@@ -8,65 +12,132 @@ namespace epm::stamp {
 
 namespace {
 
+constexpr const char* enumerators_text = R"(/** Values of {type}. */
+enum {
+{list}};
+
+)";
+
+constexpr const char* operation_text = R"(/**
+{brief}{arguments} *
+{ownership}{statuses}{cost} */
+{prototype};
+
+)";
+
+constexpr const char* group_text = R"(/**
+ * @defgroup {group} {type}
+{doc}{wire_table} * @{
+ */
+
+{operations}/** @} */
+
+)";
+
+constexpr const char* record_table = R"( * @ingroup records
+ *
+{numbers} *
+ * | Offset | Field | Kind | Bytes | From variant | State flags |
+ * |---|---|---|---|---|---|
+ * | 0 | | variant byte | 1 | | |
+ * | 1 | | flag byte | 1 | | |
+ * | 2 | | jump word: bytes from here to the end | 4 | | |
+{rows})";
+
+constexpr const char* record_numbers =
+    "Highest variant {top}; used length by variant {used} of {size} bytes, and a state-flag block of {block} bytes. On "
+    "the wire, untracked and without an ra block:";
+
+constexpr const char* enum_numbers = "Highest variant {top}. On the wire 5 bytes, without a flag byte or a jump word: "
+                                     "the variant byte and the number as `u_int32`.";
+
 constexpr std::size_t line_length = 118;
 
-/// Text folded into the lines of a comment, each behind `margin`.
-std::string folded(const std::string& text, const std::string& margin, const std::string& first_margin) {
+/// Text folded into lines, all but the first behind `margin`.
+std::string folded(std::string out, const std::string& margin, const std::string& text) {
     std::istringstream words(text);
-    std::string out = first_margin;
-    std::size_t column = first_margin.size();
-    std::string word;
-    bool is_first = true;
-    while (words >> word) {
-        if (!is_first && column + 1 + word.size() > line_length) {
-            out += "\n" + margin;
-            column = margin.size();
-        } else if (!is_first) {
-            out += " ";
-            ++column;
+    std::size_t column = out.size();
+    std::string space;
+    for (std::string word; words >> word; space = " ") {
+        if (!space.empty() && column + 1 + word.size() > line_length) {
+            out += "\n" + margin + word;
+            column = margin.size() + word.size();
+        } else {
+            out += space + word;
+            column += space.size() + word.size();
         }
-        out += word;
-        column += word.size();
-        is_first = false;
     }
     return out + "\n";
 }
 
 std::string paragraph(const std::string& text) {
-    return folded(text, " * ", " * ");
+    return folded(" * ", " * ", text);
 }
 
-std::string words_for(const Parameter& p) {
-    if (!p.doc.empty()) return p.doc;
-    if (p.name == "D") return "the Domain";
-    if (p.name == "S") return "store set of the Instance, handed on unchanged; ZUR_NO_SET: none";
-    return "status word: nothing happens unless it is 0 at entry";
+// ---- an operation ----
+
+/// Name of a status number, as the contract headers spell it.
+const char* name_of(zur_error number) {
+    switch (number) {
+    case ZUR_ABSENT: return "ZUR_ABSENT";
+    case ZUR_NO_MEMORY: return "ZUR_NO_MEMORY";
+    case ZUR_BAD_ARGUMENT: return "ZUR_BAD_ARGUMENT";
+    case ZUR_BUFFER_TOO_SMALL: return "ZUR_BUFFER_TOO_SMALL";
+    case ZUR_NOT_IN_VARIANT: return "ZUR_NOT_IN_VARIANT";
+    case ZUR_WRONG_LENGTH: return "ZUR_WRONG_LENGTH";
+    }
+    return "";
 }
 
-void document(std::ostream& out, const Operation& o) {
-    out << "/**\n" << paragraph(o.brief);
-    if (!o.parameters.empty()) out << " *\n";
+std::string statuses(const Operation& o) {
+    std::string list;
+    for (const Status& s : o.statuses) {
+        if (!s.applies) continue;
+        const std::string number = std::string(name_of(s.number)) + " (" + std::to_string(s.number) + "): ";
+        list += folded(" * - ", " *   ", (s.number == any_status ? "Any status that " : number) + s.when + ".");
+    }
+    return list.empty() ? " * Statuses: none.\n *\n" : " * Statuses:\n" + list + " *\n";
+}
+
+/// "a, b and c"
+std::string enumerated(const std::vector<std::string>& names) {
+    std::string text = names.front();
+    for (std::size_t i = 1; i < names.size(); ++i) text += (i + 1 < names.size() ? ", " : " and ") + names[i];
+    return text;
+}
+
+std::string ownership(const Operation& o) {
+    std::vector<std::string> borrowed;
+    for (const Parameter& p : o.parameters)
+        if (p.type.ends_with('*') && p.name != "D" && p.name != "st" && !has_word(o.ownership, p.name))
+            borrowed.push_back(p.name);
+    std::string text = o.ownership;
+    if (!borrowed.empty()) text = "borrows " + enumerated(borrowed) + (text.empty() ? "" : "; ") + text;
+    return text.empty() ? text : paragraph("Ownership: " + text + ".") + " *\n";
+}
+
+std::string arguments(const Operation& o) {
+    std::string list;
     std::size_t widest = 0;
     for (const Parameter& p : o.parameters) widest = std::max(widest, p.name.size());
     for (const Parameter& p : o.parameters) {
         const std::string lead = " * @param " + p.name + std::string(widest - p.name.size() + 1, ' ');
-        out << folded(words_for(p), " * " + std::string(lead.size() - 3, ' '), lead);
+        list += folded(lead, " * " + std::string(lead.size() - 3, ' '), p.doc);
     }
-    if (!o.returns.empty()) out << folded(o.returns, " *         ", " * @return ");
-    out << " *\n" << paragraph((o.leaves.empty() ? "" : o.leaves + " ") + o.cost) << " */\n";
+    if (!o.returns.empty()) list += folded(" * @return ", " *         ", o.returns);
+    return list.empty() ? list : " *\n" + list;
 }
 
-void declare(std::ostream& out, const Export& e) {
-    document(out, e.operation);
-    std::string line = e.operation.result + " " + e.name + "(";
-    const std::string margin(line.size(), ' ');
-    std::size_t column = line.size();
+std::string prototype(const Export& e) {
+    const std::string lead = e.operation.result + " " + e.name + "(";
+    std::string line = lead;
+    std::size_t column = lead.size();
     const std::vector<Parameter>& all = e.operation.parameters;
     for (std::size_t i = 0; i < all.size(); ++i) {
         const std::string p = all[i].type + " " + all[i].name + (i + 1 < all.size() ? "," : "");
         if (i > 0 && column + 1 + p.size() > line_length) {
-            line += "\n" + margin;
-            column = margin.size();
+            line += "\n" + std::string(lead.size(), ' ');
+            column = lead.size();
         } else if (i > 0) {
             line += " ";
             ++column;
@@ -74,108 +145,54 @@ void declare(std::ostream& out, const Export& e) {
         line += p;
         column += p.size();
     }
-    out << line << (all.empty() ? "void" : "") << ");\n\n";
+    return line + (all.empty() ? "void)" : ")");
 }
 
-void begin(std::ostream& out) {
-    out << "/**\n"
-           " * @file orlan_epm.h\n"
-           " * orlan_epm: typed records and messages of the client-policy control plane. Stamped from the catalogue.\n"
-           " *\n"
-           " * Every operation is a plain call that runs to its end in the caller's thread. It takes the Domain first, "
-           "as a\n"
-           " * rule the store set second, and the address of the status word last. An operation that finds the status "
-           "word\n"
-           " * raised does nothing and returns 0 or null, so that a row of calls is tested once, at its end. The `_cr` "
-           "forms\n"
-           " * take neither: they use the Domain's cr_set_id and last_error.\n"
-           " *\n"
-           " * Three words tell ownership. A call *borrows* what it gives back at return; it *takes* what is no longer "
-           "yours\n"
-           " * afterwards; it *gives* what you must destroy, with the operation that is named. Text is not terminated "
-           "unless\n"
-           " * that is said; lengths and sizes are in bytes.\n"
-           " *\n"
-           " * A field that a record holds only from some variant on is refused with 43 by every accessor while the\n"
-           " * Instance's variant is lower. A fatal fault of the type system ends the process with a trace and "
-           "abort().\n"
-           " */\n"
-           "#ifndef ORLAN_EPM_H\n#define ORLAN_EPM_H\n\n#include <zur/foreign.h>\n\n"
-           "#ifdef __cplusplus\nextern \"C\" {\n#endif\n\n"
-           "#if defined(__GNUC__)\n#pragma GCC visibility push(default)\n"
-           "/* One record's name is also a function's name; the struct keyword keeps them apart. */\n"
-           "#pragma GCC diagnostic push\n#pragma GCC diagnostic ignored \"-Wshadow\"\n#endif\n\n"
-           "/** Prints a format string and its arguments, as printf does. */\n"
-           "typedef int (*zur_print_fn)(const char* format, ...);\n\n";
+std::string declaration(const Export& e) {
+    const Operation& o = e.operation;
+    std::string brief = o.brief;
+    for (const Sentence& s : o.details)
+        if (s.applies) brief += " " + s.text;
+    return filled(operation_text, {{"brief", paragraph(brief)},
+                                   {"arguments", arguments(o)},
+                                   {"ownership", ownership(o)},
+                                   {"statuses", statuses(o)},
+                                   {"cost", paragraph("Cost: " + o.cost + ".")},
+                                   {"prototype", prototype(e)}});
 }
 
-void end(std::ostream& out) {
-    out << "#if defined(__GNUC__)\n#pragma GCC diagnostic pop\n#pragma GCC visibility pop\n#endif\n\n#ifdef "
-           "__cplusplus\n}\n#endif\n\n#endif\n";
+std::string declarations(const std::vector<Export>& exports) {
+    std::string all;
+    for (const Export& e : exports) all += declaration(e);
+    return all;
 }
 
-void tags(std::ostream& out) {
-    for (const Record* r : catalogue::all_records) out << "/** " << r->doc << " */\nstruct " << r->name << ";\n";
-    for (const Enum* e : catalogue::all_enums) out << "/** " << e->doc << " */\nstruct " << e->name << ";\n";
-    out << "\n";
-    for (const Enum* e : catalogue::all_enums) {
-        out << "/** Values of " << e->name << ". */\nenum {\n";
-        for (std::size_t i = 0; i < e->count; ++i) {
-            const catalogue::Enumerator& x = e->enumerators[i];
-            out << "    " << x.name << " = " << i << (i + 1 < e->count ? "," : "") << " /**< " << x.doc
-                << (x.since > 0 ? " From variant " + std::to_string(x.since) + "." : "") << " */\n";
-        }
-        out << "};\n\n";
-    }
-}
-
-void data(std::ostream& out) {
-    for (const TypeExports& t : all_exports())
-        out << "/** Identity of " << t.type << ". */\nextern const zur_type_info " << type_info_name(t.type) << ";\n";
-    out << "\n/** The handler of orlan_epm_bundle_handler_register(); null when none is registered. */\n"
-           "extern void* orlan_epm_bundle_registered_handler;\n"
-           "/** The Bundle's id in trace calls; 0 until the trace facility has given one. */\n"
-           "extern uint16_t g_zur_orlan_epm_trace_module_id;\n"
-           "/** Stands beside it; neither read nor written. */\n"
-           "extern uint16_t g_zur_orlan_epm_stub_trace_module_id;\n\n";
-}
-
-// ---- a type's group: what it is, its wire table, its operations ----
+// ---- a type's wire table ----
 
 /// Where a field starts on the wire: bytes behind an anchor, which is the record's start or the end of the last field
 /// whose length varies.
-struct WirePlace {
+struct WireOffset {
     std::string anchor;
-    std::size_t offset = 6; // behind variant byte, flag byte and jump word
+    std::size_t bytes = 6; // variant byte, flag byte and jump word
 
     std::string text() const {
-        if (anchor.empty()) return std::to_string(offset);
-        return "end of `" + anchor + "`" + (offset > 0 ? " + " + std::to_string(offset) : "");
+        if (anchor.empty()) return std::to_string(bytes);
+        return "end of `" + anchor + "`" + (bytes > 0 ? " + " + std::to_string(bytes) : "");
     }
-    void pass(std::size_t bytes) { offset += bytes; }
-    void pass_varying(const char* field) { *this = {field, 0}; }
 };
 
-/// Groups have names of their own, since a type's name can also be a function's.
 std::string group_name(const std::string& type) {
     return "group_" + type;
-}
-
-std::string reference(const std::string& type) {
-    return "@ref " + group_name(type) + " \"" + type + "\"";
 }
 
 std::string code(const std::string& text) {
     return "`" + text + "`";
 }
 
-std::string type_name(const Field& f) {
-    if (f.is_own_enum()) return f.enumeration->name;
-    return f.is_of_record() ? f.record->name : f.foreign->name;
-}
-
 std::string kind_name(const Field& f) {
-    const std::string type = f.is_of_record() || f.is_own_enum() ? reference(type_name(f)) : code(type_name(f));
+    const std::string name = type_name(f);
+    const bool is_own = f.is_of_record() || f.is_own_enum();
+    const std::string type = is_own ? "@ref " + group_name(name) + " \"" + name + "\"" : code(name);
     const std::string run = std::to_string(f.capacity) + " " + type;
     switch (f.kind) {
     case Kind::value: return f.is_own_enum() ? "enumeration " + type : "value " + type;
@@ -218,78 +235,89 @@ std::string length_rule(const Field& f) {
     }
 }
 
-/// What stands behind the field in tracked mode, and where it is kept.
-std::string flag_rule(const Field& f, std::size_t place) {
+/// What follows the field in tracked mode, and where it is kept.
+std::string flag_rule(const Field& f, std::size_t offset) {
     if (!f.is_tracked()) return "none";
     std::string flags = "1";
     if (f.kind == Kind::text) flags = "1 unless empty";
     if (f.kind == Kind::array) flags = "1 and one an element, unless empty";
     if (f.kind == Kind::run) flags = "1 and " + std::to_string(f.capacity);
-    return flags + "; block + " + std::to_string(place);
+    return flags + "; block + " + std::to_string(offset);
 }
 
-std::string list_of(const std::array<std::uint16_t, catalogue::most_variants>& numbers, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) text += (i ? ", " : "") + std::to_string(numbers[i]);
-    return text;
-}
-
-void wire_table(std::ostream& out, const Record& r) {
+std::string wire_table(const Record& r) {
     const catalogue::Layout layout = catalogue::lay_out(r);
-    out << " * @ingroup records\n *\n"
-        << paragraph("Highest variant " + std::to_string(r.top()) + "; used length by variant " +
-                     list_of(layout.used, r.variants()) + " of " + std::to_string(layout.size(r)) +
-                     " bytes, and a state-flag block of " + std::to_string(layout.block_length(r)) +
-                     " bytes. On the wire, untracked and without an ra block:")
-        << " *\n"
-           " * | Offset | Field | Kind | Bytes | From variant | State flags |\n"
-           " * |---|---|---|---|---|---|\n"
-           " * | 0 | | variant byte | 1 | | |\n"
-           " * | 1 | | flag byte | 1 | | |\n"
-           " * | 2 | | jump word: bytes from here to the end | 4 | | |\n";
-    WirePlace place;
+    std::string rows;
+    WireOffset offset;
     for (std::size_t i = 0; i < r.count; ++i) {
         const Field& f = r.fields[i];
-        out << " * | " << place.text() << " | " << code(f.name) << " | " << kind_name(f) << " | " << length_rule(f)
-            << " | " << int{f.since} << " | " << flag_rule(f, layout.flag[i]) << " |\n";
-        if (f.kind == Kind::arm) continue; // one arm at most is there, so all start at the same place
+        rows += filled(" * | {offset} | `{field}` | {kind} | {bytes} | {since} | {flags} |\n",
+                       {{"offset", offset.text()},
+                        {"field", f.name},
+                        {"kind", kind_name(f)},
+                        {"bytes", length_rule(f)},
+                        {"since", std::to_string(f.since)},
+                        {"flags", flag_rule(f, layout.flag[i])}});
+        if (f.kind == Kind::arm) continue; // at most one arm is there, so all start at the same offset
         if (const std::size_t bytes = fixed_length(f))
-            place.pass(bytes);
+            offset.bytes += bytes;
         else
-            place.pass_varying(f.name);
+            offset = {f.name, 0};
     }
+    const std::string numbers = filled(record_numbers, {{"top", std::to_string(r.top())},
+                                                        {"used", listed(layout.used, r.variants(), ", ")},
+                                                        {"size", std::to_string(layout.size(r))},
+                                                        {"block", std::to_string(layout.block_length(r))}});
+    return filled(record_table, {{"numbers", paragraph(numbers)}, {"rows", rows}});
 }
 
-void wire_table(std::ostream& out, const Enum& e) {
-    out << " * @ingroup enumerations\n *\n"
-        << paragraph("Highest variant " + std::to_string(e.top()) +
-                     ". On the wire 5 bytes, without a flag byte or a "
-                     "jump word: the variant byte and the number as `u_int32`.");
+std::string wire_table(const Enum& e) {
+    return " * @ingroup enumerations\n *\n" + paragraph(filled(enum_numbers, {{"top", std::to_string(e.top())}}));
 }
 
-void group(std::ostream& out, const TypeExports& t) {
-    out << "/**\n * @defgroup " << group_name(t.type) << " " << t.type << "\n" << paragraph(t.doc);
-    for (const Record* r : catalogue::all_records)
-        if (std::string_view(r->name) == t.type) wire_table(out, *r);
-    for (const Enum* e : catalogue::all_enums)
-        if (std::string_view(e->name) == t.type) wire_table(out, *e);
-    out << " * @{\n */\n\n";
-    for (const Export& e : t.exports) declare(out, e);
-    out << "/** @} */\n\n";
+std::string enumerators(const Enum& e) {
+    std::string list;
+    for (std::size_t i = 0; i < e.count; ++i) {
+        const catalogue::Enumerator& x = e.enumerators[i];
+        list += filled("    {name} = {number}{comma} /**< {doc}{since} */\n",
+                       {{"name", x.name},
+                        {"number", std::to_string(i)},
+                        {"comma", i + 1 < e.count ? "," : ""},
+                        {"doc", x.doc},
+                        {"since", x.since > 0 ? " From variant " + std::to_string(x.since) + "." : ""}});
+    }
+    return filled(enumerators_text, {{"type", e.name}, {"list", list}});
 }
 
 } // namespace
 
 void write_header(const std::filesystem::path& folder) {
-    std::ostringstream out;
-    begin(out);
-    tags(out);
-    data(out);
-    for (const Export& e : global_exports()) declare(out, e);
-    out << "/** @defgroup records Records */\n/** @defgroup enumerations Enumerations */\n\n";
-    for (const TypeExports& t : all_exports()) group(out, t);
-    end(out);
-    write_file(folder / "orlan_epm.h", out.str());
+    std::map<std::string, std::string> tables;
+    std::string all_enumerators;
+    for (const Record* r : catalogue::all_records) tables[r->name] = wire_table(*r);
+    for (const Enum* e : catalogue::all_enums) {
+        tables[e->name] = wire_table(*e);
+        all_enumerators += enumerators(*e);
+    }
+    std::string tags;
+    std::string type_infos;
+    std::string groups;
+    for (const TypeExports& t : all_exports()) {
+        const Words words = {{"type", t.type}, {"type_info", type_info_name(t.type)}, {"doc", t.doc}};
+        tags += filled("/** {doc} */\nstruct {type};\n", words);
+        type_infos += filled("/** Identity of {type}. */\nextern const zur_type_info {type_info};\n", words);
+        groups += filled(group_text, {{"group", group_name(t.type)},
+                                      {"type", t.type},
+                                      {"doc", paragraph(t.doc)},
+                                      {"wire_table", tables[t.type]},
+                                      {"operations", declarations(t.exports)}});
+    }
+    write_file(folder / "orlan_epm.h",
+               filled(fixed_text("orlan_epm.h.in"), {{"tags", tags},
+                                                     {"enumerators", all_enumerators},
+                                                     {"type_infos", type_infos},
+                                                     {"operations", declarations(global_exports())},
+                                                     {"groups", groups}}));
 }
 
 } // namespace epm::stamp

@@ -1,19 +1,10 @@
 // The stamp: writes from the catalogue what the language cannot join by itself, which is symbol names, the public
 // header and the sections of the library file. Two runs give the same bytes.
-#include "stamp/output.hpp"
+#include "stamp/exports.hpp"
+#include "stamp/file.hpp"
+#include "stamp/outputs.hpp"
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
-
-namespace {
-
-std::string contents(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     if (argc != 4 || std::string(argv[2]) != "--build-record") {
@@ -28,7 +19,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path folder = argv[1];
     std::filesystem::create_directories(folder);
     write_header(folder);
-    write_exports(folder);
+    write_definitions(folder);
     write_version_script(folder);
     write_export_list(folder);
     write_trace_catalogue(folder);

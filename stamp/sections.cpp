@@ -1,7 +1,8 @@
 // The sections of the library file that tools read: the trace catalogue and the type compatibility manifest, written as
 // assembler source, because only the trace catalogue's identifiers may be loaded.
-#include "stamp/names.hpp"
-#include "stamp/output.hpp"
+#include "stamp/file.hpp"
+#include "stamp/operation.hpp"
+#include "stamp/outputs.hpp"
 
 #include "frame/sites.hpp"
 
@@ -191,29 +192,6 @@ void write_manifest(const std::filesystem::path& folder, const std::string& buil
     put_bytes(out, section);
     end_assembly(out);
     write_file(folder / "manifest.S", out.str());
-}
-
-void write_export_list(const std::filesystem::path& folder) {
-    std::ostringstream out;
-    out << "# What the library exports, and the numbers of each type that its users and stores depend on.\n";
-    const auto numbers = [](const std::array<std::uint16_t, catalogue::most_variants>& list, std::size_t count) {
-        std::string text;
-        for (std::size_t i = 0; i < count; ++i) text += (i ? "/" : "") + std::to_string(list[i]);
-        return text;
-    };
-    for (const Record* r : catalogue::all_records) {
-        const catalogue::Layout l = catalogue::lay_out(*r);
-        out << "type " << r->name << " record variants " << r->variants() << " used " << numbers(l.used, r->variants())
-            << " size " << l.size(*r) << " tracked " << l.size(*r) + l.block_length(*r) << "\n";
-    }
-    for (const Enum* e : catalogue::all_enums)
-        out << "type " << e->name << " enum variants " << e->top() + 1 << " enumerators " << e->count << " size "
-            << catalogue::enum_length << "\n";
-    for (const std::string& name : exported_data()) out << "data " << name << "\n";
-    for (const Export& e : global_exports()) out << "function " << e.name << "\n";
-    for (const TypeExports& t : all_exports())
-        for (const Export& e : t.exports) out << "function " << e.name << "\n";
-    write_file(folder / "exports.txt", out.str());
 }
 
 } // namespace epm::stamp

@@ -1,0 +1,18 @@
+// Files as the stamp reads and writes them.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace epm::stamp {
+
+/// The file's bytes; empty when it cannot be read.
+std::string contents(const std::filesystem::path& path);
+
+/// A file of stamp/texts: what is fixed in a stamped file, with words in braces for the rest.
+std::string fixed_text(const std::string& name);
+
+/// Writes a file unless it already holds this text, so that an unchanged file is not compiled again.
+void write_file(const std::filesystem::path& path, const std::string& text);
+
+} // namespace epm::stamp
