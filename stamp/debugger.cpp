@@ -10,22 +10,6 @@ namespace epm::stamp {
 
 namespace {
 
-const char* kind_name(Kind kind) {
-    switch (kind) {
-    case Kind::value: return "value";
-    case Kind::length: return "length";
-    case Kind::object: return "object";
-    case Kind::text: return "text";
-    case Kind::characters: return "characters";
-    case Kind::array: return "array";
-    case Kind::run: return "run";
-    case Kind::embedded: return "embedded";
-    case Kind::arm: return "arm";
-    case Kind::list: return "list";
-    }
-    return "";
-}
-
 void write_field(std::ostream& out, const Record& r, const catalogue::Layout& l, std::size_t i) {
     const Field& f = r.fields[i];
     const std::size_t companion = f.companion != nullptr ? r.index_of(f.companion) : i;

@@ -80,7 +80,7 @@ void write_family(const std::filesystem::path& folder, const Family& family) {
     for (const char* include : family.includes) includes += std::string("#include \"") + include + "\"\n";
     for (std::size_t i = 0; i < files.size(); ++i)
         write_file(folder / (std::string("exports_") + family.name + "_" + std::to_string(i + 1) + ".cpp"),
-                   filled(fixed_text("exports.cpp.in"),
+                   filled(fixed_text("texts/exports.cpp.in"),
                           {{"family", family.name}, {"includes", includes}, {"definitions", files[i]}}));
 }
 
@@ -88,7 +88,7 @@ void write_symbols(const std::filesystem::path& folder) {
     std::string symbols;
     for (const TypeExports& t : all_exports())
         symbols += filled(symbol, {{"type", t.type}, {"type_info", type_info_name(t.type)}});
-    write_file(folder / "symbols.hpp", filled(fixed_text("symbols.hpp.in"), {{"symbols", symbols}}));
+    write_file(folder / "symbols.hpp", filled(fixed_text("texts/symbols.hpp.in"), {{"symbols", symbols}}));
 }
 
 void write_frame(const std::filesystem::path& folder) {
@@ -104,7 +104,7 @@ void write_frame(const std::filesystem::path& folder) {
     }
     for (const Export& e : global_exports()) definitions += definition(e);
     write_file(folder / "exports_frame.cpp",
-               filled(fixed_text("exports_frame.cpp.in"),
+               filled(fixed_text("texts/exports_frame.cpp.in"),
                       {{"type_infos", type_infos}, {"definitions", definitions}, {"type_table", table}}));
 }
 
@@ -113,7 +113,7 @@ void write_frame(const std::filesystem::path& folder) {
 void write_definitions(const std::filesystem::path& folder) {
     write_symbols(folder);
     write_frame(folder);
-    for (const Family& family : families()) write_family(folder, family);
+    for (const Family& family : families) write_family(folder, family);
 }
 
 } // namespace epm::stamp

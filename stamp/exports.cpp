@@ -7,62 +7,68 @@
 
 #include <set>
 #include <sstream>
+#include <stdexcept>
 
 namespace epm::stamp {
 
 namespace {
 
-Export exported(std::string name, std::string template_arguments, const char* family, const Operation& o,
-                const Words& words) {
-    Export e{std::move(name), std::move(template_arguments), filled(o, words), family};
-    if (e.operation.call.empty()) {
-        const bool is_chained = o.name.ends_with("_cr");
-        const std::string stem = o.name.substr(0, o.name.size() - (is_chained ? 3 : 0));
-        e.operation.call = std::string(family) + "::" + stem + (is_chained ? "_chained" : "");
-    }
-    return e;
+/// The template that an operation passes on to, unless its entry names another one.
+std::string default_call(const std::string& family, const std::string& name) {
+    const bool is_chained = name.ends_with("_cr");
+    return family + "::" + name.substr(0, name.size() - (is_chained ? 3 : 0)) + (is_chained ? "_chained" : "");
 }
 
-template <class Type>
-void add(TypeExports& to, const Type& t, const Operations& operations, const char* family) {
-    for (const Operation& o : operations)
-        to.exports.push_back(
-            exported(operation_name(t.name, o.name), std::string("catalogue::") + t.name, family, o, words_of(t)));
+void add(TypeExports& to, const Family& family, const char* file, const std::string& prefix,
+         const std::string& template_arguments, const Subject& subject) {
+    for (Operation& o : operations_in(file, subject)) {
+        if (o.call.empty()) o.call = default_call(family.name, o.name);
+        to.exports.push_back({operation_name(prefix, o.name), "catalogue::" + template_arguments, o, family.name});
+    }
+}
+
+/// The lists that hold a record, as subjects of what their elements have.
+std::vector<Subject> lists_of(const Record& r) {
+    std::vector<Subject> all;
+    for (const Record* owner : catalogue::all_records)
+        for (std::size_t i = 0; i < owner->count; ++i) {
+            const Field& f = owner->fields[i];
+            if (f.kind != Kind::list || f.record != &r) continue;
+            all.push_back(subject(r));
+            all.back().words.insert({{"field", f.name}, {"owner", owner->name}});
+        }
+    return all;
 }
 
 TypeExports exports_of(const Record& r) {
     TypeExports t{r.name, r.doc, {}};
-    for (const Family& family : families()) add(t, r, family.of_record(r), family.name);
-    for (std::size_t i = 0; i < r.count; ++i) {
-        const Words words = words_of(r, r.fields[i]);
-        const std::string arguments = std::string("catalogue::") + r.name + ", " + std::to_string(i);
-        for (const Family& family : families())
-            for (const Operation& o : family.of_field(r, r.fields[i]))
-                t.exports.push_back(
-                    exported(operation_name(r.name, r.fields[i].name, o.name), arguments, family.name, o, words));
+    for (const Family& family : families) {
+        add(t, family, family.name, r.name, r.name, subject(r));
+        if (family.element_entries == nullptr) continue;
+        for (const Subject& list : lists_of(r)) add(t, family, family.element_entries, r.name, r.name, list);
     }
+    for (std::size_t i = 0; i < r.count; ++i)
+        for (const Family& family : families)
+            for (const char* file : family.field_entries)
+                add(t, family, file, operation_name(r.name, r.fields[i].name),
+                    std::string(r.name) + ", " + std::to_string(i), subject(r, r.fields[i]));
     return t;
 }
 
 TypeExports exports_of(const Enum& e) {
     TypeExports t{e.name, e.doc, {}};
-    for (const Family& family : families()) add(t, e, family.of_enum(e), family.name);
+    for (const Family& family : families) add(t, family, family.name, e.name, e.name, subject(e));
     return t;
 }
 
-bool is_one_sentence(const std::string& text) {
-    return text.ends_with('.') && text.find(". ") == std::string::npos;
-}
-
 std::string fault_in(const Operation& o) {
-    if (!is_one_sentence(o.brief)) return "the brief is not one sentence";
-    if (o.cost.empty()) return "the cost is not documented";
+    if (!o.text.ends_with('.')) return "what it does is not told in sentences";
+    if (o.cost.empty()) return "the cost is not told";
     if ((o.result == "void") != o.returns.empty()) return "the documentation of the result does not fit its type";
-    if (o.result.ends_with('*') && !has_word(o.ownership, "result")) return "the ownership of the result is not told";
-    std::string texts = o.brief + o.returns + o.ownership + o.cost;
+    if (o.result.ends_with('*') && !has_word(o.owner, "result")) return "the owner of the result is not told";
+    std::string texts = o.text + o.returns + o.owner + o.cost;
     for (const Parameter& p : o.parameters) texts += p.type + p.doc;
-    for (const Sentence& s : o.details) texts += s.text;
-    for (const Status& s : o.statuses) texts += s.when;
+    for (const std::string& s : o.statuses) texts += s;
     return texts.find('{') == std::string::npos ? "" : "a word in braces has no meaning here";
 }
 
@@ -81,7 +87,7 @@ const std::vector<TypeExports>& all_exports() {
 const std::vector<Export>& global_exports() {
     static const std::vector<Export> all = [] {
         std::vector<Export> list;
-        for (const Operation& o : frame_operations()) list.push_back(exported(o.name, {}, "frame", o, {}));
+        for (const Operation& o : operations_in("frame", {})) list.push_back({o.name, {}, o, "frame"});
         return list;
     }();
     return all;
@@ -96,14 +102,12 @@ std::vector<std::string> exported_data() {
     return names;
 }
 
-std::string fault_in_exports() {
+void check_exports() {
     std::set<std::string> names;
-    std::string first;
     for_each_export([&](const Export& e) {
-        std::string fault = names.insert(e.name).second ? fault_in(e.operation) : "two exports have this name";
-        if (first.empty() && !fault.empty()) first = e.name + ": " + fault;
+        const std::string fault = names.insert(e.name).second ? fault_in(e.operation) : "two exports have this name";
+        if (!fault.empty()) throw std::runtime_error(e.name + ": " + fault);
     });
-    return first;
 }
 
 void write_version_script(const std::filesystem::path& folder) {

@@ -35,7 +35,7 @@ void for_each_export(F&& visit) {
         for (const Export& e : t.exports) visit(e);
 }
 
-/// The first fault: two exports with one name, or documentation that is not complete. Empty: none.
-std::string fault_in_exports();
+/// Throws where two exports have one name, or the documentation of one is not complete.
+void check_exports();
 
 } // namespace epm::stamp

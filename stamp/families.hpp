@@ -1,32 +1,38 @@
-// The families of operations: what each stamps for a type and for a field, and over how many files its exports are
-// spread.
+// The families of operations: in which of the files of operations/ their entries are, what their templates are in, and
+// over how many files their exports are spread.
 #pragma once
 
-#include "stamp/operation.hpp"
+#include "stamp/entries.hpp"
 
 namespace epm::stamp {
 
 struct Family {
-    const char* name;
-    std::vector<const char*> includes;
+    const char* name; ///< also of the file with the entries for whole types
+    std::vector<const char*> field_entries;
     std::size_t files;
-    Operations (*of_record)(const Record&);
-    Operations (*of_enum)(const Enum&);
-    Operations (*of_field)(const Record&, const Field&) = [](const Record&, const Field&) { return Operations{}; };
+    std::vector<const char*> includes;
+    const char* element_entries = nullptr; ///< file with the entries for elements of lists
 };
 
-Family lifecycle_family();
-Family wire_family();
-Family access_family();
-Family text_family();
-
 /// In the order of a type's exports.
-inline const std::vector<Family>& families() {
-    static const std::vector<Family> all = {lifecycle_family(), wire_family(), access_family(), text_family()};
-    return all;
-}
-
-/// Operations of the Bundle itself.
-Operations frame_operations();
+inline const std::vector<Family> families = {
+    {"lifecycle", {"state_flags"}, 2, {"lifecycle/destroy.hpp", "lifecycle/embedding.hpp", "lifecycle/variants.hpp"}},
+    {"wire",
+     {},
+     4,
+     {"access/list.hpp", "wire/clone.hpp", "wire/compare.hpp", "wire/hash.hpp", "wire/length.hpp",
+      "wire/validity.hpp"}},
+    {"access",
+     {"plain_field", "text_field", "arm_field", "array_field", "list_field"},
+     4,
+     {"access/arm_field.hpp", "access/array_of_records.hpp", "access/bulk.hpp", "access/characters_field.hpp",
+      "wire/unmarshal.hpp", "wire/marshal.hpp"},
+     "list_element"},
+    {"text",
+     {},
+     3,
+     {"access/array_of_records.hpp", "access/array_of_values.hpp", "access/text_field.hpp", "text/from_xml.hpp",
+      "text/print.hpp", "text/to_xml.hpp"}},
+};
 
 } // namespace epm::stamp

@@ -12,7 +12,7 @@ std::string contents(const std::filesystem::path& path) {
 }
 
 std::string fixed_text(const std::string& name) {
-    const std::string text = contents(std::filesystem::path(EPM_STAMP_TEXTS) / name);
+    const std::string text = contents(std::filesystem::path(EPM_STAMP_FOLDER) / name);
     if (text.empty()) throw std::runtime_error("stamp: " + name + " is missing");
     return text;
 }

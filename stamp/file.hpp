@@ -9,7 +9,7 @@ namespace epm::stamp {
 /// The file's bytes; empty when it cannot be read.
 std::string contents(const std::filesystem::path& path);
 
-/// A file of stamp/texts: what is fixed in a stamped file, with words in braces for the rest.
+/// A text of this folder, which has words in braces for what is not fixed.
 std::string fixed_text(const std::string& name);
 
 /// Writes a file unless it already holds this text, so that an unchanged file is not compiled again.

@@ -19,7 +19,7 @@ enum {
 )";
 
 constexpr const char* operation_text = R"(/**
-{brief}{arguments} *
+{text}{arguments} *
 {ownership}{statuses}{cost} */
 {prototype};
 
@@ -76,27 +76,11 @@ std::string paragraph(const std::string& text) {
 
 // ---- an operation ----
 
-/// Name of a status number, as the contract headers spell it.
-const char* name_of(zur_error number) {
-    switch (number) {
-    case ZUR_ABSENT: return "ZUR_ABSENT";
-    case ZUR_NO_MEMORY: return "ZUR_NO_MEMORY";
-    case ZUR_BAD_ARGUMENT: return "ZUR_BAD_ARGUMENT";
-    case ZUR_BUFFER_TOO_SMALL: return "ZUR_BUFFER_TOO_SMALL";
-    case ZUR_NOT_IN_VARIANT: return "ZUR_NOT_IN_VARIANT";
-    case ZUR_WRONG_LENGTH: return "ZUR_WRONG_LENGTH";
-    }
-    return "";
-}
-
 std::string statuses(const Operation& o) {
-    std::string list;
-    for (const Status& s : o.statuses) {
-        if (!s.applies) continue;
-        const std::string number = std::string(name_of(s.number)) + " (" + std::to_string(s.number) + "): ";
-        list += folded(" * - ", " *   ", (s.number == any_status ? "Any status that " : number) + s.when + ".");
-    }
-    return list.empty() ? " * Statuses: none.\n *\n" : " * Statuses:\n" + list + " *\n";
+    if (o.statuses.empty()) return " * Statuses: none.\n *\n";
+    std::string list = " * Statuses:\n";
+    for (const std::string& status : o.statuses) list += folded(" * - ", " *   ", status + ".");
+    return list + " *\n";
 }
 
 /// "a, b and c"
@@ -109,9 +93,9 @@ std::string enumerated(const std::vector<std::string>& names) {
 std::string ownership(const Operation& o) {
     std::vector<std::string> borrowed;
     for (const Parameter& p : o.parameters)
-        if (p.type.ends_with('*') && p.name != "D" && p.name != "st" && !has_word(o.ownership, p.name))
+        if (p.type.ends_with('*') && p.name != "D" && p.name != "st" && !has_word(o.owner, p.name))
             borrowed.push_back(p.name);
-    std::string text = o.ownership;
+    std::string text = o.owner;
     if (!borrowed.empty()) text = "borrows " + enumerated(borrowed) + (text.empty() ? "" : "; ") + text;
     return text.empty() ? text : paragraph("Ownership: " + text + ".") + " *\n";
 }
@@ -150,10 +134,7 @@ std::string prototype(const Export& e) {
 
 std::string declaration(const Export& e) {
     const Operation& o = e.operation;
-    std::string brief = o.brief;
-    for (const Sentence& s : o.details)
-        if (s.applies) brief += " " + s.text;
-    return filled(operation_text, {{"brief", paragraph(brief)},
+    return filled(operation_text, {{"text", paragraph(o.text)},
                                    {"arguments", arguments(o)},
                                    {"ownership", ownership(o)},
                                    {"statuses", statuses(o)},
@@ -189,24 +170,20 @@ std::string code(const std::string& text) {
     return "`" + text + "`";
 }
 
-std::string kind_name(const Field& f) {
+std::string kind_and_type(const Field& f) {
     const std::string name = type_name(f);
     const bool is_own = f.is_of_record() || f.is_own_enum();
     const std::string type = is_own ? "@ref " + group_name(name) + " \"" + name + "\"" : code(name);
     const std::string run = std::to_string(f.capacity) + " " + type;
     switch (f.kind) {
-    case Kind::value: return f.is_own_enum() ? "enumeration " + type : "value " + type;
-    case Kind::length: return "length " + type;
-    case Kind::object: return "object " + type;
     case Kind::text: return "text of " + code(f.companion) + " characters";
     case Kind::characters: return "characters, " + run;
     case Kind::array: return "array of " + code(f.companion) + " " + type;
     case Kind::run: return "run, " + run;
-    case Kind::embedded: return "embedded " + type;
     case Kind::arm: return "arm " + type + ", where the tag is " + std::to_string(f.tag);
     case Kind::list: return "list of " + type;
+    default: return (f.is_own_enum() ? "enumeration " : kind_name(f.kind) + std::string(" ")) + type;
     }
-    return {};
 }
 
 /// Bytes on the wire where they are the same in every message, else 0. An imported object's codec is the runtime's.
@@ -254,7 +231,7 @@ std::string wire_table(const Record& r) {
         rows += filled(" * | {offset} | `{field}` | {kind} | {bytes} | {since} | {flags} |\n",
                        {{"offset", offset.text()},
                         {"field", f.name},
-                        {"kind", kind_name(f)},
+                        {"kind", kind_and_type(f)},
                         {"bytes", length_rule(f)},
                         {"since", std::to_string(f.since)},
                         {"flags", flag_rule(f, layout.flag[i])}});
@@ -313,11 +290,11 @@ void write_header(const std::filesystem::path& folder) {
                                       {"operations", declarations(t.exports)}});
     }
     write_file(folder / "orlan_epm.h",
-               filled(fixed_text("orlan_epm.h.in"), {{"tags", tags},
-                                                     {"enumerators", all_enumerators},
-                                                     {"type_infos", type_infos},
-                                                     {"operations", declarations(global_exports())},
-                                                     {"groups", groups}}));
+               filled(fixed_text("texts/orlan_epm.h.in"), {{"tags", tags},
+                                                           {"enumerators", all_enumerators},
+                                                           {"type_infos", type_infos},
+                                                           {"operations", declarations(global_exports())},
+                                                           {"groups", groups}}));
 }
 
 } // namespace epm::stamp

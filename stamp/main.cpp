@@ -5,17 +5,15 @@
 #include "stamp/outputs.hpp"
 
 #include <cstdio>
+#include <exception>
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     if (argc != 4 || std::string(argv[2]) != "--build-record") {
         std::fprintf(stderr, "usage: stamp FOLDER --build-record FILE\n");
         return 2;
     }
     using namespace epm::stamp;
-    if (const std::string fault = fault_in_exports(); !fault.empty()) {
-        std::fprintf(stderr, "stamp: %s\n", fault.c_str());
-        return 1;
-    }
+    check_exports();
     const std::filesystem::path folder = argv[1];
     std::filesystem::create_directories(folder);
     write_header(folder);
@@ -26,4 +24,7 @@ int main(int argc, char** argv) {
     write_debugger_tables(folder);
     write_manifest(folder, contents(argv[3]));
     return 0;
+} catch (const std::exception& fault) {
+    std::fprintf(stderr, "stamp: %s\n", fault.what());
+    return 1;
 }

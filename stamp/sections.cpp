@@ -1,8 +1,8 @@
 // The sections of the library file that tools read: the trace catalogue and the type compatibility manifest, written as
 // assembler source, because only the trace catalogue's identifiers may be loaded.
 #include "stamp/file.hpp"
-#include "stamp/operation.hpp"
 #include "stamp/outputs.hpp"
+#include "stamp/words.hpp"
 
 #include "frame/sites.hpp"
 
@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <vector>
 
 namespace epm::stamp {
 

@@ -2,6 +2,22 @@
 
 namespace epm::stamp {
 
+const char* kind_name(Kind kind) {
+    switch (kind) {
+    case Kind::value: return "value";
+    case Kind::length: return "length";
+    case Kind::object: return "object";
+    case Kind::text: return "text";
+    case Kind::characters: return "characters";
+    case Kind::array: return "array";
+    case Kind::run: return "run";
+    case Kind::embedded: return "embedded";
+    case Kind::arm: return "arm";
+    case Kind::list: return "list";
+    }
+    return "";
+}
+
 std::string type_name(const Field& f) {
     if (f.is_own_enum()) return f.enumeration->name;
     return f.is_of_record() ? f.record->name : f.foreign->name;
@@ -33,16 +49,6 @@ std::string filled(std::string_view text, const Words& words) {
     }
 }
 
-Operation filled(Operation o, const Words& words) {
-    const auto fill = [&](std::string& text) { text = filled(text, words); };
-    for (std::string* text : {&o.result, &o.brief, &o.returns, &o.ownership, &o.cost}) fill(*text);
-    for (Parameter& p : o.parameters)
-        for (std::string* text : {&p.type, &p.doc}) fill(*text);
-    for (Sentence& s : o.details) fill(s.text);
-    for (Status& s : o.statuses) fill(s.when);
-    return o;
-}
-
 bool has_word(std::string_view text, std::string_view word) {
     const auto is_inner = [&](std::size_t i) { return i < text.size() && (std::isalnum(text[i]) || text[i] == '_'); };
     for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1))
@@ -50,23 +56,23 @@ bool has_word(std::string_view text, std::string_view word) {
     return false;
 }
 
-Words words_of(const Record& r) {
-    return {{"type", r.name}};
+Subject subject(const Record& r) {
+    return {.record = &r, .words = {{"type", r.name}}};
 }
 
-Words words_of(const Enum& e) {
-    return {{"type", e.name}};
+Subject subject(const Enum& e) {
+    return {.enumeration = &e, .words = {{"type", e.name}}};
 }
 
-Words words_of(const Record& r, const Field& f) {
+Subject subject(const Record& r, const Field& f) {
     const bool is_number = f.is_own_enum() || (!f.is_of_record() && !f.foreign->is_object());
     const bool is_primitive = is_number && !f.is_own_enum() && f.foreign->shape == Foreign::Shape::primitive;
     Words words = {
         {"type", r.name},
         {"field", f.name},
         {"doc", f.doc},
-        {"of", type_name(f)}, // name of the field's type, or of its elements'
-        {"storage", is_primitive ? value_type(f) + "*" : "struct " + type_name(f) + "*"},
+        {"of", type_name(f)},
+        {"storage", is_primitive ? value_type(f) + "*" : "struct " + type_name(f) + "*"}, // C type of its address
         {"capacity", std::to_string(f.capacity)},
         {"last", std::to_string(f.capacity - 1)},
     };
@@ -79,7 +85,7 @@ Words words_of(const Record& r, const Field& f) {
         words["tag_field"] = r.fields[0].name;
         words["tag"] = r.fields[0].enumeration->enumerators[f.tag].name;
     }
-    return words;
+    return {.record = &r, .field = &f, .words = words};
 }
 
 } // namespace epm::stamp

@@ -1,29 +1,45 @@
-// Texts with words in braces, and what the words mean for a type or field.
+// What operations are stamped for, and texts with words in braces that mean a part of it.
 #pragma once
 
-#include "stamp/operation.hpp"
+#include "catalogue/catalogue.hpp"
 
 #include <map>
+#include <string>
 
 namespace epm::stamp {
 
+using catalogue::Enum;
+using catalogue::Field;
+using catalogue::Foreign;
+using catalogue::Kind;
+using catalogue::Record;
+
 using Words = std::map<std::string, std::string, std::less<>>;
+
+/// A record, an enumeration, a field of a record; or the Bundle, when all pointers are null.
+struct Subject {
+    const Record* record = nullptr;
+    const Enum* enumeration = nullptr;
+    const Field* field = nullptr;
+    Words words = {};
+};
+
+Subject subject(const Record& r);
+Subject subject(const Enum& e);
+Subject subject(const Record& r, const Field& f);
 
 /// The text with each word in braces replaced by its meaning. Other braces stay as they are.
 std::string filled(std::string_view text, const Words& words);
-Operation filled(Operation o, const Words& words);
 
-Words words_of(const Record& r);
-Words words_of(const Enum& e);
-Words words_of(const Record& r, const Field& f);
+/// Whether the text has the word, and not only within a longer one.
+bool has_word(std::string_view text, std::string_view word);
 
+/// The kind as the catalogue's lines spell it.
+const char* kind_name(Kind kind);
 /// Name of a field's type, or of its elements' type.
 std::string type_name(const Field& f);
 /// C type of a primitive's or enumerated field's value.
 std::string value_type(const Field& f);
-
-/// Whether the text has the word, and not only within a longer one.
-bool has_word(std::string_view text, std::string_view word);
 
 /// The first numbers of an array, as text.
 template <class Numbers>

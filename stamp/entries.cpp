@@ -1,0 +1,243 @@
+#include "stamp/entries.hpp"
+#include "access/bulk_fields.hpp"
+#include "stamp/file.hpp"
+
+#include <zur/types.h>
+
+#include <sstream>
+#include <stdexcept>
+
+namespace epm::stamp {
+
+namespace {
+
+/// A line of an entry. Its tag is empty for what the operation does.
+struct Line {
+    std::string tag;
+    std::string text;
+    std::string condition;
+};
+
+struct Entry {
+    Line head;
+    std::vector<Line> lines;
+};
+
+Line split(std::string text) {
+    Line line;
+    if (const std::size_t open = text.rfind(" ["); text.ends_with(']') && open != std::string::npos) {
+        line.condition = text.substr(open + 2, text.size() - open - 3);
+        text.erase(open);
+    }
+    if (text.starts_with('@')) {
+        const std::size_t end = text.find(' ');
+        line.tag = text.substr(1, end - 1);
+        text.erase(0, end + 1);
+    }
+    line.text = text;
+    return line;
+}
+
+std::vector<Entry> parsed(const std::string& text) {
+    std::vector<std::vector<std::string>> blocks;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        const std::size_t margin = line.find_first_not_of(' ');
+        if (margin == std::string::npos || line[0] == '#') continue;
+        line.erase(0, margin);
+        if (margin == 0)
+            blocks.push_back({line});
+        else if (margin == 4)
+            blocks.back().push_back(line);
+        else
+            blocks.back().back() += " " + line;
+    }
+    std::vector<Entry> entries;
+    for (const std::vector<std::string>& block : blocks) {
+        entries.push_back({split(block.front()), {}});
+        for (std::size_t i = 1; i < block.size(); ++i) entries.back().lines.push_back(split(block[i]));
+    }
+    return entries;
+}
+
+// ---- conditions ----
+
+/// Whether the record, or a record inside it or owned by it, has a field of one of the kinds.
+bool holds(const Record& r, std::initializer_list<Kind> kinds) {
+    return r.any([&](const Field& f) {
+        return std::ranges::count(kinds, f.kind) != 0 || (f.is_of_record() && holds(*f.record, kinds));
+    });
+}
+
+/// Conditions beside the kinds of fields.
+const std::map<std::string, bool (*)(const Subject&), std::less<>> conditions = {
+    {"record", [](const Subject& s) { return s.record != nullptr; }},
+    {"enum", [](const Subject& s) { return s.enumeration != nullptr; }},
+    {"variants", [](const Subject& s) { return s.record->variants() > 1; }},
+    {"union", [](const Subject& s) { return s.record && s.record->is_union(); }},
+    {"ends-in-text",
+     [](const Subject& s) { return s.record && s.record->fields[s.record->count - 1].kind == Kind::text; }},
+    // of the record and of those inside it
+    {"any-arm", [](const Subject& s) { return s.record && holds(*s.record, {Kind::arm}); }},
+    {"any-array", [](const Subject& s) { return s.record && holds(*s.record, {Kind::array}); }},
+    {"any-embedded", [](const Subject& s) { return s.record && holds(*s.record, {Kind::embedded}); }},
+    {"any-object", [](const Subject& s) { return s.record && holds(*s.record, {Kind::object}); }},
+    {"owning",
+     [](const Subject& s) {
+         return s.record && holds(*s.record, {Kind::text, Kind::array, Kind::arm, Kind::list});
+     }},
+    {"read-by-setters",
+     [](const Subject& s) {
+         return s.record && holds(*s.record, {Kind::text, Kind::array, Kind::list});
+     }},
+    // of a field
+    {"foreign", [](const Subject& s) { return s.field->of == catalogue::Of::foreign; }},
+    {"own-enum", [](const Subject& s) { return s.field->is_own_enum(); }},
+};
+
+bool has_kind(std::string_view word, const Subject& s) {
+    for (int kind = 0; kind <= static_cast<int>(Kind::list); ++kind)
+        if (word == kind_name(static_cast<Kind>(kind)))
+            return s.field != nullptr && s.field->kind == Kind{static_cast<std::uint8_t>(kind)};
+    throw std::runtime_error("unknown condition " + std::string(word));
+}
+
+/// Alternatives of words that must all hold.
+bool applies(const std::string& condition, const Subject& s) {
+    bool is_met = true;
+    std::istringstream words(condition);
+    for (std::string word; words >> word;) {
+        if (word == "|") {
+            if (is_met) return true;
+            is_met = true;
+            continue;
+        }
+        const bool is_negated = word.starts_with('!');
+        if (is_negated) word.erase(0, 1);
+        const auto known = conditions.find(word);
+        is_met = is_met && (known != conditions.end() ? known->second(s) : has_kind(word, s)) != is_negated;
+    }
+    return is_met;
+}
+
+// ---- operations ----
+
+const std::map<std::string, Parameter, std::less<>> usual_parameters = {
+    {"D", {"zur_domain*", "D", "the Domain"}},
+    {"S", {"uint32_t", "S", "store set of the Instance, passed on as it is; ZUR_NO_SET: none"}},
+    {"x", {"struct {type}*", "x", "the record"}},
+    {"const x", {"const struct {type}*", "x", "the record; not changed"}},
+    {"st", {"uint32_t*", "st", "status word; nothing happens unless it is 0 on entry"}},
+};
+
+void add_parameter(Operation& o, const std::string& declaration, const std::string& doc, const Subject& s) {
+    Parameter p;
+    if (const auto usual = usual_parameters.find(declaration); usual != usual_parameters.end()) {
+        p = usual->second;
+        p.type = filled(p.type, s.words);
+    } else {
+        const std::size_t end = declaration.rfind(' ');
+        if (end == std::string::npos) throw std::runtime_error("parameter without a type: " + declaration);
+        p = {declaration.substr(0, end), declaration.substr(end + 1), {}};
+    }
+    if (!doc.empty()) p.doc = doc;
+    o.parameters.push_back(p);
+}
+
+void add_parameters(Operation& o, const std::string& text, const Subject& s) {
+    if (const std::size_t colon = text.find(": "); colon != std::string::npos)
+        return add_parameter(o, text.substr(0, colon), text.substr(colon + 2), s);
+    std::istringstream names(text);
+    for (std::string name; std::getline(names >> std::ws, name, ',');) add_parameter(o, name, {}, s);
+}
+
+/// One parameter for each field that is read or written at once.
+void add_fields(Operation& o, bool is_read, const Record& r) {
+    const std::size_t first = o.parameters.size();
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        if (is_read && access::is_read_at_once(f))
+            o.parameters.push_back(
+                {value_type(f) + "*", f.name, std::string("receives the value; not null. ") + f.doc});
+        if (!is_read && access::is_written_at_once(r, f)) o.parameters.push_back({value_type(f), f.name, f.doc});
+    }
+    o.pack = Pack{is_read ? "void*" : "epm::access::Number", first, o.parameters.size() - first};
+}
+
+std::string status(const std::string& text) {
+    constexpr std::pair<const char*, zur_error> numbers[] = {
+        {"ZUR_ABSENT", ZUR_ABSENT},
+        {"ZUR_NO_MEMORY", ZUR_NO_MEMORY},
+        {"ZUR_BAD_ARGUMENT", ZUR_BAD_ARGUMENT},
+        {"ZUR_BUFFER_TOO_SMALL", ZUR_BUFFER_TOO_SMALL},
+        {"ZUR_NOT_IN_VARIANT", ZUR_NOT_IN_VARIANT},
+        {"ZUR_WRONG_LENGTH", ZUR_WRONG_LENGTH},
+    };
+    const std::size_t colon = text.find(": ");
+    const std::string name = text.substr(0, colon);
+    if (name == "any") return "Any status that " + text.substr(colon + 2);
+    for (const auto& [known, number] : numbers)
+        if (name == known) return name + " (" + std::to_string(number) + ")" + text.substr(colon);
+    throw std::runtime_error("unknown status " + name);
+}
+
+/// The form for chains of calls: no store set, no status word, and last_error as the result.
+Operation chained(Operation o, const std::string& brief) {
+    o.name += "_cr";
+    o.result = "uint32_t";
+    o.parameters.front().doc = "the Domain; its cr_set_id names the store set, its last_error is the status word";
+    o.parameters.erase(o.parameters.begin() + 1);
+    o.parameters.pop_back();
+    if (!o.call.empty()) o.call += "_chained";
+    o.text = brief + o.text.substr(o.text.find('.') + 1);
+    o.returns = "last_error: 0 when all is well";
+    return o;
+}
+
+std::vector<Operation> operations_of(const Entry& e, const Subject& s) {
+    const std::map<std::string, std::string Operation::*, std::less<>> texts = {
+        {"", &Operation::text},     {"call", &Operation::call},   {"with", &Operation::template_arguments},
+        {"cost", &Operation::cost}, {"owner", &Operation::owner}, {"return", &Operation::returns},
+    };
+    Operation o;
+    const std::string head = filled(e.head.text, s.words);
+    const std::size_t arrow = head.find(" -> ");
+    o.name = head.substr(0, arrow);
+    if (arrow != std::string::npos) o.result = head.substr(arrow + 4);
+    std::string brief_of_chained;
+    for (const Line& line : e.lines) {
+        if (!applies(line.condition, s)) continue;
+        const std::string text = filled(line.text, s.words);
+        if (const auto plain = texts.find(line.tag); plain != texts.end())
+            o.*plain->second += (line.tag.empty() && !o.text.empty() ? " " : "") + text;
+        else if (line.tag == "param")
+            add_parameters(o, text, s);
+        else if (line.tag == "fields")
+            add_fields(o, text == "read", *s.record);
+        else if (line.tag == "leaves")
+            o.statuses.push_back(status(text));
+        else if (line.tag == "chained")
+            brief_of_chained = text;
+        else
+            throw std::runtime_error("unknown tag " + line.tag);
+    }
+    return brief_of_chained.empty() ? std::vector{o} : std::vector{o, chained(o, brief_of_chained)};
+}
+
+} // namespace
+
+std::vector<Operation> operations_in(const std::string& file, const Subject& subject) {
+    static std::map<std::string, std::vector<Entry>> files;
+    const auto [known, is_new] = files.try_emplace(file);
+    if (is_new) known->second = parsed(fixed_text("operations/" + file + ".txt"));
+    std::vector<Operation> all;
+    for (const Entry& e : known->second) try {
+            if (!applies(e.head.condition, subject)) continue;
+            for (Operation& o : operations_of(e, subject)) all.push_back(std::move(o));
+        } catch (const std::exception& fault) {
+            throw std::runtime_error(file + ".txt, " + e.head.text + ": " + fault.what());
+        }
+    return all;
+}
+
+} // namespace epm::stamp

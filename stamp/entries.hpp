@@ -1,0 +1,12 @@
+// The entries of operations/, of which its README tells the form, as operations of a type or field.
+#pragma once
+
+#include "stamp/operation.hpp"
+#include "stamp/words.hpp"
+
+namespace epm::stamp {
+
+/// The operations of a file that apply to the subject, in the file's order. Throws where an entry is faulty.
+std::vector<Operation> operations_in(const std::string& file, const Subject& subject);
+
+} // namespace epm::stamp
