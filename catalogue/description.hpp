@@ -249,7 +249,7 @@ struct Layout {
     constexpr std::size_t block_length(const Record& r) const { return block[r.variants() - 1]; }
 };
 
-constexpr Layout lay_out(const Record& r);
+constexpr Layout lay_out(const Record& r); // of a record that is known at compile time, layout<R> has it already
 
 namespace detail {
 

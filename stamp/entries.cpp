@@ -44,6 +44,7 @@ std::vector<Entry> parsed(const std::string& text) {
     for (std::string line; std::getline(in, line);) {
         const std::size_t margin = line.find_first_not_of(' ');
         if (margin == std::string::npos || line[0] == '#') continue;
+        if (blocks.empty() && margin != 0) throw std::runtime_error("a line in front of the first entry: " + line);
         line.erase(0, margin);
         if (margin == 0)
             blocks.push_back({line});
@@ -69,36 +70,40 @@ bool holds(const Record& r, std::initializer_list<Kind> kinds) {
     });
 }
 
-/// Conditions beside the kinds of fields.
-const std::map<std::string, bool (*)(const Subject&), std::less<>> conditions = {
-    {"record", [](const Subject& s) { return s.record != nullptr; }},
-    {"enum", [](const Subject& s) { return s.enumeration != nullptr; }},
-    {"variants", [](const Subject& s) { return s.record->variants() > 1; }},
-    {"union", [](const Subject& s) { return s.record && s.record->is_union(); }},
-    {"ends-in-text",
-     [](const Subject& s) { return s.record && s.record->fields[s.record->count - 1].kind == Kind::text; }},
-    // of the record and of those inside it
-    {"any-arm", [](const Subject& s) { return s.record && holds(*s.record, {Kind::arm}); }},
-    {"any-array", [](const Subject& s) { return s.record && holds(*s.record, {Kind::array}); }},
-    {"any-embedded", [](const Subject& s) { return s.record && holds(*s.record, {Kind::embedded}); }},
-    {"any-object", [](const Subject& s) { return s.record && holds(*s.record, {Kind::object}); }},
-    {"owning",
-     [](const Subject& s) {
-         return s.record && holds(*s.record, {Kind::text, Kind::array, Kind::arm, Kind::list});
+/// What a condition may say of a record, and by "any" of those inside it too. It holds for no enumeration.
+const std::map<std::string, bool (*)(const Record&), std::less<>> record_conditions = {
+    {"record", [](const Record&) { return true; }},
+    {"variants", [](const Record& r) { return r.variants() > 1; }},
+    {"union", [](const Record& r) { return r.is_union(); }},
+    {"ends-in-text", [](const Record& r) { return r.fields[r.count - 1].kind == Kind::text; }},
+    {"embedding", [](const Record& r) { return r.any([](const Field& f) { return f.kind == Kind::embedded; }); }},
+    {"any-arm", [](const Record& r) { return holds(r, {Kind::arm}); }},
+    {"any-array", [](const Record& r) { return holds(r, {Kind::array}); }},
+    {"any-object", [](const Record& r) { return holds(r, {Kind::object}); }},
+    {"any-owning",
+     [](const Record& r) {
+         return holds(r, {Kind::text, Kind::array, Kind::arm, Kind::list});
      }},
-    {"read-by-setters",
-     [](const Subject& s) {
-         return s.record && holds(*s.record, {Kind::text, Kind::array, Kind::list});
+    {"any-setter",
+     [](const Record& r) {
+         return holds(r, {Kind::text, Kind::array, Kind::list});
      }},
-    // of a field
-    {"foreign", [](const Subject& s) { return s.field->of == catalogue::Of::foreign; }},
-    {"own-enum", [](const Subject& s) { return s.field->is_own_enum(); }},
 };
 
-bool has_kind(std::string_view word, const Subject& s) {
-    for (int kind = 0; kind <= static_cast<int>(Kind::list); ++kind)
-        if (word == kind_name(static_cast<Kind>(kind)))
-            return s.field != nullptr && s.field->kind == Kind{static_cast<std::uint8_t>(kind)};
+/// What a condition may say of a field, beside its kind.
+const std::map<std::string, bool (*)(const Field&), std::less<>> field_conditions = {
+    {"foreign", [](const Field& f) { return f.of == catalogue::Of::foreign; }},
+    {"own-enum", [](const Field& f) { return f.is_own_enum(); }},
+};
+
+bool holds(std::string_view word, const Subject& s) {
+    if (word == "enum") return s.enumeration != nullptr;
+    if (const auto known = record_conditions.find(word); known != record_conditions.end())
+        return s.record != nullptr && known->second(*s.record);
+    if (const auto known = field_conditions.find(word); known != field_conditions.end())
+        return s.field != nullptr && known->second(*s.field);
+    for (std::uint8_t kind = 0; kind <= static_cast<std::uint8_t>(Kind::list); ++kind)
+        if (word == kind_name(Kind{kind})) return s.field != nullptr && s.field->kind == Kind{kind};
     throw std::runtime_error("unknown condition " + std::string(word));
 }
 
@@ -114,8 +119,7 @@ bool applies(const std::string& condition, const Subject& s) {
         }
         const bool is_negated = word.starts_with('!');
         if (is_negated) word.erase(0, 1);
-        const auto known = conditions.find(word);
-        is_met = is_met && (known != conditions.end() ? known->second(s) : has_kind(word, s)) != is_negated;
+        is_met = is_met && holds(word, s) != is_negated;
     }
     return is_met;
 }
@@ -174,6 +178,7 @@ std::string status(const std::string& text) {
         {"ZUR_WRONG_LENGTH", ZUR_WRONG_LENGTH},
     };
     const std::size_t colon = text.find(": ");
+    if (colon == std::string::npos) throw std::runtime_error("status without a cause: " + text);
     const std::string name = text.substr(0, colon);
     if (name == "any") return "Any status that " + text.substr(colon + 2);
     for (const auto& [known, number] : numbers)
