@@ -62,14 +62,15 @@ TypeExports exports_of(const Enum& e) {
 }
 
 std::string fault_in(const Operation& o) {
+    std::string texts = o.text + o.returns + o.owner + o.cost;
+    for (const Parameter& p : o.parameters) texts += p.type + p.doc;
+    for (const std::string& s : o.statuses) texts += s;
+    if (texts.find('{') != std::string::npos) return "a word in braces has no meaning here";
     if (!o.text.ends_with('.')) return "what it does is not told in sentences";
     if (o.cost.empty()) return "the cost is not told";
     if ((o.result == "void") != o.returns.empty()) return "the documentation of the result does not fit its type";
     if (o.result.ends_with('*') && !has_word(o.owner, "result")) return "the owner of the result is not told";
-    std::string texts = o.text + o.returns + o.owner + o.cost;
-    for (const Parameter& p : o.parameters) texts += p.type + p.doc;
-    for (const std::string& s : o.statuses) texts += s;
-    return texts.find('{') == std::string::npos ? "" : "a word in braces has no meaning here";
+    return {};
 }
 
 } // namespace
