@@ -39,7 +39,7 @@ struct Headers {
 
     constexpr void add(const Record& r, std::size_t start) {
         offset[count++] = static_cast<std::uint16_t>(start);
-        const catalogue::Layout layout = catalogue::detail::lay_out(r);
+        const catalogue::Layout layout = catalogue::lay_out(r);
         for (std::size_t i = 0; i < r.count; ++i) {
             if (r.fields[i].kind == Kind::embedded)
                 add(*r.fields[i].record, start + layout.offset[i]);
