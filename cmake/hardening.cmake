@@ -14,3 +14,4 @@ add_compile_options(-fcf-protection)
 # returns are paired, so the shadow stack may be asked for; they have no landing pads, so the other mark is set only for
 # the Bundle, which is linked without them.
 add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,shstk)
+set(EPM_LANDING_PADS -Wl,-z,ibt)
