@@ -4,7 +4,7 @@
 
 #include "access/array_of_values.hpp"
 #include "access/whole_record.hpp"
-#include "wire/cursor.hpp"
+#include "wire/clone.hpp"
 
 namespace epm::access {
 
@@ -111,22 +111,6 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st) && *st == 0;
 }
 
-/// A deep copy into an element, as a clone into an Instance of the caller's is made; only that an element which cannot
-/// be filled stays in its place, because its memory is the array's.
-template <const Record& E>
-void clone_into(Domain* D, std::uint32_t S, Instance* element, const Instance* source, std::uint32_t* st) {
-    void* workspace = nullptr;
-    std::uint32_t length = 0;
-    zurlib_get_handle_ws(D, &workspace, &length, nullptr);
-    if (*st != 0) return;
-    zur_clear_last_error(D);
-    if (workspace == nullptr) return fail(D, st, ZUR_ABSENT);
-    constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max();
-    const std::uint32_t used =
-        wire::marshal_worker<E>(D, S, workspace, source, static_cast<std::int32_t>(std::min(length, longest)), 0, st);
-    if (*st == 0) wire::unmarshal<E>(D, S, workspace, element, static_cast<std::int32_t>(used), 0, st);
-}
-
 /// Whether the array's Instance and the source can be marked; refused before anything changes.
 template <const Record& R, std::size_t I>
 Tracking test_tracking_of_both(Domain* D, std::uint32_t S, Instance* x, const Instance* source, std::uint32_t* st) {
@@ -154,7 +138,7 @@ void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance*
     if (move != 0)
         set<type>(D, S, target, source, st);
     else
-        clone_into<type>(D, S, target, source, st);
+        wire::clone_into<type>(D, S, target, source, st);
     mark_element<R, I>(D, S, x, index, st, place);
 }
 

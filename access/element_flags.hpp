@@ -2,7 +2,7 @@
 // block itself for a fixed run. The whole flag in front of them is an ordinary flag.
 #pragma once
 
-#include "access/prologue.hpp"
+#include "lifecycle/prologue.hpp"
 
 namespace epm::access {
 

@@ -2,7 +2,7 @@
 // enumeration inside a record is written here too, once the record's own prologue is through.
 #pragma once
 
-#include "access/prologue.hpp"
+#include "lifecycle/prologue.hpp"
 
 namespace epm::access {
 

@@ -2,7 +2,7 @@
 // exact size. The work is done in ordinary functions, the templates name the places.
 #pragma once
 
-#include "access/prologue.hpp"
+#include "lifecycle/prologue.hpp"
 
 #include <cstring>
 
@@ -35,14 +35,13 @@ inline bool open_copy(Domain* D, const Instance* x, std::uint32_t size, Gate fie
     return in_variant(D, x, field.since, field.is_enumerated, st);
 }
 
-/// What fits is delivered all the same, and always terminated. A text whose storage was refused is null.
+/// What fits is delivered all the same, and always terminated.
 inline void copy_out(Domain* D, char* destination, std::uint32_t size, const char* text, std::uint32_t length,
                      std::uint32_t* st) {
     if (length >= size) {
         fail(D, st, ZUR_BUFFER_TOO_SMALL);
         length = size - 1;
     }
-    if (text == nullptr) length = 0;
     if (length != 0) std::strncpy(destination, text, length);
     destination[length] = 0;
 }
@@ -50,9 +49,11 @@ inline void copy_out(Domain* D, char* destination, std::uint32_t size, const cha
 [[gnu::noinline]] inline void get_text(Domain* D, const Instance* x, char* destination, std::uint32_t size,
                                        std::uint32_t* st, TextPlace place) {
     if (!open_copy(D, x, size, place.field, st)) return;
-    const std::uint32_t length =
-        place.is_short ? *at<std::uint16_t>(x, place.length) : *at<std::uint32_t>(x, place.length);
-    copy_out(D, destination, size, *at<char*>(x, place.pointer), length, st);
+    const char* text = *at<char*>(x, place.pointer);
+    std::uint32_t length = 0; // without storage the length field counts for nothing
+    if (text != nullptr)
+        length = place.is_short ? *at<std::uint16_t>(x, place.length) : *at<std::uint32_t>(x, place.length);
+    copy_out(D, destination, size, text, length, st);
 }
 
 /// Announces and stores a text's or array's length.

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "access/element_flags.hpp"
-#include "access/list.hpp"
 #include "access/plain_field.hpp"
+#include "lifecycle/list.hpp"
 #include "lifecycle/offsets.hpp"
 
 namespace epm::access {
@@ -163,7 +163,7 @@ void settle_field(Domain* D, std::uint32_t S, Instance* destination, Instance* s
         std::uint32_t status = 0;
         assign<R, I>(D, S, field<R, I>(destination), field<R, I>(source), *st == 0 ? st : &status);
     } else if constexpr (kind == Kind::list) {
-        move_list<R, I>(D, S, destination, source);
+        lifecycle::move_list<R, I>(D, S, destination, source);
     }
 }
 

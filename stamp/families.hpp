@@ -17,22 +17,14 @@ struct Family {
 /// In the order of a type's exports.
 inline const std::vector<Family> families = {
     {"lifecycle", {"state_flags"}, 2, {"lifecycle/destroy.hpp", "lifecycle/embedding.hpp", "lifecycle/variants.hpp"}},
-    {"wire",
-     {},
-     4,
-     {"access/list.hpp", "wire/clone.hpp", "wire/compare.hpp", "wire/hash.hpp", "wire/length.hpp",
-      "wire/validity.hpp"}},
+    {"wire", {}, 4, {"wire/clone.hpp", "wire/compare.hpp", "wire/hash.hpp", "wire/length.hpp", "wire/validity.hpp"}},
     {"access",
      {"plain_field", "text_field", "arm_field", "array_field", "list_field"},
      4,
      {"access/arm_field.hpp", "access/array_of_records.hpp", "access/bulk.hpp", "access/characters_field.hpp",
-      "wire/unmarshal.hpp", "wire/marshal.hpp"},
+      "access/list.hpp", "access/text_field.hpp"},
      "list_element"},
-    {"text",
-     {},
-     3,
-     {"access/array_of_records.hpp", "access/array_of_values.hpp", "access/text_field.hpp", "text/from_xml.hpp",
-      "text/print.hpp", "text/to_xml.hpp"}},
+    {"text", {}, 3, {"text/from_xml.hpp", "text/print.hpp", "text/to_xml.hpp"}},
 };
 
 } // namespace epm::stamp

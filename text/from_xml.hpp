@@ -2,10 +2,12 @@
 // absent stays as it is, and it reads no state flags back. Parsing is the runtime's business, and so are the values.
 #pragma once
 
+#include "access/array_of_records.hpp"
+#include "access/list.hpp"
+#include "access/text_field.hpp"
 #include "frame/contents.hpp"
 #include "frame/imports.hpp"
 #include "lifecycle/destroy.hpp"
-#include "text/accessors.hpp"
 #include "text/labels.hpp"
 #include "text/output.hpp"
 

@@ -2,10 +2,10 @@
 // value are spelled is the runtime's choice. The reader is in from_xml.hpp.
 #pragma once
 
+#include "access/element_flags.hpp"
 #include "frame/contents.hpp"
 #include "frame/imports.hpp"
 #include "lifecycle/tracking.hpp"
-#include "text/accessors.hpp"
 #include "text/labels.hpp"
 #include "text/output.hpp"
 

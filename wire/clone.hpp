@@ -35,6 +35,22 @@ void clone(Domain* D, std::uint32_t S, const Instance* source, void* reference, 
     clone_internal<R>(D, S, source, reference, workspace, length, st);
 }
 
+/// A deep copy into an element, as a clone into an Instance of the caller's is made; only that an element which cannot
+/// be filled stays in its place, because its memory is the array's.
+template <const Record& E>
+void clone_into(Domain* D, std::uint32_t S, Instance* element, const Instance* source, std::uint32_t* st) {
+    void* workspace = nullptr;
+    std::uint32_t length = 0;
+    zurlib_get_handle_ws(D, &workspace, &length, nullptr);
+    if (*st != 0) return;
+    zur_clear_last_error(D);
+    if (workspace == nullptr) return fail(D, st, ZUR_ABSENT);
+    constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max();
+    const std::uint32_t used =
+        marshal_worker<E>(D, S, workspace, source, static_cast<std::int32_t>(std::min(length, longest)), 0, st);
+    if (*st == 0) unmarshal<E>(D, S, workspace, element, static_cast<std::int32_t>(used), 0, st);
+}
+
 /// In the workspace that the runtime hands out for `request`.
 template <const Record& R>
 Instance* clone_chained(Domain* D, const Instance* source, void* request) {

@@ -9,15 +9,8 @@
 #pragma once
 
 #include "lifecycle/destroy.hpp"
+#include "lifecycle/list.hpp"
 #include "wire/cursor.hpp"
-
-namespace epm::access {
-
-/// Attaches an element behind all others.
-template <const Record& R, std::size_t I>
-void list_set_last(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st);
-
-} // namespace epm::access
 
 namespace epm::wire {
 
@@ -53,7 +46,7 @@ template <const Record& R, std::size_t I>
     Instance* element = lifecycle::create_internal<type>(in.D, in.S);
     if (element == nullptr) return fail(in.D, in.st, ZUR_NO_MEMORY);
     in.pass(unmarshal<type>(in.D, in.S, in.cursor, element, in.room, in.reuse, in.st));
-    if (*in.st == 0) access::list_set_last<R, I>(in.D, in.S, x, element, in.st);
+    if (*in.st == 0) lifecycle::append<R, I>(in.D, in.S, x, element, in.st);
     if (*in.st != 0 && lifecycle::links_of(element, catalogue::layout<type>.links)->list_head == nullptr)
         lifecycle::destroy_internal<type>(in.D, in.S, element, 1);
 }

@@ -1,5 +1,5 @@
-// How every accessor begins: the status word, the Domain's sticky error, the variant. How a setter ends is told in
-// lifecycle/tracking.hpp; what stands between is in the files of the field kinds.
+// How every accessor begins: the status word, the Domain's sticky error, the variant. How a setter ends is in
+// lifecycle/tracking.hpp.
 #pragma once
 
 #include "frame/contents.hpp"
@@ -7,7 +7,7 @@
 #include "lifecycle/tracking.hpp"
 #include "lifecycle/variants.hpp"
 
-namespace epm::access {
+namespace epm {
 
 template <const Record& R, std::size_t I, Kind K>
 inline constexpr bool is_of_kind = R.fields[I].kind == K;
@@ -48,4 +48,4 @@ inline void mark_detached(Domain* D, std::uint32_t S, void* child, std::uint32_t
     if (marks_store(D, S)) zurdb_plat_set_detach(D, S, child, flag);
 }
 
-} // namespace epm::access
+} // namespace epm
