@@ -30,6 +30,7 @@ if(EPM_SANITIZE)
         # clang puts its sanitizer runtime into the program only, and a library finds it there.
         set(EPM_NO_UNDEFINED "")
         # Whoever walks all types calls their operations through one pointer type; in C's calling convention that holds.
-        add_compile_options(-fno-sanitize=function)
+        # Programs in C are linked without the part of the runtime that checks the types of C++ objects.
+        add_compile_options(-fno-sanitize=function,vptr)
     endif()
 endif()

@@ -113,16 +113,14 @@ inline constexpr std::size_t first_object = static_cast<std::size_t>(
 /// Whether the runtime can be told that an Instance's state flags lie elsewhere: it lies inside another record or an
 /// array, or asks for the place as it is set up. Only such a record names the second entry of a mapping that stays.
 template <const Record& R>
-inline constexpr bool can_have_moved_flags = places_deeply(R) || std::any_of(catalogue::all_records.begin(),
-                                                                             catalogue::all_records.end(),
-                                                                             [](const Record* holder) {
-                                                                                 return holder->any([](const Field& f) {
-                                                                                     return (f.kind == Kind::embedded ||
-                                                                                             f.kind == Kind::array) &&
-                                                                                            f.is_of_record() &&
-                                                                                            f.record == &R;
-                                                                                 });
-                                                                             });
+constexpr bool can_have_moved_flags() {
+    constexpr auto holds = [](const Field& f) {
+        return (f.kind == Kind::embedded || f.kind == Kind::array) && f.is_of_record() && f.record == &R;
+    };
+    bool is_held = places_deeply(R);
+    for (const Record* holder : catalogue::all_records) is_held = is_held || holder->any(holds);
+    return is_held;
+}
 
 /// Tears one field down. False: the destruction stops here.
 template <const Record& R, std::size_t I>
@@ -272,7 +270,7 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
     if (D != nullptr && (x->flags & (ZUR_MOVED_FLAGS | ZUR_RA_DATA)) != 0 && D->hd_mapping_root != 0) {
         zur_hd_mapping_destroy(D, S, x, &status);
         if (status != 0) {
-            constexpr std::size_t nth = can_have_moved_flags<R> ? 1 : 0;
+            constexpr std::size_t nth = can_have_moved_flags<R>() ? 1 : 0;
             trace::failed(site<R, Operation::destroy, Text::oid_mapping_kept, trace::whole_record, nth>, status);
             zur_store_err(D, status);
             return;

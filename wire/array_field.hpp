@@ -106,11 +106,11 @@ bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, s
     return true;
 }
 
-/// Whether an array may get more elements. A run of element flags that cannot be reached would be too short for them:
-/// the array is left as it is, with the error.
+/// Whether an array may get more elements. In a Domain that does not track, a run of element flags may be out of reach,
+/// and it would be too short for them: the array is left as it is, with the error.
 template <const Record& R, std::size_t I>
 bool may_grow(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t former) {
-    if (in.state_flags == StateFlags::stored || count <= former || reaches_element_flags<R>(in.D, in.S, x)) return true;
+    if (in.places_blocks || count <= former || reaches_element_flags<R>(in.D, in.S, x)) return true;
     using Length = typename Codec<*R.fields[catalogue::companion<R, I>].foreign>::Value;
     *field<R, catalogue::companion<R, I>, Length>(x) = former;
     fail(in.D, in.st, ZUR_BAD_ARGUMENT);
