@@ -26,9 +26,9 @@ int main(void) {
     struct orlan_ial_svm_epm_data* received = orlan_ial_svm_epm_data_create(P, S);
     int32_t room = (int32_t)recv(ends[1], wire, sizeof wire - 1, 0);
     uint32_t used = orlan_ial_svm_epm_data_unmarshal(P, S, wire, received, room, 0, &st);
-    if (st == 0 && used != (uint32_t)room) st = ZUR_WRONG_LENGTH; /* a cut message may tell by its result alone */
+    if (st == 0 && used != (uint32_t)room) st = ZUR_WRONG_LENGTH; /* a truncated message may show only here */
 
-    /* Print. The result counts, not a NUL: some bytes in front of a brace are not written. */
+    /* Print. Rely on the returned length: print() skips a few bytes before a brace, so the text may contain NULs. */
     uint32_t shown = orlan_ial_svm_epm_data_print(P, S, text, 0, "received", received, sizeof text, &st);
     for (uint32_t i = 0; st == 0 && i < shown; ++i) putchar(text[i] ? text[i] : ' ');
     orlan_ial_svm_epm_data_destroy(P, S, received);
