@@ -129,38 +129,40 @@ TEST(Cost, IsWhatThePageTells) {
     std::ostringstream page;
     page << R"(# What operations cost
 
-Runtime calls (imported operations and Domain hooks, but for traces) and allocations (`obj_alloc_fn`), measured over
-every accessor of every field and over every record. The test `cost` fails when a number here is no longer true;
-`EPM_WRITE_COST=1 build/release/bin/cost_test` writes the page anew.
+This page lists runtime calls (imported operations and Domain hooks, without traces) and allocations (`obj_alloc_fn`),
+measured for every accessor of every field and for every record. The test `cost` fails when a number here is no longer
+true; `EPM_WRITE_COST=1 build/release/bin/cost_test` rewrites the page.
 
-Everything is a call that succeeds, in a Domain without a tracking handle. A second number, behind a slash or in the
-column *Tracked*, is that of a Domain in tracked mode. Where the runtime lacks the optional runs of primitives, a text
-or run costs a codec call for each element on the wire instead of one for all.
+All numbers are for a call that succeeds, in a Domain without a tracking handle. A second number, after a slash or in
+the column *Tracked*, is for a Domain in tracked mode. If the runtime lacks the optional runs of primitives, a text or
+run costs one codec call for each element on the wire instead of one for all.
 
 ## Whole records
 
-A record costs the sum of its parts, in each operation; the test holds every record to this sum. A length is counted
-with what it is the length of. What an operation makes on the way comes on top, at the price of the columns `create`,
-`set` and `destroy`:
+In each operation a record costs the sum of its parts; the test checks this for every record. A length field is counted
+with its text or array. If an operation creates other Instances on the way, they cost extra, as the columns `create`,
+`set` and `destroy` say:
 
 - `clone` creates the copy; `clone` and `unmarshal` create each arm and each record of a list, and set up each record of
-  an array as they do an embedded one.
-- `from_xml` creates the selected arm; of each list and array of records one record more than it gets, and destroys that
-  one. The records of an array are set up as embedded ones, set from those that were created, and these destroyed.
+  an array like an embedded one.
+- `from_xml` creates the selected arm. For each list and array of records it creates one record more than it stores, and
+  destroys that one. It sets up the records of an array like embedded ones, sets them from the records that it created,
+  and destroys the latter.
 
-`set`, `get_all` and `set_all` do not look into arms, lists and arrays, the last two not into embedded records.
+`set`, `get_all` and `set_all` do not look into arms, lists and arrays; `get_all` and `set_all` do not look into
+embedded records either.
 
 Runtime calls:
 )";
     const std::vector<Parts> all = parts();
     write_parts(page, all, &Parts::Sum::calls);
-    page << "\nAllocations; operations that are missing here allocate nothing:\n";
+    page << "\nAllocations (operations that are not listed allocate nothing):\n";
     write_parts(page, all, &Parts::Sum::allocations);
     page << R"(
 ## Accessors, and enumerations by themselves
 
-*Store* is a Domain with containment, a store and no tracking handle. *read* stands for `zur_clear_last_error`,
-`zur_get_instance_variant`, with which every reading accessor begins; *write* for `zur_clear_last_error`,
+*Store* is a Domain with containment, a store and no tracking handle. *read* is short for `zur_clear_last_error`,
+`zur_get_instance_variant`, the first calls of every reading accessor; *write* is short for `zur_clear_last_error`,
 `zur_get_manifested_type_info`, `zurlib_adjust_variant`, `zur_get_instance_variant`. `<type>` is the field's imported
 type. State flags exist in tracked mode only.
 )";
