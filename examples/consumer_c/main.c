@@ -1,6 +1,6 @@
 /*
- * The smallest useful program in C: a VLAN group goes from one Domain to another in wire form, and its members are
- * shown. It needs nothing but what is installed.
+ * The smallest useful program in C: it sends a VLAN group from one Domain to another in wire form, and shows its
+ * members. It needs only what is installed.
  */
 #include <orlan_epm.h>
 #include <platform/domain.h>
@@ -29,7 +29,7 @@ int main(void) {
     const uint32_t length = orlan_ial_vlan_group_info_marshal(D, S, wire, group, sizeof wire, &st);
 
     const uint32_t used = orlan_ial_vlan_group_info_unmarshal(peer, S, wire, received, (int32_t)length, 0, &st);
-    if (st == 0 && used != length) st = ZUR_WRONG_LENGTH; /* cut short, or more than the message */
+    if (st == 0 && used != length) st = ZUR_WRONG_LENGTH; /* truncated, or more bytes than the message */
     orlan_ial_vlan_group_info_gp_name_get(peer, S, received, received_name, sizeof received_name, &st);
     const uint32_t count = orlan_ial_vlan_group_info_max_vlan_get_value(peer, S, received, &st);
     if (count <= sizeof received_vlans / sizeof received_vlans[0])

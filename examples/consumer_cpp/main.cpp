@@ -1,5 +1,5 @@
-// The smallest useful program in C++: one access-control entry travels in wire form and comes out as XML. It needs
-// nothing but what is installed.
+// The smallest useful program in C++: it sends one access-control entry in wire form and prints it as XML. It needs
+// only what is installed.
 #include <orlan_epm.h>
 #include <platform/domain.h>
 
@@ -26,7 +26,7 @@ int main() {
 
     const std::uint32_t used =
         orlan_ial_svm_acl_data_unmarshal(D, S, wire.data(), received, static_cast<std::int32_t>(wire.size()), 0, &st);
-    if (st == 0 && used != wire.size()) st = ZUR_WRONG_LENGTH; // cut short, or more than the message
+    if (st == 0 && used != wire.size()) st = ZUR_WRONG_LENGTH; // truncated, or more bytes than the message
     const bool same = orlan_ial_svm_acl_data_compare(entry, received) == 0;
     std::string xml(4096, '\0');
     xml.resize(orlan_ial_svm_acl_data_to_xml(D, S, "entry", xml.data(), received,

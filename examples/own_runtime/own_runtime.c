@@ -1,7 +1,7 @@
 /*
- * A process that keeps its Instances in memory of its own and sees each write before it happens, as a persistent store
- * must: an allocator with a limit, the Domain's write hook, and the judge of list links. Each of them tells what it is
- * asked, by block and offset.
+ * A process that keeps its Instances in its own memory and sees each write before it happens, as a persistent store
+ * must. It has an allocator with a limit, the Domain's write hook, and the judge of list links. Each of them prints
+ * what it is called with, by block and offset.
  */
 #include <orlan_epm.h>
 #include <platform/domain.h>
@@ -9,7 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#define S 7u /* the store set that all calls here belong to; every hook is told */
+#define S 7u /* the store set of all calls here; every hook receives it */
 
 /** The store: blocks by number, and how many bytes may be in use. */
 struct store {
@@ -48,7 +48,7 @@ static void* allocate(void* obj_store, uint32_t set_id, size_t size) {
 static void release(void* obj_store, uint32_t set_id, void* memory) {
     struct store* store = obj_store;
     struct block* block = (struct block*)block_of(store, memory);
-    if (block == NULL) abort(); /* not ours, or given back before */
+    if (block == NULL) abort(); /* not ours, or already released */
     printf("  set %u: block %td goes\n", set_id, block - store->blocks);
     store->in_use -= block->size;
     block->start = NULL;

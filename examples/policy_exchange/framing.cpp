@@ -1,4 +1,4 @@
-// Writes and reads frames: short writes, short reads and interrupted calls, and a length that no honest peer sends.
+// Writes and reads frames. Handles short writes, short reads, interrupted calls, and lengths that no honest peer sends.
 #include "framing.hpp"
 
 #include <arpa/inet.h>
@@ -48,7 +48,7 @@ bool send_frame(int socket, uint32_t line, std::span<const uint8_t> message) {
         return false;
     }
     const Header header = {htonl(static_cast<uint32_t>(message.size())), htonl(line)};
-    std::vector<uint8_t> frame(sizeof header + message.size()); // one write wakes the peer once
+    std::vector<uint8_t> frame(sizeof header + message.size()); // a single write wakes the peer only once
     std::memcpy(frame.data(), &header, sizeof header);
     std::memcpy(frame.data() + sizeof header, message.data(), message.size());
     return send_all(socket, frame.data(), frame.size());

@@ -1,5 +1,5 @@
-// The sender of the policy exchange: reads a policy file and XML files, has each statement and document sent to two
-// peers that speak different variants, and shows what they show. --help tells how it is used.
+// The sender of the policy exchange: it reads a policy file and XML files, sends each statement and document to two
+// peers that speak different variants, and shows what they show. --help explains the usage.
 #include "peer.hpp"
 #include "policy.hpp"
 #include "traces.hpp"
@@ -64,7 +64,7 @@ Exit status: 0 when all was good; 1 when a line or an XML file was not; 2 when t
 read; 3 when a peer failed or the output cannot be written.
 )";
 
-/// How far a long run is, on a terminal.
+/// Shows on a terminal how far a long run is.
 class Progress {
 public:
     void at(uint32_t line) {
@@ -101,7 +101,7 @@ bool start_peers(Peers& peers, const std::string& folder, Form form) {
     return true;
 }
 
-/// Sends what the file says; false when a line was refused.
+/// Sends the statements of the file. Returns false when a line was refused.
 bool send_policy(const char* file_name, std::istream& file, Peers& peers) {
     bool is_good = true;
     Progress progress;
@@ -122,7 +122,7 @@ bool send_policy(const char* file_name, std::istream& file, Peers& peers) {
     return false;
 }
 
-/// Sends the message in an XML file; false when there is none in it.
+/// Sends the message in an XML file. Returns false when there is none in it.
 bool send_document(const char* file_name, const std::string& xml, Peers& peers) {
     std::string reason;
     uint32_t st = 0;
@@ -225,7 +225,7 @@ int main(int argc, char** argv) {
         case 'o': call.folder = optarg; break;
         case 't': call.is_traced = true; break;
         case 'h': std::printf("%s%s%s", usage, policy_format, remarks); return all_sent;
-        default: return bad_call; // told by getopt_long
+        default: return bad_call; // getopt_long has reported it
         }
     }
     if (argc - optind > 1 || (optind == argc && call.xml_files.empty())) {

@@ -1,5 +1,5 @@
-// Builds, reads, marshals, unmarshals and shows messages. Each row of library calls shares one status word, which is
-// looked at once, at the row's end: a call that finds it raised does nothing.
+// Builds, reads, marshals, unmarshals and shows messages. A series of library calls shares one status word and checks
+// it once, at the end, because a call that finds it raised does nothing.
 #include "message.hpp"
 
 #include <platform/domain.h>
@@ -16,10 +16,10 @@ namespace {
 
 constexpr uint32_t S = ZUR_NO_SET; // messages live on the heap
 
-// A text longer than this is not what a peer has to show for one message.
+// A peer does not show a longer text for one message.
 constexpr uint32_t max_text = 16u << 20;
 
-constexpr char message_name[] = "orlan_ial_svm_epm_data"; // of the XML document's root
+constexpr char message_name[] = "orlan_ial_svm_epm_data"; // the root of the XML document
 
 Message create_message(zur_domain* D, uint32_t* st) {
     Message message(orlan_ial_svm_epm_data_create(D, S), DestroyMessage{D});
@@ -27,7 +27,7 @@ Message create_message(zur_domain* D, uint32_t* st) {
     return message;
 }
 
-// A setter takes no null Instance, so a failed creation raises the word that stops the row.
+// A setter does not accept a null Instance, so a failed creation raises the status word, which stops the next calls.
 template <class Arm>
 Arm* created(Arm* arm, uint32_t* st) {
     if (arm == nullptr && *st == 0) *st = ZUR_NO_MEMORY;
@@ -38,7 +38,7 @@ uint32_t length(const std::string& text) {
     return static_cast<uint32_t>(text.size());
 }
 
-// Fields that came after variant 0. A peer that lacks them refuses with 43, which is no failure of the message.
+// Fields that came after variant 0. If the peer's variant lacks one, its setter leaves 43; the message is still good.
 struct LaterField {
     const char* name;
     void (*set_value)(zur_domain*, uint32_t, struct orlan_ial_svm_acl_data*, uint32_t, uint32_t*);
@@ -53,7 +53,7 @@ constexpr LaterField later_fields[] = {
     {"orlan_ial_svm_acl_data.ip_addr", orlan_ial_svm_acl_data_ip_addr_set_value, &AccessEntry::ip_addr},
 };
 
-// Fills an arm and gives it to the message, which has not taken it when the status word is raised. Returns its name.
+// Fills an arm and gives it to the message, which does not take it when the status word is raised. Returns its name.
 struct ArmSetter {
     zur_domain* D;
     struct orlan_ial_svm_epm_data* message;
@@ -110,7 +110,7 @@ struct ArmSetter {
     }
 };
 
-/// "line 3, column 7: reason" as "3:7: reason".
+/// Turns "line 3, column 7: reason" into "3:7: reason".
 std::string place_and_reason(const char* message) {
     unsigned line = 0, column = 0;
     int reason = 0;
@@ -118,8 +118,8 @@ std::string place_and_reason(const char* message) {
     return std::to_string(line) + ':' + std::to_string(column) + ": " + (message + reason);
 }
 
-/// XML with each element on a line of its own, and values of one name side by side. A text stays in its tags, where
-/// white space would belong to it.
+/// Puts each XML element on a line of its own, and values of the same name next to each other. A text stays directly
+/// between its tags, because white space there would become part of it.
 std::string laid_out(std::string_view xml) {
     constexpr std::size_t widest = 120;
     std::string lines;
@@ -131,7 +131,7 @@ std::string laid_out(std::string_view xml) {
         const bool closes = xml.substr(at, 2) == "</";
         const bool is_empty = xml.substr(at, end - at).ends_with("/>");
         const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
-        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value goes up to its closing tag's end
+        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value extends to the end of its closing tag
         const std::string_view piece = xml.substr(at, end - at);
         const std::string_view tag = piece.substr(0, piece.find('>'));
         if (closes) --depth;
@@ -201,7 +201,7 @@ std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::s
     const Message message = create_message(D, st);
     const auto size = static_cast<int32_t>(wire.size());
     const uint32_t used = orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), size, 0, st);
-    // A message must end where its frame does. One that was cut may leave no status and tell by this length alone.
+    // A message must end where its frame does. A truncated one may leave the status at 0 and show only by this length.
     if (*st == 0 && used != wire.size()) {
         *st = ZUR_WRONG_LENGTH;
         reason = "it says that it has " + std::to_string(used);
@@ -217,7 +217,7 @@ std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::s
         if (*st != ZUR_BUFFER_TOO_SMALL) break;
     }
     if (form == Form::xml) return *st == 0 ? "<!-- " + name + " -->\n" + laid_out(text) : std::string();
-    // A nested record's closing line steps over its indentation and leaves there what was there before.
+    // print() skips the indentation of a nested record's closing line, so these bytes are still NUL.
     std::replace(text.begin(), text.end(), '\0', ' ');
     return text;
 }

@@ -1,4 +1,4 @@
-// Both ends of a peer: the process that receives, and its start, feeding and end as the sender sees them.
+// Both ends of a peer: the process that receives, and the sender's side, which starts it, feeds it and waits for it.
 #include "peer.hpp"
 
 #include "traces.hpp"
@@ -24,7 +24,7 @@ std::string origin(uint32_t line) {
     return line != 0 ? "line " + std::to_string(line) : "XML file";
 }
 
-/// The exit status of a peer that was not content.
+/// Reports a failure. Returns the exit status of a peer that failed.
 int complain(const Role& role, const std::string& what) {
     std::fprintf(stderr, "%s: %s\n", role.name, what.c_str());
     return 1;
@@ -42,7 +42,7 @@ int receive_messages(const Role& role, int socket, std::FILE* output) {
     int status = 0;
     Clock::time_point begin;
     for (Received received; (received = receive_frame(socket, frame, reason)) != Received::end;) {
-        if (received == Received::failure) return complain(role, reason); // where the next frame begins is not known
+        if (received == Received::failure) return complain(role, reason); // nobody knows where the next frame begins
         if (totals.messages == 0) begin = Clock::now();
         ++totals.messages;
         totals.bytes += frame.message.size();
@@ -66,7 +66,7 @@ int receive_messages(const Role& role, int socket, std::FILE* output) {
 Peer::Peer(const Role& role, File output)
     : role_(role), output_(std::move(output)), domain_(create_domain(role.variant)) {}
 
-// A peer that was started is waited for on every way out.
+// Waits for the process if it was started, whatever has happened since.
 Peer::~Peer() {
     if (socket_ >= 0) close(socket_);
     if (process_ > 0) waitpid(process_, nullptr, 0);
@@ -95,7 +95,7 @@ bool Peer::start(std::span<const std::unique_ptr<Peer>> earlier) {
 }
 
 void Peer::deliver(uint32_t line, const Statement& statement) {
-    if (failed_) return; // told already
+    if (failed_) return; // already reported
     uint32_t st = 0;
     const std::vector<uint8_t> wire = wire_form(domain_.get(), statement, left_out_, &st);
     send(line, wire, st);

@@ -1,5 +1,5 @@
-// A peer: a process of its own that receives messages and shows them, and the sender's end of it. What is sent is the
-// sender's business, what a message is the library's.
+// A peer: a separate process that receives messages and shows them, and the sender's end of the connection to it. The
+// sender decides what to send; message.hpp builds and reads the messages.
 #pragma once
 
 #include "framing.hpp"
@@ -15,11 +15,11 @@ namespace exchange {
 
 struct Role {
     const char* name;
-    int8_t variant; ///< the highest that the peer speaks
+    int8_t variant; ///< the highest one that the peer speaks
     Form form = Form::print;
 };
 
-/// What a peer counts itself, and hands back when the stream ends.
+/// What a peer counts itself, and returns when the stream ends.
 struct Totals {
     uint64_t messages = 0;
     uint64_t bytes = 0;
@@ -28,7 +28,7 @@ struct Totals {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// The peer's work until the stream ends; 0, or 1 when something was not right and has been told on standard error.
+/// Does the peer's work until the stream ends. Returns 0, or 1 after a failure, which it reports on standard error.
 int receive_messages(const Role& role, int socket, std::FILE* output);
 
 class Peer {
@@ -40,11 +40,11 @@ public:
 
     /// Starts the process. It closes the sockets of the peers that were started earlier.
     bool start(std::span<const std::unique_ptr<Peer>> earlier);
-    /// Builds the message for this peer and sends it, unless the peer cannot be given it.
+    /// Builds the message for this peer and sends it, unless the peer's variant cannot represent it.
     void deliver(uint32_t line, const Statement& statement);
     /// Sends a message that has no line, unless it was built in newer variants than the peer speaks.
     void deliver(const Message& message);
-    /// Waits for the peer's end. Its output is complete then.
+    /// Waits until the peer ends. Its output is complete then.
     void finish();
 
     const Role& role() const { return role_; }

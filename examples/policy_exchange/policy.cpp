@@ -1,5 +1,5 @@
-// Reads the statements of a policy file. A row of reads is tested once, at its end, as a row of library calls is: after
-// the first fault each further read gives an empty value.
+// Reads the statements of a policy file. Like library calls, a series of reads is checked once, at its end: after the
+// first fault every further read returns an empty value.
 #include "policy.hpp"
 
 #include <arpa/inet.h>
@@ -32,7 +32,7 @@ namespace {
 
 constexpr std::size_t max_name = 255;
 
-/// A word as a message shows it, without what would steer a terminal.
+/// Quotes a word for a message, without control characters that would affect a terminal.
 std::string quoted(std::string word) {
     for (char& letter : word)
         if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7F') letter = '?';
@@ -71,7 +71,7 @@ public:
         if (found != expected) refuse(quoted(found) + " stands where " + quoted(expected) + " should");
     }
 
-    /// True for the first of two words, false for the second.
+    /// Returns true for the first of two words, false for the second.
     bool choice(const std::string& yes, const std::string& no) {
         const std::string either = quoted(yes) + " or " + quoted(no);
         const std::string found = word(either.c_str());

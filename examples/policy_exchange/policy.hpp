@@ -1,5 +1,5 @@
-// The policy file: one statement on a line, as an operator writes it, and what a statement says once it is read. What
-// becomes of it is not known here.
+// The policy file: one statement per line, as an operator writes it, and the content of a statement after reading it.
+// What happens with a statement is decided elsewhere.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct AccessEntry {
     std::string name;
     bool is_ipv4 = false;
     bool is_create = false;
-    std::optional<uint32_t> p_sequence, is_dacl, process_index, is_domain, ip_addr; // where the line gives them
+    std::optional<uint32_t> p_sequence, is_dacl, process_index, is_domain, ip_addr; // if the line has them
 };
 
 struct Application {
@@ -38,7 +38,8 @@ using Statement = std::variant<AccessEntry, Application, PreAuthentication, Down
 /// The format of a policy file, for people.
 extern const char policy_format[];
 
-/// Reads one line. Nothing comes back for a line that says nothing, and, with a reason, for a line that is refused.
+/// Reads one line. Returns nothing for an empty line or a comment, and nothing with a reason for a line that it
+/// refuses.
 std::optional<Statement> read_statement(const std::string& line, std::string& reason);
 
 } // namespace exchange

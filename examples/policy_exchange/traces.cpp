@@ -1,4 +1,4 @@
-// Finds the loaded library's file, and joins each trace that is recorded with its text there.
+// Finds the file of the loaded library, and joins each recorded trace with its text from there.
 #include "traces.hpp"
 
 #include <orlan_epm.h>

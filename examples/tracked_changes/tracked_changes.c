@@ -1,6 +1,7 @@
 /*
- * State tracking: a list's application to an interface is sent whole, then one field of it changes, and the peer learns
- * from the state flags which one. Each write that the library announces meanwhile is shown.
+ * State tracking: the program sends the application of a list to an interface, then changes one field and sends it
+ * again, and the peer learns from the state flags which field changed. It also shows each write that the library
+ * announces meanwhile.
  */
 #include <orlan_epm.h>
 #include <platform/domain.h>
@@ -22,7 +23,7 @@ static zur_domain* domain(uint32_t tracking) {
     return platform_domain_create(&options);
 }
 
-/** The mark behind each field: 2 for one that a setter has written since the marks were cleared. */
+/** Shows the mark of each field: 2 if a setter has written the field since the marks were cleared. */
 static void show_marks(zur_domain* D, application* x) {
     uint32_t st = 0;
     printf("  marks: acl_name %u", orlan_ial_svm_acl_apply_acl_name_state_flag_get(D, S, x, &st));
@@ -31,11 +32,12 @@ static void show_marks(zur_domain* D, application* x) {
     printf(", flag %u (status %u)\n", orlan_ial_svm_acl_apply_flag_state_flag_get(D, S, x, &st), st);
 }
 
-/** Sends x to a peer, which reads it into what it holds already. */
+/** Sends x to a peer, which reads it into the record that it already has. */
 static void deliver(zur_domain* D, const application* x, zur_domain* P, application* held) {
     uint8_t wire[128];
     uint32_t st = 0;
-    /* In tracked mode a full buffer is overrun by one byte, and the reader may look at the byte behind the message. */
+    /* In tracked mode marshal() may write one byte past a full buffer, and the reader may read the byte after the
+     * message. */
     const uint32_t length = orlan_ial_svm_acl_apply_marshal(D, S, wire, x, sizeof wire - 1, &st);
     const uint32_t used = orlan_ial_svm_acl_apply_unmarshal(P, S, wire, held, (int32_t)length, 1, &st);
     if (st == 0 && used != length) st = ZUR_WRONG_LENGTH;

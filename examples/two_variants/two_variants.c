@@ -1,6 +1,6 @@
 /*
- * One access-control entry between peers at different software levels: what each of them writes, reads and refuses.
- * The library's own traces are shown in between, as sentences.
+ * Sends one access-control entry between peers at different software levels, and shows what each of them writes, reads
+ * and refuses. In between it shows the library's own traces as sentences.
  */
 #include <orlan_epm.h>
 #include <platform/domain.h>
@@ -13,7 +13,7 @@
 
 typedef struct orlan_ial_svm_acl_data entry;
 
-/** Of an entry: a field of each variant. What the variant in force lacks is refused with 43. */
+/** Shows one field of each variant of an entry. Fields that the variant in force lacks are refused with 43. */
 static void show(zur_domain* D, const char* who, const entry* x) {
     uint32_t st[3] = {0, 0, 0};
     const uint32_t sequence = orlan_ial_svm_acl_data_sequence_get_value(D, S, x, &st[0]);
@@ -24,7 +24,7 @@ static void show(zur_domain* D, const char* who, const entry* x) {
            header->variant, header->layout_variant, sequence, st[0], p_sequence, st[1], ip_addr, st[2]);
 }
 
-/** An entry with all three fields, as far as the Domain's variant holds them. */
+/** Creates an entry with all three fields, as far as the Domain's variant has them. */
 static entry* filled(zur_domain* D) {
     entry* x = orlan_ial_svm_acl_data_create(D, S);
     uint32_t st[4] = {0, 0, 0, 0};
@@ -42,13 +42,13 @@ static void exchange(zur_domain* D, const entry* x, zur_domain* P, int8_t level)
     uint32_t st = 0;
     const uint32_t length = orlan_ial_svm_acl_data_marshal(D, S, wire, x, sizeof wire - 1, &st);
     printf("  written: %u bytes, variant byte %d, status %u\n", length, (int8_t)wire[0], st);
-    if (st != 0) return; /* the bytes are not whole: such a message is not sent */
+    if (st != 0) return; /* the bytes are incomplete: do not send them */
 
     entry* received = orlan_ial_svm_acl_data_create(P, S);
     zur_instance* header = (zur_instance*)(void*)received;
     if (header->layout_variant > level) header->variant = header->layout_variant = level;
     const uint32_t consumed = orlan_ial_svm_acl_data_unmarshal(P, S, wire, received, (int32_t)length, 0, &st);
-    if (st == 0 && consumed != length) st = ZUR_WRONG_LENGTH; /* what is jumped over counts as well */
+    if (st == 0 && consumed != length) st = ZUR_WRONG_LENGTH; /* skipped bytes count as well */
     printf("  read: %u bytes, status %u\n", consumed, st);
     show(P, "received", received);
     orlan_ial_svm_acl_data_destroy(P, S, received);

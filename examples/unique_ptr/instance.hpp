@@ -1,5 +1,5 @@
-// Instances owned by std::unique_ptr. One template serves all types: it gets the type's create and destroy functions, and
-// the compiler deduces the type from them. If you like the idiom, copy this file.
+// Instances owned by std::unique_ptr. One template serves all types: it gets the type's create and destroy functions,
+// and the compiler deduces the type from them. If you like the idiom, copy this file.
 #pragma once
 
 #include <orlan_epm.h>
@@ -29,8 +29,8 @@ auto create_instance(zur_domain* D, uint32_t S = ZUR_NO_SET) {
 /// CREATE(rcl_client_vlan_t, D) or CREATE(rcl_client_vlan_t, D, S) creates an owned Instance of the type.
 #define CREATE(type, ...) (create_instance<&type##_create, &type##_destroy>(__VA_ARGS__))
 
-/// Hands an Instance to a setter that takes it, such as an arm's or a list's. The setter does not take it when it leaves
-/// 43 or when the status word was raised before; then the Instance stays with its owner.
+/// Hands an Instance to a setter that takes it, such as an arm's or a list's. The setter does not take it when it
+/// leaves 43 or when the status word was raised before; then the Instance stays with its owner.
 template <class Setter, class Record, class Owned>
 void give(Setter set, zur_domain* D, uint32_t S, Record* x, Owned&& owned, uint32_t* st) {
     if (*st != 0) return;

@@ -1,5 +1,5 @@
-// Records, enumerations, arms and failures with owned Instances. The counters that the library keeps for each type tell
-// at the end whether all that was created has been destroyed.
+// Records, enumerations, arms and failures with owned Instances. At the end, the counters that the library keeps for
+// each type show whether everything that was created has been destroyed.
 #include "instance.hpp"
 
 #include <platform/domain.h>
@@ -14,7 +14,7 @@ namespace {
 
 using Domain = std::unique_ptr<zur_domain, decltype(&platform_domain_destroy)>;
 
-/// Returns in the middle when the status word is raised; nothing is lost by that.
+/// Returns early when the status word is raised, and still loses nothing.
 uint32_t send_entry(zur_domain* D, std::string_view name) {
     uint32_t st = 0;
     auto entry = CREATE(orlan_ial_svm_acl_data, D);
@@ -33,7 +33,7 @@ uint32_t send_entry(zur_domain* D, std::string_view name) {
     return st;
 }
 
-/// All of the library's Instances, by its own counters.
+/// Adds up the library's own counters of its Instances.
 void show_counts() {
     uint64_t created = 0;
     uint64_t destroyed = 0;

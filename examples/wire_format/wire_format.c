@@ -1,6 +1,6 @@
 /*
- * One message byte by byte, untracked and tracked: the bytes are what the library writes, the names beside them what a
- * reader of the format expects there. Both must come out even.
+ * Shows one message byte by byte, untracked and tracked: the bytes that the library writes, and next to them the names
+ * of what a reader of the format expects there. Every byte must have a name, and every name its bytes.
  */
 #include <orlan_epm.h>
 #include <platform/domain.h>
@@ -8,8 +8,7 @@
 
 #define S ZUR_NO_SET
 
-/** What lies in the message, in order: bytes of the field, and of the state flags that stand behind it in tracked mode.
- */
+/** The parts of the message, in order: bytes of the field, and of the state flags that follow it in tracked mode. */
 static const struct part {
     const char* name;
     uint32_t length, flags;
@@ -40,7 +39,7 @@ static void show(const uint8_t* bytes, uint32_t offset, uint32_t length, const c
     printf("%*s %s%s\n", 24 - 3 * (int)length, "", name, what);
 }
 
-/** Builds the message in a Domain of that mode and shows its bytes; 0 when every byte has found its name. */
+/** Builds the message in a Domain of that mode and shows its bytes. Returns 0 when every byte has a name. */
 static int show_message(uint32_t tracking) {
     const platform_domain_options options = {.tracking = tracking};
     zur_domain* D = platform_domain_create(&options);
