@@ -1,5 +1,5 @@
 // Arms of a tagged union: pointers to Instances of their own, which the record takes over and gives back without
-// copying. The tag is written here as a side effect; no other arm is touched when one is selected.
+// copying. Setting an arm also writes the tag; the other arms stay as they are.
 #pragma once
 
 #include "access/plain_field.hpp"
@@ -27,7 +27,7 @@ inline void store_arm(Domain* D, std::uint32_t S, Instance* x, ArmPlace place, I
     store(D, S, at<std::uint32_t>(x, place.tag), tag, x);
 }
 
-/// The slot's content, whether the tag selects it or not; null when it is empty.
+/// The slot's content, whether or not the tag selects it; null when it is empty.
 template <const Record& R, std::size_t I>
 requires is_of_kind<R, I, Kind::arm>
 void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
@@ -48,7 +48,7 @@ inline bool mark_arm(Domain* D, std::uint32_t S, Instance* x, const Instance* ar
     return true;
 }
 
-/// An arm that was in the slot is not destroyed: who replaces it holds it already.
+/// Does not destroy an arm that was in the slot: the caller who replaces it already holds it.
 [[gnu::noinline]] inline void set_arm(Domain* D, std::uint32_t S, Instance* x, Instance* arm, std::uint32_t* st,
                                       const ArmPlace& place, const FlagPlace& flag, std::uint32_t untracked_arm_site) {
     if (!open_write_here(D, S, x, place.field, st)) return;
@@ -74,7 +74,8 @@ std::uint32_t set_chained(Domain* D, Instance* x, Instance* arm) {
     return D->last_error;
 }
 
-/// The arm leaves the record before the state flags are looked at: where they are missing, nobody gets it.
+/// Takes the arm out of the record before it looks at the state flags: if they are missing, the caller gets null and
+/// nobody owns the arm.
 [[gnu::noinline]] inline Instance* detach_arm(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st,
                                               const ArmPlace& place, const FlagPlace& flag) {
     if (!open_write_here(D, S, x, place.field, st)) return nullptr;
@@ -87,7 +88,7 @@ std::uint32_t set_chained(Domain* D, Instance* x, Instance* arm) {
     return arm;
 }
 
-/// Hands the selected arm over to the caller; null without an error when the arm is not the selected one.
+/// Hands the selected arm over to the caller. Returns null without an error when another arm is selected.
 template <const Record& R, std::size_t I>
 Instance* get_detach(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
     return detach_arm(D, S, x, st, arm_place<R, I>, flag_place<R, I, trace::Operation::detach>);

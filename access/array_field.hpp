@@ -1,5 +1,5 @@
-// Elements of arrays, read one by one or as a run, and the end of an array's storage. How an array grows is told in
-// array_growth.hpp, how elements are set in the files of the kinds of element.
+// Reads elements of arrays, one by one or as a run, and empties arrays. array_growth.hpp says how an array grows; the
+// files of the element kinds say how elements are set.
 #pragma once
 
 #include "access/element_flags.hpp"
@@ -11,11 +11,11 @@ namespace epm::access {
 template <const Record& R, std::size_t I>
 inline constexpr bool is_growing = R.fields[I].kind == Kind::array;
 
-/// Numbers of elements are counted with a sign in a fixed run.
+/// Fixed runs count their elements with a signed number.
 template <const Record& R, std::size_t I>
 using ElementCount = std::conditional_t<is_growing<R, I>, std::uint32_t, std::int32_t>;
 
-/// A number of elements without its sign: a negative one is more than there can be.
+/// A number of elements without its sign. A negative number becomes larger than any count.
 template <class Count>
 constexpr std::uint32_t unsigned_count(Count count) {
     return static_cast<std::uint32_t>(count);
@@ -26,7 +26,7 @@ void* element(Instance* x, std::uint32_t index) {
     return const_cast<void*>(element_at<R, I>(x, index));
 }
 
-/// Hands an element out; reading never makes the array grow.
+/// Hands an element out. Reading never grows the array.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index,
                                         std::uint32_t* st) {
@@ -63,7 +63,7 @@ void get_mem(Domain* D, std::uint32_t /*S*/, const Instance* x, void* destinatio
     if (used != 0) std::memcpy(destination, element_at<R, I>(x, 0), used * element_length<R, I>);
 }
 
-/// Empties an array. State flags stay, the element flags too.
+/// Empties an array. Its state flag and the element flags stay.
 template <const Record& R, std::size_t I>
 void remove_elements(Domain* D, std::uint32_t S, Instance* x) {
     if (x == nullptr) return;

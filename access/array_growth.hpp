@@ -1,5 +1,5 @@
-// How an array that grows comes to its storage. It is always of the exact size, and what was there moves along; a run
-// of element flags follows it.
+// How an array gets larger storage. The storage always has the exact size; the old elements move into it, and the run
+// of element flags grows with it.
 #pragma once
 
 #include "access/array_field.hpp"
@@ -17,7 +17,7 @@ void tell_reallocation() {
     reallocation_is_told<R> = true;
 }
 
-/// Takes new storage into use, which is the caller's to fill, and hands the former one back. Null: the Domain refuses
+/// Puts new storage in place, which the caller fills, and returns the old one. Returns null when the Domain refuses
 /// memory.
 template <const Record& R, std::size_t I>
 void* renew_storage(Domain* D, std::uint32_t S, Instance* x, std::size_t size, void** former, std::uint32_t* st) {
@@ -37,7 +37,7 @@ std::uint32_t* length_of(Instance* x) {
     return field<R, catalogue::companion<R, I>, std::uint32_t>(x);
 }
 
-/// Lets the element flags follow a growth. False: the Domain refuses memory.
+/// Grows the element flags with the array. Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 bool grow_element_flags(Domain* D, std::uint32_t S, Instance* x, std::uint32_t count, std::uint32_t former,
                         bool tracking, std::uint32_t* st) {
@@ -48,7 +48,7 @@ bool grow_element_flags(Domain* D, std::uint32_t S, Instance* x, std::uint32_t c
     return true;
 }
 
-/// Whether a setter of elements goes on, and in tracked mode. It is refused before anything changes.
+/// Whether a setter of elements goes on, and in tracked mode. A refusal comes before anything changes.
 enum class Tracking : std::uint8_t { off, on, refused };
 
 inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, const FlagPlace& place) {
@@ -58,7 +58,7 @@ inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, c
     return Tracking::refused;
 }
 
-/// The same for the owner of an array, whose element flags must follow the number of elements.
+/// The same for the owner of an array, whose element flags must match the number of elements.
 template <const Record& R>
 Tracking test_tracking(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place) {
     const Tracking tracking = test_tracking(D, x, st, place);
@@ -67,8 +67,9 @@ Tracking test_tracking(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* s
     return Tracking::refused;
 }
 
-/// The number of elements that an index asks for. 0 where the array does not grow: it cannot be counted, and the error
-/// is left, or the status word has been raised by the adjustment, so that new elements could not be set up.
+/// The number of elements that an index asks for. Returns 0 when the array cannot grow: either the number is too large
+/// to count, and the error is left, or the adjustment has raised the status word, so that new elements could not be set
+/// up.
 inline std::uint32_t count_for(Domain* D, std::uint32_t index, std::uint32_t* st) {
     if (*st != 0) return 0;
     if (index == UINT32_MAX) fail(D, st, ZUR_NO_MEMORY);

@@ -1,5 +1,5 @@
-// Setting elements that are records. Each is a whole Instance inside the array's buffer; in tracked mode the elements'
-// state-flag blocks stand behind all of them, so that growth moves both and tells the runtime the new distances.
+// Sets elements that are records. Each is a whole Instance inside the array's buffer. In tracked mode the elements'
+// state-flag blocks lie behind all elements, so growth moves both and gives the runtime the new distances.
 #pragma once
 
 #include "access/array_of_values.hpp"
@@ -23,7 +23,7 @@ struct Elements {
 
     Instance* element(std::uint32_t i) const { return at<Instance>(storage, i * size); }
     void* blocks() const { return at(storage, count * size); }
-    /// From an element to its block.
+    /// Bytes from an element to its block.
     std::uint32_t distance(std::uint32_t i) const {
         return static_cast<std::uint32_t>((std::size_t{count} - i) * size + i * block_length);
     }
@@ -32,7 +32,7 @@ struct Elements {
     }
 };
 
-/// Bytes for a number of elements; 0 when they cannot be had, because a distance has 32 bits, and the error is left.
+/// Bytes for a number of elements. Returns 0 and leaves the error when they need more than the 32 bits of a distance.
 template <const Record& E>
 std::size_t room_for(Domain* D, std::uint32_t count, bool tracking, std::uint32_t* st) {
     const std::size_t unit = Elements<E>::size + (tracking ? Elements<E>::block_length : 0);
@@ -42,7 +42,7 @@ std::size_t room_for(Domain* D, std::uint32_t count, bool tracking, std::uint32_
     return 0;
 }
 
-/// Takes leave of an element whose content is elsewhere now, as a move does and as the runtime wants to hear of it.
+/// Ends an element whose content has moved elsewhere, the way a move does, so that the runtime hears of it.
 template <const Record& E>
 void retire(Domain* D, std::uint32_t S, Instance* former, const Instance* parent, bool tracking, std::uint32_t* st) {
     catalogue::for_each_field<E>([&]<std::size_t I>() {
@@ -53,8 +53,8 @@ void retire(Domain* D, std::uint32_t S, Instance* former, const Instance* parent
     mark_detached(D, S, former, 0);
 }
 
-/// Moves all elements to new storage, the blocks too where they have any. Filling an array one by one comes here with
-/// all that it has each time, so nothing in it has a frame of its own.
+/// Moves all elements to new storage, with their blocks if they have any. An array that is filled one by one moves
+/// everything here each time, so nothing in this function has a stack frame of its own.
 template <const Record& E>
 [[gnu::noinline, gnu::flatten]] void move_elements(Domain* D, std::uint32_t S, Elements<E> to, Elements<E> from,
                                                    const Instance* parent, bool tracking, std::uint32_t* st) {
@@ -131,7 +131,7 @@ void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance*
     if (source == nullptr) return;
     auto* target = header(element<R, I>(x, index));
     constexpr const FlagPlace& place = nth_flag_place<R, I, trace::Operation::field_set, 2>;
-    // No block lies behind an element that was set up by a Domain without tracking, or not at all.
+    // An element has no block if a Domain without tracking set it up, or if nobody did.
     if (tracking == Tracking::on && !has_flag(target, ZUR_TRACKED))
         return refuse_untracked(D, st, place.untracked_site);
     record_containment(D, S, target, x);

@@ -1,4 +1,4 @@
-// Setting elements that are plain values, in an array that grows or in a fixed run.
+// Sets elements that are plain values, in an array that grows or in a fixed run.
 #pragma once
 
 #include "access/array_growth.hpp"
@@ -9,8 +9,7 @@ namespace epm::access {
 template <const Record& R, std::size_t I, trace::Operation O, std::size_t N>
 inline constexpr const FlagPlace& nth_flag_place = flag_place<R, I, O, trace::Text::not_tracked, N>;
 
-/// Makes room for an element at an index. Elements between the former end and the new one are zero. False: the Domain
-/// refuses memory.
+/// Makes room for an element at an index. New elements below it are zero. Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 bool grow_values(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, bool tracking, std::uint32_t* st) {
     const std::uint32_t count = count_for(D, index, st);
@@ -29,7 +28,7 @@ bool grow_values(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, b
     return grow_element_flags<R, I>(D, S, x, count, former_count, tracking, st);
 }
 
-/// With no source the array only grows.
+/// Without a source the array only grows.
 template <const Record& R, std::size_t I>
 void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, void* source, std::uint32_t* st) {
     constexpr auto operation = trace::Operation::field_set;
@@ -44,7 +43,7 @@ void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t in
     mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, operation, 1>);
 }
 
-/// With no source nothing is written.
+/// Without a source nothing is written.
 template <const Record& R, std::size_t I>
 void set_run_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, void* source, std::uint32_t* st) {
     if (!open_write(D, S, x, gate<R, I>, st) || source == nullptr) return;
@@ -68,8 +67,8 @@ std::uint32_t set_chained(Domain* D, Instance* x, std::uint32_t index, typename 
     return D->last_error;
 }
 
-/// Finds the element for a value, making the array grow where it must; null when the setter stops, with the error left.
-/// An element that is there is looked for under a status word of its own, which replaces the caller's.
+/// Finds the element for a value and grows the array if needed. Returns null when the setter stops, with the error
+/// left. An element that already exists is looked up under a status word of its own, which then replaces the caller's.
 template <const Record& R, std::size_t I>
 void* element_to_write(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, std::uint32_t* st) {
     if (index < element_count<R, I>(x)) {
@@ -101,7 +100,7 @@ void set_value(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, typ
     mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set_value, 0>);
 }
 
-/// Replaces the whole content. A Domain that tracks refuses an Instance without state flags before anything changes.
+/// Replaces the whole content. A tracking Domain refuses an Instance without state flags before anything changes.
 template <const Record& R, std::size_t I>
 void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* source, std::uint32_t count,
                       std::uint32_t* st) {
@@ -129,7 +128,7 @@ void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* sourc
     std::memset(*run, 0, count);
 }
 
-/// Bytes behind the count keep what they hold, and so do the element flags.
+/// Bytes behind the count keep their content, and so do the element flags.
 template <const Record& R, std::size_t I>
 void set_run_memory(Domain* D, std::uint32_t S, Instance* x, const void* source, std::uint32_t count,
                     std::uint32_t* st) {

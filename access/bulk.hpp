@@ -1,5 +1,5 @@
-// All numbers of a record at once, as many arguments as it has of them. The silent way to fill a fresh Instance: no
-// state flag is raised and no containment recorded by the writing.
+// Reads or writes all numbers of a record at once, with one argument for each. This fills a fresh Instance silently:
+// writing raises no state flag and records no containment.
 #pragma once
 
 #include "access/bulk_fields.hpp"
@@ -7,7 +7,7 @@
 
 namespace epm::access {
 
-/// Place of a field's value among those that get_all reads or set_all writes.
+/// A field's position among the values that get_all reads or set_all writes.
 template <const Record& R, std::size_t I>
 inline constexpr std::size_t
     place_in_reads = static_cast<std::size_t>(std::count_if(R.fields.begin(), R.fields.begin() + I, is_read_at_once));
@@ -15,8 +15,8 @@ template <const Record& R, std::size_t I>
 inline constexpr std::size_t place_in_writes = static_cast<std::size_t>(
     std::count_if(R.fields.begin(), R.fields.begin() + I, [](const Field& f) { return is_written_at_once(R, f); }));
 
-/// Calls f.template operator()<I>() for each field, variant by variant; variants that the Instance lacks are skipped in
-/// silence. False from f ends it.
+/// Calls f.template operator()<I>() for each field, variant by variant, and silently skips variants that the Instance
+/// lacks. Stops when f returns false.
 template <const Record& R, class F>
 void for_each_field_by_variant(const Instance* x, F&& f) {
     const auto of_variant = [&]<std::size_t... I>(std::int8_t variant, std::index_sequence<I...>) {
@@ -41,7 +41,7 @@ void get_all(Domain* D, std::uint32_t S, const Instance* x, void* const* outs, s
     });
 }
 
-/// A number of any width, as it travels in one array with the others.
+/// A number of any width, so that all numbers fit into one array.
 struct Number {
     std::uint64_t bits;
 
@@ -49,7 +49,7 @@ struct Number {
     constexpr Number(T number) : bits(static_cast<std::uint64_t>(number)) {}
 };
 
-/// Writes without state flags and containment. An enumeration that meets a raised status word ends it.
+/// Writes without state flags and containment. Stops at the first enumeration that meets a raised status word.
 template <const Record& R>
 void set_all(Domain* D, std::uint32_t S, Instance* x, const Number* values, std::uint32_t* st) {
     if (*st != 0) return;

@@ -1,4 +1,4 @@
-// Which fields take part when all numbers of a record are read or written at once. Nothing is read or written here.
+// Says which fields take part when all numbers of a record are read or written at once.
 #pragma once
 
 #include "catalogue/description.hpp"
@@ -9,7 +9,7 @@ using catalogue::Field;
 using catalogue::Kind;
 using catalogue::Record;
 
-/// Fields that get_all reads, and those of them that set_all writes: not the lengths, nor the tag of a union.
+/// Fields that get_all reads. Of these set_all does not write lengths and the tag of a union.
 constexpr bool is_read_at_once(const Field& f) {
     return f.kind == Kind::value || f.kind == Kind::length;
 }

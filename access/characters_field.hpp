@@ -1,5 +1,4 @@
-// A fixed run of characters inside the record. It has a NUL behind it only where there is room, and is handed out as a
-// copy.
+// A fixed run of characters inside the record. It ends in a NUL only if there is room for one; callers get a copy.
 #pragma once
 
 #include "access/text_field.hpp"
@@ -22,7 +21,7 @@ inline constexpr CharactersPlace characters_place = {catalogue::layout<R>.offset
     copy_out(D, destination, size, at<char>(x, place.offset), place.capacity, st);
 }
 
-/// The closing NUL comes behind the flag, and unannounced.
+/// Writes the closing NUL after the state flag, and does not announce it.
 [[gnu::noinline]] inline void set_characters(Domain* D, std::uint32_t S, Instance* x, const char* source,
                                              std::int32_t length, std::uint32_t* st, CharactersPlace place,
                                              const FlagPlace& flag) {

@@ -1,13 +1,13 @@
-// State flags of single elements: one byte an element, behind the pointer in the block for an array that grows, in the
-// block itself for a fixed run. The whole flag in front of them is an ordinary flag.
+// State flags of single elements, one byte each. A growing array's flags are in a run that the block points to; a fixed
+// run's flags are in the block itself. The whole flag in front of them is an ordinary flag.
 #pragma once
 
 #include "lifecycle/prologue.hpp"
 
 namespace epm::access {
 
-/// The run of element flags that a block's pointer member names. A pointer of eight equal bytes is no address: the
-/// block has been filled as a whole.
+/// The run of element flags that a block's pointer member names. A pointer of eight equal bytes is no address: somebody
+/// has filled the whole block with one value.
 inline std::uint8_t* run_of_flags(std::uint8_t* const* place) {
     constexpr std::uintptr_t equal_bytes = 0x0101010101010101;
     return reinterpret_cast<std::uintptr_t>(*place) % equal_bytes != 0 ? *place : nullptr;
@@ -23,7 +23,7 @@ std::uint8_t* element_flags(std::uint8_t* block) {
         return place;
 }
 
-/// The mark that the set of one element leaves, on the whole flag and on its own.
+/// Marks the whole flag and the element's own flag after one element has been set.
 template <const Record& R, std::size_t I>
 void mark_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, std::uint32_t* st,
                   const FlagPlace& place) {
@@ -35,8 +35,8 @@ void mark_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     if (flags != nullptr) write_flag(D, S, flags + index, ZUR_FLAG_MODIFIED);
 }
 
-/// Gives an array flags for `count` elements, all zero but for the `kept` first ones of the former run. False: the
-/// Domain refuses memory, and there are none.
+/// Gives an array flags for `count` elements. The first `kept` are copied from the old run, the rest are zero. Returns
+/// false when the Domain refuses memory; the array then has no element flags.
 [[gnu::noinline]] inline bool replace_element_flags(Domain* D, std::uint32_t S, std::uint8_t** place,
                                                     std::uint32_t count, std::uint32_t kept, std::uint32_t* st) {
     std::uint8_t* former = run_of_flags(place);
@@ -52,8 +52,8 @@ void mark_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
     return *place != nullptr;
 }
 
-/// Gives the element flags up where a Domain that does not track changes the number of elements: the run would be too
-/// short for a Domain that does.
+/// Drops the element flags when a Domain that does not track changes the number of elements: the run would be too short
+/// for a Domain that does.
 template <const Record& R, std::size_t I>
 void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
     std::uint8_t* block = known_flag_block<R>(D, S, x);
@@ -90,7 +90,7 @@ void element_flag_set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t ind
     write_flag(D, S, flags + index, static_cast<std::uint8_t>(flag));
 }
 
-/// Tells where the element flags lie, so that a caller can read them there.
+/// Hands out the address of the element flags, so that a caller can read them in place.
 template <const Record& R, std::size_t I>
 void element_flags_get(Domain* D, std::uint32_t S, Instance* x, std::uint8_t** out, std::uint32_t* st) {
     constexpr const FlagPlace& place = lifecycle::read_place<R, I, trace::Operation::get_array>;
@@ -99,8 +99,8 @@ void element_flags_get(Domain* D, std::uint32_t S, Instance* x, std::uint8_t** o
     *out = R.fields[I].kind == Kind::array ? *at<std::uint8_t*>(flags, 0) : flags;
 }
 
-/// The bytes go to the start of the record's block and not to the element flags, and they are not announced. They end
-/// with the block, and the pointer to the element flags of an array stays what it is.
+/// Writes the bytes to the start of the record's block, not to the element flags, and does not announce them. It stops
+/// at the block's end and leaves an array's pointer to its element flags alone.
 template <const Record& R, std::size_t I>
 void element_flags_set(Domain* D, std::uint32_t S, Instance* x, const std::uint8_t* source, std::uint32_t count,
                        std::uint32_t* st) {

@@ -1,5 +1,5 @@
-// The values of the Bundle's own enumerations: reading, and writing within what the Instance's variant accepts. An
-// enumeration inside a record is written here too, once the record's own prologue is through.
+// Reads and writes the values of the Bundle's own enumerations, within what the Instance's variant accepts. An
+// enumeration inside a record is written here too, after the record's own prologue.
 #pragma once
 
 #include "lifecycle/prologue.hpp"
@@ -36,7 +36,8 @@ std::uint32_t get_value(Domain* D, std::uint32_t /*S*/, const Instance* x, std::
     return 0;
 }
 
-/// Prepares an enumeration for a value. Each variant has its own bound, for which the Instance's variant is read anew.
+/// Prepares an enumeration for a value. It reads the Instance's variant again for each bound, because each variant has
+/// its own.
 inline bool open_enum_write(Domain* D, std::uint32_t S, Instance* x, std::uint32_t value, const EnumLimits& bounds,
                             std::uint32_t* st) {
     zur_clear_last_error(D);
@@ -56,7 +57,7 @@ inline bool open_enum_write(Domain* D, std::uint32_t S, Instance* x, std::uint32
     store(D, S, at<std::uint32_t>(x, catalogue::header_length), value, x);
 }
 
-/// The header comes with the value.
+/// Copies the header along with the value.
 [[gnu::noinline]] inline void set_enum(Domain* D, std::uint32_t S, Instance* destination, const Instance* source,
                                        const EnumLimits& bounds, std::uint32_t* st) {
     if (*st != 0 || !open_enum_write(D, S, destination, enumerator_of(source), bounds, st)) return;
@@ -74,7 +75,7 @@ void set(Domain* D, std::uint32_t S, Instance* destination, const Instance* sour
     set_enum(D, S, destination, source, limits<E>, st);
 }
 
-/// The number that users see and the number inside are the same.
+/// Users see the number that is stored.
 template <const Enum& E>
 constexpr std::uint32_t map_value(std::uint32_t value) {
     return value;

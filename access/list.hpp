@@ -15,7 +15,7 @@ using lifecycle::Position;
 
 // ---- reading ----
 
-/// What stands in a link; the head itself ends the list and is no element.
+/// Hands out what a link refers to. The head itself marks the end and is no element.
 inline Instance* hand_out_element(Domain* D, std::uint32_t S, Instance* owner, const ListHead* head, void* element) {
     if (element == head) return nullptr;
     record_containment(D, S, element, owner);
@@ -137,7 +137,7 @@ std::uint32_t list_add_chained(Domain* D, Instance* owner, Instance* element, st
     return D->last_error;
 }
 
-/// A removal leaves no mark in the owner's state flag.
+/// Removing an element does not mark the owner's state flag.
 [[gnu::noinline]] inline void remove(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st,
                                      const ListPlace& place, std::uint32_t site) {
     if (!open_write_here(D, S, owner, place.field, st)) return;

@@ -1,5 +1,5 @@
 // Fields that lie in the record as one value: numbers, enumerated values, lengths, imported objects, embedded records.
-// They differ in what reads and writes the storage, which is an imported operation, or the Bundle's own one for the
+// They differ only in the operation that reads and writes the storage: an imported one, or the Bundle's own for the
 // type of a nested Instance.
 #pragma once
 
@@ -14,14 +14,14 @@ template <const Record& R, std::size_t I>
 inline constexpr bool is_plain = R.fields[I].kind == Kind::value || R.fields[I].kind == Kind::length ||
                                  R.fields[I].kind == Kind::object || R.fields[I].kind == Kind::embedded;
 
-/// Whether the field, or its element, is an Instance of one of the Bundle's own types, or a value that imported
-/// operations read and write.
+/// Whether the field, or its element, is an Instance of one of the Bundle's own types; otherwise imported operations
+/// read and write it.
 template <const Record& R, std::size_t I>
 inline constexpr bool is_own_enum = R.fields[I].is_own_enum();
 template <const Record& R, std::size_t I>
 inline constexpr bool is_imported = R.fields[I].of == catalogue::Of::foreign;
 
-/// An own Instance handed out of a record is recorded twice: by itself, then as its parent's.
+/// Records a nested Instance of the Bundle's own types twice: by itself, then as its parent's.
 inline Instance* hand_out_nested(Domain* D, std::uint32_t S, Instance* nested, const Instance* parent) {
     record_containment(D, S, nested, nullptr);
     record_containment(D, S, nested, parent);
@@ -60,7 +60,7 @@ struct FieldValue<R, I> {
     using type = std::uint32_t;
 };
 
-/// A value read, once the prologue is through.
+/// Reads a value after the prologue.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline typename FieldValue<R, I>::type read_value(Domain* D, std::uint32_t S, const Instance* x,
                                                                          std::uint32_t* st) {
@@ -82,7 +82,7 @@ typename FieldValue<R, I>::type get_value(Domain* D, std::uint32_t S, const Inst
     return read_value<R, I>(D, S, x, st);
 }
 
-/// What the source holds goes into a field's storage; an object's or a record's content moves.
+/// Writes the source's content into a field's storage. The content of an object or record moves.
 template <const Record& R, std::size_t I>
 void assign(Domain* D, std::uint32_t S, void* destination, void* source, std::uint32_t* st) {
     constexpr const Field& f = R.fields[I];
@@ -94,7 +94,7 @@ void assign(Domain* D, std::uint32_t S, void* destination, void* source, std::ui
         Codec<*f.foreign>::set(D, S, destination, source, st);
 }
 
-/// Whatever the primitive reports, the flag is raised: something may have been written.
+/// Raises the flag whatever the primitive reports, because it may have written something.
 template <const Record& R, std::size_t I>
 requires is_plain<R, I>
 void set(Domain* D, std::uint32_t S, Instance* x, void* source, std::uint32_t* st) {

@@ -1,5 +1,5 @@
-// A counted text on the heap with its length in another field. It is handed out as a copy; its storage is always of the
-// exact size. The work is done in ordinary functions, the templates name the places.
+// A counted text on the heap; its length is in another field. Callers get a copy, and the storage always has the exact
+// size. Ordinary functions do the work; the templates only pass the places.
 #pragma once
 
 #include "lifecycle/prologue.hpp"
@@ -24,7 +24,7 @@ inline constexpr TextPlace text_place = {
     .field = gate<R, I>,
 };
 
-/// The way into a copy; the room is looked at before the variant.
+/// Opens a copy. It checks the room before the variant.
 inline bool open_copy(Domain* D, const Instance* x, std::uint32_t size, Gate field, std::uint32_t* st) {
     if (*st != 0) return false;
     zur_clear_last_error(D);
@@ -65,7 +65,7 @@ inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t 
         store(D, S, at<std::uint32_t>(x, offset), length, x);
 }
 
-/// The old text goes first, whatever comes. A source that ends early is filled up with zeros.
+/// Releases the old text first, whatever happens next. Fills up with zeros when the source ends early.
 [[gnu::noinline]] inline void set_text(Domain* D, std::uint32_t S, Instance* x, const char* source,
                                        std::uint32_t length, std::uint32_t* st, TextPlace place,
                                        const FlagPlace& flag) {
@@ -85,14 +85,12 @@ inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t 
     if (mark(D, S, x, st, flag)) record_containment(D, S, *text, x);
 }
 
-/// Copies a text out.
 template <const Record& R, std::size_t I>
 requires is_of_kind<R, I, Kind::text>
 void get(Domain* D, std::uint32_t /*S*/, const Instance* x, char* destination, std::uint32_t size, std::uint32_t* st) {
     get_text(D, x, destination, size, st, text_place<R, I>);
 }
 
-/// Sets a text.
 template <const Record& R, std::size_t I>
 void set(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint32_t length, std::uint32_t* st) {
     set_text(D, S, x, source, length, st, text_place<R, I>, flag_place<R, I, trace::Operation::field_set>);

@@ -1,5 +1,5 @@
-// A record as one value, moved from one Instance to another: the bytes are copied, the state flags with them, and then
-// the destination is made the only owner of what the fields hold.
+// Moves a record from one Instance to another. It copies the bytes and the state flags, then makes the destination the
+// only owner of what the fields hold.
 #pragma once
 
 #include "access/element_flags.hpp"
@@ -29,7 +29,7 @@ inline constexpr RecordPlace record_place = {
 
 enum class Moved : std::uint8_t { nothing, body, body_with_flags };
 
-/// The flags that tell what lies behind an Instance. They stay with its memory, whatever its content comes from.
+/// The flags that describe the memory behind an Instance. They stay with the memory, wherever its content comes from.
 inline constexpr std::uint8_t memory_flags = ZUR_TRACKED | ZUR_MOVED_FLAGS;
 
 /// Offsets of the Instances inside a record that have flags of their own, the record itself first.
@@ -56,7 +56,7 @@ inline constexpr Headers headers = [] {
     return result;
 }();
 
-/// Copies header and fields, but leaves each Instance the flags of its memory, and a header block of its own.
+/// Copies header and fields. Each Instance keeps the flags of its own memory, and its own header block if it has one.
 inline void copy_body(Instance* destination, const Instance* source, std::uint16_t length, const Headers& inside) {
     std::array<std::uint8_t, Headers{}.offset.size()> former;
     for (std::size_t i = 0; i < inside.count; ++i) former[i] = at<Instance>(destination, inside.offset[i])->flags;
@@ -71,8 +71,8 @@ inline void copy_body(Instance* destination, const Instance* source, std::uint16
     }
 }
 
-/// Moves the bytes of header and fields. A Domain that tracks refuses a destination without state flags before anything
-/// is copied. With no handle the newest layout's length counts, unless the state flags lie there.
+/// Moves the bytes of header and fields. A tracking Domain refuses a destination without state flags before anything is
+/// copied. Without a handle the newest layout's length counts, unless the state flags lie there.
 [[gnu::noinline]] inline Moved move_body(Domain* D, std::uint32_t S, Instance* destination, Instance* source,
                                          std::uint32_t* st, const FlagPlace& place, const Headers& inside,
                                          bool (*reaches_flags)(Domain*, std::uint32_t, Instance*)) {
@@ -116,7 +116,7 @@ inline std::uint8_t* copy_block(Domain* D, std::uint32_t S, const Instance* dest
     copy_block(D, S, destination, flag_block(D, S, destination, place.flags), source, place);
 }
 
-/// Nested blocks are given their places first; a run of element flags belongs to the destination afterwards.
+/// Places the nested blocks first. Afterwards the destination owns the runs of element flags.
 template <const Record& R>
 void move_flags(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
     constexpr const RecordPlace& place = record_place<R>;
@@ -133,7 +133,7 @@ void move_flags(Domain* D, std::uint32_t S, Instance* destination, Instance* sou
     }
 }
 
-/// Element flags that do not belong to the arrays which have come: their number is another one.
+/// Drops element flags that do not match the arrays which were moved in, because those have another number of elements.
 template <const Record& R>
 void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {
@@ -141,7 +141,7 @@ void drop_element_flags(Domain* D, std::uint32_t S, Instance* x) {
     });
 }
 
-/// Takes from an Instance what another one owns now: the pointer, then the length.
+/// Clears in an Instance what another one owns now: the pointer, then the length.
 template <const Record& R, std::size_t I>
 void give_up(Domain* D, std::uint32_t S, Instance* source) {
     store(D, S, field<R, I, void*>(source), nullptr, source);
@@ -152,8 +152,8 @@ void give_up(Domain* D, std::uint32_t S, Instance* source) {
     }
 }
 
-/// Ends the move of one field whose bytes have been copied. An imported object must be settled also where the status
-/// word is raised: until then both Instances own what it holds.
+/// Ends the move of one field whose bytes have been copied. An imported object is settled even under a raised status
+/// word: until then both Instances own what it holds.
 template <const Record& R, std::size_t I>
 void settle_field(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
     constexpr Kind kind = R.fields[I].kind;
@@ -167,7 +167,8 @@ void settle_field(Domain* D, std::uint32_t S, Instance* destination, Instance* s
     }
 }
 
-/// Makes the destination of a copy by bytes the only owner. Where a field is not laid out, the state flags may lie.
+/// Makes the destination of a bytewise copy the only owner. Skips fields outside the layout, because state flags may
+/// lie there.
 template <const Record& R>
 void post_copyout_cleanup(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {
@@ -175,7 +176,7 @@ void post_copyout_cleanup(Domain* D, std::uint32_t S, Instance* destination, Ins
     });
 }
 
-/// Moves a record. What the destination held is not released; the status word is not looked at.
+/// Moves a record. Does not release what the destination held, and does not check the status word.
 template <const Record& R>
 void set(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
     constexpr bool has_arrays = R.any([](const Field& f) { return f.kind == Kind::array || f.kind == Kind::embedded; });

@@ -22,14 +22,14 @@ struct Gate {
 template <const Record& R, std::size_t I>
 inline constexpr Gate gate = {R.top(), R.fields[I].since, R.fields[I].is_enumerated()};
 
-/// The way into every read. False: the accessor returns its neutral result.
+/// Opens every read. Returns false when the accessor must return its neutral result.
 inline bool open_read(Domain* D, const Instance* x, Gate field, std::uint32_t* st) {
     if (*st != 0) return false;
     zur_clear_last_error(D);
     return in_variant(D, x, field.since, field.is_enumerated, st);
 }
 
-/// The way into every write, which may raise the Instance's variant. False: nothing is written.
+/// Opens every write, and may raise the Instance's variant. Returns false when nothing may be written.
 [[gnu::always_inline]] inline bool open_write_here(Domain* D, std::uint32_t S, Instance* x, Gate field,
                                                    std::uint32_t* st) {
     if (*st != 0) return false;
@@ -38,12 +38,12 @@ inline bool open_read(Domain* D, const Instance* x, Gate field, std::uint32_t* s
     return in_variant(D, x, field.since, field.is_enumerated, st);
 }
 
-/// The same as one function, for the setters of which each field has its own.
+/// The same as a function that is not inlined, for setters that exist once for each field.
 [[gnu::noinline]] inline bool open_write(Domain* D, std::uint32_t S, Instance* x, Gate field, std::uint32_t* st) {
     return open_write_here(D, S, x, field, st);
 }
 
-/// An Instance that leaves its parent, as the store wants to hear of it.
+/// Marks an Instance that leaves its parent, for stores that want to know.
 inline void mark_detached(Domain* D, std::uint32_t S, void* child, std::uint32_t flag) {
     if (marks_store(D, S)) zurdb_plat_set_detach(D, S, child, flag);
 }
