@@ -22,7 +22,7 @@ template <const Record& R, std::size_t I>
     out.put_flag_with_room(catalogue::layout<R>.flag[I]);
 }
 
-/// The arm, created where there is none; null when it cannot be.
+/// The arm. Creates it if there is none; returns null when that fails.
 template <const Record& R, std::size_t I>
 Instance* arm_to_fill(Domain* D, std::uint32_t S, Instance* x) {
     auto** arm = field<R, I, Instance*>(x);
@@ -34,7 +34,7 @@ Instance* arm_to_fill(Domain* D, std::uint32_t S, Instance* x) {
     return *arm;
 }
 
-/// An arm that another tag has selected before stays as it is.
+/// Leaves an arm alone that another tag selected before.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void take_arm(Reader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];

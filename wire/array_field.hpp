@@ -1,4 +1,4 @@
-// Variable arrays on the wire. The count n stands where the length field stands; nothing follows when it is 0:
+// Variable arrays on the wire. The count n is where the length field is. Nothing follows when it is 0:
 //
 //   size  content
 //         n elements: each as its codec writes it, or a whole marshalled record
@@ -14,7 +14,7 @@
 
 namespace epm::wire {
 
-/// Element flags that fit; an Instance without them sends zeros. Bytes written.
+/// Writes the element flags that fit, or zeros for an Instance without flags. Returns the bytes written.
 [[gnu::noinline]] inline std::uint32_t put_element_flags(unsigned char* destination, const void* flags,
                                                          std::uint32_t count, std::int32_t room) {
     const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{count}));
@@ -35,8 +35,8 @@ template <const Record& R, std::size_t I>
     out.advance(put_element_flags(out.cursor, flags, count, out.room));
 }
 
-/// Elements that are records, one whole marshalled record each. Their writer and reader have no frame of their own
-/// here, since there can be thousands of elements.
+/// Elements that are records, each a whole marshalled record. Their writer and reader have no stack frame of their own
+/// here, because there can be thousands of elements.
 template <const Record& E>
 [[gnu::noinline, gnu::flatten, gnu::nonnull(4)]] std::uint32_t
 put_elements(Domain* D, std::uint32_t S, unsigned char* destination, const void* storage, std::uint32_t count,
@@ -62,7 +62,7 @@ template <const Record& R, std::size_t I>
     put_array_flags<R, I>(out, count);
 }
 
-/// The whole flag and the element flags, into the run of a variable array or the bytes inside the block.
+/// Reads the whole flag and the element flags, into the run of a variable array or the bytes inside the block.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void take_array_flags(Reader& in, std::uint32_t count) {
     if (in.state_flags == StateFlags::absent) [[likely]]
@@ -77,7 +77,7 @@ template <const Record& R, std::size_t I>
     in.advance(used);
 }
 
-/// Gives the array a zeroed run of element flags. False: the Domain refuses memory.
+/// Gives the array a zeroed run of element flags. Returns false when the Domain refuses memory.
 [[gnu::noinline]] inline bool renew_element_flags(Domain* D, std::uint32_t S, void** run, std::uint32_t count,
                                                   std::uint32_t* st) {
     if (element_flags_at(run) != nullptr) release(D, S, *run);
@@ -90,7 +90,7 @@ template <const Record& R, std::size_t I>
     return true;
 }
 
-/// Makes the element flags fit the new count. False: the Domain refuses memory.
+/// Makes the element flags match the new count. Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t former) {
     constexpr std::size_t place = catalogue::layout<R>.nested[I];
@@ -99,7 +99,7 @@ bool prepare_element_flags(const Reader& in, Instance* x, std::uint32_t count, s
         const bool kept = in.keeps(count, former) && element_flags_at(run) != nullptr;
         return kept || renew_element_flags(in.D, in.S, run, count, in.st);
     }
-    // Elements that come without flags may be more than the run is long.
+    // The message brings no flags. With more elements than before the run would be too short, so it is released.
     if (std::uint8_t* block = count > former ? known_flag_block<R>(in.D, in.S, x) : nullptr; block != nullptr)
         if (auto** run = at<void*>(block, place); element_flags_at(run) != nullptr)
             lifecycle::release_buffer(in.D, in.S, run);
@@ -117,8 +117,8 @@ bool may_grow(const Reader& in, Instance* x, std::uint32_t count, std::uint32_t 
     return false;
 }
 
-/// Sets up and reads elements that are records, in zeroed storage; in tracked mode their blocks lie behind all of them.
-/// Elements behind one that cannot be read are not set up. The result is the bytes passed.
+/// Sets up and reads elements that are records, in zeroed storage. In tracked mode their blocks lie behind all of them.
+/// Stops at an element that cannot be read and does not set up the rest. Returns the bytes passed.
 template <const Record& E>
 [[gnu::noinline, gnu::flatten]] std::uint32_t take_elements(Reader in, void* storage, std::uint32_t count) {
     constexpr std::size_t size = catalogue::size<E>;
@@ -137,20 +137,20 @@ template <const Record& E>
     return static_cast<std::uint32_t>(std::int64_t{room} - in.room);
 }
 
-/// Whether the elements that an array holds have been given room for state flags, if the Domain tracks. The last one
-/// knows: it was set up when the storage got its size.
+/// Whether the array's elements have room for state flags, if the Domain tracks. It is enough to look at the last
+/// element: it was set up when the storage got its size.
 template <const Record& E>
 bool has_blocks_if_needed(const Reader& in, const void* storage, std::uint32_t count) {
     return !in.places_blocks || has_flag(at<Instance>(storage, (count - 1) * catalogue::size<E>), ZUR_TRACKED);
 }
 
-/// False: the Domain refuses memory.
+/// Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_array_of_records(Reader& in, Instance* x, std::uint32_t former) {
     constexpr const Record& element = *R.fields[I].record;
     auto** storage = field<R, I, void*>(x);
     const std::uint32_t count = stored_length<R, I>(x);
-    if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
+    if (*storage == nullptr) former = 0; // the length may count storage that was refused
     if (!may_grow<R, I>(in, x, count, former)) return false;
     if (*storage != nullptr && (in.reuse != 0 || count == 0))
         lifecycle::destroy_elements<element>(in.D, in.S, *storage, former);
@@ -164,7 +164,7 @@ template <const Record& R, std::size_t I>
         in.D, in.S, storage, kept, count, [](const Domain* D) { return lifecycle::size_of<element>(D); }, x, in.st);
     if (size == 0) return false;
     std::memset(*storage, 0, size);
-    // The distance from an element to its block has 32 bits; storage that is too large for that is given back.
+    // The distance from an element to its block has 32 bits, so storage too large for that is released.
     if (in.places_blocks && size > std::numeric_limits<std::uint32_t>::max()) [[unlikely]] {
         drop(in.D, in.S, storage, x);
         fail(in.D, in.st, ZUR_NO_MEMORY);
@@ -176,13 +176,13 @@ template <const Record& R, std::size_t I>
     return true;
 }
 
-/// False: the Domain refuses memory.
+/// Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_array_of_values(Reader& in, Instance* x, std::uint32_t former) {
     constexpr const Field& f = R.fields[I];
     auto** storage = field<R, I, void*>(x);
     const std::uint32_t count = stored_length<R, I>(x);
-    if (*storage == nullptr) former = 0; // the length may stand for storage that was refused
+    if (*storage == nullptr) former = 0; // the length may count storage that was refused
     if (!may_grow<R, I>(in, x, count, former)) return false;
     if (count == 0) {
         drop(in.D, in.S, storage, x);
@@ -197,7 +197,7 @@ template <const Record& R, std::size_t I>
     }
     const std::uint32_t used = take_run<*f.foreign>(in.D, in.S, in.cursor, *storage, count, in.room, in.reuse, in.st);
     in.advance(used);
-    // A primitive is as wide on the wire as in memory; only what was not read remains to be zeroed.
+    // A primitive is as wide on the wire as in memory, so only what was not read must be zeroed.
     std::memset(at(*storage, used), 0, size - used);
     take_array_flags<R, I>(in, count);
     return true;

@@ -6,8 +6,8 @@
 
 namespace epm::wire {
 
-/// Into the Instance that the reference holds, or into a new one. A destination that cannot be filled is destroyed, the
-/// caller's own as well. `reference` is the address of the caller's pointer, whose type is the record's own.
+/// Clones into the Instance that the reference holds, or into a new one. Destroys a destination that cannot be filled,
+/// even the caller's own. `reference` is the address of the caller's pointer, whose type is the record's own.
 template <const Record& R>
 void clone_internal(Domain* D, std::uint32_t S, const Instance* source, void* reference, void* workspace,
                     std::int32_t length, std::uint32_t* st) {

@@ -1,5 +1,5 @@
-// The order of two records: field by field in declaration order, in memory, without a look at header or Domain. All
-// fields of all variants count.
+// Compares two records field by field, in declaration order. It only looks at memory, never at header or Domain, and
+// covers the fields of all variants.
 #pragma once
 
 #include "wire/enumeration.hpp"
@@ -25,12 +25,12 @@ template <const Foreign& F>
 using Ordered =
     std::conditional_t<std::is_same_v<typename Codec<F>::Value, char>, std::int8_t, typename Codec<F>::Value>;
 
-/// Bytes of memory. There need be no memory where there are no bytes.
+/// Compares bytes of memory. The pointers may be null when there are no bytes.
 inline std::int32_t compare_bytes(const void* a, const void* b, std::size_t length) {
     return length == 0 ? 0 : std::memcmp(a, b, length);
 }
 
-/// The elements of two arrays of records, as far as both go.
+/// Compares the elements of two arrays of records up to the shorter one's end.
 template <const Record& E>
 [[gnu::noinline]] std::int32_t compare_elements(const void* a, const void* b, std::uint32_t count) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -87,7 +87,7 @@ template <const Record& R, std::size_t I>
     }
 }
 
-/// The first result that is not 0, as it stands. Nothing follows the arm that a union's tag selects.
+/// Returns the first result that is not 0, unchanged. Stops after the arm that a union's tag selects.
 template <const Record& R, std::size_t... I>
 [[gnu::always_inline]] inline std::int32_t compare_fields(const Instance* a, const Instance* b,
                                                           std::index_sequence<I...>) {

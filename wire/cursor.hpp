@@ -1,5 +1,5 @@
-// Where a writer or a reader stands: the next byte, the room behind it, and the state flag bytes that travel between
-// the fields in tracked mode. What a field looks like in the bytes is told in the field kinds' own files.
+// The position of a writer or a reader: the next byte, the room behind it, and the state flag bytes that travel between
+// the fields in tracked mode. The files of the field kinds define what each field looks like.
 #pragma once
 
 #include "frame/contents.hpp"
@@ -10,11 +10,11 @@
 
 namespace epm::wire {
 
-/// The Instance flags that travel. All others are cleared on the way out, and on the way in, where a peer could
-/// otherwise claim memory arrangements that the destination does not have.
+/// The Instance flags that travel. All others are cleared on the way out and on the way in; otherwise a peer could
+/// claim memory arrangements that the destination does not have.
 inline constexpr std::uint8_t travelling_flags = ZUR_TRACKED | ZUR_RA_DATA;
 
-/// A pass through the template of another record, from a field that holds one.
+/// Passes through the template of another record, from a field that holds one.
 template <const Record& R>
 std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
                              int check, std::uint32_t* st);
@@ -22,7 +22,7 @@ template <const Record& R>
 std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
                         std::uint32_t reuse, std::uint32_t* st);
 
-/// The refusal of a buffer without a single byte.
+/// Refuses a buffer without a single byte.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t refuse_buffer(Domain* D, std::uint32_t* st) {
     fail(D, st, ZUR_WRONG_LENGTH);
     return 0;
@@ -34,7 +34,7 @@ inline constexpr std::size_t longest_block = [] {
     return longest;
 }();
 
-/// The state flags of an Instance that has none, as they travel: all zero, and no element flags.
+/// What travels for an Instance without state flags: all zero, and no element flags.
 alignas(8) inline constexpr std::array<std::uint8_t, longest_block> no_state_flags{};
 
 struct Writer {
@@ -43,19 +43,19 @@ struct Writer {
     unsigned char* cursor;
     std::int32_t room;
     std::uint32_t* st;
-    const std::uint8_t* flags = nullptr; ///< the state flags to send; null: none travel
+    const std::uint8_t* flags = nullptr; ///< the state flags to send; null when none travel
 
     void advance(std::uint32_t bytes) {
         cursor += bytes;
         room -= static_cast<std::int32_t>(bytes);
     }
-    /// In a full buffer the flag lands directly behind the end and is not counted: the caller allows for that byte.
+    /// In a full buffer the flag goes directly behind the end and is not counted; the caller leaves room for that byte.
     [[gnu::always_inline]] void put_flag(std::size_t place) {
         if (flags == nullptr) return;
         *cursor = flags[place];
         advance(room != 0);
     }
-    /// Behind lists and arms: only where a byte is left over.
+    /// For lists and arms: writes the flag only if a byte is left after it.
     [[gnu::always_inline]] void put_flag_with_room(std::size_t place) {
         if (flags == nullptr || room < 2) return;
         *cursor = flags[place];
@@ -63,8 +63,9 @@ struct Writer {
     }
 };
 
-/// How the flag behind a field is read: the room at which the byte is taken, the room at which a taken byte is passed,
-/// and the room at which a byte that nobody wants is passed. A room of 0 takes the byte directly behind the end.
+/// How to read the flag behind a field. `take` is the room needed to store the byte, `pass` the room needed to move
+/// past a stored byte, `skip` the room needed to move past an unwanted one. With a room of 0 the byte directly behind
+/// the end is read.
 struct FlagForm {
     std::int32_t take;
     std::int32_t pass;
@@ -76,7 +77,7 @@ inline constexpr FlagForm text_flag{0, 1, 2};
 inline constexpr FlagForm list_flag{2, 2, 2};
 inline constexpr FlagForm last_list_flag{1, 1, 1}; ///< in a record that ends where the message ends
 
-/// The room after an offset has gone beyond the end. It falls no further than a signed length can tell.
+/// The room after the offset has moved beyond the end. It never falls below what a signed length can hold.
 [[gnu::cold, gnu::noinline]] inline std::int32_t room_beyond(std::int32_t room, std::uint32_t bytes) {
     constexpr std::int64_t least = -std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(std::max(std::int64_t{room} - bytes, least));
@@ -88,8 +89,8 @@ enum class StateFlags : std::uint8_t {
     skipped,
 };
 
-/// A jump word may put the offset beyond the buffer. The room is then negative, the cursor stays at the end, codecs
-/// refuse, and nothing is read any more.
+/// A jump word may move the offset beyond the buffer. The room then becomes negative and the cursor stays at the end,
+/// so the codecs refuse and nothing more is read.
 struct Reader {
     Domain* D;
     std::uint32_t S;
@@ -100,9 +101,9 @@ struct Reader {
     StateFlags state_flags = StateFlags::absent; ///< what is done with the flags between the fields
     bool places_blocks = false;                  ///< the elements of arrays have state flags behind them
     std::uint8_t* block = nullptr;               ///< where flags are stored
-    bool ends_message = false;                   ///< no byte stands behind the record, as its jump word has it
+    bool ends_message = false;                   ///< the record's jump word reaches the end of the message
 
-    /// Whether storage that holds as many units as are to come serves again.
+    /// Whether the present storage can be used again: reuse is on, and it holds as many units as will come.
     bool keeps(std::uint32_t count, std::uint32_t former) const {
         if (reuse == 0) [[likely]]
             return false;
@@ -110,19 +111,19 @@ struct Reader {
     }
     std::uint32_t rest() const { return room > 0 ? static_cast<std::uint32_t>(room) : 0; }
 
-    /// Over what a codec has read, which is never more than the room.
+    /// Moves past what a codec has read, which is never more than the room.
     void advance(std::uint32_t bytes) {
         cursor += bytes;
         room -= static_cast<std::int32_t>(bytes);
     }
-    /// Over what a codec or a nested record says to have read: beyond a room that is negative, nothing.
+    /// Moves past what a codec or nested record reports. It may exceed the room, or the room may be negative already.
     [[gnu::always_inline]] void pass(std::uint32_t bytes) {
         if (bytes <= static_cast<std::uint32_t>(room)) [[likely]]
             advance(bytes);
         else
             leave(bytes);
     }
-    /// Over more than there is.
+    /// Moves past more bytes than there are.
     [[gnu::always_inline]] void leave(std::uint32_t bytes) {
         cursor += rest();
         room = room_beyond(room, bytes);

@@ -14,7 +14,7 @@ namespace epm::wire {
 
 inline constexpr std::uint32_t enum_wire_length = 5;
 
-/// The variant that is written: the Instance's, unless the Domain's is to bound it, and at most the type's highest.
+/// The variant to write: the Instance's, capped by the Domain's if `is_bound`, and by the type's highest.
 inline std::int8_t variant_to_write(Domain* D, std::int8_t variant, const zur_type_info* type, bool is_bound,
                                     std::int8_t top, std::uint32_t* st) {
     const auto agreed = static_cast<std::int8_t>(zur_domain_lookup_variant(D, &D->variant_context, type, st));
@@ -82,7 +82,7 @@ std::uint32_t length_chained(const Domain* D) {
     return D->last_error != 0 ? 0 : enum_wire_length;
 }
 
-/// Whether the Domain's variant has an enumerator. All comparisons are signed, so that a negative number passes.
+/// Whether the Domain's variant has an enumerator. All comparisons are signed, so a negative number passes.
 template <const Enum& E>
 std::uint32_t is_valid_chained(Domain* D, std::int32_t value) {
     const auto agreed =
@@ -91,14 +91,14 @@ std::uint32_t is_valid_chained(Domain* D, std::int32_t value) {
     return E.top() > 0 && agreed > 0 && value < static_cast<std::int32_t>(E.accepted(E.top()));
 }
 
-/// The order of two Instances of which at least one is null; 2 when both are there.
+/// Orders two Instances of which at least one is null; returns 2 when neither is.
 inline constexpr std::int32_t both_there = 2;
 constexpr std::int32_t compare_null(const Instance* a, const Instance* b) {
     if (a == nullptr) return b == nullptr ? 0 : -1;
     return b == nullptr ? 1 : both_there;
 }
 
-/// The difference of two enumerators as it stands, not its sign.
+/// The plain difference of two enumerators, not only its sign.
 inline std::int32_t compare_enumerators(const EnumInstance* a, const EnumInstance* b) {
     return static_cast<std::int32_t>(a->value - b->value);
 }

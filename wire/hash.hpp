@@ -1,5 +1,5 @@
-// The chained hash of a record's field values in declaration order. A length is hashed in its own place and once more
-// before what it measures, and a union's tag once more before each arm; stored values depend on that.
+// The chained hash of a record's field values in declaration order. It includes a length twice, in its own place and
+// again before what it measures, and a union's tag again before each arm. Stored hashes depend on that.
 #pragma once
 
 #include "wire/enumeration.hpp"

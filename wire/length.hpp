@@ -1,5 +1,5 @@
-// The length that a caller gives the writer's buffer: a bound formed from the Instance alone. It counts by the
-// Instance's own variant, no ra block, and in tracked mode a flag for each character of a text.
+// The length that a caller gives the writer's buffer, an upper bound computed from the Instance alone. It uses the
+// Instance's own variant, leaves out an ra block, and in tracked mode counts a flag for each character of a text.
 #pragma once
 
 #include "wire/enumeration.hpp"
@@ -49,7 +49,7 @@ template <const Record& R, std::size_t I>
     }
 }
 
-/// The state flags that are counted for a field, which are not always those that are written.
+/// The state flags counted for a field. They are not always the ones that are written.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline std::uint32_t length_of_flags(const Instance* x) {
     constexpr const Field& f = R.fields[I];

@@ -39,7 +39,7 @@ template <const Record& R, std::size_t I>
     }
 }
 
-/// Reads one new element to the end of the list. An element that cannot be read or attached is nobody's and goes.
+/// Reads a new element and appends it. If it cannot be read or attached, it has no owner, so it is destroyed.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void take_new_element(Reader& in, Instance* x) {
     constexpr const Record& type = *R.fields[I].record;

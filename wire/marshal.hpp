@@ -7,7 +7,7 @@
 //   2+R     4        jump word: bytes from its own first byte to the last one of the record
 //   6+R     jump-4   body: the fields of variant 0, then of variant 1 and so on; none in a negative variant
 //
-// Everything nested is written in the same form by plain recursion.
+// Everything nested has the same form and is written by plain recursion.
 #pragma once
 
 #include "wire/arm_field.hpp"
@@ -18,7 +18,7 @@
 
 namespace epm::wire {
 
-/// The block that is sent in tracked mode, as the Instance's own flags tell it.
+/// The block to send in tracked mode; the Instance's own flags decide which.
 template <const Record& R>
 const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x, std::uint8_t instance_flags) {
     if ((instance_flags & ZUR_TRACKED) == 0) return no_state_flags.data();
@@ -27,7 +27,7 @@ const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x,
     return at<std::uint8_t>(x, standard_place<R>(x));
 }
 
-/// The writer supplies no data of its own.
+/// Writes an ra block without data; the Bundle has none to add.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t put_ra_block(Domain* D, std::uint32_t S, void* destination,
                                                                std::int32_t room, std::uint32_t* st) {
     std::uint64_t word = 0;
@@ -73,8 +73,8 @@ template <const Record& R, std::size_t... I>
     ((R.fields[I].since == 0 || variant >= R.fields[I].since ? put_field<R, I>(out, x) : void()), ...);
 }
 
-/// With `check` the Domain's variant bounds the Instance's. Fields are written on after an error, so that the jump word
-/// always tells where the record ends.
+/// With `check` the Domain's variant caps the Instance's. Writing goes on after an error, so that the jump word always
+/// says where the record ends.
 template <const Record& R>
 std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
                              int check, std::uint32_t* st) {
@@ -84,7 +84,7 @@ std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Ins
     const std::int8_t own_variant = zur_get_instance_variant(x, 1, 0);
     const zur_type_info* type = x != nullptr ? zur_get_manifested_type_info(x) : nullptr;
     if (x != nullptr && type == nullptr) [[unlikely]]
-        type = type_info<R>(); // an array's element behind one that could not be read
+        type = type_info<R>(); // an element that was not set up because one before it could not be read
     const std::int8_t variant = variant_to_write(D, own_variant, type, check != 0, R.top(), st);
     Writer out{.D = D, .S = S, .cursor = static_cast<unsigned char*>(buffer), .room = length, .st = st};
     out.advance(_zur_instance_variant_marshal(D, S, out.cursor, &variant, out.room, st));
@@ -98,7 +98,7 @@ std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Ins
     if ((flags & ZUR_RA_DATA) != 0) [[unlikely]]
         out.advance(put_ra_block(D, S, out.cursor, out.room, st));
     unsigned char* const base = out.cursor;
-    // Where the placeholder finds no room, neither must the word that is to replace it.
+    // If the placeholder does not fit, the final jump word must not be written either.
     const std::int32_t base_room = std::min(out.room, std::int32_t{sizeof(std::uint32_t)});
     std::uint32_t jump = 0;
     out.advance(_zur_variant_jump_marshal(D, S, base, &jump, out.room, st));
@@ -114,7 +114,7 @@ std::uint32_t marshal(Domain* D, std::uint32_t S, void* buffer, const Instance* 
     return marshal_worker<R>(D, S, buffer, x, length, 1, st);
 }
 
-/// For a copy in the same process: the Domain's variant does not bound the outermost record.
+/// Marshals for a copy in the same process, so the Domain's variant does not cap the outermost record's.
 template <const Record& R>
 std::uint32_t marshal_for_clone(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
                                 std::uint32_t* st) {

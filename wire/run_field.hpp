@@ -1,6 +1,6 @@
-// Runs of a primitive: fixed arrays, fixed characters, and the elements of arrays of primitives. On the wire a run is
-// its elements one behind the other, each as its codec writes it. A runtime may offer a codec for whole runs; bytes,
-// status and partial result are the same with it and without.
+// Runs of a primitive: fixed arrays, fixed characters, and the elements of arrays of primitives. On the wire the
+// elements follow each other, each as its codec writes it. A runtime may offer a codec for whole runs; bytes, status
+// and partial result are the same either way.
 #pragma once
 
 #include "wire/cursor.hpp"
@@ -13,7 +13,7 @@ concept HasRuns = requires {
     Codec<F>::unmarshal_run;
 };
 
-/// Bytes written. Elements behind one that finds no room are left out.
+/// Returns the bytes written. Stops at the first element that does not fit.
 template <const Foreign& F>
 [[gnu::noinline]] std::uint32_t put_run(Domain* D, std::uint32_t S, unsigned char* destination, const void* first,
                                         std::uint32_t count, std::int32_t room, std::uint32_t* st) {
@@ -29,7 +29,7 @@ template <const Foreign& F>
     return static_cast<std::uint32_t>(out.cursor - destination);
 }
 
-/// Bytes read. Elements from the first one that cannot be read on are left as they are.
+/// Returns the bytes read. Stops at the first element that cannot be read; the rest keep their content.
 template <const Foreign& F>
 [[gnu::noinline]] std::uint32_t take_run(Domain* D, std::uint32_t S, const unsigned char* source, void* first,
                                          std::uint32_t count, std::int32_t room, std::uint32_t reuse,

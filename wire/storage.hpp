@@ -1,5 +1,5 @@
-// The heap storage of texts and arrays as a reader replaces it: what is given up, what is kept, what is asked of the
-// Domain. A count from the wire is multiplied in 64 bits and is the Domain's to refuse.
+// The heap storage of texts and arrays as a reader replaces it: what to release, what to keep, what to allocate. A
+// count from the wire is multiplied in 64 bits, and the Domain may refuse the result.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -14,8 +14,8 @@ inline void drop(Domain* D, std::uint32_t S, void** storage, Instance* owner) {
     store(D, S, storage, nullptr, owner);
 }
 
-/// Gives a field storage for `units` units: what it holds where that is `kept`, else new and not yet zeroed. The result
-/// is the size in bytes, 0 when the Domain refuses.
+/// Gives a field storage for `units` units: the present storage if `kept`, else new storage that is not zeroed. Returns
+/// the size in bytes, or 0 when the Domain refuses.
 template <class UnitSize>
 std::size_t provide(Domain* D, std::uint32_t S, void** storage, bool kept, std::size_t units, UnitSize unit_size,
                     Instance* owner, std::uint32_t* st) {

@@ -1,4 +1,4 @@
-// Counted characters on the wire. The length n stands where the length field stands, and not always directly in front:
+// Counted characters on the wire. The length n is where the length field is, which is not always directly in front:
 //
 //   size  content
 //   n     the characters as they are, without a terminator
@@ -10,7 +10,7 @@
 
 namespace epm::wire {
 
-/// A text that is longer than the room is an error, and what fits is written all the same.
+/// Writes the part of a text that fits and leaves the error.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t cut_text(Domain* D, std::int32_t room, std::uint32_t* st) {
     fail(D, st, ZUR_WRONG_LENGTH);
     return room > 0 ? static_cast<std::uint32_t>(room) : 0;
@@ -23,8 +23,7 @@ inline void put_text(Writer& out, const void* text, std::uint32_t length) {
     out.advance(length);
 }
 
-/// Characters that follow in the source, into storage with a terminator. The result is the bytes read; -1 when the
-/// Domain refuses memory.
+/// Reads the characters into storage with a terminator. Returns the bytes read, or -1 when the Domain refuses memory.
 inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source, std::int32_t room, void** text,
                                     std::uint32_t length, bool may_keep, Instance* owner, std::uint32_t* st) {
     const bool kept = may_keep && *text != nullptr;
@@ -33,7 +32,7 @@ inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* sour
     if (size == 0) return -1;
     const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{length}));
     std::memcpy(*text, source, used);
-    // The terminator; more only behind a text that was cut.
+    // Zero the terminator; for a text that was cut, more than that.
     if (size - used == 1) [[likely]]
         *at<char>(*text, used) = 0;
     else
@@ -41,7 +40,7 @@ inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* sour
     return static_cast<std::int32_t>(used);
 }
 
-/// False: the Domain refuses memory.
+/// Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_text(Reader& in, Instance* x, std::uint32_t former) {
     auto** text = field<R, I, void*>(x);

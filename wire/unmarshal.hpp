@@ -1,6 +1,6 @@
-// The reader of records, for the form that stands at the head of the writer. A reader with fewer fields than the writer
-// jumps over what it does not know; one with more leaves its own fields as they are. The bytes may come from anywhere:
-// nothing is read beyond the buffer but, for the flag behind a text or an array, the one byte directly behind it.
+// The reader of records; marshal.hpp has the form. A reader with fewer fields than the writer jumps over what it does
+// not know; one with more leaves its extra fields as they are. The bytes may come from anywhere, so nothing beyond the
+// buffer is read, except for the one byte directly behind it when the flag of a text or an array is due.
 #pragma once
 
 #include "wire/arm_field.hpp"
@@ -11,14 +11,14 @@
 
 namespace epm::wire {
 
-/// How the reading of fields goes on.
+/// Whether to go on reading fields.
 enum class Progress : std::uint8_t {
     next,
-    last,    ///< no further fields, the record is settled as it is
-    refused, ///< no memory, the record is left as it is
+    last,    ///< no further fields, the rest of the record is still processed
+    refused, ///< no memory, the record stays as it is
 };
 
-/// What the block yields is not used.
+/// Reads an ra block and drops its content.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t take_ra_block(Domain* D, std::uint32_t S, const void* source,
                                                                 std::int32_t room, std::uint32_t* st) {
     std::uint64_t word = 0;
@@ -26,8 +26,8 @@ enum class Progress : std::uint8_t {
     return _zur_instance_ra_data_unmarshal(D, S, source, &word, &byte, room, st);
 }
 
-/// What a jump word leads over behind the fields that were read. A word whose goal no signed offset can tell is taken
-/// like one that leads backwards, which is no error and moves nothing.
+/// The bytes that the jump word skips behind the fields that were read. A jump word that leads beyond any signed offset
+/// is treated like one that leads backwards: no error, and nothing is skipped.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t jump_over(std::uint32_t site, std::uint32_t offset,
                                                             std::uint32_t base, std::uint32_t jump) {
     const std::uint64_t goal = std::uint64_t{base} + jump;
@@ -36,9 +36,9 @@ enum class Progress : std::uint8_t {
     return static_cast<std::uint32_t>(goal) - offset;
 }
 
-/// The record whose entry tells that a Domain tracks and the Instance does not. The elements of an array are set up in
-/// the Domain's mode as they are read, so that this can strike only where a caller hands one over, and the array's
-/// owner tells of it.
+/// The record that traces that a Domain tracks and the Instance does not. The reader sets up the elements of an array
+/// in the Domain's mode, so this only happens with an element that the caller supplies; the array's owner then traces
+/// it.
 template <const Record& R>
 constexpr const Record& teller_of_mismatch() {
     for (const Record* owner : catalogue::all_records)
@@ -47,8 +47,8 @@ constexpr const Record& teller_of_mismatch() {
     return R;
 }
 
-/// Decides what becomes of state flags, from the Domain's mode and the flag byte, which is changed to what the Instance
-/// is given.
+/// Decides what to do with the state flags, from the Domain's mode and the flag byte. Changes the flag byte to what the
+/// Instance gets.
 template <const Record& R>
 [[gnu::always_inline]] inline void choose_state_flags(Reader& in, Instance* x, std::uint8_t& flags) {
     using trace::site, trace::Operation, trace::Text;
@@ -125,8 +125,8 @@ template <const Record& R, std::size_t... I>
     return progress;
 }
 
-/// Releases what fields of later variants own, before the Instance's variant falls below them: afterwards no operation
-/// sees these fields, and destruction passes over them too.
+/// Releases what fields of later variants own before the Instance's variant falls below them. Afterwards no operation
+/// sees these fields, not even the destruction.
 template <const Record& R>
 [[gnu::cold, gnu::noinline]] void release_later_fields(Domain* D, std::uint32_t S, Instance* x, std::int8_t variant) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {
@@ -134,7 +134,7 @@ template <const Record& R>
     });
 }
 
-/// The last steps go unannounced. No flag of the Instance is ever cleared here.
+/// The last steps are not announced. Reading never clears a flag of the Instance.
 template <const Record& R>
 std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
                         std::uint32_t reuse, std::uint32_t* st) {

@@ -1,5 +1,5 @@
-// Whether a field exists in the variant in force. Field ids count the declared fields from 0, and each variant past the
-// first opens with one id that stands for no field.
+// Whether a field exists in the variant in force. Field ids count the declared fields from 0. Each variant after the
+// first starts with one id that belongs to no field.
 #pragma once
 
 #include "frame/type_tables.hpp"
@@ -14,7 +14,7 @@ constexpr std::uint32_t end_of_ids(std::int8_t variant) {
     return ids;
 }
 
-/// Bit 0 of the options leaves the Instance's own variant out of account.
+/// With bit 0 of the options set, the Instance's own variant is ignored.
 template <const Record& R>
 std::uint32_t is_valid_chained(Domain* D, const Instance* x, std::uint32_t id, std::uint32_t options) {
     const std::int32_t agreed = zur_domain_lookup_variant(D, &D->variant_context, type_info<R>(), &D->last_error);
