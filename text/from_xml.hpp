@@ -1,5 +1,5 @@
-// The XML reader: fills an Instance from a parsed document, field by field, each by its path. It is tolerant, what is
-// absent stays as it is, and it reads no state flags back. Parsing is the runtime's business, and so are the values.
+// The XML reader: fills an Instance from a parsed document, field by field, each by its path. It is tolerant: an absent
+// field keeps its value. It does not read state flags. The runtime parses the document and the values.
 #pragma once
 
 #include "access/array_of_records.hpp"
@@ -18,9 +18,9 @@ namespace epm::text {
 inline constexpr std::size_t path_length = 256;
 inline constexpr std::size_t scratch_length = 128;
 
-/// The path of the element that is being read, and behind it that of what lies under it, spelled in the same place one
-/// after the other. A path that is too long is cut, and then leads nowhere, or in a document made for it to the same
-/// place for each element.
+/// The path of the element being read, followed by the path of whatever lies under it, all built in one buffer. A path
+/// that is too long is cut. It then usually finds nothing, but a document made for it can let it find the same place
+/// for each element.
 class Paths {
 public:
     explicit Paths(const char* path) {
@@ -41,7 +41,7 @@ public:
         characters_[last_.end] = 0;
         return characters_;
     }
-    /// As above, where the last path was that of the element before: mostly one digit differs.
+    /// As above, after the path of the element before: mostly only one digit changes.
     const char* spell_next(CountedText name, std::uint32_t element) {
         if (element == 1 || last_.is_cut || !count_up(characters_ + last_.end)) return spell(name, element);
         return characters_;
@@ -53,7 +53,7 @@ public:
         std::uint32_t end = 0;   ///< of the last path
         bool is_cut = false;
     };
-    /// What is spelled from now on lies under the last path, until that is the last one again.
+    /// Paths spelled from now on lie under the last one, until the caller goes back to it.
     [[gnu::noinline]] Place enter() {
         const Place outer = last_;
         put(last_.end, {"/", 1});
@@ -79,7 +79,7 @@ private:
     Place last_;
 };
 
-/// What a reader is given, and hands on to those of its fields.
+/// What a reader is given and passes on to its fields.
 struct Reader {
     Domain* D;
     std::uint32_t S;
@@ -89,15 +89,15 @@ struct Reader {
     char* message;
     std::uint32_t message_size;
 
-    /// The test behind a field: absence is tolerated. False: the reader stops.
+    /// The check after a field: an absent one is fine. Returns false when the reader must stop.
     bool goes_on() const {
         if (*st == ZUR_ABSENT) *st = 0;
         return *st == 0;
     }
 };
 
-/// The number of the first enumerator that stands under the path as an element, or `count`: none does, or looking
-/// failed and the error is left. The path is the last one spelled.
+/// The number of the first enumerator that is an element under the path. Returns `count` when there is none, or when
+/// the look-up failed and the error is left. The path must be the last one spelled.
 [[gnu::noinline]] inline std::uint32_t find_enumerator(const Reader& in, const char* path, const CountedText* names,
                                                        std::uint32_t count) {
     const Paths::Place outer = in.paths.enter();
@@ -119,7 +119,7 @@ struct Reader {
     return found;
 }
 
-/// The number is stored unannounced and whatever the Instance's variant.
+/// Stores the number without announcing it, whatever the Instance's variant.
 template <const Enum& E>
 void read(const Reader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;
@@ -146,9 +146,9 @@ void read_as(const Reader& in, const char* path, void* value) {
 using SetText = void (*)(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint32_t length,
                          std::uint32_t* st);
 
-/// A text is asked for its length, fetched, and handed to its setter. What the first question leaves stays raised: an
-/// absent text's word is cleared behind the next field, which is not read for it, or replaced by the next text's.
-/// Behind the last field it stays.
+/// Asks for a text's length, fetches the text and passes it to its setter. An error from the first question stays in
+/// the status word. For an absent text the check after the next field clears it, and that field is not read; a text in
+/// that place overwrites it. After the last field it stays.
 [[gnu::noinline]] inline bool read_text(const Reader& in, const char* path, Instance* x, SetText set) {
     std::uint32_t length = 0;
     *in.st = xml_get_element_value(in.document, path, nullptr, 0, &length);
@@ -156,7 +156,7 @@ using SetText = void (*)(Domain* D, std::uint32_t S, Instance* x, const char* so
     zur_store_err(in.D, *in.st);
     if (*in.st != ZUR_BUFFER_TOO_SMALL) return true;
     *in.st = 0;
-    // The room is counted in 32 bits, so that the longest length leaves none for the NUL.
+    // The room is counted in 32 bits, so the longest length would leave none for the NUL.
     const bool is_countable = length != UINT32_MAX;
     auto* characters = static_cast<char*>(is_countable ? allocate(in.D, in.S, std::size_t{length} + 1) : nullptr);
     if (characters == nullptr) {
@@ -180,8 +180,8 @@ bool read_run(const Reader& in, Instance* x) {
     return true;
 }
 
-/// Reads elements one at a time through a holder, until one is absent. Without a holder the error is left for the test
-/// behind the next field.
+/// Reads elements one at a time through a holder, until one is absent. If there is no holder, leaves the error for the
+/// check after the next field.
 template <const Record& R, std::size_t I>
 bool read_values(const Reader& in, Instance* x) {
     static_assert(std::string_view(R.fields[I].foreign->name) == "u_int32", "there are holders of this type only");
@@ -201,7 +201,7 @@ bool read_values(const Reader& in, Instance* x) {
     return true;
 }
 
-/// Gives a list its next element. One that could not be linked has no owner.
+/// Appends an element to a list. If it cannot be linked, it has no owner, so it is destroyed.
 template <const Record& R, std::size_t I>
 void append(const Reader& in, Instance* x, Instance* element) {
     constexpr const Record& element_type = *R.fields[I].record;
@@ -211,7 +211,7 @@ void append(const Reader& in, Instance* x, Instance* element) {
 }
 
 /// Reads the records of an array or list, each into an Instance of its own, until one is absent. An array takes over
-/// what the Instance holds, a list takes the Instance.
+/// the Instance's content, a list takes the Instance itself.
 template <const Record& R, std::size_t I>
 void read_records(const Reader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];
@@ -235,8 +235,8 @@ void read_records(const Reader& in, Instance* x) {
     fail(in.D, in.st, ZUR_NO_MEMORY);
 }
 
-/// Reads the arm that the tag selects into a new Instance, which stays in its slot even where reading fails. What was
-/// in the slot is lost: the record is expected to be fresh.
+/// Reads the arm that the tag selects into a new Instance, which stays in its slot even if reading fails. Does not
+/// release what was in the slot: the record is expected to be fresh.
 template <const Record& R, std::size_t I>
 bool read_arm(const Reader& in, Instance* x) {
     if (!is_selected<R, I>(x)) return true;
@@ -251,12 +251,12 @@ bool read_arm(const Reader& in, Instance* x) {
     return in.goes_on();
 }
 
-/// Whether reading a field gives it memory that only destruction releases, which passes over later variants.
+/// Whether reading the field allocates memory that only destruction releases; destruction skips later variants.
 template <const Record& R, std::size_t I>
 inline constexpr bool owns_what_is_read =
     R.fields[I].kind == Kind::arm || R.fields[I].kind == Kind::object || R.fields[I].kind == Kind::embedded;
 
-/// Reads one field. Returns false when the reader stops. Lengths are not read, the setters make them right.
+/// Reads one field. Returns false when the reader must stop. Lengths are not read; the setters write them.
 template <const Record& R, std::size_t I>
 bool read_field(const Reader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];
@@ -291,7 +291,7 @@ bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
     return (read_field<R, I>(in, x) && ...);
 }
 
-/// Numbers are read whatever the Instance's variant.
+/// Reads numbers whatever the Instance's variant.
 template <const Record& R>
 [[gnu::noinline]] void read(const Reader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;

@@ -1,5 +1,4 @@
-// The strings of the text forms that follow from the catalogue's names, joined while the library is compiled. What
-// depends on the record at hand is not here.
+// The strings of the text forms that follow from the catalogue's names, joined at compile time.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -46,18 +45,18 @@ template <const auto& T, std::size_t I, Words Before, Words After = "">
 inline constexpr Label<Before.view().size() + detail::name_of(T, I).size() + After.view().size()> label{
     Before.view(), detail::name_of(T, I), After.view()};
 
-/// An arm's name behind that of its union's tag.
+/// An arm's name after that of its union's tag.
 template <const Record& R, std::size_t I, Words Before, Words Between>
 inline constexpr Label<Before.view().size() + detail::name_of(R, 0).size() + Between.view().size() +
                        detail::name_of(R, I).size()>
     arm_label{Before.view(), detail::name_of(R, 0), Between.view(), detail::name_of(R, I)};
 
-/// The empty element that stands for a number which is no enumerator.
+/// The empty element for a number that is no enumerator.
 template <const Enum& E>
 inline constexpr Label<std::string_view(E.name).size() + std::string_view("< value out of range/>").size()>
     out_of_range{"<", E.name, " value out of range/>"};
 
-/// An array over an enumeration's enumerators, in the order of their numbers: f.template operator()<N>() for each.
+/// Builds an array over the enumerators in the order of their numbers: f.template operator()<N>() for each.
 template <const Enum& E>
 constexpr auto for_enumerators(auto f) {
     return [&]<std::size_t... N>(std::index_sequence<N...>) {

@@ -1,4 +1,4 @@
-// A text under way in a caller's buffer. What the characters are is the business of print.hpp and to_xml.hpp.
+// A text being written into a caller's buffer. print.hpp and to_xml.hpp produce its characters.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -6,8 +6,8 @@
 
 namespace epm::text {
 
-/// Every part of a text is handed the rest of the buffer and reports how much of it is written. The rest may run below
-/// 0 as an unsigned number: whoever is handed it knows that there is no room.
+/// Each part of a text gets the rest of the buffer and reports how much it wrote. The rest may wrap below 0 as an
+/// unsigned number; the callees know that this means no room.
 struct Output {
     Domain* D;
     std::uint32_t S;
@@ -39,7 +39,8 @@ private:
     char* first_ = characters_ + longest;
 };
 
-/// Makes the subscript that ends here that of the next element, where only its last digit differs; mostly it does.
+/// Turns the subscript that ends here into the next element's. Works if only the last digit changes, which is the usual
+/// case; otherwise returns false.
 inline bool count_up(char* end) {
     char& digit = end[-2];
     if (digit == '9') return false;

@@ -1,5 +1,5 @@
-// The print form, for people: a block of one entry a field for a record, one line for an enumeration. Nothing reads it
-// back; how a value's own line looks is the runtime's choice.
+// The print form, for people: a record is a block with one entry for each field, an enumeration is one line. Nothing
+// reads it back. The runtime chooses how a value's own line looks.
 #pragma once
 
 #include "frame/contents.hpp"
@@ -13,7 +13,7 @@ template <const Record& R>
 std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent, const char* name,
                            const Instance* x, std::uint32_t size, std::uint32_t* st);
 
-/// The line of a number that is no enumerator has no end, so that the next one runs into it.
+/// The line for a number that is no enumerator has no line feed, so the next line follows on it.
 template <const Enum& E>
 [[gnu::noinline]] std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent,
                                              const char* name, const Instance* x, std::uint32_t size,
@@ -44,7 +44,7 @@ void print_as(Output& out, std::uint32_t indent, const char* name, const void* v
         out.add(Codec<*f.foreign>::print(out.D, out.S, out.place(), indent, name, value, out.room(), out.st));
 }
 
-/// Elements bear their index in their name. The count is read anew each time.
+/// Elements carry their index in their name. The count is read again each time.
 template <const Record& R, std::size_t I>
 void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
     constexpr CountedText field_name = name_of<R, I>;
@@ -62,7 +62,7 @@ void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
     }
 }
 
-/// The count stands in front, and all elements bear the same name.
+/// The count comes first, and all elements have the same name.
 template <const Record& R, std::size_t I>
 void print_list(Output& out, std::uint32_t indent, const Instance* x) {
     out.add(Codec<catalogue::u_int32>::print(out.D, out.S, out.place(), indent, label<R, I, "list ", " count">.c_str(),
@@ -92,14 +92,14 @@ void print_field(Output& out, std::uint32_t indent, const Instance* x) {
     }
 }
 
-/// Prints the fields that the Instance's variant has. False: it has not all of them.
+/// Prints the fields that the Instance's variant has. Returns false when it lacks some.
 template <const Record& R, std::size_t... I>
 bool print_fields(Output& out, std::uint32_t indent, const Instance* x, std::int8_t variant,
                   std::index_sequence<I...>) {
     return ((variant >= R.fields[I].since && (print_field<R, I>(out, indent, x), true)) && ...);
 }
 
-/// An Instance below its record's top variant keeps its block open: the brace stands behind the last field only.
+/// An Instance below its record's top variant keeps its block open: only the last field is followed by the brace.
 template <const Record& R>
 [[gnu::noinline]] std::uint32_t print_worker(Domain* D, std::uint32_t S, char* buffer, std::uint32_t indent,
                                              const char* name, const Instance* x, std::uint32_t size,
@@ -111,8 +111,8 @@ template <const Record& R>
     out.add(zur_print_space(D, S, buffer, indent, size, st));
     out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s: {\n", name, R.name));
     if (!print_fields<R>(out, indent + 2, x, variant, std::make_index_sequence<R.count>{})) return out.length;
-    // The blanks go to the start of the block, where they stand already, and count here nevertheless: the bytes between
-    // the last field and the brace stay as the buffer had them. The form is known so.
+    // This writes the blanks at the start of the block, where they already are, yet counts them here. So the bytes
+    // between the last field and the brace keep what the buffer held. Users know the form like this.
     out.add(zur_print_space(D, S, buffer, indent, out.room(), st));
     out.add(zur_snprintf(D, S, out.place(), out.room(), st, "}\n"));
     return out.length;

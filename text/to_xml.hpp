@@ -1,5 +1,5 @@
-// The XML writer: one element a field, named after it; in tracked mode with the field's state flag. How a tag and a
-// value are spelled is the runtime's choice. The reader is in from_xml.hpp.
+// The XML writer: one element for each field, named after it; in tracked mode with the field's state flag. The runtime
+// chooses how tags and values are spelled. from_xml.hpp has the reader.
 #pragma once
 
 #include "access/element_flags.hpp"
@@ -15,7 +15,7 @@ template <const Record& R>
 std::uint32_t to_xml_worker(Domain* D, std::uint32_t S, const char* name, char* buffer, const Instance* x,
                             std::uint32_t size, std::uint8_t flag, std::uint32_t* st);
 
-/// An element whose only content is an empty element that bears the enumerator's name. It carries no flag.
+/// An element that contains only an empty element with the enumerator's name. It carries no flag.
 template <const Enum& E>
 [[gnu::noinline]] std::uint32_t to_xml_worker(Domain* D, std::uint32_t S, const char* name, char* buffer,
                                               const Instance* x, std::uint32_t size, std::uint32_t* st) {
@@ -49,7 +49,7 @@ std::uint8_t flag_of(const Output& out, bool tracking, const Instance* x) {
     return 0;
 }
 
-/// Elements bear the field's name and each its own flag; the whole flag is not written. The count is read anew each
+/// Elements have the field's name and each its own flag; the whole flag is not written. The count is read again each
 /// time.
 template <const Record& R, std::size_t I>
 void write_elements(Output& out, bool tracking, const Instance* x) {
@@ -86,7 +86,7 @@ void write_field(Output& out, bool tracking, const Instance* x) {
     }
 }
 
-/// The element is closed in every case, also behind a failure and where a variant's fields are missing.
+/// Always closes the element, even after a failure or when the variant lacks fields.
 template <const Record& R>
 [[gnu::noinline]] std::uint32_t to_xml_worker(Domain* D, std::uint32_t S, const char* name, char* buffer,
                                               const Instance* x, std::uint32_t size, std::uint8_t flag,
@@ -95,7 +95,7 @@ template <const Record& R>
     zur_clear_last_error(D);
     const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
     const bool is_tracked = is_tracking(D, trace::site<R, trace::Operation::to_xml, trace::Text::corrupted_handle>);
-    // An array's element without a type was not set up, because the one in front of it could not be read.
+    // An array's element has no type if an element before it could not be read: then it was never set up.
     const bool tracking = is_tracked && x->type_info != nullptr;
     Output out{D, S, buffer, size, st};
     out.add(start_tag(D, S, buffer, name, size, flag, st));
