@@ -1,5 +1,5 @@
-// Bringing an Instance into being: the choice of its size, the header, the counting, and the embedded fields. An
-// Instance with all its embedded fields and its state-flag block is one allocation.
+// Creates Instances: chooses the size, fills the header, counts, and sets up the embedded fields. An Instance with all
+// its embedded fields and its state-flag block is one allocation.
 #pragma once
 
 #include "frame/imports.hpp"
@@ -8,7 +8,7 @@
 
 namespace epm::lifecycle {
 
-/// The zeroed block that the `_cr` chains hand out in place of a null pointer.
+/// The zeroed block that the `_cr` chains return instead of a null pointer.
 template <const Record& R>
 alignas(8) inline constinit unsigned char null_record[catalogue::size<R>] = {};
 
@@ -37,17 +37,17 @@ constexpr std::uint32_t size_of() {
     return catalogue::enum_length;
 }
 
-/// What is to be stored as an Instance's type: the Bundle's TypeInfo, or the set's copy of it.
+/// The pointer to store as an Instance's type: the Bundle's TypeInfo, or the set's copy of it.
 inline const zur_type_info* stored_type(Domain* D, std::uint32_t S, const zur_type_info* type) {
     return D->store_mode == 0 ? type : zur_type_info_ptr_get(D, S, type, &orlan_epm_typeinfo_initialize);
 }
 
-/// Asks the Domain for the variant that a fresh Instance of the type is given.
+/// Asks the Domain for the variant of a new Instance of the type.
 inline std::int8_t agreed_variant(Domain* D, const zur_type_info* type, std::int8_t top, std::uint32_t* st) {
     return capped(zur_domain_lookup_variant(D, &D->variant_context, type, st), top);
 }
 
-/// One write to a header; an Instance that may lie in a store announces it.
+/// Writes one header member; announces it if the Instance may lie in a store.
 template <class T>
 void put(Domain* D, std::uint32_t S, Instance* x, bool announced, T* address, std::type_identity_t<T> value) {
     if (announced) announce(D, S, address, sizeof(T), x);
@@ -64,7 +64,7 @@ inline void put_flags(Domain* D, std::uint32_t S, Instance* x, bool announced, s
     put(D, S, x, announced, &x->flags, static_cast<std::uint8_t>(x->flags | flags));
 }
 
-/// The counters of a fresh Instance's variant. Damage ends the process; a variant beyond those present is noted.
+/// The counters of a fresh Instance's variant. Damage ends the process; a variant beyond the table is traced.
 inline zur_variant_record* counters(const zur_type_info* type, std::int8_t variant, std::int8_t top,
                                     std::uint32_t no_table, std::uint32_t not_present) {
     if (type->variant_table == nullptr) trace::die(no_table);
@@ -73,7 +73,7 @@ inline zur_variant_record* counters(const zur_type_info* type, std::int8_t varia
     return frame::variant_record(type->variant_table, std::min(variant, top));
 }
 
-/// Counts in an enumeration's own counter, which the record's statistics do not cover.
+/// Increments an enumeration's own counter, which the record statistics leave out.
 inline void count_one(Domain* D, std::uint32_t S, const zur_type_info* type, std::uint64_t* counter) {
     D->counter_range_fn(D->obj_store, counter, 1, S);
     if (type->plain_counters != 0)
@@ -82,7 +82,7 @@ inline void count_one(Domain* D, std::uint32_t S, const zur_type_info* type, std
         __atomic_fetch_add(counter, 1, __ATOMIC_RELAXED);
 }
 
-/// An enumeration's header; the enumerator is not touched.
+/// Fills an enumeration's header and leaves the enumerator alone.
 [[gnu::always_inline]] inline void initialize_enum(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type,
                                                    std::int8_t top, bool announced, std::uint32_t extra_flags,
                                                    std::uint32_t* st) {
@@ -100,7 +100,7 @@ void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* t
     return sttr_base;
 }
 
-/// A record's header, up to the flags that its parent asks for. Returns the stored type.
+/// Fills a record's header, including the flags that its parent asks for. Returns the stored type.
 [[gnu::always_inline]] inline const zur_type_info* initialize_header(Domain* D, std::uint32_t S, Instance* x,
                                                                      const zur_type_info* type, std::int8_t top,
                                                                      bool announced, std::uint32_t extra_flags,
@@ -144,7 +144,7 @@ void initialize_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t ann
         initialize_list(D, S, field<R, I, ListHead>(x), x, announced != 0);
 }
 
-/// Gives a tracked record its place for state flags. False when it is nested and has been given none.
+/// Finds the place for a tracked record's state flags. Returns false for a nested record that was given none.
 template <const Record& R>
 bool place_flags(Domain* D, std::uint32_t S, Instance* x, void*& sttr_base, std::uint32_t* st) {
     using trace::site, trace::Operation, trace::Text;
@@ -184,14 +184,14 @@ void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* t
     return sttr_base;
 }
 
-/// Records a new Instance as handed out; it may be null.
+/// Records a new Instance as handed out. It may be null.
 inline Instance* hand_out(Domain* D, std::uint32_t S, Instance* x) {
     record_containment(D, S, x, nullptr);
     if (marks_store(D, S)) zurdb_plat_set_dirty(D, S, x);
     return x;
 }
 
-/// A chain that has failed, or fails now for want of memory, goes on with the null Instance.
+/// When a chain has failed, or fails now for lack of memory, it goes on with the null Instance.
 [[gnu::cold, gnu::noinline]] inline Instance* hand_out_null(Domain* D, std::uint32_t S, Instance* null_instance) {
     if (D->last_error == 0) zur_store_err(D, ZUR_NO_MEMORY);
     return hand_out(D, S, null_instance);

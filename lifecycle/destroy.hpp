@@ -1,4 +1,4 @@
-// Tearing an Instance down, in a strict order: the references that others hold, then the fields, then the counters and
+// Destroys an Instance in a strict order: the references that others hold, then the fields, then the counters and
 // mappings, then the memory. An Instance that others still refer to survives its destroy call.
 #pragma once
 
@@ -47,8 +47,8 @@ inline void release_buffer(Domain* D, std::uint32_t S, void** pointer) {
 
 using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, std::uint32_t, std::uint32_t*);
 
-/// Drops the references of one field. They lie on the stack for the length of this call. False: they could not be read,
-/// and the whole destruction stops.
+/// Drops the references of one field. They are on the stack during this call. Returns false when they cannot be read;
+/// the whole destruction then stops.
 [[gnu::noinline]] inline bool drop_references(Domain* D, std::uint32_t S, void* object, std::uint32_t count,
                                               ReadReferences read, std::uint32_t* status, std::uint32_t not_read,
                                               std::uint32_t not_dropped) {
@@ -67,8 +67,8 @@ using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, s
     return true;
 }
 
-/// The elements of an array of records: each is a whole Instance inside the buffer. Elements without a type were never
-/// set up, because filling the array stopped before them.
+/// Destroys the elements of an array of records, each a whole Instance inside the buffer. Elements without a type were
+/// never set up, because filling the array stopped before them.
 template <const Record& E>
 [[gnu::noinline, gnu::flatten]] void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -88,7 +88,7 @@ void release_element_flags(Domain* D, std::uint32_t S, std::uint8_t* block) {
     });
 }
 
-/// Destroys a list's elements, first to last: with their owner, or where a reader replaces them.
+/// Destroys a list's elements, first to last, with their owner or when a reader replaces them.
 template <const Record& R, std::size_t I, trace::Operation O = trace::Operation::drain>
 void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     constexpr const Record& element_type = *R.fields[I].record;
@@ -103,15 +103,16 @@ void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     store(D, S, &head->count, 0, nullptr);
 }
 
-/// The first of the record's imported objects. Its entry tells of references that could not be read, of whichever
-/// object.
+/// The first of the record's imported objects. Its trace entry reports unreadable references of any object in the
+/// record.
 template <const Record& R>
 inline constexpr std::size_t first_object = static_cast<std::size_t>(
     std::find_if(R.fields.begin(), R.fields.begin() + R.count, [](const Field& f) { return f.kind == Kind::object; }) -
     R.fields.begin());
 
-/// Whether the runtime can be told that an Instance's state flags lie elsewhere: it lies inside another record or an
-/// array, or asks for the place as it is set up. Only such a record names the second entry of a mapping that stays.
+/// Whether the runtime can learn that an Instance's state flags lie elsewhere: because it lies inside another record or
+/// an array, or because it looks up the place when it is set up. Only such a record uses the second trace entry for a
+/// mapping that could not be removed.
 template <const Record& R>
 constexpr bool can_have_moved_flags() {
     constexpr auto holds = [](const Field& f) {
@@ -122,7 +123,7 @@ constexpr bool can_have_moved_flags() {
     return is_held;
 }
 
-/// Tears one field down. False: the destruction stops here.
+/// Destroys one field. Returns false when the destruction must stop here.
 template <const Record& R, std::size_t I>
 bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status) {
     using trace::site, trace::Operation, trace::Text;
@@ -157,7 +158,7 @@ bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* statu
     return true;
 }
 
-/// Makes an imported object a fresh one. It is left alone while it is still one: zero behind its header.
+/// Makes an imported object a fresh one. An object whose bytes behind the header are all zero is fresh already.
 template <const Record& R, std::size_t I>
 void empty_object(Domain* D, std::uint32_t S, Instance* x) {
     constexpr const Foreign& type = *R.fields[I].foreign;
@@ -175,7 +176,7 @@ void empty_object(Domain* D, std::uint32_t S, Instance* x) {
         if (block != nullptr && !has_flag(object, ZUR_MOVED_FLAGS)) offset_update<R>(D, S, x, block, &status);
 }
 
-/// Releases what a field of a living Instance owns. A field that owns nothing is not touched.
+/// Releases what a field of a living Instance owns. Leaves a field alone that owns nothing.
 template <const Record& R, std::size_t I>
 void empty_field(Domain* D, std::uint32_t S, Instance* x) {
     constexpr const Field& f = R.fields[I];
@@ -188,7 +189,8 @@ void empty_field(Domain* D, std::uint32_t S, Instance* x) {
         if (first_in_list<R, I>(x) != nullptr) drain_list<R, I>(D, S, x);
     } else if constexpr (f.kind == Kind::arm || f.kind == Kind::text || f.kind == Kind::array) {
         const bool is_empty = *field<R, I, void*>(x) == nullptr;
-        // Element flags can outlive their elements, but nobody is asked for their place without need.
+        // Element flags can outlive their elements. An empty array with moved flags is skipped, so that the runtime is
+        // not asked for their place without need.
         if constexpr (f.kind == Kind::array)
             if (!(is_empty && has_flag(x, ZUR_MOVED_FLAGS)))
                 if (std::uint8_t* block = known_flag_block<R>(D, S, x); block != nullptr)
@@ -210,7 +212,7 @@ bool destroy_fields(Domain* D, std::uint32_t S, Instance* x, std::int8_t variant
     return ((variant < R.fields[I].since || destroy_field<R, I>(D, S, x, status)) && ...);
 }
 
-/// Settles an Instance's OID before anything else. False: it stays whole.
+/// Removes an Instance's OID mapping before anything else. Returns false when the Instance must survive.
 template <const Record& R>
 bool release_oid(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status) {
     using trace::site, trace::Operation, trace::Text;
@@ -228,13 +230,13 @@ bool release_oid(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* status)
     return true;
 }
 
-/// The TypeInfo of an Instance that is to be counted out; damage ends the process.
+/// The TypeInfo of an Instance that is about to be counted as destroyed. Damage ends the process.
 inline const zur_type_info* checked(const zur_type_info* type, std::uint32_t damaged) {
     if (type == nullptr || type->magic != ZUR_TYPE_INFO_MAGIC) trace::die(damaged);
     return type;
 }
 
-/// The last steps for memory of its own: marks, the separate header block, the type word, the block.
+/// The last steps for a separately allocated Instance: marks, the separate header block, the type word, the block.
 [[gnu::noinline]] inline void free_instance(Domain* D, std::uint32_t S, Instance* x) {
     if (marks_store(D, S)) zurdb_plat_set_destroy(D, S, x);
     if (has_flag(x, ZUR_OWN_HEADER) && x->type_info != nullptr) release(D, S, const_cast<zur_type_info*>(x->type_info));
@@ -279,7 +281,7 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
     if (free_memory != 0) free_instance(D, S, x);
 }
 
-/// An embedded enumeration has no life of its own, so that nothing happens unless the memory goes as well.
+/// An embedded enumeration owns nothing, so this does nothing unless the memory is freed as well.
 template <const Enum& E>
 void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
     using trace::enum_site, trace::Operation, trace::Text;

@@ -1,4 +1,4 @@
-// Telling an Instance that it lies inside another block, and the sizes of its memory by mode and layout variant.
+// Marks an Instance as lying inside another block; computes the sizes of its memory by mode and layout variant.
 #pragma once
 
 #include "lifecycle/create.hpp"
@@ -19,7 +19,7 @@ void set_instance_embedded(Domain* D, std::uint32_t S, Instance* x) {
     add_embedded_flag(D, S, x);
 }
 
-/// Children first, the record itself last.
+/// Marks the children first, the record itself last.
 template <const Record& R>
 void set_instance_embedded(Domain* D, std::uint32_t S, Instance* x) {
     if (x == nullptr) {
@@ -38,7 +38,7 @@ void set_instance_embedded(Domain* D, std::uint32_t S, Instance* x) {
     add_embedded_flag(D, S, x);
 }
 
-/// Bytes of an Instance's memory, of its state flags, or of both, as its layout variant has them.
+/// Bytes of an Instance's memory, of its state flags, or of both, by its layout variant.
 template <const Record& R>
 std::uint32_t size_of_parts(const Domain* D, const Instance* x, std::uint32_t with_flags, std::uint32_t flags_only) {
     using trace::site, trace::Operation, trace::Text;
@@ -51,8 +51,8 @@ std::uint32_t size_of_parts(const Domain* D, const Instance* x, std::uint32_t wi
     return with_flags != 0 ? body + flags : body;
 }
 
-/// Fills the Instance's whole block, and the element flags of its arrays. The block's pointer to them is filled as
-/// well, but for an array that has elements: their flags are filled where they lie, and stay there.
+/// Fills the Instance's whole block and the element flags of its arrays. That overwrites the block's pointer to element
+/// flags too, unless the array has elements: then the pointer is kept and the flags that it names are filled.
 template <const Record& R>
 void set_all_state_tracking_flag(Domain* D, std::uint32_t S, Instance* x, std::uint32_t value) {
     const zur_tracking_handle* handle = D->tracking_handle;

@@ -24,7 +24,7 @@ inline void ranged_store(Domain* D, std::uint32_t S, T** link, std::type_identit
     *link = value;
 }
 
-/// The record whose link members stand at an offset, and the other way round.
+/// Converts between an element and its link members, which are at an offset.
 inline Links* links_of(void* element, std::size_t offset) {
     return at<Links>(element, offset);
 }
@@ -32,8 +32,8 @@ inline Links* links_of(void* element, std::size_t offset) {
 /// Which Instance is marked dirty when a neighbour's link is rewritten.
 enum class Marked { neighbour, removed };
 
-/// Takes an element out of its list: its neighbours' links close over it. Its own links and the head's count stay.
-/// `site` is the first of the five entries of this removal.
+/// Takes an element out of its list by joining its neighbours. Its own links and the head's count stay. `site` is the
+/// first of the removal's five trace entries.
 inline void unlink(Domain* D, std::uint32_t S, ListHead* head, void* element, std::size_t offset, Marked marked,
                    std::uint32_t site) {
     Links* links = links_of(element, offset);

@@ -1,5 +1,5 @@
-// The places of nested state-flag blocks: a record tells the runtime how far each nested Instance lies from its slice
-// of the outermost record's block, and takes that back.
+// The places of nested state-flag blocks. A record registers with the runtime how far each nested Instance lies from
+// its slice of the outermost record's block, and removes that again.
 #pragma once
 
 #include "frame/imports.hpp"
@@ -7,20 +7,20 @@
 
 namespace epm::lifecycle {
 
-/// Whether a nested Instance has nested Instances of its own, so that places must be told over several levels.
+/// Whether a nested Instance has nested Instances of its own, so that places must be registered over several levels.
 constexpr bool places_deeply(const Record& r) {
     return r.any([](const Field& f) {
         return f.is_placed_object() || (f.kind == Kind::embedded && catalogue::has_nested_blocks(*f.record));
     });
 }
 
-/// Whether the field is in the Instance's memory, as its layout variant gives it its shape.
+/// Whether the Instance's layout variant includes the field.
 template <const Record& R, std::size_t I>
 bool is_laid_out(const Instance* x) {
     return R.fields[I].since == 0 || known_layout(x, R.top()) >= static_cast<std::size_t>(R.fields[I].since);
 }
 
-/// Tells the runtime where the nested blocks lie, given the place of this record's own block.
+/// Registers with the runtime where the nested blocks lie, given the place of this record's own block.
 template <const Record& R>
 void offset_update(Domain* D, std::uint32_t S, Instance* x, void* sttr_base, std::uint32_t* st) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {
@@ -39,7 +39,7 @@ void offset_update(Domain* D, std::uint32_t S, Instance* x, void* sttr_base, std
     });
 }
 
-/// Takes back what offset_update told the runtime.
+/// Removes what offset_update registered.
 template <const Record& R>
 void offset_remove(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {

@@ -1,5 +1,5 @@
-// State tracking as every operation meets it: the Domain's mode, the place of an Instance's state-flag block, the mark
-// that a setter leaves, and the flag operations that are the same for all kinds of field.
+// State tracking for all operations: the Domain's mode, the place of an Instance's state-flag block, the mark that a
+// setter leaves, and the flag operations that are the same for all kinds of field.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -15,7 +15,7 @@ inline bool is_tracking(const Domain* D, std::uint32_t site) {
     return true;
 }
 
-/// The standard place of the block: behind the memory that the Instance's layout variant counts.
+/// The standard place of the block: behind the memory of the Instance's layout variant.
 template <const Record& R>
 std::size_t standard_place(const Instance* x) {
     if constexpr (R.variants() == 1)
@@ -31,8 +31,8 @@ std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x) {
     return at<std::uint8_t>(x, standard_place<R>(x));
 }
 
-/// The Instance's block where it is sure to be one, else null. What lies directly behind a nested Instance is not its
-/// block, but a runtime may answer so where only another Domain knows the place.
+/// The Instance's block if it is certainly its own, else null. Only another Domain may know where a nested Instance's
+/// block is; the runtime then names the bytes directly behind the Instance, which belong to something else.
 template <const Record& R>
 std::uint8_t* known_flag_block(Domain* D, std::uint32_t S, Instance* x) {
     if (!has_flag(x, ZUR_TRACKED)) return nullptr;
@@ -61,13 +61,13 @@ inline void write_flag(Domain* D, std::uint32_t S, std::uint8_t* flag, std::uint
     store(D, S, flag, value, nullptr);
 }
 
-/// The refusal of a setter that meets an Instance without state flags in a tracking Domain.
+/// Refuses a setter that meets an Instance without state flags in a tracking Domain.
 [[gnu::cold, gnu::noinline]] inline void refuse_untracked(Domain* D, std::uint32_t* st, std::uint32_t site) {
     fail(D, st, ZUR_BAD_ARGUMENT);
     trace::plain(site, trace::failure);
 }
 
-/// Where one state flag of a record lies, and what its operations must know; literals of one field and operation.
+/// Where one state flag of a record lies, and what its operations need; constants for one field and operation.
 struct FlagPlace {
     std::array<std::uint16_t, catalogue::most_variants> body; ///< standard place of the block, by layout variant
     std::uint16_t flag;                                       ///< of the flag, from the block's start
@@ -90,7 +90,7 @@ inline constexpr FlagPlace flag_place = {
     .untracked_site = trace::site<R, O, untracked, I, N>,
 };
 
-/// The Instance's block, for a field whose place is known by description.
+/// The Instance's block, for code that has a field's FlagPlace instead of its template arguments.
 inline std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x, const FlagPlace& place) {
     if (has_flag(x, ZUR_MOVED_FLAGS)) return at<std::uint8_t>(x, zurlib_get_sttr_offset(D, S, x));
     return at<std::uint8_t>(x, place.body[known_layout(x, place.top)]);
@@ -107,8 +107,8 @@ inline std::uint8_t* flag_block(Domain* D, std::uint32_t S, Instance* x, const F
     return true;
 }
 
-/// What every setter does once its field is stored: in tracked mode the field's flag becomes `value`. False when the
-/// Instance has no flags, in which case the error is left and the setter stops.
+/// Every setter calls this after it has stored its field: in tracked mode the field's flag becomes `value`. Returns
+/// false and leaves the error when the Instance has no flags; the setter then stops.
 inline bool mark(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place,
                  std::uint8_t value = ZUR_FLAG_MODIFIED) {
     return D->tracking_handle == nullptr || mark_tracked(D, S, x, st, place, value);
@@ -121,7 +121,7 @@ bool mark(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
 
 namespace lifecycle {
 
-/// Whether the Domain's mode lets a caller at state flags; a Domain without a handle does, as a tracking one.
+/// Whether the Domain's mode allows access to state flags: a tracking Domain does, and one without a handle too.
 inline bool admits_flag_access(Domain* D, std::uint32_t* st, std::uint32_t site) {
     const zur_tracking_handle* handle = D->tracking_handle;
     if (handle == nullptr || handle->handle_kind == ZUR_TRACKED_MODE) return true;
@@ -130,14 +130,14 @@ inline bool admits_flag_access(Domain* D, std::uint32_t* st, std::uint32_t site)
     return false;
 }
 
-/// The block as the flag operations find it: without a handle, that of the newest layout.
+/// The block that the flag operations use. Without a handle it is that of the newest layout.
 inline std::uint8_t* flag_block_for_access(Domain* D, std::uint32_t S, Instance* x, const FlagPlace& place) {
     if (D->tracking_handle == nullptr && !has_flag(x, ZUR_MOVED_FLAGS))
         return at<std::uint8_t>(x, place.body[static_cast<std::size_t>(place.top)]);
     return flag_block(D, S, x, place);
 }
 
-/// The common way into a flag read. False: the error is left.
+/// Opens every flag read. Returns false when the error is left.
 inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
     if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
     if (x != nullptr && has_flag(x, ZUR_TRACKED)) return true;
@@ -145,7 +145,7 @@ inline bool open_flag_read(Domain* D, Instance* x, std::uint32_t* st, const Flag
     return false;
 }
 
-/// The common way into a flag write, up to the adjustment of the variant. Here the trace comes before the error.
+/// Opens every flag write, up to the adjustment of the variant. Here the trace comes before the error.
 inline bool open_flag_write(Domain* D, Instance* x, std::uint32_t* st, const FlagPlace& place) {
     if (*st != 0 || !admits_flag_access(D, st, place.corrupted_site)) return false;
     if (x != nullptr && has_flag(x, ZUR_TRACKED)) return true;
@@ -172,7 +172,7 @@ inline bool adjust_for_flag(Domain* D, std::uint32_t S, Instance* x, std::uint32
     write_flag(D, S, flag_block_for_access(D, S, x, place) + place.flag, static_cast<std::uint8_t>(flag));
 }
 
-/// What the flag reads of one field, or of an array's whole flag, must know.
+/// What the flag reads of one field, or of an array's whole flag, need.
 template <const Record& R, std::size_t I, trace::Operation O>
 inline constexpr const FlagPlace& read_place = flag_place<R, I, O, trace::Text::not_tracked_on_read>;
 

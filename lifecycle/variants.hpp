@@ -1,4 +1,4 @@
-// The operations that bring a type's variant into line: capping, adjusting, and the forward to the runtime's luid.
+// The operations that adapt a type's variant: capping, adjusting, and the call of the runtime's luid operation.
 #pragma once
 
 #include "frame/type_tables.hpp"
@@ -17,7 +17,7 @@ std::uint32_t get_luid(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* s
     return zur_get_luid(D, S, x, st);
 }
 
-/// The common way into every write to a record: the runtime may raise the Instance's variant.
+/// Opens every write to a record: the runtime may raise the Instance's variant.
 inline void adjust(Domain* D, std::uint32_t S, Instance* x, std::int8_t top, std::uint32_t* st) {
     const zur_type_info* type = x != nullptr ? zur_get_manifested_type_info(x) : nullptr;
     zurlib_adjust_variant(D, S, x, type, top, st);
