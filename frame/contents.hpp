@@ -1,5 +1,5 @@
-// What a record holds, read as it lies in memory: the length behind a text or array, elements by index, the tag of a
-// union, a list from end to end. No runtime call is made here and nothing is written.
+// Reads a record's content directly from memory: the length of a text or array, elements by index, the tag of a union,
+// a list from end to end. Makes no runtime call and writes nothing.
 #pragma once
 
 #include "frame/instance.hpp"
@@ -11,7 +11,8 @@ inline std::uint32_t enumerator_of(const Instance* x) {
     return *at<std::uint32_t>(x, catalogue::header_length);
 }
 
-/// The number in a text's or array's length field, whatever the storage. Only a reader that has just stored it asks.
+/// The number in a text's or array's length field, even if there is no storage. Only for a reader that has just stored
+/// it.
 template <const Record& R, std::size_t I>
 std::uint32_t stored_length(const Instance* x) {
     constexpr std::size_t length = catalogue::companion<R, I>;
@@ -21,13 +22,14 @@ std::uint32_t stored_length(const Instance* x) {
         return *field<R, length, std::uint32_t>(x);
 }
 
-/// The length of a text or array. It is 0 without storage: the Domain may have refused what the length field counts.
+/// The length of a text or array. It is 0 without storage, because the Domain may have refused what the length field
+/// counts.
 template <const Record& R, std::size_t I>
 std::uint32_t present_length(const Instance* x) {
     return *field<R, I, const void*>(x) != nullptr ? stored_length<R, I>(x) : 0;
 }
 
-/// A plain field's storage, for whoever reads or sends it. A length field without storage behind it reads as 0.
+/// A plain field's storage, for reading or sending. A length field without storage behind it reads as 0.
 template <const Record& R, std::size_t I>
 const void* readable(const Instance* x) {
     const auto* address = field<R, I>(x);
@@ -70,7 +72,7 @@ const void* element_at(const Instance* x, std::uint32_t index) {
 }
 
 /// The run of element flags that the pointer member of a state-flag block names; null when there is none. A pointer of
-/// eight equal bytes is no address: the block has been filled as a whole.
+/// eight equal bytes is no address: somebody has filled the whole block with one value.
 inline std::uint8_t* element_flags_at(const void* member) {
     std::uintptr_t address;
     std::memcpy(&address, member, sizeof address);
@@ -84,14 +86,15 @@ bool is_selected(const Instance* x) {
     return enumerator_of(field<R, 0, Instance>(x)) == R.fields[I].tag;
 }
 
-/// The first element of a list; null when there is none. The null Instance's head is no sentinel but null.
+/// The first element of a list; null when there is none. In the null Instance the head is zero, so its link is null
+/// instead of a sentinel.
 template <const Record& R, std::size_t I>
 const Instance* first_in_list(const Instance* x) {
     const auto* head = field<R, I, ListHead>(x);
     return head->first == head ? nullptr : header(head->first);
 }
 
-/// The element behind one of a list's elements; null behind the last one.
+/// The element after one of a list's elements; null after the last one.
 template <const Record& R, std::size_t I>
 const Instance* next_in_list(const Instance* x, const Instance* element) {
     const void* next = at<Links>(element, catalogue::layout<*R.fields[I].record>.links)->next;

@@ -1,5 +1,5 @@
-// The imported operations of each foreign field type, reachable by the type's description. The language cannot join
-// names, so one macro a shape of type spells them here and nowhere else.
+// The imported operations of each foreign field type, selected by the type's description. The language cannot join
+// names, so one macro for each shape of type spells them here and nowhere else.
 #pragma once
 
 #include "frame/instance.hpp"

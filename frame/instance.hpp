@@ -1,5 +1,5 @@
-// Access to an Instance's memory, and the small steps that every operation is made of: announcing a write, leaving an
-// error, testing the variant, recording containment. No operation of a type is defined here.
+// Access to an Instance's memory, and the small steps that every operation shares: announcing a write, leaving an
+// error, testing the variant, recording containment.
 #pragma once
 
 #include "catalogue/description.hpp"
@@ -19,7 +19,7 @@ using catalogue::Record;
 using Domain = zur_domain;
 using Instance = zur_instance;
 
-/// An enum Instance: the header, and the enumerator's number behind it.
+/// An enum Instance: the header, then the enumerator's number.
 struct EnumInstance {
     const zur_type_info* type_info;
     std::int8_t variant;
@@ -67,8 +67,8 @@ const T* at(const void* base, std::size_t offset) {
     return reinterpret_cast<const T*>(static_cast<const unsigned char*>(base) + offset);
 }
 
-/// The layout that an Instance's memory has, as far as this build knows it: a store may hold Instances of a later one,
-/// and what is known of those is the newest layout here.
+/// The layout of an Instance's memory, as far as this build knows it. A store may hold Instances of a later layout; for
+/// those the newest known one counts.
 inline std::size_t known_layout(const Instance* x, std::int8_t top) {
     return std::min(static_cast<std::uint8_t>(x->layout_variant), static_cast<std::uint8_t>(top));
 }
@@ -85,7 +85,7 @@ const T* field(const Instance* x) {
 
 inline constexpr std::uint32_t pointer_length = 8;
 
-/// Announces a write of `length` bytes; the caller writes afterwards.
+/// Announces a write of `length` bytes, which the caller does afterwards.
 inline void announce(Domain* D, std::uint32_t S, void* address, std::uint32_t length, void* owner) {
     D->write_range_fn(D, address, length, S, owner);
 }
@@ -114,8 +114,8 @@ inline void release(Domain* D, std::uint32_t S, void* block) {
     zur_store_epoch_err(D, ZUR_NOT_IN_VARIANT, st);
 }
 
-/// The Instance's variant must hold a field; otherwise the error is left. `enumerated` tells the runtime what is asked
-/// for.
+/// Checks that the Instance's variant has a field, otherwise leaves the error. `enumerated` says to the runtime whether
+/// the field is a boolean or an enumeration.
 inline bool in_variant(Domain* D, const void* x, std::int8_t since, int enumerated, std::uint32_t* st) {
     if (zur_get_instance_variant(x, 1, enumerated) >= since) return true;
     fail_variant(D, st);
@@ -126,12 +126,12 @@ inline void record_containment(Domain* D, std::uint32_t S, const void* child, co
     if (D->containment_on != 0) zurdb_record_containment2(D, S, const_cast<void*>(child), const_cast<void*>(parent), 1);
 }
 
-/// Whether the store wants to hear of marks on Instances of this set.
+/// Whether the store wants marks for Instances of this set.
 inline bool marks_store(const Domain* D, std::uint32_t S) {
     return D->containment_on != 0 && S != ZUR_NO_SET && D->store_mode == 1;
 }
 
-/// The variant that an Instance is given: the agreed one, at most the type's highest. Negative answers stay.
+/// The variant to give an Instance: the agreed one, capped at the type's highest. A negative answer stays.
 constexpr std::int8_t capped(std::int32_t agreed, std::int8_t top) {
     return std::min(static_cast<std::int8_t>(agreed), top);
 }

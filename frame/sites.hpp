@@ -1,6 +1,6 @@
-// The trace catalogue's entries and the index of each. An entry is keyed by type, operation, field and text; its index
-// is its place in the list that is built here, so that a call site names what it is and the compiler finds the number.
-// Entries stand type by type, enumerations first, each type's in the order of its operations.
+// The trace catalogue's entries and their indices. An entry's key is type, operation, field and text. Its index is its
+// place in the list built here, so a call site states what it is and the compiler finds the number. Entries are sorted
+// by type, enumerations first, then by operation.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -58,7 +58,7 @@ struct Entry {
     Operation operation;
     Text text;
     std::uint8_t field;
-    std::uint8_t nth; ///< tells entries apart that are alike in all else
+    std::uint8_t nth; ///< distinguishes entries that are otherwise alike
 
     friend constexpr bool operator==(const Entry&, const Entry&) = default;
 };
@@ -93,7 +93,7 @@ inline constexpr std::size_t spare_writes = 3;
 
 namespace detail {
 
-/// A setter's epilogue: the mode test, and the refusal of an Instance without state flags.
+/// The end of a setter: the mode test, and the refusal of an Instance without state flags.
 constexpr void add_setter(Entries& e, Operation operation, std::uint8_t field) {
     e.add(operation, {Text::corrupted_handle, Text::not_tracked}, field);
 }
@@ -168,7 +168,7 @@ constexpr void add_teardown(Entries& e, const Field& f, std::uint8_t i) {
     if (f.kind == Kind::list) e.repeat(link_writes, drain, Text::range_refused, i);
 }
 
-/// What every type asks of an Instance that is asked for its references.
+/// Entries for asking an Instance for its references; every type has them.
 constexpr void add_references(Entries& e) {
     using enum Operation;
     e.add(oid_count, {Text::oid_count_after_error, Text::oid_count_of_nothing});
@@ -231,7 +231,7 @@ inline constexpr std::size_t entries_of_enums = [] {
     return n;
 }();
 
-/// Index of the first entry of each record, and behind the last record that of the usage dump.
+/// Index of the first entry of each record; after the last record, that of the usage dump.
 inline constexpr auto first_of_records = [] {
     std::array<std::uint32_t, catalogue::all_records.size() + 1> first{};
     std::size_t n = entries_of_enums;
@@ -274,7 +274,7 @@ inline constexpr std::uint32_t enum_site = [] {
     return static_cast<std::uint32_t>(detail::place_in(catalogue::all_enums, E) * enum_entries<E>.count + place);
 }();
 
-/// Index of an entry that records and enumerations have alike.
+/// Index of an entry that records and enumerations share.
 template <const auto& T, Operation O, Text X>
 inline constexpr std::uint32_t type_site = [] {
     if constexpr (std::is_same_v<decltype(T), const Record&>)

@@ -1,5 +1,5 @@
-// The Bundle's side of the trace facility: which texts exist, and the calls that pass a message's index and its raw
-// arguments. Texts are never in loaded memory; where a site finds its index is told in sites.hpp.
+// The Bundle's side of the trace facility: the texts, and the calls that pass a message's index and its raw arguments.
+// The texts are never loaded into memory. sites.hpp computes the index for a call site.
 #pragma once
 
 #include <zur/runtime.h>
@@ -52,7 +52,7 @@ enum class Text : std::uint8_t {
     no_variant_table_in_dump,
 };
 
-/// The message texts, in the order of Text. `<type>` stands for the name of the entry's type.
+/// The message texts, in the order of Text. `<type>` is replaced by the name of the entry's type.
 inline constexpr const char* texts[] = {
     " Corrupted ZUR Handle",
     " The object is not state tracked",
@@ -92,17 +92,17 @@ inline constexpr std::uint32_t notice = 0x6000000;
 inline constexpr std::uint32_t routine = 0x7000000;
 inline constexpr std::uint32_t fatal = 0;
 
-/// Gives the Bundle its trace id. Called again and again; the trace facility bears that.
+/// Gives the Bundle its trace id. The trace facility allows repeated calls.
 int init();
 
 [[gnu::cold, gnu::noinline]] inline void plain(std::uint32_t site, std::uint32_t level) {
     __QLf_0(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, level);
 }
 
-/// A failure that carries the text of an error number.
+/// Traces a failure with the text of an error number.
 [[gnu::cold, gnu::noinline]] void failed(std::uint32_t site, std::uint32_t code);
 
-/// The release of one reference failed.
+/// Traces that one reference could not be released.
 [[gnu::cold, gnu::noinline]] void reference_failed(std::uint32_t site, std::uint64_t oid, std::uint32_t code);
 
 [[gnu::cold, gnu::noinline]] inline void bad_flag(std::uint32_t site, std::int32_t flag) {
@@ -121,7 +121,7 @@ int init();
     __QLf_444(epm_trace_catalogue.digest, site, g_zur_orlan_epm_trace_module_id, notice, offset, base, jump);
 }
 
-/// Damage to the type system: the process ends.
+/// Ends the process because the type system is damaged.
 [[noreturn, gnu::cold, gnu::noinline]] inline void die(std::uint32_t site) {
     plain(site, fatal);
     std::abort();

@@ -6,9 +6,9 @@ namespace epm::frame {
 
 namespace {
 
-// A variant that came from a peer may be any negative byte, and a record's address is computed from it as it stands.
-// Spare records below the first and one in front of each type keep such an address inside this block; -1, which stands
-// for a peer that does not know the type, meets the type's own spare.
+// A peer's variant may be any negative byte, and a record's address is computed from it without a check. Spare records
+// below the first one, and one in front of each type, keep such an address inside this block. -1, which means that the
+// peer does not know the type, leads to the type's own spare.
 inline constexpr std::size_t spare_below = 127;
 
 constexpr std::size_t variants_of(std::size_t type) {
@@ -40,7 +40,7 @@ constinit VariantRecords variant_records = [] {
     return all;
 }();
 
-/// Enters one type into a set, or refreshes the copy that the set has. False when there is no memory for it.
+/// Enters one type into a set, or refreshes the set's copy. Returns false when there is no memory for it.
 bool enter(Domain* D, std::uint32_t S, const zur_type_info* type, std::uint32_t* st) {
     zur_type_info* copy = D->type_lookup_fn(D->type_table, S, type->hex_digest);
     const bool is_new = copy == nullptr;

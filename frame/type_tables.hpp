@@ -1,5 +1,5 @@
-// The static identity of each type: how a TypeInfo is made from the catalogue, and where a type's exported TypeInfo is
-// reached. The variant records with their counters lie in type_tables.cpp.
+// The static identity of each type: how a TypeInfo is made from the catalogue, and how to find a type's exported
+// TypeInfo. type_tables.cpp has the variant records with their counters.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -12,7 +12,7 @@ void orlan_epm_typeinfo_initialize(zur_domain* D, std::uint32_t S, std::uint32_t
 
 namespace epm {
 
-/// The exported TypeInfo object of a record or enumeration; the stamp specialises it where it knows the symbol's name.
+/// The exported TypeInfo of a record or enumeration. The stamp specialises it, because only the stamp knows the symbol.
 template <const auto& T>
 struct Symbol;
 
@@ -32,7 +32,7 @@ extern const std::array<zur_variant_table, type_count> variant_tables;
 /// The exported TypeInfos in type-table order, closed by a null.
 extern const zur_type_info* const type_table[type_count + 1];
 
-/// Copies the type table into a set; a type that is there already is refreshed.
+/// Copies the type table into a set and refreshes types that are there already.
 void initialize_type_table(Domain* D, std::uint32_t S, std::uint32_t* st);
 
 /// Prints every type's variants in type-table order.
@@ -74,7 +74,7 @@ constexpr zur_type_info make_type_info() {
     }
 }
 
-/// The counters of a variant. A negative variant is not caught: the address follows from it as it stands.
+/// The counters of a variant. A negative variant is not checked: the address is computed from it all the same.
 inline zur_variant_record* variant_record(const zur_variant_table* table, std::int8_t variant) {
     return reinterpret_cast<zur_variant_record*>(reinterpret_cast<std::uintptr_t>(table->records) +
                                                  static_cast<std::uintptr_t>(std::intptr_t{variant}) *
