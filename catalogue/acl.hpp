@@ -1,5 +1,5 @@
-// The records that carry access-control lists: entries, applications, download results and refusals. All of them
-// travel as arms of the service messages; the unions themselves are not here.
+// The records that carry access-control lists: entries, applications, download results and refusals. All of them travel
+// as arms of the service messages in message.hpp.
 #pragma once
 
 #include "catalogue/numbers.hpp"

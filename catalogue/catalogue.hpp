@@ -1,5 +1,5 @@
 // The catalogue as a whole: every record and every enumeration in the order of the type table, and the checks that the
-// build stands on. The tables themselves are in the topics' files.
+// build depends on. The topics' files have the tables themselves.
 #pragma once
 
 #include "catalogue/acl.hpp"
@@ -28,7 +28,7 @@ struct TypeList {
     }
 };
 
-// In the order of the type table, which stores and peers know: a new type goes to the end of its list.
+// In the order of the type table, which stores and peers know, so a new type goes to the end of its list.
 
 // clang-format off
 
@@ -113,7 +113,7 @@ constexpr void for_each_enum(F&& f) {
 
 namespace detail {
 
-/// Words of a fault as a template argument, so that the compiler's message shows them.
+/// The words of a fault as a template argument, so that the compiler's message shows them.
 struct Words {
     std::array<char, 96> text{};
 

@@ -1,5 +1,5 @@
-// Checks of a catalogue before anything is built from it. Each returns the first faulty line, or none; they run in
-// static_asserts and in the stamp, and a made-up catalogue with faults tests them.
+// Checks a catalogue before anything is built from it. Each check returns the first faulty line, or none. They run in
+// static_asserts and in the stamp; the tests run them on a made-up catalogue with faults.
 #pragma once
 
 #include "catalogue/description.hpp"
@@ -105,10 +105,10 @@ constexpr Fault first_fault(const Record& r) {
     return {};
 }
 
-/// The whole catalogue: every type by itself, then names and digests against each other.
+/// The whole catalogue: each type by itself, then names and digests against each other.
 constexpr Fault first_fault(std::span<const Record* const> records, std::span<const Enum* const> enums) {
-    // Views, measured once: every type is compared with every other, within the compiler's limit on constant
-    // evaluation.
+    // Each type is compared with every other. Measuring the strings only once keeps this within the compiler's limit on
+    // constant evaluation.
     struct Identity {
         std::string_view name;
         std::string_view identity;

@@ -1,5 +1,5 @@
-// What a client has been granted: VLANs, templates, macro, timer, automatic configuration, and the acknowledgement
-// of an authorization. The record that holds these grants together is not here.
+// What a client has been granted: VLANs, templates, macro, timer, automatic configuration, and the acknowledgement of
+// an authorization. context.hpp has the record that holds these grants together.
 #pragma once
 
 #include "catalogue/numbers.hpp"

@@ -1,5 +1,5 @@
-// The tree of what is applied to one client: all its grants, its feature contexts, and the configurations of each
-// context. The grants one by one are not here.
+// The tree of everything that is applied to one client: all its grants, its feature contexts, and the configurations of
+// each context. client.hpp has the single grants.
 #pragma once
 
 #include "catalogue/client.hpp"

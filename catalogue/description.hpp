@@ -1,6 +1,5 @@
-// The vocabulary in which the catalogue is written: Record, Field, Enum, Foreign as plain constexpr data, and what
-// follows from them by rule: offsets, used lengths, sizes and the state-flag block. No type of the Bundle is named
-// here.
+// The vocabulary of the catalogue: Record, Field, Enum, Foreign as plain constexpr data, and everything that follows
+// from them by rule: offsets, used lengths, sizes and the state-flag block.
 #pragma once
 
 #include <algorithm>
@@ -79,7 +78,7 @@ struct Enum {
     std::size_t count = 0;
 
     constexpr std::int8_t top() const { return enumerators[count - 1].since; }
-    /// Number of enumerators that exist in a variant.
+    /// How many enumerators a variant has.
     constexpr std::uint32_t accepted(std::int8_t variant) const {
         std::uint32_t n = 0;
         while (n < count && enumerators[n].since <= variant) ++n;
@@ -96,7 +95,7 @@ constexpr Enum enumeration(const char* name, const char* doc, Digests digests,
 
 enum class Kind : std::uint8_t {
     value,      ///< a number or enumerated value, read and written as such
-    length,     ///< the present length of a string or array; written only by that field's setters
+    length,     ///< the present length of a string or array; only that field's setters write it
     object,     ///< an imported object inside the record
     text,       ///< counted characters on the heap
     characters, ///< a fixed run of characters inside the record
@@ -107,8 +106,8 @@ enum class Kind : std::uint8_t {
     list,       ///< the head of an intrusive list of records
 };
 
-/// Which of its three type pointers a field uses. Ask this, not the pointers: under UndefinedBehaviorSanitizer g++ does
-/// not know at compile time that the address of an inline variable is not null.
+/// Which of its three type pointers a field uses. Ask this instead of testing the pointers: under
+/// UndefinedBehaviorSanitizer g++ does not know at compile time that an inline variable's address is not null.
 enum class Of : std::uint8_t { foreign, enumeration, record };
 
 struct Record;
@@ -134,7 +133,7 @@ struct Field {
     }
     /// Whether the field has a state flag.
     constexpr bool is_tracked() const { return kind != Kind::length; }
-    /// Whether the field stands for several elements with a flag each, behind a whole flag.
+    /// Whether the field has several elements with a flag each, behind a whole flag.
     constexpr bool has_element_flags() const { return kind == Kind::array || kind == Kind::run; }
     constexpr bool is_own_enum() const { return of == Of::enumeration; }
     /// Whether the field's type, or its element's, is a record of this Bundle.
@@ -159,7 +158,7 @@ struct Record {
     Digests digests;
     std::array<Field, most_fields> fields{};
     std::size_t count = 0;
-    const char* linked_before = nullptr; ///< the field that the link members of a list element stand in front of
+    const char* linked_before = nullptr; ///< the field that follows the link members of a list element
 
     /// The same record, with link members for the list that holds it.
     constexpr Record linked(const char* before_field) const {
@@ -190,7 +189,7 @@ constexpr Record record(const char* name, const char* doc, Digests digests, std:
     return result;
 }
 
-// One function a kind, so that a catalogue line reads as a sentence.
+// One function for each kind, so that a catalogue line reads as a sentence.
 
 constexpr Field value(const Foreign& type, const char* name, const char* doc) {
     return {.kind = Kind::value, .name = name, .doc = doc, .foreign = &type};
@@ -249,7 +248,7 @@ struct Layout {
     constexpr std::size_t block_length(const Record& r) const { return block[r.variants() - 1]; }
 };
 
-constexpr Layout lay_out(const Record& r); // of a record that is known at compile time, layout<R> has it already
+constexpr Layout lay_out(const Record& r); // for a record known at compile time, use layout<R>
 
 namespace detail {
 
@@ -272,7 +271,7 @@ constexpr Extent extent(const Field& f) {
     return f.is_own_enum() ? Extent{enum_length, 8} : Extent{f.foreign->length, f.foreign->alignment};
 }
 
-/// What lies in the block behind a field's own flag.
+/// What follows a field's own flag in the block.
 constexpr Extent nested_extent(const Field& f) {
     if (f.kind == Kind::embedded) {
         const Layout l = lay_out(*f.record);
@@ -284,7 +283,8 @@ constexpr Extent nested_extent(const Field& f) {
     return {0, 1};
 }
 
-/// The allocation behind the used length leaves room that grows with the record, so that a later variant may fit.
+/// The allocation is larger than the used length by an amount that grows with the record, so that a later variant may
+/// fit.
 constexpr std::size_t body_length(std::size_t used) {
     return round_up(used, 8) + (used > 64 ? 16 : 8);
 }
@@ -343,7 +343,7 @@ inline constexpr std::size_t counted_field = [] {
     return i;
 }();
 
-/// Whether nested Instances of the record have state flags at places that the runtime must be told.
+/// Whether nested Instances of the record have state flags at places that must be registered with the runtime.
 constexpr bool has_nested_blocks(const Record& r) {
     return r.any([](const Field& f) { return f.has_nested_block(); });
 }

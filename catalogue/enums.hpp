@@ -1,5 +1,5 @@
-// The enumerations, numbered from 0 in the order of their lines. The texts are part of the format: print and XML
-// carry them, misspelt ones included. The records that hold the enumerations are not here.
+// The enumerations, numbered from 0 in the order of their lines. The texts are part of the format: print and XML carry
+// them, including the misspelt ones.
 #pragma once
 
 #include "catalogue/description.hpp"

@@ -1,5 +1,5 @@
-// The two service messages, tagged unions that carry the other records between peers, and the refusal that travels
-// in one of them. The arms keep their places on the wire: a new arm goes to the end, whatever its tag.
+// The two service messages, tagged unions that carry the other records between peers, and the refusal that travels in
+// one of them. The wire order of the arms is fixed: a new arm goes to the end, whatever its tag.
 #pragma once
 
 #include "catalogue/acl.hpp"

@@ -1,5 +1,5 @@
-// The recorded numbers of a record, held against what follows from its lines. An Instance in a store outlives the build
-// that wrote it, so that a line that moves a field or a state flag must not compile unnoticed. No record is named here.
+// The recorded numbers of a record, compared with what its lines give. An Instance in a store outlives the build that
+// wrote it, so a line that moves a field or a state flag must not compile unnoticed.
 #pragma once
 
 #include "catalogue/description.hpp"
@@ -25,7 +25,7 @@ consteval bool holds(const Numbers& n) {
     return l.used == n.used && size<R> == n.size && size<R> + block_length<R> == n.tracked && by_variant;
 }
 
-/// The place of a field's state flag in the block, and of what lies behind it, where something does.
+/// The place of a field's state flag in the block, and of what follows the flag, if anything does.
 struct FlagPlace {
     std::string_view field;
     std::uint16_t flag;

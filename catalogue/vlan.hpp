@@ -1,4 +1,4 @@
-// What one side tells the other about VLANs: groups, load and names. A client's own VLAN is not here.
+// What the two sides exchange about VLANs: groups, load and names. client.hpp has a client's own VLAN.
 #pragma once
 
 #include "catalogue/numbers.hpp"
