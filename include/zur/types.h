@@ -94,8 +94,8 @@ typedef struct zur_tracking_handle {
 } zur_tracking_handle;
 
 /**
- * The runtime's context, first argument of nearly every operation. Created and owned by the runtime, whose private data
- * lies behind the last field. A Bundle writes last_error only through the runtime, and cr_active in `<type>_create_cr`.
+ * The runtime's context, first argument of nearly every operation. The runtime creates and owns it and keeps private
+ * data behind the last field. A Bundle writes last_error only through the runtime, and cr_active in `<type>_create_cr`.
  */
 typedef struct zur_domain zur_domain;
 struct zur_domain {
