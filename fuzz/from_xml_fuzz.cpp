@@ -1,6 +1,6 @@
-// Reads an arbitrary document into every type, under the type's own name and under the name of its first element, and
-// does with what has come out all that a receiver may do: shows it, writes it, reads that again, compares, hashes,
-// destroys. The Domain's memory is bounded, so that growth by one element at a time stays cheap and refusals occur.
+// Reads an arbitrary document into every type, under the type's own name and under the name of its first element. Then
+// it does with the result whatever a receiver may do: show it, write it, read that again, compare, hash, destroy. The
+// Domain's memory is limited, so that growing by one element at a time stays cheap and refusals happen.
 #include "fuzz/target.hpp"
 
 namespace {
@@ -9,7 +9,7 @@ using namespace epm::fuzz;
 
 constexpr std::size_t memory_for_all = 1 << 18;
 
-/// The text of a record goes into a buffer that may be too small; its length is then within it.
+/// Writes a record's text into a buffer that may be too small; the length must then stay within it.
 template <class Write>
 std::string written(const std::string& type, std::size_t size, Write write) {
     std::vector<char> buffer(size);

@@ -1,5 +1,5 @@
-// What the fuzz targets share: all types with the operations that a receiver uses, memory that is counted, filled with
-// a byte that is not zero, and bounded for each input, and seeds from the tests' golden corpus.
+// What the fuzz targets share: all types with the operations that a receiver uses; memory that is counted, filled with
+// a byte other than zero, and limited for each input; seeds from the tests' golden corpus.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -35,7 +35,7 @@ inline void demand(bool holds, const std::string& what) {
 inline std::unordered_set<void*> blocks;
 inline std::size_t budget = 0; ///< bytes that are left to an input
 
-/// A Domain on this memory.
+/// A Domain that uses this memory.
 inline zur_domain* make_domain(std::uint32_t tracking, std::uint32_t store_mode = 0) {
     platform_domain_options options{};
     options.tracking = tracking;
@@ -117,8 +117,8 @@ inline void for_each_image(const std::function<void(std::size_t, bool, const std
 
 using Seeds = std::function<void(const std::string&)>;
 
-/// Has the seeds written into a folder beside the program, which reads them with what else it is given. A finding that
-/// is run again is a file, and wants no seeds.
+/// Has the seeds written into a folder beside the program and adds that folder to the program's arguments. An input
+/// that is replayed is a file and needs no seeds.
 inline int with_seeds(int* count, char*** arguments, const char* option,
                       const std::function<void(const Seeds&)>& write) {
     static std::vector<char*> more(*arguments, *arguments + *count);

@@ -1,8 +1,8 @@
-// What the tool orlan-epm does with files that may be anybody's. The first byte chooses: a message, a document, a
-// dump, a library file, or the content of its sections, for which a library file is made here; the second chooses the
-// type. What is told must be without a gap and, where it is JSON, sound; what the tool's own walk accepts, the library
-// must accept; what is made of a document without a loss must read back. The seeds are the images of the tests' golden
-// corpus and small library files.
+// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document, a dump, a
+// library file, or the content of its sections, for which a library file is made here. The second byte chooses the
+// type. The tool's report must have no gap and, as JSON, be well-formed. What the tool's own walk accepts, the library
+// must accept. A message made from a document without a loss must read back. The seeds are the images of the tests'
+// golden corpus and small library files.
 #include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
@@ -79,7 +79,7 @@ Bytes packed(ByteView text) {
     return stream;
 }
 
-/// The first half of the bytes is the table, whose digest names the section.
+/// The first half of the bytes is the table. Its digest is part of the section's name.
 Bytes library_with_traces(ByteView data, bool is_packed) {
     const ByteView table = data.subspan(0, data.size() / 2), texts = data.subspan(data.size() / 2);
     const std::string digest = table.size() >= 20 ? to_hex(table.subspan(4, 16)) : "";
@@ -87,7 +87,7 @@ Bytes library_with_traces(ByteView data, bool is_packed) {
                        {".quelog_format_strings", is_packed ? Bytes(texts.begin(), texts.end()) : packed(texts)}});
 }
 
-/// Runs something that may refuse; the result tells whether it did not.
+/// Runs something that may refuse. Returns false when it does.
 template <class Body>
 bool accepts(Body body) {
     try {
@@ -100,11 +100,11 @@ bool accepts(Body body) {
     return true;
 }
 
-/// What is made of a document without a loss reads back as a document of which the same is made.
+/// A message made from a document without a loss reads back as a document that gives the same message.
 void look_into_document(const Type& type, const std::string& xml, bool is_decoded) {
     Encoded made, again;
     if (!accepts([&] { made = encode(type, xml, {}, true); })) return;
-    const bool has_nul = xml.find("\\00") != xml.npos; // up to which a text is taken
+    const bool has_nul = xml.find("\\00") != xml.npos; // a NUL ends a text
     demand(!is_decoded || has_nul || made.losses.empty(), "nothing of a decoded document is lost");
     if (!made.losses.empty()) return;
     again = encode(type, decode(type, made.message, TextForm::xml, {}), {});

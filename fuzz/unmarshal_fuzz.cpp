@@ -1,7 +1,7 @@
-// The reader of every type, fed with what a peer might send. The first byte chooses the type, the second the Domain's
-// modes and the destination, the rest is the image. What is accepted must be a record like any other: measured,
-// written, read back to an equal one, hashed, shown and destroyed without a trace in memory. Each input has a megabyte
-// to spend. The seeds are the images of the tests' golden corpus; they are unpacked beside the program when it starts.
+// Runs the reader of every type on arbitrary bytes. The first byte chooses the type, the second the Domain's modes and
+// the destination, the rest is the image. An accepted image must give an ordinary record: it is measured, written, read
+// back to an equal one, hashed, shown and destroyed, and leaves no memory behind. Each input may use one megabyte. The
+// seeds are the images of the tests' golden corpus; the program unpacks them beside itself when it starts.
 #include "fuzz/target.hpp"
 
 #include <array>
@@ -17,7 +17,7 @@ constexpr std::size_t memory_for_each = 1 << 20;
 
 enum : std::uint8_t {
     mode_tracked = 1,
-    mode_untracked = 2, ///< a handle that tells so; without these two there is none
+    mode_untracked = 2, ///< a handle in untracked mode; with neither flag there is no handle
     mode_store = 4,
     mode_containment = 8,
     mode_count = 16,
@@ -25,7 +25,7 @@ enum : std::uint8_t {
     into_used = 32,
 };
 
-/// One Domain for each combination of modes; TypeInfo copies are too many to be made anew.
+/// One Domain for each combination of modes, because making all TypeInfo copies anew for each input takes too long.
 zur_domain* domain(std::uint8_t mode) {
     static std::array<zur_domain*, mode_count> all{};
     zur_domain*& D = all[mode % mode_count];
@@ -40,11 +40,11 @@ zur_domain* domain(std::uint8_t mode) {
 
 constexpr std::uint32_t some_set = 7;
 
-/// What was accepted into a fresh Instance.
+/// Uses a record that was read into a fresh Instance.
 void use(zur_domain* D, const Type& type, const zur_instance* x) {
     demand(type.compare(x, x) == 0, "a record equals itself");
     const std::uint32_t length = type.is_enum ? 5 : type.len(D, some_set, x);
-    // A nested record may have been told of an ra block, which no length counts.
+    // A nested record may claim an ra block, which no length counts.
     std::vector<std::uint8_t> buffer(std::size_t{length} * 3 + 64);
     std::uint32_t st = 0;
     const std::uint32_t used =
@@ -61,7 +61,7 @@ void use(zur_domain* D, const Type& type, const zur_instance* x) {
     type.destroy(D, some_set, copy);
 }
 
-/// Exactly as long as the image, and in tracked mode with the one byte behind it that a flag may be taken from.
+/// A buffer as long as the image. In tracked mode one byte longer, because a flag may be read from there.
 std::unique_ptr<std::uint8_t[]> exact(const std::uint8_t* image, std::size_t length, std::uint8_t mode) {
     auto copy = std::make_unique<std::uint8_t[]>(length + ((mode & mode_tracked) != 0));
     if (length != 0) std::memcpy(copy.get(), image, length);
@@ -97,8 +97,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     else if (st == 0)
         use(D, type, x);
     type.destroy(D, some_set, x);
-    // A used record may lose by contract: the elements of arrays that are read over without reuse, and the content of
-    // what a negative variant has been read into.
+    // A used record may lose memory by contract: the elements of arrays that are read over without reuse, and what
+    // fields own when a negative variant is read into it.
     demand(is_used || blocks.empty(), "nothing is lost");
     for (void* block : blocks) std::free(block);
     blocks.clear();
