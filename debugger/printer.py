@@ -1,6 +1,6 @@
-# Shows Instances of the Bundle in gdb in terms of their fields: print *instance. It goes by the tables that stand behind
-# this file in the loaded script, and by memory alone: nothing is called in the program, so a core file will do. Memory
-# is not trusted. What cannot be read is said in its place, and no count is believed beyond gdb's own limits.
+# Shows Instances of the Bundle in gdb field by field: print *instance. It uses the tables at the end of the loaded
+# script and reads memory only; it calls nothing in the program, so a core file will do. It does not trust the memory:
+# what cannot be read is reported in its place, and no count beyond gdb's own limits is believed.
 import collections
 import itertools
 import struct
@@ -19,7 +19,7 @@ OWN_HEADER = 0x80
 HEADER_LENGTH = 12
 NEXT_LINK = 8
 LIST_COUNT = 24
-MOST_ELEMENTS = 100000  # where gdb itself knows no limit
+MOST_ELEMENTS = 100000  # if gdb itself has no limit
 MOST_RECORDS = 1000  # in one value
 
 
@@ -103,7 +103,7 @@ class View:
         if self.records > MOST_RECORDS:
             raise Fault("not shown: more than %d records" % MOST_RECORDS)
         type_word, variant, layout, flags = struct.unpack("<QbbB", read(x, 11))
-        # Behind a header block of the runtime's, the type is the one that the record is declared with.
+        # In a separate header block of the runtime's, the type is the one that the record is declared with.
         known = name if flags & OWN_HEADER else own_type(type_word)
         if known != name:
             raise Fault("of type %s, not %s" % (known, name))
@@ -146,7 +146,7 @@ class View:
         data = read(place, f.width)
         if f.type == "zur_mac_addr":
             return ":".join("%02x" % byte for byte in data)
-        # Inside, these are the runtime's, which may come with debug information.
+        # The content is the runtime's, which may come with debug information.
         try:
             of_runtime = gdb.lookup_type("struct " + f.type)
             if of_runtime.fields() and of_runtime.sizeof == f.width:
@@ -235,7 +235,7 @@ class InstancePrinter:
             view = View()
             shown = view.guarded(view.instance, self.name, self.address)
             return shown.text(gdb.parameter("print pretty")) if isinstance(shown, Group) else shown
-        except Exception as error:  # gdb would show a printer's failure in place of everything else
+        except Exception as error:  # gdb would show a printer's failure instead of everything else
             return "<%s cannot be shown: %s>" % (self.name, error)
 
 
