@@ -3,7 +3,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGE_NAME orlan-epm)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own, and another would be put in front of it
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own, and CMake would put this one in front
 set(CPACK_PACKAGE_CONTACT "orlan_epm maintainers <orlan-epm@localhost>")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
@@ -16,7 +16,8 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE orlan-epm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# System libraries by what the files need; the libraries of this project have no package yet when that is asked.
+# Dependencies on system libraries follow from the files. This project's libraries belong to no package yet when that
+# runs.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
@@ -31,7 +32,7 @@ file(CONFIGURE OUTPUT ${documents}/shlibs
     CONTENT "liborlan_epm @PROJECT_VERSION_MAJOR@ liborlan-epm@PROJECT_VERSION_MAJOR@ (>= @PROJECT_VERSION@)\n" @ONLY)
 add_custom_target(debian_documents ALL DEPENDS ${documents}/changelog.gz)
 
-# Debian wants manual pages compressed. This folder comes last, so they are in their place by now.
+# Debian wants compressed manual pages. This folder is processed last, so they exist by now.
 if(TARGET orlan-epm)
     install(CODE "file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man*/*[0-9]\")
 foreach(page IN LISTS pages)
@@ -98,7 +99,7 @@ annotates messages, and tells what a library file says about its types and
 traces. It brings a stand-in runtime for itself alone, beside any other."
     DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}")
 
-# One runtime at a time: whoever brings another provides the same name, and takes this one's place.
+# One runtime at a time: a package with another runtime provides the same name and replaces this one.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_CONFLICTS orlan-epm-runtime)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_REPLACES orlan-epm-runtime)
