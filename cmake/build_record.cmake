@@ -1,5 +1,5 @@
-# The text of the build record that the library file carries. Every value can be set from outside, as a cache variable
-# or in the environment; two builds with the same values give the same file. The time follows SOURCE_DATE_EPOCH.
+# The text of the build record in the library file. Every value can be set as a cache variable or in the environment;
+# two builds with the same values give the same file. The time follows SOURCE_DATE_EPOCH.
 function(epm_build_value name fallback)
     if(NOT DEFINED ${name})
         if(DEFINED ENV{${name}})

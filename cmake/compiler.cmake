@@ -1,5 +1,5 @@
-# Language, warnings, sanitizers and what makes two builds alike; for everything that is built here. Flags that only the
-# Bundle needs stand with its target.
+# Language, warnings, sanitizers and reproducible builds, for everything built here. Flags that only the Bundle needs
+# are set with its target.
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_CXX_STANDARD 20)
@@ -19,7 +19,7 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 
-# No folder of the building machine may reach a file that is built. Of two prefixes that fit, the later counts.
+# No folder of the building machine may get into a file that is built. If two prefixes match, the later one counts.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 
 set(EPM_NO_UNDEFINED -Wl,--no-undefined)
