@@ -1,5 +1,5 @@
-// The public headers with default visibility, so that what they declare leaves its library and nothing else does;
-// and the few lines of error convention that every operation here starts and ends with.
+// The public headers with default visibility, so that a library exports what they declare and nothing else; and the few
+// lines of error convention that start and end every operation here.
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -22,7 +22,7 @@ inline void fail(zur_domain* D, uint32_t code, uint32_t* st) {
     D->last_error = code;
 }
 
-// True when an operation is to do nothing: an earlier one of the chain has failed.
+// True when an operation must do nothing because an earlier one of the chain has failed.
 inline bool raised(zur_domain* D, const uint32_t* st) {
     if (*st != 0) return true;
     D->last_error = 0;
@@ -33,8 +33,8 @@ inline void announce(zur_domain* D, uint32_t S, void* address, std::size_t lengt
     D->write_range_fn(D, address, static_cast<uint32_t>(length), S, nullptr);
 }
 
-// Runs what may ask the C++ run-time library for memory. Nothing that it throws leaves the function; all of it is want
-// of memory, or of a length that there can be.
+// Runs code that may ask the C++ run-time library for memory, and catches everything it throws: all of that means lack
+// of memory, or a length that no memory can have.
 template <class Body>
 uint32_t guarded(const Body& body) noexcept {
     try {

@@ -1,4 +1,4 @@
-// The text of an element for what reads a value from it: where it stands in the document if it can, else a copy.
+// The text of an element, for parsing a value: read in place in the document if possible, else a copy.
 #pragma once
 
 #include "contract.hpp"
@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <memory>
 
-// As xml_get_element_value(), but without a copy. Gives ZUR_BUFFER_TOO_SMALL for a text that does not stand in the
-// document as it is, in one place.
+// Like xml_get_element_value(), but without a copy. Gives ZUR_BUFFER_TOO_SMALL for a text that is not in the document
+// in one unescaped piece.
 extern "C" [[gnu::visibility("default")]] uint32_t platform_xml_plain_text(zur_xml_document* document, const char* path,
                                                                            const char** characters, uint32_t* length);
 
@@ -24,7 +24,7 @@ public:
     uint32_t code() const { return code_; }
     uint32_t length() const { return length_; }
     const char* characters() const { return characters_; }
-    char* own() { return own_.get(); } // where the text is to be changed; null for an empty one
+    char* own() { return own_.get(); } // a copy that may be changed; null for an empty text
 
 private:
     [[gnu::noinline]] void copy(zur_xml_document* document, const char* path) {

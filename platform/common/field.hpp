@@ -1,5 +1,5 @@
-// The operations of foreign types, once for all of them. A type is described by a trait: its memory, its value, its
-// wire form and its text; the macros at the end define the contract's functions from it.
+// The operations of foreign types, written once for all of them. A trait describes a type: its memory, its value, its
+// wire form and its text. The macros at the end define the contract's functions from it.
 //
 // A trait T has: Object, Value; name; shape; `moves` (a set empties its source); `content(Object *)` and content_size,
 // the bytes behind the header; `load(const Object *)` (null gives the empty value); `length(Value)` on the wire;
@@ -31,7 +31,7 @@ enum class Shape {
     record       // an Instance that counts itself
 };
 
-// Blanks around a number or an address are the document's, not the value's.
+// Blanks around a number or an address belong to the document, not to the value.
 inline std::string_view trimmed(const char* text, std::size_t length) {
     const auto blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
     const char* end = text + length;
@@ -53,7 +53,7 @@ inline int hex_digit(char c) {
     return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-// Reads pairs of hexadecimal digits; `to` may be where the text begins.
+// Reads pairs of hexadecimal digits. `to` may be the start of the text.
 inline bool parse_hex(std::string_view text, uint8_t* to) {
     if (text.size() % 2 != 0) return false;
     for (std::size_t i = 0; i < text.size(); i += 2) {
@@ -79,7 +79,7 @@ struct Field {
 
     static void* get(zur_domain* D, void* address, uint32_t* st) { return raised(D, st) ? nullptr : address; }
 
-    // Puts a value into an object, in a buffer of its own; the old buffer serves again if it may and fits.
+    // Puts a value into an object, in a buffer of its own. Uses the old buffer again if that is allowed and it fits.
     static bool assign(zur_domain* D, uint32_t S, Object* object, const Value& value, bool reuse, uint32_t* st) {
         if constexpr (T::owns_buffer) {
             uint8_t* old = object->bytes;
@@ -107,7 +107,7 @@ struct Field {
         return true;
     }
 
-    // A caller's write of a value, outside of any chain's accessors.
+    // Writes a value for a caller, outside any chain's accessors.
     static void write(zur_domain* D, uint32_t S, Object* object, const Value& value, uint32_t* st) {
         if (raised(D, st)) return;
         if (object == nullptr) return fail(D, ZUR_BAD_ARGUMENT, st);
@@ -165,7 +165,7 @@ struct Field {
             }
             variant = std::min<int8_t>(variant, 0);
             to += _zur_instance_variant_marshal(D, S, to, &variant, room, st);
-            // The word may have been raised above: then the value stays away, as it does in every enumeration.
+            // If the word was raised above, the value is left out, as in every enumeration.
             if (*st != 0) return static_cast<uint32_t>(to - static_cast<uint8_t*>(destination));
         }
         T::encode(to, value);

@@ -1,5 +1,5 @@
-// Runs of 32-bit words to or from network order: with AVX2 where the machine has it, else in vectors of four, since the
-// compiler finds no byte swap for the baseline x86-64.
+// Converts runs of 32-bit words to or from network order: with AVX2 if the machine has it, else in vectors of four,
+// because the compiler finds no byte swap for the baseline x86-64.
 #pragma once
 
 #include "bytes.hpp"
@@ -11,7 +11,7 @@ namespace platform {
 
 namespace detail {
 
-/// Words swapped; the rest is the caller's.
+/// Returns how many words it swapped; the caller does the rest.
 [[gnu::target("avx2")]] inline std::size_t swap_by_eight(uint8_t* to, const uint8_t* from, std::size_t count) {
     constexpr std::size_t width = sizeof(__m256i);
     const __m256i order = _mm256_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3, 12, 13, 14, 15, 8, 9,

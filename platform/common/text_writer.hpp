@@ -1,4 +1,4 @@
-// Writes text into a buffer that may be too small: what fits is written and terminated. Home of the two escapes.
+// Writes text into a buffer that may be too small: writes and terminates what fits. Also has the two escapes.
 #pragma once
 
 #include "contract.hpp"
@@ -9,7 +9,7 @@
 
 namespace platform {
 
-// Length of the UTF-8 sequence at p if it is sound and a character that XML allows, else 0.
+// Length of the UTF-8 sequence at p if it is valid and XML allows the character, else 0.
 inline unsigned sequence_length(const uint8_t* p, std::size_t left) {
     if (p[0] < 0x80) return 1;
     const unsigned length = p[0] >= 0xF0 ? 4 : p[0] >= 0xE0 ? 3 : 2;
@@ -26,7 +26,7 @@ inline unsigned sequence_length(const uint8_t* p, std::size_t left) {
 
 class TextWriter {
 public:
-    // A size that ran below 0 in the caller's subtraction is no room at all.
+    // A size that wrapped below 0 in the caller's subtraction means no room.
     TextWriter(char* buffer, uint32_t size) : buffer_(buffer), room_(size > INT32_MAX ? 0 : size) {}
 
     void put(char c) {
@@ -60,7 +60,7 @@ public:
         for (uint32_t i = 0; i < length && !full_; ++i) hex(bytes[i]);
     }
 
-    // A backslash and two hexadecimal digits for each byte that would break the line or the document.
+    // Writes a backslash and two hexadecimal digits for each byte that would break the line or the document.
     void escaped(const uint8_t* text, uint32_t length, bool xml) {
         for (uint32_t i = 0; i < length && !full_;) {
             const uint32_t start = i;
@@ -128,7 +128,7 @@ public:
         put('>');
     }
 
-    // Terminates the text and reports an overflow, unless the word tells of an earlier failure.
+    // Terminates the text and reports an overflow, unless the word already holds an earlier failure.
     uint32_t finish(zur_domain* D, uint32_t* st) {
         if (room_ != 0) buffer_[used_] = 0;
         if (full_ && *st == 0) fail(D, ZUR_BUFFER_TOO_SMALL, st);
@@ -138,7 +138,7 @@ public:
 private:
     static bool is_plain(uint8_t c) { return c >= 0x20 && c < 0x7F && c != '\\' && c != '&' && c != '<' && c != '>'; }
 
-    // Takes room for that much at once; null where there is less.
+    // Reserves that much room at once; null when there is less.
     char* claim(std::size_t length) {
         if (used_ + length >= room_) return nullptr;
         char* to = buffer_ + used_;

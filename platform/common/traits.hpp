@@ -24,7 +24,7 @@ struct NumberValue {
         return 0;
     }
     static void text(TextWriter& writer, Value value, bool) {
-        // A character is shown as its number, and to_chars() of a char would take it for one anyway.
+        // A character is shown as its number; to_chars() of a char would show the letter.
         if constexpr (sizeof(Number) == 1)
             writer.number(static_cast<int>(value));
         else

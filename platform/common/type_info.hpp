@@ -8,7 +8,7 @@
 
 namespace platform {
 
-// Stands for the digest of a type's definition, which for these types is their name.
+// Replaces the digest of a type's definition, which for these types is only their name.
 constexpr uint64_t name_digest(std::string_view name, uint64_t start) {
     for (const char c : name) start = (start ^ static_cast<uint8_t>(c)) * 0x100000001B3u;
     return start;
@@ -36,7 +36,7 @@ constexpr zur_type_info make_type_info(std::string_view name, std::string_view b
     return info;
 }
 
-// Brings one type's copy in the set up to date; instances of it are the callbacks for zur_type_info_ptr_get().
+// Refreshes one type's copy in the set; instances of it are the callbacks for zur_type_info_ptr_get().
 template <const zur_type_info& type>
 void initialize_type_info(zur_domain* D, uint32_t S, uint32_t* st) {
     if (zur_type_info* found = D->type_lookup_fn(D->type_table, S, type.hex_digest)) {

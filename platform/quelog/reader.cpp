@@ -1,5 +1,5 @@
-// The trace reader: takes the catalogue's sections from a library file and joins records with their texts. The file
-// may be anybody's, so every length is held against what is really there.
+// The trace reader: takes the catalogue's sections from a library file and joins records with their texts. The file may
+// come from anybody, so every length is checked against the bytes that are there.
 #include "../common/contract.hpp"
 
 #include <algorithm>
@@ -77,7 +77,7 @@ std::string hexadecimal(const uint8_t* bytes, std::size_t size) {
     return text;
 }
 
-// Each of these gives the sentence of what is wrong, or null.
+// Each of these returns a sentence that says what is wrong, or null.
 
 const char* read_entries(Reader& reader, const Section& section) {
     if (section.size < header_size || (section.size - header_size) % entry_size != 0)
@@ -97,7 +97,7 @@ const char* read_entries(Reader& reader, const Section& section) {
 
 const char* read_texts(Reader& reader, const Section& section) {
     const std::size_t wanted = reader.entries.empty() ? 0 : reader.entries.back().start + reader.entries.back().length;
-    reader.texts.resize(wanted + 1); // one more, to see a text that goes on
+    reader.texts.resize(wanted + 1); // one more, to notice a text that is too long
     auto size = static_cast<unsigned>(reader.texts.size());
     if (section.size > UINT32_MAX) return "the catalogue's texts are too long";
     auto* packed = reinterpret_cast<char*>(const_cast<uint8_t*>(section.bytes));
@@ -136,7 +136,7 @@ const char* read_file(Reader& reader, const char* file_name) {
     return reason != nullptr ? reason : read_texts(reader, texts);
 }
 
-// A sentence in a caller's buffer: what fits, and how long the whole is.
+// A sentence in a caller's buffer: writes what fits, and counts the whole length.
 class Sentence {
 public:
     Sentence(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}

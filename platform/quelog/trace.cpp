@@ -15,7 +15,7 @@ void* sink_context;
 thread_local bool in_sink;
 
 std::mutex module_lock;
-std::deque<std::string> modules; // the id is the position plus one; names stay where they are
+std::deque<std::string> modules; // the id is the position plus one; a deque never moves the names
 
 platform_trace_argument as_argument(uint64_t number) {
     platform_trace_argument argument{};
@@ -75,7 +75,7 @@ const char* platform_trace_module_name(uint32_t module) {
     return module != 0 && module <= modules.size() ? modules[module - 1].c_str() : nullptr;
 }
 
-// A Bundle calls this on every creation, from any thread: once the state word is set, that is one load.
+// A Bundle calls this on every creation, from any thread. Once the state word is set, it costs one load.
 int quelog_module_init_fn(const char* name, uint16_t* module_id, uint32_t* state) {
     if (name == nullptr || module_id == nullptr || state == nullptr) return ZUR_BAD_ARGUMENT;
     if (__atomic_load_n(state, __ATOMIC_ACQUIRE) != 0) return 0;

@@ -21,7 +21,7 @@ bool Account::charge(std::size_t size) {
     return is_admitted;
 }
 
-// What is counted is what malloc has really given.
+// Counts what malloc really gave.
 void* Account::allocate(std::size_t size) {
     if (size > block_limit_) {
         std::snprintf(refusal_, sizeof refusal_, "a block of %zu bytes is refused: the block_limit is %zu", size,
@@ -78,7 +78,7 @@ void* allocate_type(void* type_store, uint32_t, std::size_t size) {
     if (memory == nullptr) return nullptr;
     auto* types = static_cast<TypeTable*>(type_store);
     const uint32_t code = guarded([&] {
-        types->by_digest.reserve(types->copies.size() + 1); // what enters the copy cannot tell of a refusal
+        types->by_digest.reserve(types->copies.size() + 1); // now: entering the copy later cannot report a refusal
         types->copies.push_back(std::move(block));
     });
     return code == 0 ? memory : nullptr;
@@ -169,7 +169,7 @@ void zur_clear_last_error(zur_domain* D) {
     D->last_error = 0;
 }
 
-// All clones of a Domain go through one workspace, one after the other.
+// All clones of a Domain use one workspace, one after the other.
 void zurlib_get_handle_ws(zur_domain* D, void** workspace, uint32_t* length, void*) {
     Private& p = own(D);
     if (p.workspace == nullptr) p.workspace.reset(std::malloc(p.workspace_size));

@@ -60,22 +60,22 @@ uint32_t zur_get_luid(zur_domain* D, uint32_t, void* instance, uint32_t* st) {
     return 0;
 }
 
-// State-flag blocks. The map holds addresses and never looks behind them, but for the flag that its own entry set.
+// State-flag blocks. The map holds addresses and never reads behind them, except for the flag that its own entry set.
 
 uint32_t zurlib_get_sttr_offset(zur_domain* D, uint32_t, void* instance) {
     const auto& offsets = own(D).flag_offsets;
     const auto found = offsets.find(instance);
     if (found != offsets.end()) return found->second;
-    // An Instance that came by with the flag but without an offset: the block lies behind the fields, as it would.
+    // The Instance has the flag but no offset here: assume that the block lies behind the fields, as by default.
     const zur_type_info* type = zur_get_manifested_type_info(instance);
     if (type == nullptr || type->variant_table == nullptr || type->variant_table->count < 1) return 0;
     const zur_variant_record& record = type->variant_table->records[0];
     return record.used_length + record.alloc_slop;
 }
 
-// There is no status word here to tell that memory is refused: the next look-up of a variant tells it. The Instance
-// goes on untracked, since its flags would be looked for where a neighbour lies. One that is only now being set up is
-// made tracked after the look-up; the counting that follows takes that back.
+// This operation has no status word, so the next look-up of a variant reports that memory was refused. The Instance
+// goes on untracked, because its flags would otherwise be looked for in a neighbour's memory. An Instance that is still
+// being set up becomes tracked after the look-up; the counting that follows undoes that.
 void zurlib_update_sttr_offset(zur_domain* D, uint32_t S, void* instance, uint32_t offset) {
     if (instance == nullptr) return;
     Private& p = own(D);
@@ -96,7 +96,7 @@ void platform::tell_refused_place(zur_domain* D, uint32_t* st) {
         p.refused_place = RefusedPlace::told;
         if (*st == 0) fail(D, ZUR_NO_MEMORY, st);
     } else {
-        p.refused_place = RefusedPlace::none; // this is another Instance's look-up already
+        p.refused_place = RefusedPlace::none; // this look-up is already for another Instance
     }
 }
 

@@ -20,13 +20,13 @@ struct Free {
 };
 using Block = std::unique_ptr<void, Free>;
 
-// Names are looked for by their characters, without a string being made.
+// Looks names up by their characters, without making a string.
 struct NameHash {
     using is_transparent = void;
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
 };
 
-// What a Domain's memory may come to and has come to, and the sentence about what was refused last.
+// The limits of a Domain's memory, the memory in use, and the sentence about the last refusal.
 class Account {
 public:
     Account(std::size_t block_limit, std::size_t memory_limit)
@@ -36,9 +36,9 @@ public:
     void* allocate(std::size_t size);
     void release(void* block);
 
-    // For memory that is not had from here. False: it is refused.
+    // For memory that comes from elsewhere. Returns false when it is refused.
     bool charge(std::size_t size);
-    // An Instance may go by another Domain than it came by, so more can be given back than was taken.
+    // One Domain may destroy an Instance that another made, so more can be given back than was taken.
     void discharge(std::size_t size) { used_ -= std::min(size, used_); }
 
     const char* refusal() const { return refusal_[0] != 0 ? refusal_ : nullptr; }
@@ -59,7 +59,7 @@ struct Counted {
 
     explicit Counted(Account& a) : account(&a) {}
     template <class U>
-    Counted(const Counted<U>& other) : account(other.account) {} // NOLINT(*-explicit-*): what an allocator must have
+    Counted(const Counted<U>& other) : account(other.account) {} // NOLINT(*-explicit-*): an allocator needs it
 
     T* allocate(std::size_t count) {
         const std::size_t size = count * sizeof(T);
@@ -78,9 +78,9 @@ struct Counted {
     Account* account;
 };
 
-// The agreed variants. They are told by type name; a look-up goes by the TypeInfo's address and is one probe of a small
-// open table, filled from the names as types are first asked for. The digest's first half guards an entry against
-// another type at the address of one that was unloaded.
+// The agreed variants. They are set by type name. A look-up uses the TypeInfo's address and is one probe of a small
+// open table, filled from the names when a type is first asked for. The digest's first half guards against another type
+// at the address of one that was unloaded.
 class Agreement {
 public:
     int8_t variant_of(const zur_type_info* type);
@@ -117,7 +117,7 @@ struct OidState {
     bool destroy_put_off;
 };
 
-// The default type table; the context of the Domain's three type hooks. A copy's own digest is its key.
+// The default type table and context of the Domain's three type hooks. A copy's own digest is its key.
 struct TypeTable {
     tsl::robin_map<std::string_view, zur_type_info*> by_digest;
     std::vector<Block> copies;
@@ -130,7 +130,7 @@ struct AddressHash {
     }
 };
 
-// Whether an Instance got no place in the map of flag offsets, and whether a caller has been told; see
+// Whether an Instance got no place in the map of flag offsets, and whether a caller knows already; see
 // zurlib_update_sttr_offset().
 enum class RefusedPlace : uint8_t { none, untold, told };
 
@@ -147,7 +147,7 @@ struct Private {
                    Counted<std::pair<const void*, uint32_t>>>
         flag_offsets{Counted<std::pair<const void*, uint32_t>>(account)};
     RefusedPlace refused_place = RefusedPlace::none;
-    zur_instance* unplaced = nullptr;        // what is being set up without a place there
+    zur_instance* unplaced = nullptr;        // an Instance being set up that got no place there
     const zur_type_info* uncopied = nullptr; // the type whose copy could not be made
     std::unordered_map<uint64_t, OidState> oids;
     std::unordered_map<const void*, uint64_t> oid_of_instance;

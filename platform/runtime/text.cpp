@@ -1,8 +1,8 @@
 // The text helpers: print lines, tags, and the strings that a Bundle holds itself. Their XML readers are here too.
 //
-// zur_print_space() writes no terminator: a record's closing line hands in the start of its text, where the blanks of
-// the opening line already stand, and a terminator would cut the text there. For the same reason blanks that do not fit
-// are not written at all: the text before them has its terminator.
+// zur_print_space() writes no terminator: a record's closing line passes the start of its text, where the blanks of the
+// opening line already are, and a terminator would cut the text there. For the same reason it writes no blanks at all
+// if they do not fit: the text before them is terminated.
 #include "../common/element_text.hpp"
 #include "../common/text_writer.hpp"
 
@@ -50,7 +50,7 @@ uint32_t fixed_length(const char* characters, uint32_t capacity) {
     return static_cast<uint32_t>(strnlen(characters, capacity));
 }
 
-// A format of nothing but strings, as most are. -1: it is another one, or there is too little room.
+// Handles a format of nothing but strings, as most are. Returns -1 for any other, or when there is too little room.
 int join(char* buffer, uint32_t room, const char* format, va_list arguments) {
     uint32_t used = 0;
     for (; *format != 0; ++format) {
@@ -110,7 +110,7 @@ uint32_t start_tag(zur_domain* D, uint32_t, char* buffer, const char* name, uint
     return writer.finish(D, st);
 }
 
-// Writes also after a failure, so that the tags balance up to there.
+// Also writes after a failure, so that the tags up to there balance.
 uint32_t end_tag(zur_domain* D, uint32_t, char* buffer, const char* name, uint32_t size, uint32_t* st) {
     TextWriter writer(buffer, size);
     writer.close_tag(name);
@@ -136,7 +136,7 @@ uint32_t null_string_to_xml(zur_domain* D, uint32_t, const char* name, char* buf
     return string_element(D, name, buffer, characters, fixed_length(characters, capacity), size, flag, st);
 }
 
-// What is shorter than the array is padded with zeros; a full array has no terminator.
+// Pads a shorter text with zeros; a full array has no terminator.
 void null_string_from_xml(zur_domain* D, uint32_t S, const char* path, zur_xml_document* document, char* characters,
                           uint32_t capacity, uint32_t* st, char* message, uint32_t message_size) {
     if (raised(D, st)) return;
@@ -159,7 +159,7 @@ uint32_t var_string_to_xml(zur_domain* D, uint32_t, const char* name, char* buff
     return string_element(D, name, buffer, characters, held_length(characters, length), size, flag, st);
 }
 
-// The characters are the caller's scratch, not yet a field, so nothing is announced.
+// The characters go to the caller's scratch memory, not to a field yet, so nothing is announced.
 void var_string_from_xml(zur_domain* D, uint32_t, const char* path, zur_xml_document* document, char* characters,
                          uint32_t size, uint32_t* st, char* message, uint32_t message_size) {
     if (raised(D, st)) return;

@@ -80,7 +80,7 @@ struct VString : ByteRun<zur_vstring> {
     }
 };
 
-// How many whole elements a run has room for; an element too few is an error, as it is for a single element.
+// How many whole elements fit into the room; one too few is an error, as it is for a single element.
 template <class Number>
 uint32_t elements_that_fit(zur_domain* D, uint32_t count, int32_t room, uint32_t* st) {
     const auto fits = static_cast<uint32_t>(unsigned_room(room) / sizeof(Number));

@@ -25,7 +25,8 @@ int8_t Agreement::resolve(const zur_type_info* type, uint64_t half_digest) {
     const auto named = names_.find(std::string_view(type->name));
     const Entry entry = {type, half_digest, named != names_.end() ? named->second : default_};
     if (2 * (entries_ + 1) > table_.size()) {
-        // Starting over also drops the entries of types that are gone. Without memory for more, names are asked again.
+        // Starting over also drops entries of types that are gone. Without memory for a larger table, names are looked
+        // up again.
         if (guarded([&] { table_.assign(std::max<std::size_t>(256, 2 * table_.size()), Entry{}); }) != 0)
             return entry.variant;
         entries_ = 0;
@@ -61,7 +62,7 @@ using namespace platform;
 
 namespace {
 
-// The record that a counter lies in; null when it lies in none of the type's. A negative variant leads there.
+// The record that a counter lies in. Null when it lies in none of the type's, as for a negative variant.
 zur_variant_record* counted_record(const zur_type_info* type, uint64_t* created) {
     if (type == nullptr || type->variant_table == nullptr) return nullptr;
     auto* record =
@@ -128,8 +129,8 @@ const zur_type_info* zur_type_info_ptr_get(zur_domain* D, uint32_t S, const zur_
         copy = D->type_lookup_fn(D->type_table, S, type->hex_digest);
     }
     if (copy != nullptr) return copy;
-    // Without memory for a copy an Instance is still a sound one, but none that may stay in a store. There is no status
-    // word here; the counting of the Instance tells.
+    // Without a copy the Instance is still usable, but must not stay in a store. There is no status word here, so the
+    // counting of the Instance reports it.
     zur_store_err(D, ZUR_NO_MEMORY);
     own(D).uncopied = type;
     return type;
@@ -139,13 +140,13 @@ void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const
     if (type->variant_table == nullptr) return;
     const zur_variant_table& now = *type->variant_table;
     const auto count = static_cast<std::size_t>(std::max<int>(now.count, 0));
-    // A copy just made still points to the static table. One that was found has a table of its own, perhaps from
-    // another Domain, whose counters go on; it is replaced only when it is too short.
+    // A new copy still points to the static table. A copy that was found has a table of its own, perhaps from another
+    // Domain; its counters go on, so it is replaced only when it is too short.
     const zur_variant_table* old = is_new != 0 || copy->variant_table == &now ? nullptr : copy->variant_table;
     const auto kept = std::min(count, static_cast<std::size_t>(old != nullptr ? std::max<int>(old->count, 0) : 0));
     zur_variant_record* records = old != nullptr ? old->records : nullptr;
     if (kept < count) {
-        // A Bundle computes a record's address from a negative variant as it stands, which leads in front of the first.
+        // For a negative variant a Bundle computes an address in front of the first record, so spare records lie there.
         constexpr std::size_t spare = 128;
         VariantData* data = nullptr;
         const uint32_t code = guarded([&] {
@@ -155,7 +156,7 @@ void zur_update_variant_info(zur_domain* D, uint32_t, zur_type_info* copy, const
             data->records = std::move(longer);
         });
         if (code != 0) {
-            // The static table is long enough for all variants. The next update tries again.
+            // The static table is long enough for all variants, so it serves until the next update tries again.
             copy->variant_table = &now;
             return zur_store_err(D, code);
         }

@@ -1,6 +1,6 @@
-// The wire helpers: the small parts of a marshalled record. Each refuses a room that is too small with 90. The writers
-// go on while the status word is raised, so that a record whose variant was refused still tells its variant and its
-// length.
+// The wire helpers: the small parts of a marshalled record. Each refuses with 90 when the room is too small. The
+// writers go on while the status word is raised, so that a record whose variant was refused still shows its variant and
+// its length.
 #include "../common/bytes.hpp"
 #include "../common/contract.hpp"
 

@@ -1,9 +1,9 @@
 // Parsed XML documents and the look-up of elements by path, on pugixml's tree.
 //
 // A Bundle asks for each element by its whole path: for the fields of a record, and for x[1], x[2], ... of an array or
-// list. Two things are remembered. One is the parent that the last path named, because the next path mostly names the
-// same. The other is the child that each step of a path found last: the search for x[2] starts at x[1], so that reading
-// all elements takes linear time.
+// list. So this remembers two things. One is the parent that the last path named, because the next path mostly names
+// the same. The other is the child that each step of a path last found: the search for x[2] starts at x[1], so that
+// reading all elements takes linear time.
 #include "../common/element_text.hpp"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ struct zur_xml_document {
     pugi::xml_document tree;
     Step steps[16]; // by depth; deeper steps share the last one
 
-    pugi::xml_node parent; // that the last path named; null: there is none
+    pugi::xml_node parent; // that the last path named; null when there is none
     Step* step = steps;    // of the parent's children
     char parent_path[256]; // ends with a slash; longer ones are not remembered
     std::size_t parent_length = 0;
@@ -41,7 +41,7 @@ struct Failure {
     std::size_t offset = 0;
 };
 
-// Refuses what only the tree shows.
+// Refuses what only shows in the tree.
 struct TreeCheck : pugi::xml_tree_walker {
     explicit TreeCheck(const platform_xml_limits& chosen) : limits(chosen) {}
 
@@ -68,7 +68,7 @@ struct TreeCheck : pugi::xml_tree_walker {
 Failure parse(Document& document, std::string_view text, const platform_xml_limits& limits) {
     if (text.size() > limits.size) return {"document too large", limits.size};
     if (const std::size_t nul = text.find('\0'); nul != text.npos) return {"NUL byte", nul};
-    // A tree of many small elements takes many times the memory of its text, so the brackets are counted first.
+    // A tree of many small elements takes many times its text's memory, so the brackets are counted before parsing.
     std::size_t room = 2 * std::size_t{limits.elements} + 16;
     if (text.size() > room)
         for (std::size_t i = 0; (i = text.find('<', i)) != text.npos; ++i)
@@ -151,7 +151,7 @@ const char* plain_text(pugi::xml_node element, std::size_t& length) {
 }
 
 // Copies an element's text without its escapes, as far as it fits, and gives the whole length. Returns false when a
-// backslash has no two digits behind it.
+// backslash is not followed by two digits.
 bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_t& length) {
     length = 0;
     const auto put = [&](const char* characters, std::size_t count) {

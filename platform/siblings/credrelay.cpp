@@ -1,4 +1,4 @@
-// The credrelay Bundle: record types build on it, but none has a field of a type of its.
+// The credrelay Bundle: record types depend on it, but no field is of one of its types.
 #include "../common/field.hpp"
 
 PLATFORM_BUNDLE(credrelay)

@@ -14,16 +14,16 @@ extern "C" {
 /** Values of platform_domain_options::tracking. */
 #define PLATFORM_NO_HANDLE 0u /**< tracking_handle is null; otherwise ZUR_UNTRACKED_MODE or ZUR_TRACKED_MODE */
 
-/** The variant that stands for "the highest that the type has"; a Bundle caps it. */
+/** The variant that means "the highest of the type"; a Bundle caps it. */
 #define PLATFORM_HIGHEST_VARIANT 127
 
 /**
  * All zero is a Domain on malloc and free within limits, untracked, without a store, speaking the highest variants.
  *
- * The limits are there for messages of strangers, where a few bytes ask for very much memory. They hold for what
- * the default allocation hooks give, which a Domain has that names no hook and no obj_store; its obj_store is then the
- * account of that memory. In every Domain memory_limit also holds for the places of nested state flags, which the
- * Domain keeps itself. What a limit refuses leaves 12, and platform_domain_refusal() names it.
+ * The limits protect against messages from strangers, where a few bytes can ask for very much memory. They apply to the
+ * default allocation hooks, which a Domain uses if its options name no hook and no obj_store; its obj_store is then the
+ * account of that memory. In every Domain memory_limit also covers the places of nested state flags, which the Domain
+ * keeps itself. A refusal by a limit leaves 12, and platform_domain_refusal() names the limit.
  */
 typedef struct platform_domain_options {
     uint32_t tracking;       /**< PLATFORM_NO_HANDLE, ZUR_UNTRACKED_MODE or ZUR_TRACKED_MODE */
@@ -46,8 +46,8 @@ typedef struct platform_domain_options {
 zur_domain* platform_domain_create(const platform_domain_options* options);
 
 /**
- * Why the Domain itself last refused memory: a sentence with the size asked for and the limit by its name in the
- * options, or that malloc has none. It tells what is behind a 12.
+ * Why the Domain itself last refused memory, the reason behind a 12: a sentence with the size asked for and the limit
+ * by its name in the options, or that malloc has none.
  *
  * @return borrowed, valid until the next refusal; null while nothing has been refused
  */

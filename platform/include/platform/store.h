@@ -13,7 +13,7 @@ extern "C" {
 
 /* OIDs. An OID is any number but 0. */
 
-/** Called when the last reference to an object goes whose destruction was put off: the type's `_destroy`. */
+/** Called for an object whose destruction was put off, when its last reference goes: the type's `_destroy`. */
 typedef void (*platform_oid_destroy_fn)(zur_domain* D, uint32_t S, void* instance);
 
 /**

@@ -20,7 +20,7 @@ struct zur_mac_addr {
     uint8_t bytes[6];
 };
 
-/** length counts no terminator; one stands behind the text all the same. Null when the length is 0. */
+/** length leaves out the terminator that follows the text. Null when the length is 0. */
 struct zur_vstring {
     uint8_t* bytes;
     uint32_t length;
@@ -90,7 +90,7 @@ struct sess_mgr_authorize_result {
 
 /*
  * Writers borrow their source and keep a copy from obj_alloc_fn; what the object held is released. They leave 12 when
- * memory runs out, 22 for a null object. A value that did not come to lie in a record is released with its type's
+ * memory runs out, 22 for a null object. A value that was never moved into a record is released with its type's
  * `_destroy_internal(D, S, object, 0)`. Readers borrow: the bytes are valid until the object's next change.
  */
 

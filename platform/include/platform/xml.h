@@ -14,7 +14,7 @@
 extern "C" {
 #endif
 
-/** What a document may be at most; 0 stands for the default. */
+/** The largest document that is accepted; 0 means the default. */
 typedef struct platform_xml_limits {
     size_t size;       /**< bytes, 16 MiB */
     uint32_t depth;    /**< nested elements, 64 */
