@@ -17,7 +17,7 @@ using Json = nlohmann::ordered_json;
 constexpr const char* kind_names[] = {"variant", "flags",  "ra block",    "jump word",   "value",
                                       "count",   "prefix", "state flags", "passed over", "remark"};
 
-/// Longer values are cut in the lines, not in JSON.
+/// Longer values are cut in the line form, not in JSON.
 constexpr std::size_t most_shown = 64;
 
 const char* name_of(Part::Kind kind) {

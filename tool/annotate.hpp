@@ -1,4 +1,4 @@
-// A message shown byte range by byte range, each beside the field that it belongs to.
+// Shows a message byte range by byte range, each beside the field that it belongs to.
 #pragma once
 
 #include "tool/input.hpp"
@@ -8,7 +8,7 @@
 
 namespace epm::tool {
 
-/// Of a damaged message everything up to the fault, and then throws it.
+/// Of a damaged message writes everything up to the fault, then throws it.
 void annotate(const Type& type, ByteView message, bool is_json, std::ostream& out);
 
 } // namespace epm::tool

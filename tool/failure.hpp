@@ -1,5 +1,5 @@
-// What can go wrong with what the tool is given, and the exit statuses that tell of it. Readers throw; the command line
-// joins the file's name and speaks.
+// What can be wrong with the tool's input, and the exit statuses for it. Readers throw; the command line adds the
+// file's name and prints the message.
 #pragma once
 
 #include <cstddef>

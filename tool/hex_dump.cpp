@@ -1,4 +1,4 @@
-// Each line is taken apart on its own: offset, bytes, text. What the lines before it were tells what it may be.
+// Splits each line into offset, bytes and text. The form of the lines before it limits what a line may be.
 #include "tool/hex_dump.hpp"
 
 #include "tool/failure.hpp"
@@ -37,7 +37,7 @@ std::string_view take_word(std::string_view& text, std::string_view between) {
     return word;
 }
 
-/// A message is never so long that its offsets do not fit.
+/// A number too large for 64 bits becomes the largest one, which no message's offset reaches.
 std::uint64_t number(std::string_view hex) {
     std::uint64_t value = ~std::uint64_t{0};
     std::from_chars(hex.data(), hex.data() + hex.size(), value, 16);
@@ -71,7 +71,8 @@ private:
     }
 
     void take_line(std::string_view whole) {
-        const bool is_heading = has_headings_ && form_ == Form::unknown && !whole.starts_with('\t'); // of a packet
+        const bool is_heading =
+            has_headings_ && form_ == Form::unknown && !whole.starts_with('\t'); // the heading line of a packet
         whole = trimmed(whole);
         if (is_heading || whole.empty() || whole.front() == '#') return;
         if (whole == "*") {
@@ -105,7 +106,7 @@ private:
             if (word.size() > (form == Form::bars ? 2 : 4))
                 refuse("the order of the bytes in " + escaped(word.substr(0, 16)) + " is not told");
             put(word);
-            // One blank stands between bytes, two stand in front of the text.
+            // One blank separates bytes, two separate the bytes from the text.
             const bool goes_on = form == Form::bars || (rest.starts_with(' ') && !rest.starts_with("  "));
             if (!goes_on) text = std::exchange(rest, {});
         }
@@ -121,7 +122,7 @@ private:
         std::string_view rest = whole.substr(0, whole.find('#'));
         const std::size_t before = bytes_.size();
         std::string_view first;
-        std::size_t longest = 0; // of the words behind the first
+        std::size_t longest = 0; // of the words after the first
         row_.clear();
         for (std::string_view word = take_word(rest, separators); !word.empty(); word = take_word(rest, separators)) {
             is_wide_ = is_wide_ || (has_prefix(word) && word.size() > 4);
@@ -137,7 +138,7 @@ private:
         bytes_.insert(bytes_.end(), row_.begin(), row_.end());
     }
 
-    /// Bytes with colons between them, or with nothing.
+    /// Reads bytes with colons between them, or with nothing.
     void put_pairs(std::string_view word) {
         if (word.find(':') == word.npos) return put(word);
         for (; !word.empty(); word.remove_prefix(std::min<std::size_t>(3, word.size()))) {
@@ -152,7 +153,7 @@ private:
         row_.insert(row_.end(), bytes->begin(), bytes->end());
     }
 
-    /// Repeats the last row up to the offset, where that was left out.
+    /// Repeats the last row up to the offset, if the dump left repetitions out.
     void go_to(std::string_view offset) {
         const std::uint64_t goal = is_hex(offset) ? number(offset) : ~std::uint64_t{0};
         if (goal > most_message) refuse("no offset of a message: " + escaped(offset.substr(0, 16)));
@@ -164,7 +165,7 @@ private:
                    " bytes stand before it");
     }
 
-    /// Blanks at the ends of a line may have been lost, and some programs show a blank as a dot.
+    /// The ends of a line may have lost blanks, and some programs show a blank as a dot.
     void hold_against_row(std::string_view text) const {
         std::string shown(as_text(row_));
         std::ranges::replace_if(

@@ -1,4 +1,4 @@
-// What the tool reads and writes: a file, whole, or standard input; and bytes as words.
+// What the tool reads and writes: a whole file, or standard input; and bytes as words.
 #pragma once
 
 #include <cstdint>
@@ -13,22 +13,22 @@ namespace epm::tool {
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
-/// Longer messages, documents and libraries are refused, so that what is made of them stays small as well.
+/// Longer messages, documents and libraries are refused, so that the tool's output stays limited too.
 inline constexpr std::size_t most_message = 16u << 20;
 inline constexpr std::size_t most_library = 256u << 20;
 
 /// `-` is standard input. Throws a Failure.
 Bytes read_file(const std::string& name, std::size_t most);
-/// A file is there as a whole or, after a failure, as it was before: the content goes into a new file beside it, which
-/// takes its name. What is no ordinary file is written itself. Throws a Failure.
+/// Writes the whole file or, after a failure, leaves it as it was: the content goes into a new file beside it, which is
+/// then renamed. A file that is not an ordinary one is written directly. Throws a Failure.
 void write_file(const std::string& name, std::string_view content);
 
-/// Nothing for what is not pairs of hexadecimal digits throughout.
+/// Returns nothing if the text is not all pairs of hexadecimal digits.
 std::optional<Bytes> bytes_of(std::string_view pairs);
 
 std::string to_hex(ByteView bytes);
 
-/// Printable ASCII as it is, any other byte, the quotation mark and the backslash as a backslash and two digits.
+/// Keeps printable ASCII. Any other byte, the quotation mark and the backslash become a backslash and two digits.
 std::string escaped(ByteView bytes);
 std::string escaped(std::string_view text);
 

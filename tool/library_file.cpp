@@ -1,4 +1,4 @@
-// The section table, read by hand: of a damaged file it is to be told where it is damaged.
+// Reads the section table by hand, because the tool must say where a damaged file is damaged.
 #include "tool/library_file.hpp"
 
 #include "tool/failure.hpp"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t longest_name = 64;
 
-/// The bytes at a place that the file names itself.
+/// The bytes at a place that the file itself names.
 ByteView range(ByteView file, std::uint64_t offset, std::uint64_t length, std::size_t named_at, const char* what) {
     if (offset > file.size() || length > file.size() - offset)
         throw Damage{named_at, std::string(what) + " lies outside the file"};
@@ -38,7 +38,7 @@ Section section_named(ByteView file, std::string_view name, Match match) {
     constexpr std::size_t width = sizeof(Elf64_Shdr);
     if (header.e_shentsize != width)
         throw Damage{offsetof(Elf64_Ehdr, e_shentsize), "not the size of a section header"};
-    // Numbers that are too large for the file's header stand in the first section's.
+    // Numbers that are too large for the file's header are in the first section's header.
     const Elf64_Shdr first = header_at(range(file, header.e_shoff, width, table_named_at, "the section table"), 0);
     const std::uint64_t count = header.e_shnum != 0 ? header.e_shnum : first.sh_size;
     if (count > file.size() / width) throw Damage{table_named_at, "the section table lies outside the file"};

@@ -1,5 +1,5 @@
-// The sections of a library file that tools read, found in the file's bytes. The file may be anybody's: only a 64-bit
-// little-endian ELF file is looked into, and every place that it names is held against its end.
+// Finds the sections of a library file that tools read. The file may come from anybody: only a 64-bit little-endian ELF
+// file is accepted, and every place that it names is checked against its end.
 #pragma once
 
 #include "tool/input.hpp"
@@ -17,11 +17,11 @@ struct Section {
 
 enum class Match { whole, start };
 
-/// The first section of this name, or whose name begins so. Throws Damage where the file is damaged, a Failure where it
-/// has no such section.
+/// The first section with this name, or whose name begins with it. Throws Damage if the file is damaged, and a Failure
+/// if it has no such section.
 Section section_named(ByteView file, std::string_view name, Match match = Match::whole);
 
-/// A little-endian number of at most 4 bytes, which must be there.
+/// A little-endian number of at most 4 bytes. The bytes must exist.
 std::uint32_t little_endian(ByteView bytes, std::size_t at, std::size_t width);
 
 } // namespace epm::tool

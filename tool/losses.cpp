@@ -1,4 +1,4 @@
-// Two trees side by side, by the catalogue.
+// Compares two trees side by side, guided by the catalogue.
 #include "tool/losses.hpp"
 
 #include "tool/nearest.hpp"
@@ -23,7 +23,7 @@ bool is_text(Node node) {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
 
-/// The characters that stand directly in an element.
+/// The characters directly in an element.
 std::string text_in(Node element) {
     std::string text;
     for (const Node piece : element.children())
@@ -35,7 +35,7 @@ bool is_blank(const std::string& text) {
     return text.find_first_not_of(white) == text.npos;
 }
 
-/// Without the backslash escape; nothing where a backslash is none.
+/// The text without the backslash escapes; nothing if a backslash starts no escape.
 std::optional<std::string> unescaped(const std::string& text) {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -55,7 +55,7 @@ bool holds_characters(const Field& f) {
     return f.kind == Kind::text || f.kind == Kind::characters || f.foreign == &catalogue::zur_vstring;
 }
 
-/// One spelling for all that a value of the field's type may have.
+/// One spelling for all equal spellings of a value of the field's type.
 std::string spelled(const Field& f, std::string text) {
     if (holds_characters(f)) return text;
     text.erase(0, std::min(text.find_first_not_of(white), text.size()));
@@ -75,13 +75,13 @@ bool has_elements(const Field& f) {
     return f.has_element_flags() || f.kind == Kind::list;
 }
 
-/// How the field's element is called.
+/// The name of the field's element.
 std::string name_of(const Record& r, const Field& f) {
     return f.kind == Kind::arm ? std::string(r.fields[0].name) + "-" + f.name : f.name;
 }
 
-/// The name of the text in front of a field that the reader stumbles over when it is absent; it then does not read the
-/// field.
+/// If the text in front of a field is absent, the library's reader does not read the field. This is then the text's
+/// name.
 std::optional<std::string> absent_before(const Record& r, const Field& f, Node wrote) {
     std::size_t i = r.index_of(f.name);
     while (i != 0 && r.fields[i - 1].kind == Kind::length) --i;
@@ -108,7 +108,7 @@ private:
         found_.push_back({kind, path, reason});
     }
 
-    /// `unread` tells why nothing in the element is read, where that is known.
+    /// `unread` says why nothing in the element is read, if that is known.
     void record(const Record& r, Node wrote, Node arrived, const std::string& path, const std::string& unread) {
         if (!is_blank(text_in(wrote))) lose(path, "text between elements is not read");
         struct Seen {
@@ -145,7 +145,7 @@ private:
         }
     }
 
-    /// Looking takes a while, and a document may be anybody's.
+    /// The search takes time, and the document may come from anybody.
     std::string near(const std::string& name, const std::vector<std::string>& names) const {
         return found_.size() < most_suggestions ? suggestion(name, names) : "";
     }
@@ -159,7 +159,7 @@ private:
         return std::string("no field of ") + r.name + near(name, names);
     }
 
-    /// Why an element of a field has not arrived at all.
+    /// Reports why an element of a field has not arrived at all.
     void absent(const Record& r, const Field& f, std::size_t count, const std::string& path, const std::string& cause) {
         const int variant = variant_of_({r.name, &r, nullptr});
         if (variant < f.since)
@@ -223,7 +223,7 @@ private:
             if (child.type() != pugi::node_element) continue;
             const std::string name = child.name();
             if (name == taken && unread.empty()) {
-                taken = {}; // not a second time
+                taken = {}; // report it only once
                 continue;
             }
             const bool is_known = std::ranges::find(names, name) != names.end();

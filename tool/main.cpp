@@ -1,5 +1,5 @@
-// The command line of orlan-epm: which sub-command, on which file, and how its failure is told. What a sub-command does
-// lives in the file of its subject.
+// The command line of orlan-epm: sub-commands, files, and how failures are reported. Each sub-command's work is in the
+// file of its subject.
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
 #include "tool/hex_dump.hpp"
@@ -34,7 +34,7 @@ struct Call {
     bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false;
 };
 
-/// A failure on the way, told as one line.
+/// A failure, reported as one line.
 struct Told {
     ExitStatus status;
     std::string line;
@@ -45,7 +45,7 @@ Bytes read_message(const Call& call) {
     return call.is_hex ? from_hex(as_text(bytes)) : bytes;
 }
 
-/// A line on standard error. Names are the caller's, but may be anybody's files.
+/// Prints a line on standard error. File names come from the caller, but the files may be anybody's.
 void say(std::string_view line) {
     std::string shown;
     for (const char c : line) shown += c == '"' || c == '\\' ? std::string(1, c) : escaped(std::string_view(&c, 1));
@@ -56,7 +56,7 @@ std::string shown_name(const std::string& file) {
     return file == "-" ? "standard input" : file;
 }
 
-/// Runs `body` and joins the name of what it read to what goes wrong.
+/// Runs `body`; adds the name of what it read to any failure.
 template <class Body>
 void on(const std::string& name, Body body) {
     const std::string shown = shown_name(name);
@@ -196,7 +196,7 @@ int main(int argc, char** argv) {
     } catch (const Told& told) {
         status = told.status;
         line = told.line;
-    } catch (const std::exception& error) { // no memory, for one
+    } catch (const std::exception& error) { // out of memory, for one
         status = has_no_file;
         line = error.what();
     }

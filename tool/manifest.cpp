@@ -1,9 +1,9 @@
-// The section of the manifest is a row of records, all little-endian:
+// The manifest's section is a sequence of records, all little-endian:
 //
 //   4  length of the payload, its NUL included       4  kind: 2 manifest, 1 build record
 //   n  payload: lines and a NUL                       0 to 3  zero bytes, to a multiple of 4
 //
-// A line of the manifest, behind the title: identity ":" compatibility, kind, highest variant ":" length, a letter.
+// A line of the manifest after the title: identity ":" compatibility, kind, highest variant ":" length, a letter.
 #include "tool/manifest.hpp"
 
 #include "tool/failure.hpp"
@@ -24,7 +24,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::uint32_t build_record = 1, manifest_record = 2;
 constexpr std::size_t line_length = 79;
 
-/// What has been read, up to a fault.
+/// What has been read before a fault.
 struct Manifest {
     std::string title;
     Json types = Json::array();
@@ -32,7 +32,7 @@ struct Manifest {
     bool has_types = false;
 };
 
-/// A manifest does not name the types; those of this library are known by their identity.
+/// A manifest does not name the types; this library's own are recognised by their identity.
 std::string name_of(std::string_view identity) {
     for (const Type& type : all_types())
         if (type.digests().identity == identity) return type.name;
@@ -43,7 +43,7 @@ bool all_of(std::string_view text, const char* set) {
     return text.find_first_not_of(set) == text.npos;
 }
 
-/// The line's members. Throws Damage for one that is not of the form.
+/// The line's members. Throws Damage if the line does not have the form.
 Json read_line(std::string_view line, std::size_t offset) {
     constexpr const char *hex = "0123456789abcdef", *decimal = "0123456789";
     const bool is_sound = line.size() == line_length && all_of(line.substr(0, 32), hex) && line[32] == ':' &&

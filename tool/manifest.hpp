@@ -1,4 +1,4 @@
-// The type compatibility manifest of a library file, shown.
+// Shows the type compatibility manifest of a library file.
 #pragma once
 
 #include "tool/input.hpp"
@@ -7,7 +7,7 @@
 
 namespace epm::tool {
 
-/// Of a damaged manifest everything up to the fault, and then throws it.
+/// Of a damaged manifest writes everything up to the fault, then throws it.
 void show_manifest(ByteView library, bool is_json, std::ostream& out);
 
 } // namespace epm::tool

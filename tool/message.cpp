@@ -23,8 +23,8 @@ constexpr std::uint32_t S = ZUR_NO_SET; // Instances live on the heap
 constexpr std::uint32_t most_text = 1u << 30;
 constexpr std::uint32_t enum_wire_length = 5;
 
-/// What a Domain allocates, within the Domain's limits. An Instance does not release what a document has put into
-/// fields beyond its variant, so what is left goes with the heap.
+/// Keeps track of what a Domain allocates. An Instance does not release what a document has put into fields beyond its
+/// variant; the heap releases what is left.
 class Heap {
 public:
     explicit Heap(zur_domain* D) : store_(D->obj_store), allocate_(D->obj_alloc_fn), release_(D->obj_free_fn) {
@@ -57,7 +57,7 @@ private:
     std::unordered_set<void*> blocks_;
 };
 
-/// A Domain and in it one Instance of a type.
+/// A Domain with one Instance of a type.
 class Holder {
 public:
     Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type) {
@@ -95,7 +95,7 @@ private:
     zur_instance* x_ = nullptr;
 };
 
-/// Which limit a reader ran into; nothing where it was none.
+/// The limit that a reader ran into; empty if it was none.
 std::string limit_of(const zur_domain* D) {
     const char* refusal = platform_domain_refusal(D);
     return refusal != nullptr ? std::string("; ") + refusal : "";
@@ -106,7 +106,7 @@ std::string limit_of(const zur_domain* D) {
                                   std::strerror(static_cast<int>(status)) + more};
 }
 
-/// Calls write(buffer, size, &st) with a buffer that is large enough in the end.
+/// Calls write(buffer, size, &st) with larger buffers until one is large enough.
 template <class Write>
 std::string text_of(std::size_t first_size, Write write) {
     for (std::size_t room = first_size; room <= most_text; room *= 2) {
@@ -120,7 +120,7 @@ std::string text_of(std::size_t first_size, Write write) {
     throw Failure{is_damaged, "its text is too long"};
 }
 
-/// XML with each element on a line of its own. A text stays in its tags, where white space would belong to it.
+/// XML with each element on its own line. A text stays inside its tags, because white space would become part of it.
 std::string laid_out(std::string_view xml) {
     std::string lines;
     std::size_t depth = 0;
@@ -130,7 +130,7 @@ std::string laid_out(std::string_view xml) {
         const bool closes = xml.substr(at, 2) == "</";
         const bool is_empty = xml.substr(at, end - at).ends_with("/>");
         const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
-        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value goes up to its closing tag's end
+        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value ends after its closing tag
         if (closes && depth != 0) --depth;
         lines.append(2 * depth, ' ').append(xml.substr(at, end - at)) += '\n';
         if (opens) ++depth;
@@ -141,12 +141,12 @@ std::string laid_out(std::string_view xml) {
 } // namespace
 
 std::string decode(const Type& type, ByteView message, TextForm form, Agreed agreed) {
-    // The walk comes first: it tells where a message is damaged, and no count is trusted before its bytes are there.
+    // The walk comes first: it says where a message is damaged, and trusts no count before the bytes are there.
     const Notes notes = notes_of(type, message);
     const Holder holder(type, {{}, notes.is_tracked, {}}, agreed);
     const Operations& call = holder.operations;
     Bytes exact(message.begin(), message.end());
-    exact.push_back(0); // in tracked mode a flag may be taken from directly behind the end
+    exact.push_back(0); // in tracked mode a flag may be read directly behind the end
     std::uint32_t st = 0;
     const std::uint32_t used =
         call.unmarshal(holder.domain(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
@@ -162,7 +162,7 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     std::string text = text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
         return call.print(holder.domain(), S, buffer, 0, type.name.c_str(), holder.x(), room, s);
     });
-    // A nested record's closing line steps over its indentation and leaves there what was there before.
+    // A nested record's closing line skips its indentation and keeps what the buffer held there, which is zeros.
     std::ranges::replace(text, '\0', ' ');
     return text;
 }
@@ -183,17 +183,17 @@ Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_
     Encoded result;
     std::uint32_t st = 0;
     call.from_xml(holder.domain(), S, type.name.c_str(), document.get(), holder.x(), &st, words, sizeof words);
-    // An absent last text is told by the reader of a record to that of its parent, which passes over it.
+    // If a record's last text is absent, its reader leaves this status. A parent's reader ignores it, and so does this.
     if (st != 0 && st != ZUR_ABSENT) {
         const bool is_value = st == ZUR_BAD_ARGUMENT || st == ZUR_BUFFER_TOO_SMALL;
         if (words[0] != 0 && !(is_lenient && is_value)) throw Failure{is_damaged, words + limit_of(holder.domain())};
         if (!is_value) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
-        // Without words, the comparison below names the place.
+        // Without words, the comparison below finds the place.
         if (words[0] != 0) result.losses.push_back({Loss::Kind::lost, "", words});
     }
     const std::uint32_t stopped = st != ZUR_ABSENT ? st : 0;
     st = 0;
-    // Behind the bytes that the library counts, room for a flag that is written only where room is left.
+    // The writer writes some flags only if there is room left, so add room to the length that the library counts.
     Bytes& message = result.message;
     message.resize((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
     message.resize(
@@ -210,7 +210,7 @@ Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_
         for (const std::vector<Loss>& more :
              {losses(type, told, came, variant_of, beyond), losses(notes, notes_of(type, message), beyond)})
             result.losses.insert(result.losses.end(), more.begin(), more.end());
-    } catch (const Damage& damage) { // the offset is not one in the document
+    } catch (const Damage& damage) { // the offset refers to the message, not to the document
         throw Failure{is_damaged, "its message does not read back: " + damage.reason};
     }
     if (stopped != 0 && result.losses.empty()) refuse("the library's reader refuses it: status", stopped);

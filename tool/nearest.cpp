@@ -1,5 +1,5 @@
-// A word is as far from a name as the fewest letters that must be put in, left out, changed or swapped with their
-// neighbour to make it a part of the name.
+// The distance of a word from a name is the fewest letters to insert, delete, change or swap with their neighbour until
+// the word is a part of the name.
 #include "tool/nearest.hpp"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ constexpr std::size_t most_suggested = 5, longest_word = 64;
 
 std::size_t distance(std::string_view word, std::string_view name) {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
-    // A row for each letter of the word, a column for each of the name. A part may begin and end anywhere.
+    // One row for each letter of the word, one column for each of the name. The part may begin and end anywhere.
     std::vector<std::size_t> before, above(name.size() + 1, 0), row(name.size() + 1);
     for (std::size_t i = 1; i <= word.size(); ++i) {
         row[0] = i;
@@ -32,7 +32,7 @@ std::size_t distance(std::string_view word, std::string_view name) {
 
 std::string suggestion(std::string_view word, const std::vector<std::string>& names) {
     if (word.size() > longest_word) return "";
-    std::size_t least = word.size() / 3; // farther ones are not near
+    std::size_t least = word.size() / 3; // anything farther is not near
     std::vector<std::string> near;
     for (const std::string& name : names) {
         const std::size_t own = distance(word, name);

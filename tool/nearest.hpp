@@ -1,4 +1,4 @@
-// What somebody may have meant by a name that there is not.
+// Suggests what somebody may have meant by an unknown name.
 #pragma once
 
 #include <string>
@@ -7,8 +7,7 @@
 
 namespace epm::tool {
 
-/// "; did you mean A, B?" with the names that are nearest to the word or to whose part it is nearest; nothing where
-/// none is near.
+/// "; did you mean A, B?" with the names nearest to the word, or with a part nearest to it. Empty if none is near.
 std::string suggestion(std::string_view word, const std::vector<std::string>& names);
 
 } // namespace epm::tool

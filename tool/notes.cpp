@@ -1,4 +1,4 @@
-// Notes are taken from a message by a walk, and put back by another.
+// One walk collects the notes from a message, another puts them back.
 #include "tool/notes.hpp"
 
 #include "tool/failure.hpp"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view white = " \t\r\n";
 
-/// The next word of a text, which is taken from it.
+/// Takes the next word off the text.
 std::string_view take_word(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(white), text.size()));
     const std::string_view word = text.substr(0, text.find_first_of(white));

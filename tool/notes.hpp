@@ -1,6 +1,6 @@
-// What a message says and the library's XML does not: variants below the newest, and state flags. The tool writes it in
-// front of the document as processing instructions, which the library's reader passes over, and puts it back into the
-// message that is made of the document:
+// What a message contains and the library's XML does not: variants below the newest, and state flags. The tool writes
+// them in front of the document as processing instructions, which the library's reader ignores, and puts them back into
+// the message that is made from the document:
 //
 //   <?orlan-epm variants TYPE=NUMBER...?>
 //   <?orlan-epm state-flags FIELD=BYTES...?>     the message is state-tracked; fields not named have flags of 0
@@ -16,7 +16,7 @@
 
 namespace epm::tool {
 
-/// What the instructions are called.
+/// The name of the instructions.
 inline constexpr std::string_view note_target = "orlan-epm";
 
 struct Notes {
@@ -27,14 +27,14 @@ struct Notes {
     bool operator==(const Notes&) const = default;
 };
 
-/// Throws Damage where the message is damaged.
+/// Throws Damage if the message is damaged.
 Notes notes_of(const Type& type, ByteView message);
 
 std::string written(const Notes& notes);
-/// Reads what stands beside a document's root element. Throws a Failure.
+/// Reads the instructions beside a document's root element. Throws a Failure.
 Notes read_notes(const pugi::xml_document& document);
 
-/// Puts the state flags of a message where they belong.
+/// Puts the state flags into their places in a message.
 void put_state_flags(const Type& type, const Notes& notes, Bytes& message);
 
 } // namespace epm::tool

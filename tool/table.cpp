@@ -1,4 +1,4 @@
-// Widths of columns.
+// Computes the widths of columns.
 #include "tool/table.hpp"
 
 #include <algorithm>

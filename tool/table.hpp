@@ -1,4 +1,4 @@
-// Rows of words in columns, for the answers that people read.
+// Rows of words in columns, for output that people read.
 #pragma once
 
 #include <ostream>
@@ -10,7 +10,7 @@ namespace epm::tool {
 class Table {
 public:
     void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-    /// Every column as wide as its longest word, the last one open.
+    /// Each column is as wide as its longest word; the last one is not padded.
     void write(std::ostream& out) const;
 
 private:

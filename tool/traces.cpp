@@ -2,7 +2,7 @@
 //
 //   4  version, 1        16  digest        6 per message: 4 identifier, 2 length of the text
 //
-// The second is a bzip2 stream of the texts, one behind the other.
+// The second is a bzip2 stream of the texts, one after the other.
 #include "tool/traces.hpp"
 
 #include "tool/failure.hpp"
@@ -24,7 +24,7 @@ constexpr std::string_view table_start = ".quelog_luids_";
 constexpr std::size_t header_length = 20, entry_length = 6;
 constexpr std::size_t most_text = 8u << 20;
 
-/// What unpacks of the texts, and the fault behind it.
+/// The texts unpacked so far, and the fault that stopped it.
 struct Texts {
     std::string text;
     std::optional<Damage> fault;
@@ -56,7 +56,7 @@ Texts unpack(const Section& section) {
     return texts;
 }
 
-/// Shows messages one by one.
+/// Shows messages one at a time.
 class Listing {
 public:
     Listing(std::optional<std::uint32_t> index, bool is_json, std::ostream& out)

@@ -1,4 +1,4 @@
-// The trace catalogue of a library file, shown.
+// Shows the trace catalogue of a library file.
 #pragma once
 
 #include "tool/input.hpp"
@@ -8,7 +8,7 @@
 
 namespace epm::tool {
 
-/// All messages, or the one of an index. Of a damaged catalogue everything up to the fault, and then throws it.
+/// Shows all messages, or the one with an index. Of a damaged catalogue everything up to the fault, then throws it.
 void show_traces(ByteView library, std::optional<std::uint32_t> index, bool is_json, std::ostream& out);
 
 } // namespace epm::tool

@@ -1,4 +1,4 @@
-// Looking types up, and telling of them.
+// Finds types and describes them.
 #include "tool/types.hpp"
 
 #include "stamp/names.hpp"
@@ -42,7 +42,7 @@ std::size_t members_of(const Type& type) {
     return type.is_enum() ? type.enumeration->count : type.record->count;
 }
 
-/// What else is to be known of a field's kind.
+/// Anything else to know about a field's kind.
 std::string note_of(const Field& f) {
     if (f.companion != nullptr) return "length in " + std::string(f.companion);
     if (f.capacity != 0) return std::to_string(f.capacity) + " elements";

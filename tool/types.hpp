@@ -1,5 +1,5 @@
-// The types of the Bundle as the tool knows them, all from the catalogue's tables: by name, with the operations that
-// the library exports, and as an answer.
+// The types of the Bundle as the tool knows them, all from the catalogue's tables: finds them by name, finds the
+// operations that the library exports for them, and describes them.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -32,10 +32,10 @@ struct Type {
 
 /// All 58, in the order of the type table.
 const std::vector<Type>& all_types();
-/// Throws a Failure for a name that no type has.
+/// Throws a Failure for an unknown name.
 const Type& type_named(const std::string& name);
 
-/// The operations of a type that the tool calls, found in the library by their names.
+/// The operations of a type that the tool calls. They are found in the library by name.
 struct Operations {
     zur_instance* (*create)(zur_domain*, std::uint32_t);
     void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
@@ -53,7 +53,7 @@ struct Operations {
     explicit Operations(const Type& type);
 };
 
-/// How the type of a field, or of its elements, is called.
+/// The name of a field's type, or of its elements' type.
 std::string type_of(const Field& f);
 
 enum class TypesForm { table, json, names };

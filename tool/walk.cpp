@@ -1,8 +1,8 @@
-// The wire form, walked. Nested records, arms, elements of arrays and lists are whole records:
+// Walks over the wire form. Nested records, arms, elements of arrays and lists are whole records:
 //
 //   1  variant byte        1  flag byte        9  ra block, with flag 0x20        4  jump word        fields
 //
-// With flag 0x08 state flags stand behind the fields. The framing of imported types is the one of the platform library.
+// With flag 0x08 each field is followed by its state flags. Imported types are framed as in the platform library.
 #include "tool/walk.hpp"
 
 #include "tool/failure.hpp"
@@ -21,7 +21,7 @@ using catalogue::Foreign;
 
 constexpr std::size_t ra_block_length = 9;
 
-/// How an imported type lies on the wire.
+/// How an imported type is framed on the wire.
 enum class Framing : std::uint8_t {
     number,     ///< as many bytes as the type is wide
     enumerated, ///< variant byte, number
@@ -35,7 +35,7 @@ enum class Framing : std::uint8_t {
 struct WireForm {
     const Foreign* type;
     Framing framing;
-    std::size_t width = 0; ///< of a number, where it is not the type's
+    std::size_t width = 0; ///< of a number that is not as wide as its type
 };
 
 constexpr WireForm wire_forms[] = {
@@ -107,7 +107,7 @@ private:
 
     std::size_t rest() const { return message_.size() - offset_; }
 
-    /// The next bytes, which are not passed yet.
+    /// The next bytes, without moving past them.
     ByteView next(std::size_t length, const std::string& path, const char* what = "") const {
         if (length > rest())
             throw Damage{offset_, path + what + ": needs " + bytes_text(length) + ", " + bytes_text(rest()) + " left"};
@@ -120,7 +120,7 @@ private:
         offset_ += length;
     }
 
-    /// A number with nothing to be said about it.
+    /// Takes a number that needs no remark.
     std::uint64_t take_number(PartKind kind, std::size_t length, const std::string& path, const char* type) {
         const std::uint64_t value = number(next(length, path, kind == PartKind::count ? ", count" : ""));
         put(kind, length, path, type, std::to_string(value));
@@ -141,7 +141,7 @@ private:
         return value;
     }
 
-    /// Where a record is to end.
+    /// The place where a record must end.
     struct End {
         std::size_t jump_word;
         std::size_t goal;
@@ -212,10 +212,10 @@ private:
         for (std::uint64_t e = 0; e < count; ++e) element(f, path + "[" + std::to_string(e) + "]");
     }
 
-    /// A writer leaves the last flags out where its buffer is full; whether more is missing, the jump word tells.
+    /// A writer leaves out the last flags when its buffer is full; the jump word shows whether more is missing.
     void state_flags(const Field& f, const std::string& path, std::uint32_t present, const End& end) {
         if ((f.kind == Kind::text || f.kind == Kind::array) && present == 0) return;
-        // Behind a list the last byte of a message is the flag only if the record says that it goes so far.
+        // After a list, the last byte of a message is the flag only if the record's jump word reaches that far.
         if (f.kind == Kind::list && rest() == 1 && end.goal <= offset_) return;
         const std::uint64_t wanted = f.has_element_flags() ? std::uint64_t{1} + present : 1;
         const std::size_t length = std::min<std::uint64_t>(wanted, rest());
@@ -239,7 +239,7 @@ private:
                               : "no field of this record");
     }
 
-    /// Numbers and everything else that another library supplies.
+    /// Takes numbers and everything else that another library supplies.
     void foreign(const Foreign& type, const std::string& path) {
         const WireForm& form = *std::find_if(std::begin(wire_forms), std::end(wire_forms),
                                              [&](const WireForm& f) { return f.type == &type; });
