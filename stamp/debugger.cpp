@@ -1,5 +1,5 @@
-// The tables behind gdb's printer of Instances, as Python: enumerators by number, fields with their places. What is
-// made of them stands in debugger/printer.py.
+// The tables for gdb's printer of Instances, as Python: enumerators by number, fields with their places.
+// debugger/printer.py uses them.
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"
 #include "stamp/words.hpp"

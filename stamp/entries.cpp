@@ -70,7 +70,8 @@ bool holds(const Record& r, std::initializer_list<Kind> kinds) {
     });
 }
 
-/// What a condition may say of a record, and by "any" of those inside it too. It holds for no enumeration.
+/// What a condition may say of a record, or with "any" also of the records inside it. It never holds for an
+/// enumeration.
 const std::map<std::string, bool (*)(const Record&), std::less<>> record_conditions = {
     {"record", [](const Record&) { return true; }},
     {"variants", [](const Record& r) { return r.variants() > 1; }},
@@ -90,7 +91,7 @@ const std::map<std::string, bool (*)(const Record&), std::less<>> record_conditi
      }},
 };
 
-/// What a condition may say of a field, beside its kind.
+/// What a condition may say of a field besides its kind.
 const std::map<std::string, bool (*)(const Field&), std::less<>> field_conditions = {
     {"foreign", [](const Field& f) { return f.of == catalogue::Of::foreign; }},
     {"own-enum", [](const Field& f) { return f.is_own_enum(); }},
@@ -107,7 +108,7 @@ bool holds(std::string_view word, const Subject& s) {
     throw std::runtime_error("unknown condition " + std::string(word));
 }
 
-/// Alternatives of words that must all hold.
+/// A condition is a list of alternatives; in each, all words must hold.
 bool applies(const std::string& condition, const Subject& s) {
     bool is_met = true;
     std::istringstream words(condition);

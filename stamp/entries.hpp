@@ -1,4 +1,4 @@
-// The entries of operations/, of which its README tells the form, as operations of a type or field.
+// Reads the entries of operations/ (its README describes their form) as operations of a type or field.
 #pragma once
 
 #include "stamp/operation.hpp"
@@ -6,7 +6,7 @@
 
 namespace epm::stamp {
 
-/// The operations of a file that apply to the subject, in the file's order. Throws where an entry is faulty.
+/// The operations of a file that apply to the subject, in the file's order. Throws when an entry is faulty.
 std::vector<Operation> operations_in(const std::string& file, const Subject& subject);
 
 } // namespace epm::stamp

@@ -13,7 +13,7 @@ namespace epm::stamp {
 
 namespace {
 
-/// The template that an operation passes on to, unless its entry names another one.
+/// The template that an operation calls, unless its entry names another one.
 std::string default_call(const std::string& family, const std::string& name) {
     const bool is_chained = name.ends_with("_cr");
     return family + "::" + name.substr(0, name.size() - (is_chained ? 3 : 0)) + (is_chained ? "_chained" : "");
@@ -27,7 +27,7 @@ void add(TypeExports& to, const Family& family, const char* file, const std::str
     }
 }
 
-/// The lists that hold a record, as subjects of what their elements have.
+/// The lists that hold a record, as subjects for the operations of their elements.
 std::vector<Subject> lists_of(const Record& r) {
     std::vector<Subject> all;
     for (const Record* owner : catalogue::all_records)

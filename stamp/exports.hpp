@@ -35,7 +35,7 @@ void for_each_export(F&& visit) {
         for (const Export& e : t.exports) visit(e);
 }
 
-/// Throws where two exports have one name, or the documentation of one is not complete.
+/// Throws when two exports have the same name, or when an export's documentation is incomplete.
 void check_exports();
 
 } // namespace epm::stamp

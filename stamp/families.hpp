@@ -1,5 +1,5 @@
-// The families of operations: in which of the files of operations/ their entries are, what their templates are in, and
-// over how many files their exports are spread.
+// The families of operations: which files of operations/ have their entries, where their templates are, and over how
+// many files their exports are spread.
 #pragma once
 
 #include "stamp/entries.hpp"

@@ -53,7 +53,7 @@ constexpr const char* enum_numbers = "Highest variant {top}. On the wire 5 bytes
 
 constexpr std::size_t line_length = 118;
 
-/// Text folded into lines, all but the first behind `margin`.
+/// Folds a text into lines; all but the first start with `margin`.
 std::string folded(std::string out, const std::string& margin, const std::string& text) {
     std::istringstream words(text);
     std::size_t column = out.size();
@@ -150,8 +150,8 @@ std::string declarations(const std::vector<Export>& exports) {
 
 // ---- a type's wire table ----
 
-/// Where a field starts on the wire: bytes behind an anchor, which is the record's start or the end of the last field
-/// whose length varies.
+/// Where a field starts on the wire: bytes after an anchor, which is the start of the record or the end of the last
+/// field of variable length.
 struct WireOffset {
     std::string anchor;
     std::size_t bytes = 6; // variant byte, flag byte and jump word
@@ -186,7 +186,7 @@ std::string kind_and_type(const Field& f) {
     }
 }
 
-/// Bytes on the wire where they are the same in every message, else 0. An imported object's codec is the runtime's.
+/// Bytes on the wire if every message has the same number, else 0. The runtime decides about an imported object.
 std::size_t fixed_length(const Field& f) {
     if (f.is_own_enum()) return 5;
     switch (f.kind) {
@@ -235,7 +235,7 @@ std::string wire_table(const Record& r) {
                         {"bytes", length_rule(f)},
                         {"since", std::to_string(f.since)},
                         {"flags", flag_rule(f, layout.flag[i])}});
-        if (f.kind == Kind::arm) continue; // at most one arm is there, so all start at the same offset
+        if (f.kind == Kind::arm) continue; // a message has at most one arm, so all start at the same offset
         if (const std::size_t bytes = fixed_length(f))
             offset.bytes += bytes;
         else

@@ -1,5 +1,5 @@
-// The stamp: writes from the catalogue what the language cannot join by itself, which is symbol names, the public
-// header and the sections of the library file. Two runs give the same bytes.
+// The stamp: writes from the catalogue what the language cannot derive by itself: symbol names, the public header and
+// the sections of the library file. Two runs give the same bytes.
 #include "stamp/exports.hpp"
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"

@@ -1,5 +1,5 @@
-// The one place that spells exported names. A name is keyed by type, field and operation and never taken apart again:
-// one record's name is the stem of another's.
+// The one place that spells exported names. A name is built from type, field and operation and never taken apart again,
+// because one record's name can be the start of another's.
 #pragma once
 
 #include <string>

@@ -14,7 +14,7 @@ struct Parameter {
     std::string doc;
 };
 
-/// Parameters that differ in number from type to type; the template takes them as one array.
+/// Parameters whose number differs between types; the template takes them as one array.
 struct Pack {
     std::string element; ///< C++ type of the array's elements
     std::size_t first;   ///< index of the first packed parameter
@@ -28,7 +28,7 @@ struct Operation {
     std::string call; ///< the template; a global operation's plain function
     std::string text; ///< what it does, in one sentence, and what else the caller has to know
     std::string returns;
-    std::string owner; ///< what it takes and gives, and whose a result stays; all else is borrowed
+    std::string owner; ///< what it takes and gives, and who owns a result; the rest is borrowed
     std::vector<std::string> statuses;
     std::string cost;
     std::string template_arguments; ///< further ones, behind the type and the field

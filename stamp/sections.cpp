@@ -1,5 +1,5 @@
-// The sections of the library file that tools read: the trace catalogue and the type compatibility manifest, written as
-// assembler source, because only the trace catalogue's identifiers may be loaded.
+// The sections of the library file that tools read: the trace catalogue and the type compatibility manifest. They are
+// written as assembler source, because only the trace catalogue's identifiers may be loaded.
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"
 #include "stamp/words.hpp"
@@ -32,7 +32,7 @@ struct Fingerprint {
 /// One message of the catalogue.
 struct Message {
     std::string text;
-    std::string key; ///< type, field, operation and place, which name it from build to build
+    std::string key; ///< type, field, operation and place, which identify it across builds
 };
 
 std::string text_of(trace::Text text, const std::string& type) {
@@ -118,7 +118,7 @@ void begin_unloaded(std::ostream& out, const char* name) {
     out << "\n    .section " << name << ",\"\",@progbits\n";
 }
 
-/// No stack to execute, and no code that a jump could lead astray: with CET, <cet.h> marks the file so.
+/// No executable stack and, as <cet.h> marks the file, no indirect jump to anything but a landing pad.
 void end_assembly(std::ostream& out) {
     out << "\n    .section .note.GNU-stack,\"\",@progbits\n"
         << "#ifdef __CET__\n#include <cet.h>\n#endif\n";

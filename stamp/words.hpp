@@ -1,4 +1,4 @@
-// What operations are stamped for, and texts with words in braces that mean a part of it.
+// The subjects that operations are stamped for, and texts with words in braces that are replaced for a subject.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -31,7 +31,7 @@ Subject subject(const Record& r, const Field& f);
 /// The text with each word in braces replaced by its meaning. Other braces stay as they are.
 std::string filled(std::string_view text, const Words& words);
 
-/// Whether the text has the word, and not only within a longer one.
+/// Whether the text has this word by itself, not only inside a longer one.
 bool has_word(std::string_view text, std::string_view word);
 
 /// The kind as the catalogue's lines spell it.
