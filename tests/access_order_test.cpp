@@ -15,13 +15,13 @@
 namespace epm::test {
 namespace {
 
-/// One Domain in one mode, the records that are tried in it, and the calls. A list has a call a line, or several with
-/// semicolons between. A call may say in front in which modes it is made, and all letters must hold:
+/// One Domain in one mode, the records under test, and the calls. A list has one call on each line, or several with
+/// semicolons between. A call may start with the modes in which it is made; all letters must hold:
 ///     t:, d:, n:  tracked mode, untracked mode, no handle;  u:  not tracked;  c:  with containment
 ///     s:          with a store;  m:  where the store wants marks
-/// `~name` is the TypeInfo that Instances of a type have in this mode; `= $name` names what a call gives, for the calls
-/// behind; `...` skips calls; `st = n` tells what is in the status word at the end. What is called again and again has
-/// a short form, given by `short_forms`; the last word of `read` and `write` is 1 for an enumerated field.
+/// `~name` is the TypeInfo that Instances of a type have in this mode. `= $name` names a call's result for later calls;
+/// `...` skips calls; `st = n` is the status word at the end. `short_forms` abbreviates repeated calls; the last word
+/// of `read` and `write` is 1 for an enumerated field.
 class Scene {
 public:
     explicit Scene(const Mode& mode) : D(mode), recorder_(D) {}

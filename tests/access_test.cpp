@@ -143,7 +143,7 @@ private:
         call(D, r, f, "state_flag_whole_set", x, 3u);
         D.st = 0;
         expect_flag(f, call<std::uint8_t>(D, r, f, "state_flag_whole_get", x), 3);
-        // A wrong count changes nothing; the right one is tried where no pointer stands in its way.
+        // A wrong count changes nothing. The right count is tried only where the write overlaps no pointer.
         std::vector<std::uint8_t> all(256, 6);
         call(D, r, f, "state_flag_set_arr", x, all.data(), 255u);
         EXPECT_EQ(status(D), D.mode().is_tracking() ? 2u : 22u);
@@ -254,8 +254,8 @@ TEST_F(Access, AFieldAboveTheVariantIsRefused) {
     destroy(message, D, m);
 }
 
-// An Instance without state flags in a Domain that tracks: the value is stored, the flag is not, 22 is left. Nobody is
-// told of containment then.
+// An Instance without state flags in a Domain that tracks: the value is stored, the flag is not, and 22 is left. No
+// containment is recorded then.
 TEST_F(Access, AnUntrackedInstanceInATrackingDomain) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE, .containment = true});
     const std::string refusal = "3 \" The object is not state tracked\"\n";
@@ -490,7 +490,7 @@ TEST_F(Access, FixedRun) {
     destroy(config, D, x);
 }
 
-// Elements keep what they hold while the array grows under them; their flags come with them, and stand behind all.
+// Elements keep their content while the array grows; their flags move with them, to the place behind all elements.
 TEST_F(Access, ArrayOfRecords) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE});
     Instance* x = create(templates, D);

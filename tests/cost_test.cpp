@@ -1,5 +1,5 @@
-// The page docs/cost.md, which tells what every operation costs in runtime calls and allocations, is what the
-// operations cost now. EPM_WRITE_COST=1 writes it anew; a number that grows there is a change that callers feel.
+// The page docs/cost.md lists what every operation costs in runtime calls and allocations. This test compares it with
+// what the operations cost now. EPM_WRITE_COST=1 writes it anew; callers notice a number that grows there.
 #include "cost/cost.hpp"
 #include "support/heap.hpp"
 
@@ -19,7 +19,7 @@ std::string joined(const Names& names, const std::string& between) {
     return text;
 }
 
-/// Calls in order; how accessors begin is told by one word, and repetitions by their number.
+/// Calls in order. One word replaces the calls with which accessors begin; repetitions are counted.
 std::string calls_text(Names calls) {
     const auto shorten = [&](const std::string& word, const Names& beginning) {
         for (auto at = calls.begin();

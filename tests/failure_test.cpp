@@ -1,4 +1,4 @@
-// What holds after every failure: whatever an operation has answered, its Instances can be measured, marshalled,
+// Invariants after every failure: whatever an operation returned, its Instances can still be measured, marshalled,
 // cloned, compared, hashed, printed and destroyed, and what they send reads back as what they hold. Memory is refused
 // at every place of every setter, reader and clone; moves, arrays and flags are tried where they were once not safe.
 #include "support/calls.hpp"
@@ -110,8 +110,8 @@ TEST_F(Failure, MemoryRefusedAtEveryPlace) {
     });
 }
 
-// Every image over every other of its type, lower and negative variants too: nothing that the first one brought is
-// lost.
+// Every image is read over every other of its type, lower and negative variants too. Nothing that the first one brought
+// may leak.
 TEST_F(Failure, AUsedRecordIsReadInto) {
     for (const WireType& type : wire_types())
         for (const auto& [text, first] : read_golden(type)) {
@@ -132,7 +132,8 @@ TEST_F(Failure, AUsedRecordIsReadInto) {
 }
 
 // Tracked onto untracked and the other way round, by a Domain whose handle comes and goes. While it tracks, it refuses
-// an untracked destination as it stands; else the flags that tell of the memory stay with it, nested ones too.
+// an untracked destination and leaves it unchanged. Otherwise the flags that describe the memory stay with it, nested
+// ones too.
 TEST_F(Failure, AMoveLeavesTheFlagsOfTheMemory) {
     TestDomain D({.tracking = ZUR_TRACKED_MODE});
     zur_tracking_handle* const handle = D->tracking_handle;

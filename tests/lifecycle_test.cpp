@@ -472,7 +472,8 @@ TEST_F(Lifecycle, RefusedMemory) {
             EXPECT_EQ(D->last_error, 77u);
             EXPECT_EQ(recorder.take(), refused + handed_out("null"));
 
-            // In a chain the null Instance stands in; an error that is there already stays, and nothing is asked for.
+            // In a chain the null Instance is returned instead. An error that is there already stays, and no memory is
+            // requested.
             const auto create_chained = operation<CreateChained>(t.name, "create_cr");
             Instance* null_instance = create_chained(D);
             ASSERT_NE(null_instance, nullptr);

@@ -60,7 +60,7 @@ Document parse(const std::string& text, std::string* message = nullptr, const pl
     return document;
 }
 
-// The bytes that pairs of hexadecimal digits stand for; blanks separate.
+// The bytes for pairs of hexadecimal digits; blanks separate them.
 std::string hex(const std::string& digits) {
     std::string bytes;
     for (size_t i = 0; i < digits.size(); i += 2) {
@@ -201,7 +201,7 @@ TEST(Platform, PathsFindElements) {
     EXPECT_EQ(length, 2u);
 }
 
-// A value is read where it stands, which it must survive, or put together from pieces.
+// A value is read in place in the document, which this must not change, or put together from pieces.
 TEST(Platform, ValuesAreReadAgainAndInPieces) {
     const Domain D = make_domain();
     const Document document = parse("<r><f>0aff</f><f>\\30a<![CDATA[f]]>f</f></r>");

@@ -64,7 +64,7 @@ protected:
     }
     void TearDown() override { std::filesystem::remove_all(folder_); }
 
-    /// Runs the program beside the expected texts; what stands behind its name is the shell's.
+    /// Runs the program in the folder of the expected texts; the shell parses what follows its name.
     Run run(const std::string& arguments) const {
         const std::string out = path("out"), err = path("err");
         const std::string command = "cd '" + expected_folder.string() +
@@ -282,7 +282,7 @@ TEST(PolicyExchangePeer, JumpsOverWhatIsNewerAndDropsWhatIsDamaged) {
     ASSERT_TRUE(exchange::open_traces(reason)) << reason;
     exchange::show_traces_as("peer 1");
 
-    // A newer sender's field of two bytes stands behind those that this build knows.
+    // A newer sender's field of two bytes follows those that this build knows.
     Bytes newer = preauth + Bytes{0xAB, 0xCD};
     newer[5] += 2;
     const Heard jumped = hear(Bytes{0, 0, 0, 23, 0, 0, 0, 7} + newer);

@@ -1,5 +1,5 @@
 // The sections of the library file that tools read, from a stripped copy of the file: the trace catalogue and the type
-// compatibility manifest. Numbers and texts stand here as users of those sections know them.
+// compatibility manifest. Numbers and texts are written here as users of those sections know them.
 #include "support/elf_file.hpp"
 #include "support/types.hpp"
 
@@ -99,7 +99,7 @@ TEST_F(Sections, CatalogueIsNamedByItsDigest) {
     EXPECT_EQ(hexadecimal(file().section(".quelog_format_strings").bytes.substr(0, 3)), "425a68");
     std::set<std::uint32_t> distinct;
     for (std::size_t i = 20; i < luids.size(); i += 6) distinct.insert(number(luids, i, 4));
-    EXPECT_GT(distinct.size(), 2900u); // an identifier tells a message from nearly all others
+    EXPECT_GT(distinct.size(), 2900u); // an identifier distinguishes a message from nearly all others
 }
 
 TEST_F(Sections, EachTextIsCataloguedAsOftenAsItShall) {
@@ -109,7 +109,7 @@ TEST_F(Sections, EachTextIsCataloguedAsOftenAsItShall) {
     EXPECT_EQ(expected.size(), 30u);
     std::map<std::string, int> found;
     for (std::string text : messages()) {
-        // The type's name stands in its place, as one word.
+        // The type's name replaces it, as one word.
         static const std::regex named("^ (?:error in |Reallocating resource for )?([a-z0-9_]+)(?: destroy:| create|$)");
         std::smatch match;
         if (std::regex_search(text, match, named) &&

@@ -1,5 +1,5 @@
-// The means of the tests, tried on themselves: a filled record reads back whole in every mode, and each check does
-// notice what it is there for.
+// Tests of the test helpers: a filled record reads back whole in every mode, and each check notices what it is there
+// for.
 #include "support/bundle_test.hpp"
 #include "support/fill.hpp"
 #include "support/types.hpp"

@@ -146,7 +146,7 @@ TEST_F(TextForm, HandWrittenRecordsAreReadShownAndWritten) {
         EXPECT_EQ(text.read(D, document.get(), x), 0u);
         // The files have a line for each element, and the library writes no white space between elements.
         EXPECT_EQ(text.xml(D, x, w.type), std::regex_replace(xml, std::regex("\n *"), ""));
-        // Bytes that print leaves as they were stand as dots.
+        // Bytes that print left unwritten are shown as dots.
         std::string print = text.printed(D, x, 0, w.type);
         for (char& c : print)
             if (c == '\0' || c == GuardedBuffer::filler) c = '.';
@@ -192,7 +192,7 @@ TEST_F(TextForm, EnumeratorsAndOthers) {
             EXPECT_EQ(text.read(D, sound_xml("<other/>").get(), x), 0u) << "nor the element itself";
             EXPECT_EQ(value, v);
         }
-        if (e->count > 1) { // the first that is found wins, wherever it stands
+        if (e->count > 1) { // the first that is found wins, wherever it is
             const std::string first = e->enumerators[e->count - 2].name;
             const std::string last = e->enumerators[e->count - 1].name;
             text.read(D, sound_xml("<" + name + "><" + last + "/><" + first + "/></" + name + ">").get(), x);

@@ -1,5 +1,5 @@
 // Reading XML back: round trips of every record, documents that are wrong or hostile, memory that runs out, and the
-// calls that a reader makes. What is written stands in text_form_test.cpp.
+// calls that a reader makes. text_form_test.cpp tests writing.
 #include "support/bundle_test.hpp"
 #include "support/calls.hpp"
 #include "support/fill.hpp"

@@ -1,6 +1,6 @@
-// The tool orlan-epm: what it tells of the golden corpus, held against the images' own remarks; what it tells of
-// damaged messages and libraries; and its command line. The expected texts are kept in expected/tool;
-// EPM_WRITE_GOLDEN=1 writes them anew.
+// The tool orlan-epm: its output for the golden corpus, compared with the images' own remarks; its output for damaged
+// messages and libraries; and its command line. The expected texts are kept in expected/tool; EPM_WRITE_GOLDEN=1 writes
+// them anew.
 #include "support/wire.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
@@ -346,7 +346,7 @@ protected:
     }
     void TearDown() override { std::filesystem::remove_all(folder_); }
 
-    /// What stands behind the program's name is the shell's.
+    /// The shell parses what follows the program's name.
     Run run(const std::string& arguments) const {
         const std::string command =
             "cd '" + folder_ + "' && PATH=" EPM_PROGRAM_DIR ":$PATH; { " + arguments + "; } >out 2>err";
@@ -359,8 +359,7 @@ protected:
     const std::string preauth = "010000000013 0100000008 00000000000800000001";
 };
 
-// The cases are the shell's, and share their folder. Behind the dashes stand status, output and what is on standard
-// error.
+// The shell runs the cases, which share their folder. After the dashes come status, output and standard error.
 TEST_F(ToolProgram, AnswersByStatusAndWords) {
     const auto answer = [&](const std::string&, const std::string& script) {
         const Run told = run(script.substr(0, script.size() - 1));

@@ -50,7 +50,7 @@ protected:
         checker.reset(); // nothing is left to check behind a death
     }
 
-    /// First entry of each type and of what follows it, as the texts of creation tell.
+    /// The first entry of each type and of the type after it, found by the texts of creation.
     static std::pair<std::uint32_t, std::uint32_t> entries_of(const std::string& type) {
         static const std::vector<std::pair<std::string, std::uint32_t>> starts = [] {
             std::vector<std::pair<std::string, std::uint32_t>> list;
@@ -82,14 +82,14 @@ protected:
             << "entry " << death.trace.index << " is not one of " << type;
     }
 
-    /// The owner of an array tells of its elements' mode.
+    /// The record that traces a mismatch: an array's owner does for its elements.
     static std::string teller_of_mismatch(const std::string& type) {
         if (type == "rcl_client_intf_templ") return "rcl_client_intf_templ_list";
         return type == "fqdn_domain_name" ? "orlan_svm_epm_notify_domain_name" : type;
     }
 };
 
-// Wherever the mode is looked at. The operations' names stand for the places; the damage comes first.
+// Wherever the mode is looked at. The operations' names identify the places; the damage comes first.
 TEST_F(Deaths, DamagedHandle) {
     std::size_t places = 0;
     for (const Record* r : catalogue::all_records) {
@@ -190,8 +190,8 @@ TEST_F(Deaths, TrackedStreamIntoAnUntrackedInstance) {
     }
 }
 
-// A store that refuses any one of the ranges of a list's links, in each operation that writes them: the entry is that
-// of the link, so that no two refusals of one operation are told alike.
+// A store that refuses one of the ranges of a list's links, in each operation that writes them. The trace entry is that
+// of the link, so no two refusals in one operation have the same trace.
 TEST_F(Deaths, StoreThatRefusesALink) {
     const std::string owner = "epm_client_acl_feat_ctx";
     const std::string element = "epm_client_acl_feat_config";

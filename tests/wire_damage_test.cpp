@@ -20,8 +20,8 @@ double cpu_milliseconds() {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
-/// Whether a record holds, at any depth, an array of records. Without reuse such an array's storage is freed as it
-/// stands: the contract leaves what its elements own to whoever reads into a used record so.
+/// Whether a record holds, at any depth, an array of records. Without reuse such an array's storage is freed without
+/// destroying its elements: by contract, whoever reads into a used record like this must release what they own.
 bool holds_array_of_records(const Record& r) {
     return r.any([](const Field& f) {
         return f.is_of_record() && (f.kind == Kind::array || holds_array_of_records(*f.record));

@@ -68,9 +68,9 @@ TEST_F(Corpus, IsWrittenAndReadInEveryMode) {
     });
 }
 
-// A writer with less room than it needs: it stays inside but for the one flag byte of tracked mode, tells of it unless
-// only a trailing flag is missing, and what it leaves is the same with runs of primitives and without. The digests of
-// all rooms together stand in the corpus beside the images.
+// A writer with less room than it needs stays inside, except for the one flag byte of tracked mode, and reports an
+// error unless only a trailing flag is missing. Its output is the same with runs of primitives and without. The corpus
+// keeps the digests of all rooms together beside the images.
 TEST_F(Corpus, IsCutToEveryRoom) {
     const char* const file_name = EPM_SOURCE_DIR "/tests/golden/rooms.txt";
     std::map<std::string, std::string> digests;

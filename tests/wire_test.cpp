@@ -1,5 +1,5 @@
-// Wire images written by hand, and what an image must show of the rules: which status, which bytes all the same, which
-// order. The corpus in wire_golden_test.cpp covers all types; here stands what its images cannot tell.
+// Wire images written by hand, and the rules that they show: which status, which bytes even then, which order. The
+// corpus in wire_golden_test.cpp covers all types; this file tests what its images cannot show.
 #include "support/bundle_test.hpp"
 #include "support/imports.hpp"
 #include "support/wire.hpp"
@@ -47,8 +47,8 @@ protected:
 
 const Bytes vlan_group_untracked = {0,  0, 0, 0, 0,  31, 0, 0, 0, 1, 0, 0, 0, 2,   0,   0,  0,
                                     10, 0, 0, 0, 20, 0,  0, 0, 2, 0, 0, 0, 3, 'a', 'b', 'c'};
-// Every flag is 2, as the setters left them; those of the elements are told from the whole flag by a value of their
-// own.
+// Every flag is 2, as the setters left them; the elements' flags get a value of their own, to differ from the whole
+// flag.
 const Bytes vlan_group_tracked = {0, 8, 0,  0, 0, 37, 0, 0, 0, 1, 2, 0, 0, 0, 2, 0,   0,   0,   10, 0,
                                   0, 0, 20, 2, 7, 9,  0, 0, 0, 2, 2, 0, 0, 0, 3, 'a', 'b', 'c', 2};
 
@@ -89,7 +89,7 @@ TEST_F(Wire, AVlanGroup) {
     }
 }
 
-// Untracked and tracked: a position's flag is written for every arm, in wire order and not in that of the tags.
+// Untracked and tracked: each arm's position has a flag, in wire order and not in the order of the tags.
 TEST_F(Wire, AMessageWithAMarkOfPreauthentication) {
     for (const bool is_tracked : {false, true}) {
         TestDomain D({.tracking = is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE});
@@ -166,7 +166,7 @@ TEST_F(Wire, VariantsThatThePeerDoesNotSpeak) {
     type.destroy(D, D.set_id(), x);
 }
 
-// What stands in the block is passed over; that there was one is kept, and a block without data is sent on.
+// The block's content is skipped, but the record keeps that there was one, and a block without data is sent on.
 TEST_F(Wire, ABlockThatTravelsWithTheRecord) {
     const WireType& type = wire_type("orlan_ial_svm_preauthacl_data");
     TestDomain D;
@@ -332,7 +332,7 @@ TEST_F(Wire, OrderAndHash) {
     h = number(8, number(7, h)); // the arm at position 8, and the tag before position 9
     EXPECT_EQ(type.hash(instance(a), seed), h);
     EXPECT_EQ(type.compare(instance(a), instance(b)), 0);
-    // The tag as it stands in memory, 4 bytes behind the embedded header: a peer's bytes may leave an arm behind.
+    // The tag as it is in memory, 4 bytes behind the embedded header: a peer's bytes may leave an arm behind.
     const Bytes without_arm = {1, 0, 0, 0, 0, 9, 1, 0, 0, 0, 9};
     type.unmarshal(D, D.set_id(), without_arm.data(), instance(a), 11, 0, &D.st);
     EXPECT_EQ(type.compare(instance(a), instance(b)), 1) << "tag 9 less tag 8";

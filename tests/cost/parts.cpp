@@ -184,7 +184,7 @@ long sum_of(const Counts& counts, const std::vector<long>& constants) {
 }
 
 /// The constants that satisfy all equations; a part that never occurs costs nothing. Small records come first, so that
-/// a part is learnt where it stands with few others, and the large ones only have to agree.
+/// a part is solved for where few others occur, and the large ones only have to agree.
 std::vector<long> solve(std::vector<Equation> equations, long Equation::*cost) {
     std::ranges::stable_sort(equations, {}, [](const Equation& e) {
         return std::ranges::count_if(e.census.parts, [](int n) { return n != 0; });

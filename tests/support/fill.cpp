@@ -142,7 +142,7 @@ private:
         expect(r, f, std::string(found.data()), wanted);
         expect(r, f, found[room], 'X');
         if (f.kind != Kind::text || wanted.empty() || !is_right) return;
-        const char* stored; // with a terminator, which no getter tells of
+        const char* stored; // includes a terminator, which no getter counts
         std::memcpy(&stored, reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)],
                     sizeof stored);
         expect(r, f, stored[wanted.size()], '\0');
@@ -183,7 +183,7 @@ private:
 
     // ---- imported objects ----
 
-    /// A value of an imported type as it stands on the wire, by which it is told from all others.
+    /// A value of an imported type in wire form, which differs from all others.
     Bytes object_bytes(const std::string& type) {
         const unsigned n = draw();
         const auto low = static_cast<std::uint8_t>(n);

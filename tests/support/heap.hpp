@@ -1,6 +1,6 @@
-// The memory behind the Domains of the tests. It can refuse, counts what is alive, fills fresh blocks with a byte that
-// is not zero, and knows every block, so that the write checker can look at them. One heap a process, one thread:
-//     heap().refuse_nth(3);            // the third allocation from now gives null, and only that
+// The memory behind the Domains of the tests. It can refuse allocations, counts live blocks, fills fresh blocks with a
+// byte other than zero, and knows every block, so that the write checker can look at them. One heap for each process,
+// for one thread:
 //     heap().refuse_from(3);           // the third one, and all behind it
 //     heap().refuse_beyond(1 << 20);   // so many bytes from now on, and no more
 //     heap().stop_refusing();

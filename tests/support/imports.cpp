@@ -1,5 +1,5 @@
-// The table of everything that a Bundle imports, each defined once more in the test program, which the loader prefers
-// to the libraries behind it. The optional runs stand in runs.cpp.
+// The table of everything that a Bundle imports. The test program defines each import again, and the loader prefers
+// these definitions to the libraries'. runs.cpp has the optional runs.
 #include "support/imports.hpp"
 
 #include <cstdarg>

@@ -1,5 +1,5 @@
-// One imported operation as the tests define it: told to the observers, then forwarded to the runtime's own. A test can
-// put something in place of the runtime's, for as long as it holds the result:
+// One imported operation as the tests define it: it notifies the observers, then calls the runtime's own. A test can
+// replace the runtime's, for as long as it holds the result:
 //     const auto refusal = REPLACE(zur_domain_lookup_variant, [](auto*, auto*, auto*, uint32_t* st) { *st = 5; return
 //     0; });
 #pragma once

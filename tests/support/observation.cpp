@@ -35,7 +35,7 @@ bool in_bundle() {
 void tell(const std::function<void(Observer&)>& what) {
     if (!is_observed()) return;
     const int before = depth;
-    depth = 1; // what an observer calls is nobody's business
+    depth = 1; // the calls that an observer makes are not observed
     for (Observer* o : observers) what(*o);
     depth = before;
 }

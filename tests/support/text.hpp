@@ -79,7 +79,7 @@ struct TextOperations {
         from_xml;
     Operation<std::int32_t(const Instance*, const Instance*)> compare;
 
-    /// The whole text, as it stands in a buffer full of filler that is large enough.
+    /// The whole text, from a large enough buffer full of filler.
     std::string printed(TestDomain& D, const Instance* x, std::uint32_t indent, const std::string& name) const {
         std::string buffer(300000, GuardedBuffer::filler);
         buffer.resize(print(D, D.set_id(), buffer.data(), indent, name.c_str(), x, 300000, &D.st));

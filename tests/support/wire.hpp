@@ -56,7 +56,7 @@ Instance* make(const Specimen& specimen, TestDomain& D);
 /// Marshals into a buffer that is larger than needed.
 Bytes marshalled(const WireType& type, TestDomain& D, const Instance* x);
 
-/// What stands where in an image.
+/// The offsets of the parts of an image.
 struct Parts {
     struct Part {
         std::size_t offset;

@@ -160,7 +160,7 @@ const zur_type_info* WriteChecker::type_at(std::uintptr_t start) const {
     return nullptr;
 }
 
-// An Instance begins where a TypeInfo's address stands.
+// An Instance begins with the address of a TypeInfo.
 bool WriteChecker::is_in_header(const unsigned char* address) const {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
     const std::uintptr_t word = place & ~std::uintptr_t{7};

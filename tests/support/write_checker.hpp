@@ -1,7 +1,7 @@
 // Whether the Bundle announces what it writes: at every call that it makes, and at the end of every exported operation,
 // each byte of a live block that has changed must lie in a range announced since that operation began. Writes of the
 // runtime and of the test are not the Bundle's and are let pass. It looks only while an operation of library.hpp runs.
-// BundleTest has one; the exceptions, with their reasons, stand in write_checker.cpp.
+// BundleTest has one; write_checker.cpp has the exceptions, with their reasons.
 #pragma once
 
 #include "support/observation.hpp"
