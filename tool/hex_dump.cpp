@@ -71,8 +71,7 @@ private:
     }
 
     void take_line(std::string_view whole) {
-        const bool is_heading =
-            has_headings_ && form_ == Form::unknown && !whole.starts_with('\t'); // the heading line of a packet
+        const bool is_heading = has_headings_ && form_ == Form::unknown && !whole.starts_with('\t'); // of a packet
         whole = trimmed(whole);
         if (is_heading || whole.empty() || whole.front() == '#') return;
         if (whole == "*") {
