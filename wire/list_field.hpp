@@ -5,7 +5,7 @@
 //         the elements in list order, a whole marshalled record each
 //   0, 1  state flag, only where 2 bytes of room are left; also behind an empty list
 //
-// A reader has less room than the writer had: the message may end with the flag. The jump word tells whether it does.
+// A reader has less room than the writer had: the message may end with the flag. The jump word says whether it does.
 #pragma once
 
 #include "lifecycle/destroy.hpp"
