@@ -17,18 +17,18 @@ void tell_reallocation() {
     reallocation_is_told<R> = true;
 }
 
-/// Puts new storage in place, which the caller fills, and returns the old one. Returns null when the Domain refuses
+/// Gives the field new storage, which the caller fills, and returns the old one. Returns null when the Domain refuses
 /// memory.
 template <const Record& R, std::size_t I>
 void* renew_storage(Domain* D, std::uint32_t S, Instance* x, std::size_t size, void** former, std::uint32_t* st) {
-    auto** place = field<R, I, void*>(x);
-    *former = *place;
+    auto** member = field<R, I, void*>(x);
+    *former = *member;
     void* storage = allocate(D, S, size);
     if (storage == nullptr) {
         fail(D, st, ZUR_NO_MEMORY);
         return nullptr;
     }
-    store(D, S, place, storage, x);
+    store(D, S, member, storage, x);
     return storage;
 }
 
@@ -42,8 +42,8 @@ template <const Record& R, std::size_t I>
 bool grow_element_flags(Domain* D, std::uint32_t S, Instance* x, std::uint32_t count, std::uint32_t former,
                         bool tracking, std::uint32_t* st) {
     if (tracking)
-        return replace_element_flags(D, S, at<std::uint8_t*>(flag_block<R>(D, S, x), catalogue::layout<R>.nested[I]),
-                                     count, former, st);
+        return replace_element_flags(D, S, at<void*>(flag_block<R>(D, S, x), catalogue::layout<R>.nested[I]), count,
+                                     former, st);
     drop_element_flags<R, I>(D, S, x);
     return true;
 }
@@ -51,17 +51,17 @@ bool grow_element_flags(Domain* D, std::uint32_t S, Instance* x, std::uint32_t c
 /// Whether a setter of elements goes on, and in tracked mode. A refusal comes before anything changes.
 enum class Tracking : std::uint8_t { off, on, refused };
 
-inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, const FlagPlace& place) {
-    if (!is_tracking(D, place.corrupted_site)) return Tracking::off;
+inline Tracking test_tracking(Domain* D, const Instance* x, std::uint32_t* st, const FlagLayout& layout) {
+    if (!is_tracking(D, layout.corrupted_site)) return Tracking::off;
     if (has_flag(x, ZUR_TRACKED)) return Tracking::on;
-    refuse_untracked(D, st, place.untracked_site);
+    refuse_untracked(D, st, layout.untracked_site);
     return Tracking::refused;
 }
 
 /// The same for the owner of an array, whose element flags must match the number of elements.
 template <const Record& R>
-Tracking test_tracking(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagPlace& place) {
-    const Tracking tracking = test_tracking(D, x, st, place);
+Tracking test_tracking(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st, const FlagLayout& layout) {
+    const Tracking tracking = test_tracking(D, x, st, layout);
     if (tracking != Tracking::off || reaches_element_flags<R>(D, S, x)) return tracking;
     fail(D, st, ZUR_BAD_ARGUMENT);
     return Tracking::refused;

@@ -4,43 +4,12 @@
 
 #include "access/array_of_values.hpp"
 #include "access/whole_record.hpp"
+#include "lifecycle/element_buffer.hpp"
 #include "wire/clone.hpp"
 
 namespace epm::access {
 
-/// A buffer of elements of one type, and of their blocks where the Domain tracks.
-template <const Record& E>
-struct Elements {
-    static constexpr std::size_t size = catalogue::size<E>;
-    static constexpr std::size_t block_length = catalogue::block_length<E>;
-    static_assert(!E.any([](const Field& f) {
-        return f.kind == Kind::list || f.kind == Kind::object || f.kind == Kind::embedded || f.kind == Kind::array;
-    }),
-                  "elements move by their bytes");
-
-    void* storage;
-    std::uint32_t count;
-
-    Instance* element(std::uint32_t i) const { return at<Instance>(storage, i * size); }
-    void* blocks() const { return at(storage, count * size); }
-    /// Bytes from an element to its block.
-    std::uint32_t distance(std::uint32_t i) const {
-        return static_cast<std::uint32_t>((std::size_t{count} - i) * size + i * block_length);
-    }
-    void tell_place(Domain* D, std::uint32_t S, std::uint32_t i) const {
-        zurlib_update_sttr_offset(D, S, element(i), distance(i));
-    }
-};
-
-/// Bytes for a number of elements. Returns 0 and leaves the error when they need more than the 32 bits of a distance.
-template <const Record& E>
-std::size_t room_for(Domain* D, std::uint32_t count, bool tracking, std::uint32_t* st) {
-    const std::size_t unit = Elements<E>::size + (tracking ? Elements<E>::block_length : 0);
-    const std::size_t size = count * unit;
-    if (!tracking || size <= UINT32_MAX) return size;
-    fail(D, st, ZUR_NO_MEMORY);
-    return 0;
-}
+using lifecycle::Elements;
 
 /// Ends an element whose content has moved elsewhere, the way a move does, so that the runtime hears of it.
 template <const Record& E>
@@ -59,39 +28,28 @@ template <const Record& E>
 [[gnu::noinline, gnu::flatten]] void move_elements(Domain* D, std::uint32_t S, Elements<E> to, Elements<E> from,
                                                    const Instance* parent, bool tracking, std::uint32_t* st) {
     std::memcpy(to.storage, from.storage, from.count * Elements<E>::size);
-    if (tracking && from.count != 0 && has_flag(from.element(from.count - 1), ZUR_TRACKED))
+    if (tracking && from.count != 0 && from.has_blocks())
         std::memcpy(to.blocks(), from.blocks(), from.count * Elements<E>::block_length);
     for (std::uint32_t i = 0; i < from.count; ++i) {
         if (tracking)
-            to.tell_place(D, S, i);
+            to.place_block(D, S, i);
         else
-            to.element(i)->flags &= static_cast<std::uint8_t>(~memory_flags); // no blocks lie behind this storage
+            to[i]->flags &= static_cast<std::uint8_t>(~memory_flags); // no blocks lie behind this storage
     }
-    for (std::uint32_t i = 0; i < from.count; ++i) retire<E>(D, S, from.element(i), parent, tracking, st);
-}
-
-/// Sets up the elements behind the former ones.
-template <const Record& E>
-void initialize_elements(Domain* D, std::uint32_t S, const Elements<E>& elements, std::uint32_t first, bool tracking,
-                         std::uint32_t* st) {
-    for (std::uint32_t i = first; i < elements.count; ++i) {
-        Instance* element = elements.element(i);
-        void* block = nullptr;
-        if (tracking) {
-            block = at(element, elements.distance(i));
-            elements.tell_place(D, S, i);
-        }
-        lifecycle::initialize<E>(D, S, element, type_info<E>(), 1, 0, ZUR_NESTED, block, st);
-    }
+    for (std::uint32_t i = 0; i < from.count; ++i) retire<E>(D, S, from[i], parent, tracking, st);
 }
 
 /// Makes room for an element at an index. Returns false when the Domain refuses memory or an element cannot be set up.
 template <const Record& R, std::size_t I>
 bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, bool tracking, std::uint32_t* st) {
     using Buffer = Elements<*R.fields[I].record>;
+    static_assert(!R.fields[I].record->any([](const Field& f) {
+        return f.kind == Kind::list || f.kind == Kind::object || f.kind == Kind::embedded || f.kind == Kind::array;
+    }),
+                  "elements move by their bytes");
     const std::uint32_t count = count_for(D, index, st);
     if (count == 0) return false;
-    const std::size_t size = room_for<*R.fields[I].record>(D, count, tracking, st);
+    const std::size_t size = Buffer::room_for(D, count, tracking, st);
     if (size == 0) return false;
     if (*field<R, I, void*>(x) != nullptr) tell_reallocation<R, I>();
     const std::uint32_t former_length = *length_of<R, I>(x);
@@ -107,7 +65,7 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
         release(D, S, former_storage);
     }
     store(D, S, length_of<R, I>(x), count, x);
-    initialize_elements(D, S, elements, former.count, tracking, st);
+    for (std::uint32_t i = former.count; i < count; ++i) elements.initialize(D, S, i, tracking, st);
     return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st) && *st == 0;
 }
 
@@ -115,8 +73,8 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
 template <const Record& R, std::size_t I>
 Tracking test_tracking_of_both(Domain* D, std::uint32_t S, Instance* x, const Instance* source, std::uint32_t* st) {
     constexpr auto operation = trace::Operation::field_set;
-    const Tracking own = test_tracking<R>(D, S, x, st, nth_flag_place<R, I, operation, 0>);
-    return own == Tracking::on ? test_tracking(D, source, st, nth_flag_place<R, I, operation, 1>) : own;
+    const Tracking own = test_tracking<R>(D, S, x, st, nth_flag_layout<R, I, operation, 0>);
+    return own == Tracking::on ? test_tracking(D, source, st, nth_flag_layout<R, I, operation, 1>) : own;
 }
 
 /// Sets an element of an array of records. With no source the array only grows.
@@ -130,22 +88,16 @@ void set(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, Instance*
     if (index >= element_count<R, I>(x) && !grow_records<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
     auto* target = header(element<R, I>(x, index));
-    constexpr const FlagPlace& place = nth_flag_place<R, I, trace::Operation::field_set, 2>;
+    constexpr const FlagLayout& layout = nth_flag_layout<R, I, trace::Operation::field_set, 2>;
     // An element has no block if a Domain without tracking set it up, or if nobody did.
     if (tracking == Tracking::on && !has_flag(target, ZUR_TRACKED))
-        return refuse_untracked(D, st, place.untracked_site);
+        return refuse_untracked(D, st, layout.untracked_site);
     record_containment(D, S, target, x);
     if (move != 0)
         set<type>(D, S, target, source, st);
     else
         wire::clone_into<type>(D, S, target, source, st);
-    mark_element<R, I>(D, S, x, index, st, place);
-}
-
-template <const Record& R, std::size_t I>
-std::uint32_t set_chained(Domain* D, Instance* x, std::uint32_t index, Instance* source, std::uint32_t move) {
-    set<R, I>(D, D->cr_set_id, x, index, source, move, &D->last_error);
-    return D->last_error;
+    mark_element<R, I>(D, S, x, index, st, layout);
 }
 
 } // namespace epm::access

@@ -7,7 +7,7 @@ namespace epm::access {
 
 /// The flag tests of an operation that has several.
 template <const Record& R, std::size_t I, trace::Operation O, std::size_t N>
-inline constexpr const FlagPlace& nth_flag_place = flag_place<R, I, O, trace::Text::not_tracked, N>;
+inline constexpr const FlagLayout& nth_flag_layout = flag_layout<R, I, O, trace::Text::not_tracked, N>;
 
 /// Makes room for an element at an index. New elements below it are zero. Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
@@ -33,14 +33,14 @@ template <const Record& R, std::size_t I>
 void set_value_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, void* source, std::uint32_t* st) {
     constexpr auto operation = trace::Operation::field_set;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
-    const Tracking tracking = test_tracking<R>(D, S, x, st, nth_flag_place<R, I, operation, 0>);
+    const Tracking tracking = test_tracking<R>(D, S, x, st, nth_flag_layout<R, I, operation, 0>);
     if (tracking == Tracking::refused) return;
     if (index >= element_count<R, I>(x) && !grow_values<R, I>(D, S, x, index, tracking == Tracking::on, st)) return;
     if (source == nullptr) return;
     void* address = element<R, I>(x, index);
     record_containment(D, S, address, x);
     Codec<*R.fields[I].foreign>::set(D, S, address, source, st);
-    mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, operation, 1>);
+    mark_element<R, I>(D, S, x, index, st, nth_flag_layout<R, I, operation, 1>);
 }
 
 /// Without a source nothing is written.
@@ -49,7 +49,7 @@ void set_run_element(Domain* D, std::uint32_t S, Instance* x, std::uint32_t inde
     if (!open_write(D, S, x, gate<R, I>, st) || source == nullptr) return;
     if (index >= element_count<R, I>(x)) return fail(D, st, ZUR_ABSENT);
     Codec<*R.fields[I].foreign>::set(D, S, element<R, I>(x, index), source, st);
-    mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set, 0>);
+    mark_element<R, I>(D, S, x, index, st, nth_flag_layout<R, I, trace::Operation::field_set, 0>);
 }
 
 /// Sets an element of an array of values.
@@ -97,16 +97,16 @@ void set_value(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, typ
     void* pointer = element_to_write<R, I>(D, S, x, index, st);
     if (pointer == nullptr) return;
     Codec<*R.fields[I].foreign>::set_value(D, S, pointer, value, st);
-    mark_element<R, I>(D, S, x, index, st, nth_flag_place<R, I, trace::Operation::field_set_value, 0>);
+    mark_element<R, I>(D, S, x, index, st, nth_flag_layout<R, I, trace::Operation::field_set_value, 0>);
 }
 
 /// Replaces the whole content. A tracking Domain refuses an Instance without state flags before anything changes.
 template <const Record& R, std::size_t I>
 void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* source, std::uint32_t count,
                       std::uint32_t* st) {
-    constexpr const FlagPlace& place = nth_flag_place<R, I, trace::Operation::field_set_memory, 0>;
+    constexpr const FlagLayout& layout = nth_flag_layout<R, I, trace::Operation::field_set_memory, 0>;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
-    const Tracking tracking = test_tracking<R>(D, S, x, st, place);
+    const Tracking tracking = test_tracking<R>(D, S, x, st, layout);
     if (tracking == Tracking::refused) return;
     auto** storage = field<R, I, void*>(x);
     if (*storage != nullptr) release(D, S, *storage);
@@ -118,14 +118,12 @@ void set_array_memory(Domain* D, std::uint32_t S, Instance* x, const void* sourc
     if (size != 0) std::memcpy(*storage, source, size);
     store(D, S, length_of<R, I>(x), count, x);
     if (tracking == Tracking::off) return drop_element_flags<R, I>(D, S, x);
-    std::uint8_t* block = flag_block(D, S, x, place);
-    write_flag(D, S, block + place.flag, ZUR_FLAG_MODIFIED);
-    auto** run = at<std::uint8_t*>(block, catalogue::layout<R>.nested[I]);
-    if (std::uint8_t* former = run_of_flags(run); former != nullptr) release(D, S, former);
-    announce(D, S, run, pointer_length, nullptr);
-    *run = static_cast<std::uint8_t*>(allocate(D, S, count));
-    if (*run == nullptr) return fail(D, st, ZUR_NO_MEMORY);
-    std::memset(*run, 0, count);
+    std::uint8_t* block = flag_block(D, S, x, layout);
+    write_flag(D, S, block + layout.flag, ZUR_FLAG_MODIFIED);
+    auto** member = at<void*>(block, catalogue::layout<R>.nested[I]);
+    if (std::uint8_t* former = element_flags_at(member); former != nullptr) release(D, S, former);
+    announce(D, S, member, pointer_length, nullptr);
+    allocate_element_flags(D, S, member, count, st);
 }
 
 /// Bytes behind the count keep their content, and so do the element flags.
@@ -135,11 +133,11 @@ void set_run_memory(Domain* D, std::uint32_t S, Instance* x, const void* source,
     constexpr auto operation = trace::Operation::field_set_memory;
     if (!open_write(D, S, x, gate<R, I>, st)) return;
     if (count > R.fields[I].capacity) return fail(D, st, ZUR_BAD_ARGUMENT);
-    if (test_tracking(D, x, st, nth_flag_place<R, I, operation, 0>) == Tracking::refused) return;
+    if (test_tracking(D, x, st, nth_flag_layout<R, I, operation, 0>) == Tracking::refused) return;
     const auto size = static_cast<std::uint32_t>(count * element_length<R, I>);
     announce(D, S, field<R, I>(x), size, x);
     if (size != 0) std::memcpy(field<R, I>(x), source, size);
-    mark(D, S, x, st, nth_flag_place<R, I, operation, 1>);
+    mark(D, S, x, st, nth_flag_layout<R, I, operation, 1>);
 }
 
 /// Sets the first elements of a fixed run, or all of an array.
@@ -149,12 +147,6 @@ void set_mem(Domain* D, std::uint32_t S, Instance* x, const void* source, Elemen
         set_array_memory<R, I>(D, S, x, source, count, st);
     else
         set_run_memory<R, I>(D, S, x, source, unsigned_count(count), st);
-}
-
-template <const Record& R, std::size_t I>
-std::uint32_t set_mem_chained(Domain* D, Instance* x, const void* source, ElementCount<R, I> count) {
-    set_mem<R, I>(D, D->cr_set_id, x, source, count, &D->last_error);
-    return D->last_error;
 }
 
 } // namespace epm::access

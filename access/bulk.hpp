@@ -10,9 +10,9 @@ namespace epm::access {
 /// A field's position among the values that get_all reads or set_all writes.
 template <const Record& R, std::size_t I>
 inline constexpr std::size_t
-    place_in_reads = static_cast<std::size_t>(std::count_if(R.fields.begin(), R.fields.begin() + I, is_read_at_once));
+    index_in_reads = static_cast<std::size_t>(std::count_if(R.fields.begin(), R.fields.begin() + I, is_read_at_once));
 template <const Record& R, std::size_t I>
-inline constexpr std::size_t place_in_writes = static_cast<std::size_t>(
+inline constexpr std::size_t index_in_writes = static_cast<std::size_t>(
     std::count_if(R.fields.begin(), R.fields.begin() + I, [](const Field& f) { return is_written_at_once(R, f); }));
 
 /// Calls f.template operator()<I>() for each field, variant by variant, and silently skips variants that the Instance
@@ -35,7 +35,7 @@ void get_all(Domain* D, std::uint32_t S, const Instance* x, void* const* outs, s
     for_each_field_by_variant<R>(x, [&]<std::size_t I>() {
         if constexpr (is_read_at_once(R.fields[I])) {
             using Value = typename FieldValue<R, I>::type;
-            *static_cast<Value*>(outs[place_in_reads<R, I>]) = read_value<R, I>(D, S, x, st);
+            *static_cast<Value*>(outs[index_in_reads<R, I>]) = read_value<R, I>(D, S, x, st);
         }
         return true;
     });
@@ -60,7 +60,7 @@ void set_all(Domain* D, std::uint32_t S, Instance* x, const Number* values, std:
         if constexpr (is_written_at_once(R, f)) {
             if (f.is_own_enum() && *st != 0) return false;
             using Value = typename FieldValue<R, I>::type;
-            write_value<R, I>(D, S, field<R, I>(x), static_cast<Value>(values[place_in_writes<R, I>].bits), st);
+            write_value<R, I>(D, S, field<R, I>(x), static_cast<Value>(values[index_in_writes<R, I>].bits), st);
         }
         return true;
     });

@@ -5,12 +5,12 @@
 
 namespace epm::access {
 
+using lifecycle::Change;
 using lifecycle::insert;
 using lifecycle::insertion;
 using lifecycle::links_of;
-using lifecycle::links_site;
-using lifecycle::list_place;
-using lifecycle::ListPlace;
+using lifecycle::list_layout;
+using lifecycle::ListLayout;
 using lifecycle::Position;
 
 // ---- reading ----
@@ -25,9 +25,9 @@ inline Instance* hand_out_element(Domain* D, std::uint32_t S, Instance* owner, c
 enum class End : std::uint8_t { first, last };
 
 [[gnu::noinline]] inline Instance* get_end(Domain* D, std::uint32_t S, Instance* owner, End end, std::uint32_t* st,
-                                           ListPlace place) {
-    if (!open_read(D, owner, place.field, st)) return nullptr;
-    const auto* head = at<ListHead>(owner, place.head);
+                                           ListLayout layout) {
+    if (!open_read(D, owner, layout.field, st)) return nullptr;
+    const auto* head = at<ListHead>(owner, layout.head);
     if (head->first == head) return nullptr;
     return hand_out_element(D, S, owner, head, end == End::first ? head->first : head->last);
 }
@@ -35,31 +35,31 @@ enum class End : std::uint8_t { first, last };
 enum class Direction : std::uint8_t { next, previous };
 
 [[gnu::noinline]] inline Instance* get_neighbour(Domain* D, std::uint32_t S, Instance* owner, Instance* element,
-                                                 Direction direction, std::uint32_t* st, ListPlace place) {
-    if (!open_read(D, owner, place.field, st)) return nullptr;
-    const Links* links = links_of(element, place.links);
-    return hand_out_element(D, S, owner, at<ListHead>(owner, place.head),
+                                                 Direction direction, std::uint32_t* st, ListLayout layout) {
+    if (!open_read(D, owner, layout.field, st)) return nullptr;
+    const Links* links = links_of(element, layout.links);
+    return hand_out_element(D, S, owner, at<ListHead>(owner, layout.head),
                             direction == Direction::next ? links->next : links->prev);
 }
 
 template <const Record& R, std::size_t I>
 Instance* list_get_first(Domain* D, std::uint32_t S, Instance* owner, std::uint32_t* st) {
-    return get_end(D, S, owner, End::first, st, list_place<R, I>);
+    return get_end(D, S, owner, End::first, st, list_layout<R, I>);
 }
 
 template <const Record& R, std::size_t I>
 Instance* list_get_last(Domain* D, std::uint32_t S, Instance* owner, std::uint32_t* st) {
-    return get_end(D, S, owner, End::last, st, list_place<R, I>);
+    return get_end(D, S, owner, End::last, st, list_layout<R, I>);
 }
 
 template <const Record& R, std::size_t I>
 Instance* list_get_next(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st) {
-    return get_neighbour(D, S, owner, element, Direction::next, st, list_place<R, I>);
+    return get_neighbour(D, S, owner, element, Direction::next, st, list_layout<R, I>);
 }
 
 template <const Record& R, std::size_t I>
 Instance* list_get_prev(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st) {
-    return get_neighbour(D, S, owner, element, Direction::previous, st, list_place<R, I>);
+    return get_neighbour(D, S, owner, element, Direction::previous, st, list_layout<R, I>);
 }
 
 template <const Record& R, std::size_t I>
@@ -139,25 +139,19 @@ std::uint32_t list_add_chained(Domain* D, Instance* owner, Instance* element, st
 
 /// Removing an element does not mark the owner's state flag.
 [[gnu::noinline]] inline void remove(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st,
-                                     const ListPlace& place, std::uint32_t site) {
-    if (!open_write_here(D, S, owner, place.field, st)) return;
-    auto* head = at<ListHead>(owner, place.head);
+                                     const Change& how) {
+    if (!open_write_here(D, S, owner, how.list.field, st)) return;
+    auto* head = at<ListHead>(owner, how.list.head);
     store(D, S, &head->count, head->count - 1, owner);
-    lifecycle::unlink(D, S, head, element, place.links, lifecycle::Marked::neighbour, site);
-    store(D, S, &links_of(element, place.links)->list_head, nullptr, element);
+    lifecycle::unlink(D, S, head, element, {how.list.links, lifecycle::Marked::neighbour, how.site});
+    store(D, S, &links_of(element, how.list.links)->list_head, nullptr, element);
     record_containment(D, S, element, owner);
     mark_detached(D, S, element, 1);
 }
 
 template <const Record& R, std::size_t I>
 void list_remove(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std::uint32_t* st) {
-    remove(D, S, owner, element, st, list_place<R, I>, links_site<R, I, trace::Operation::remove>);
-}
-
-template <const Record& R, std::size_t I>
-std::uint32_t list_remove_chained(Domain* D, Instance* owner, Instance* element) {
-    list_remove<R, I>(D, D->cr_set_id, owner, element, &D->last_error);
-    return D->last_error;
+    remove(D, S, owner, element, st, lifecycle::removal<R, I>);
 }
 
 } // namespace epm::access

@@ -1,5 +1,5 @@
 // A counted text on the heap; its length is in another field. Callers get a copy, and the storage always has the exact
-// size. Ordinary functions do the work; the templates only pass the places.
+// size. Ordinary functions do the work; the templates only pass the layout.
 #pragma once
 
 #include "lifecycle/prologue.hpp"
@@ -8,20 +8,22 @@
 
 namespace epm::access {
 
-/// Where a text's two members lie.
-struct TextPlace {
+/// Where a text's two members and its flag lie.
+struct TextLayout {
     std::uint16_t pointer;
     std::uint16_t length;
     bool is_short; ///< the length has 16 bits
     Gate field;
+    FlagLayout flag;
 };
 
 template <const Record& R, std::size_t I>
-inline constexpr TextPlace text_place = {
+inline constexpr TextLayout text_layout = {
     .pointer = catalogue::layout<R>.offset[I],
     .length = catalogue::layout<R>.offset[catalogue::companion<R, I>],
     .is_short = R.fields[catalogue::companion<R, I>].foreign->length == 2,
     .field = gate<R, I>,
+    .flag = flag_layout<R, I, trace::Operation::field_set>,
 };
 
 /// Opens a copy. It checks the room before the variant.
@@ -47,12 +49,12 @@ inline void copy_out(Domain* D, char* destination, std::uint32_t size, const cha
 }
 
 [[gnu::noinline]] inline void get_text(Domain* D, const Instance* x, char* destination, std::uint32_t size,
-                                       std::uint32_t* st, TextPlace place) {
-    if (!open_copy(D, x, size, place.field, st)) return;
-    const char* text = *at<char*>(x, place.pointer);
+                                       std::uint32_t* st, const TextLayout& layout) {
+    if (!open_copy(D, x, size, layout.field, st)) return;
+    const char* text = *at<char*>(x, layout.pointer);
     std::uint32_t length = 0; // without storage the length field counts for nothing
     if (text != nullptr)
-        length = place.is_short ? *at<std::uint16_t>(x, place.length) : *at<std::uint32_t>(x, place.length);
+        length = layout.is_short ? *at<std::uint16_t>(x, layout.length) : *at<std::uint32_t>(x, layout.length);
     copy_out(D, destination, size, text, length, st);
 }
 
@@ -67,11 +69,10 @@ inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t 
 
 /// Releases the old text first, whatever happens next. Fills up with zeros when the source ends early.
 [[gnu::noinline]] inline void set_text(Domain* D, std::uint32_t S, Instance* x, const char* source,
-                                       std::uint32_t length, std::uint32_t* st, TextPlace place,
-                                       const FlagPlace& flag) {
-    if (!open_write_here(D, S, x, place.field, st)) return;
-    if (place.is_short) length = static_cast<std::uint16_t>(length);
-    char** text = at<char*>(x, place.pointer);
+                                       std::uint32_t length, std::uint32_t* st, const TextLayout& layout) {
+    if (!open_write_here(D, S, x, layout.field, st)) return;
+    if (layout.is_short) length = static_cast<std::uint16_t>(length);
+    char** text = at<char*>(x, layout.pointer);
     if (*text != nullptr) release(D, S, *text);
     announce(D, S, text, pointer_length, x);
     *text = nullptr;
@@ -81,26 +82,19 @@ inline void store_length(Domain* D, std::uint32_t S, Instance* x, std::uint16_t 
         std::strncpy(*text, source, length);
         (*text)[length] = 0;
     }
-    store_length(D, S, x, place.length, place.is_short, length);
-    if (mark(D, S, x, st, flag)) record_containment(D, S, *text, x);
+    store_length(D, S, x, layout.length, layout.is_short, length);
+    if (mark(D, S, x, st, layout.flag)) record_containment(D, S, *text, x);
 }
 
 template <const Record& R, std::size_t I>
 requires is_of_kind<R, I, Kind::text>
 void get(Domain* D, std::uint32_t /*S*/, const Instance* x, char* destination, std::uint32_t size, std::uint32_t* st) {
-    get_text(D, x, destination, size, st, text_place<R, I>);
+    get_text(D, x, destination, size, st, text_layout<R, I>);
 }
 
 template <const Record& R, std::size_t I>
 void set(Domain* D, std::uint32_t S, Instance* x, const char* source, std::uint32_t length, std::uint32_t* st) {
-    set_text(D, S, x, source, length, st, text_place<R, I>, flag_place<R, I, trace::Operation::field_set>);
-}
-
-template <const Record& R, std::size_t I>
-std::uint32_t set_chained(Domain* D, Instance* x, const char* source,
-                          std::uint32_t length) requires is_of_kind<R, I, Kind::text> {
-    set<R, I>(D, D->cr_set_id, x, source, length, &D->last_error);
-    return D->last_error;
+    set_text(D, S, x, source, length, st, text_layout<R, I>);
 }
 
 } // namespace epm::access

@@ -9,24 +9,6 @@
 
 namespace epm::access {
 
-/// What the move of a record must know; literals of one record.
-struct RecordPlace {
-    FlagPlace flags; ///< the block as a whole
-    std::array<std::uint16_t, catalogue::most_variants> block_length;
-};
-
-template <const Record& R>
-inline constexpr RecordPlace record_place = {
-    .flags = {.body = catalogue::layout<R>.body,
-              .flag = 0,
-              .top = R.top(),
-              .since = 0,
-              .is_enumerated = false,
-              .corrupted_site = trace::site<R, trace::Operation::set, trace::Text::corrupted_handle>,
-              .untracked_site = trace::site<R, trace::Operation::set, trace::Text::not_tracked>},
-    .block_length = catalogue::layout<R>.block,
-};
-
 enum class Moved : std::uint8_t { nothing, body, body_with_flags };
 
 /// The flags that describe the memory behind an Instance. They stay with the memory, wherever its content comes from.
@@ -37,6 +19,8 @@ struct Headers {
     std::array<std::uint16_t, 20> offset{};
     std::size_t count = 0;
 
+    constexpr Headers() = default;
+    constexpr explicit Headers(const Record& r) { add(r, 0); }
     constexpr void add(const Record& r, std::size_t start) {
         offset[count++] = static_cast<std::uint16_t>(start);
         const catalogue::Layout layout = catalogue::lay_out(r);
@@ -49,12 +33,29 @@ struct Headers {
     }
 };
 
+/// What the move of a record must know; literals of one record.
+struct RecordLayout {
+    FlagLayout flags; ///< the block as a whole
+    std::array<std::uint16_t, catalogue::most_variants> block_length;
+    Headers headers;
+    bool (*reaches_flags)(Domain* D, std::uint32_t S, Instance* x); ///< null when the record has no element flags
+};
+
 template <const Record& R>
-inline constexpr Headers headers = [] {
-    Headers result;
-    result.add(R, 0);
-    return result;
-}();
+inline constexpr RecordLayout record_layout = {
+    .flags = {.body = catalogue::layout<R>.body,
+              .flag = 0,
+              .top = R.top(),
+              .since = 0,
+              .is_enumerated = false,
+              .corrupted_site = trace::site<R, trace::Operation::set, trace::Text::corrupted_handle>,
+              .untracked_site = trace::site<R, trace::Operation::set, trace::Text::not_tracked>},
+    .block_length = catalogue::layout<R>.block,
+    .headers = Headers(R),
+    .reaches_flags = R.any([](const Field& f) { return f.kind == Kind::array || f.kind == Kind::embedded; })
+                         ? &reaches_element_flags<R>
+                         : nullptr,
+};
 
 /// Copies header and fields. Each Instance keeps the flags of its own memory, and its own header block if it has one.
 inline void copy_body(Instance* destination, const Instance* source, std::uint16_t length, const Headers& inside) {
@@ -74,62 +75,62 @@ inline void copy_body(Instance* destination, const Instance* source, std::uint16
 /// Moves the bytes of header and fields. A tracking Domain refuses a destination without state flags before anything is
 /// copied. Without a handle the newest layout's length counts, unless the state flags lie there.
 [[gnu::noinline]] inline Moved move_body(Domain* D, std::uint32_t S, Instance* destination, Instance* source,
-                                         std::uint32_t* st, const FlagPlace& place, const Headers& inside,
-                                         bool (*reaches_flags)(Domain*, std::uint32_t, Instance*)) {
-    lifecycle::adjust(D, S, destination, place.top, st);
+                                         std::uint32_t* st, const RecordLayout& record) {
+    const FlagLayout& layout = record.flags;
+    lifecycle::adjust(D, S, destination, layout.top, st);
     if (destination == source) return Moved::nothing;
     const std::int8_t variant = zur_get_instance_variant(destination, 1, 0);
     if (variant < zur_get_instance_variant(source, 1, 0) || destination->layout_variant != source->layout_variant) {
         fail_variant(D, st);
         return Moved::nothing;
     }
-    const bool tracking = is_tracking(D, place.corrupted_site);
+    const bool tracking = is_tracking(D, layout.corrupted_site);
     const bool has_block = has_flag(destination, ZUR_TRACKED);
     if (tracking && !has_block) {
-        refuse_untracked(D, st, place.untracked_site);
+        refuse_untracked(D, st, layout.untracked_site);
         return Moved::nothing;
     }
-    if (!tracking && reaches_flags != nullptr && !reaches_flags(D, S, destination)) {
+    if (!tracking && record.reaches_flags != nullptr && !record.reaches_flags(D, S, destination)) {
         fail(D, st, ZUR_BAD_ARGUMENT);
         return Moved::nothing;
     }
     const bool is_whole = D->tracking_handle == nullptr && !has_block;
     const std::uint16_t length =
-        place.body[is_whole ? static_cast<std::size_t>(place.top) : known_layout(destination, place.top)];
+        layout.body[is_whole ? static_cast<std::size_t>(layout.top) : known_layout(destination, layout.top)];
     announce(D, S, destination, length, destination);
-    copy_body(destination, source, length, inside);
+    copy_body(destination, source, length, record.headers);
     return tracking && has_flag(source, ZUR_TRACKED) ? Moved::body_with_flags : Moved::body;
 }
 
 /// Copies the source's block over the destination's, and returns the source's.
 inline std::uint8_t* copy_block(Domain* D, std::uint32_t S, const Instance* destination, std::uint8_t* block,
-                                Instance* source, const RecordPlace& place) {
-    std::uint8_t* former = flag_block(D, S, source, place.flags);
-    const std::uint16_t length = place.block_length[known_layout(destination, place.flags.top)];
+                                Instance* source, const RecordLayout& layout) {
+    std::uint8_t* former = flag_block(D, S, source, layout.flags);
+    const std::uint16_t length = layout.block_length[known_layout(destination, layout.flags.top)];
     announce(D, S, block, length, block);
     std::memcpy(block, former, length);
     return former;
 }
 
 [[gnu::noinline]] inline void move_flags(Domain* D, std::uint32_t S, Instance* destination, Instance* source,
-                                         const RecordPlace& place) {
-    copy_block(D, S, destination, flag_block(D, S, destination, place.flags), source, place);
+                                         const RecordLayout& layout) {
+    copy_block(D, S, destination, flag_block(D, S, destination, layout.flags), source, layout);
 }
 
 /// Places the nested blocks first. Afterwards the destination owns the runs of element flags.
 template <const Record& R>
 void move_flags(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
-    constexpr const RecordPlace& place = record_place<R>;
+    constexpr const RecordLayout& layout = record_layout<R>;
     if constexpr (catalogue::has_nested_blocks(R) || R.any([](const Field& f) { return f.kind == Kind::array; })) {
-        std::uint8_t* block = flag_block(D, S, destination, place.flags);
+        std::uint8_t* block = flag_block(D, S, destination, layout.flags);
         if constexpr (catalogue::has_nested_blocks(R)) lifecycle::offset_update<R>(D, S, destination, block, st);
-        std::uint8_t* former = copy_block(D, S, destination, block, source, place);
+        std::uint8_t* former = copy_block(D, S, destination, block, source, layout);
         catalogue::for_each_field<R>([&]<std::size_t I>() {
             if constexpr (R.fields[I].kind == Kind::array)
                 store(D, S, at<void*>(former, catalogue::layout<R>.nested[I]), nullptr, nullptr);
         });
     } else {
-        move_flags(D, S, destination, source, place);
+        move_flags(D, S, destination, source, layout);
     }
 }
 
@@ -179,9 +180,7 @@ void post_copyout_cleanup(Domain* D, std::uint32_t S, Instance* destination, Ins
 /// Moves a record. Does not release what the destination held, and does not check the status word.
 template <const Record& R>
 void set(Domain* D, std::uint32_t S, Instance* destination, Instance* source, std::uint32_t* st) {
-    constexpr bool has_arrays = R.any([](const Field& f) { return f.kind == Kind::array || f.kind == Kind::embedded; });
-    const Moved moved = move_body(D, S, destination, source, st, record_place<R>.flags, headers<R>,
-                                  has_arrays ? &reaches_element_flags<R> : nullptr);
+    const Moved moved = move_body(D, S, destination, source, st, record_layout<R>);
     if (moved == Moved::nothing) return;
     if (moved == Moved::body_with_flags)
         move_flags<R>(D, S, destination, source, st);

@@ -25,9 +25,9 @@ inline constexpr Record orlan_ial_svm_acl_data = record("orlan_ial_svm_acl_data"
     value (zur_boolean, "is_domain",      "True when the entry stands for a domain name.").from_variant(2),
     value (u_int32,     "ip_addr",        "IPv4 address as a 32-bit number, not an address object.").from_variant(2),
 });
-static_assert(holds<orlan_ial_svm_acl_data>({.used = {56, 68, 76}, .size = 96, .tracked = 107,
+static_assert(has_numbers<orlan_ial_svm_acl_data>({.used = {56, 68, 76}, .size = 96, .tracked = 107,
     .body = {64, 88, 96}, .block = {6, 9, 11}}));
-static_assert(places_flags<orlan_ial_svm_acl_data>({{"acl_name", 0}, {"ace_name", 1}, {"ip_addr", 10}}));
+static_assert(has_flag_offsets<orlan_ial_svm_acl_data>({{"acl_name", 0}, {"ace_name", 1}, {"ip_addr", 10}}));
 
 inline constexpr Record orlan_ial_svm_acl_apply = record("orlan_ial_svm_acl_apply",
     "Applies a named access-control list to an interface, with a priority.",
@@ -38,14 +38,14 @@ inline constexpr Record orlan_ial_svm_acl_apply = record("orlan_ial_svm_acl_appl
     value (u_int32, "priority",       "Priority of the list on the interface."),
     value (u_int32, "flag",           "Flags of the application, carried unchanged."),
 });
-static_assert(holds<orlan_ial_svm_acl_apply>({.used = {40}, .size = 48, .tracked = 52}));
+static_assert(has_numbers<orlan_ial_svm_acl_apply>({.used = {40}, .size = 48, .tracked = 52}));
 
 inline constexpr Record orlan_ial_svm_preauthacl_data = record("orlan_ial_svm_preauthacl_data",
     "Marks the pre-authentication access-control list.",
     {"c5acb7cbec18d27816ab6d8162c9ca81", "28deb538d53645ebb5998d0c3ac4fef0"}, {
     value(u_int32, "is_create", "1 when the list is to be created, else 0."),
 });
-static_assert(holds<orlan_ial_svm_preauthacl_data>({.used = {16}, .size = 24, .tracked = 25}));
+static_assert(has_numbers<orlan_ial_svm_preauthacl_data>({.used = {16}, .size = 24, .tracked = 25}));
 
 inline constexpr Record orlan_ial_dacl_dnld_complete = record("orlan_ial_dacl_dnld_complete",
     "Tells whether the download of a named list has succeeded.",
@@ -54,7 +54,7 @@ inline constexpr Record orlan_ial_dacl_dnld_complete = record("orlan_ial_dacl_dn
     text  (             "acl_name",        "max_length", "Name of the list."),
     value (zur_boolean, "is_dnld_success", "True when the download has succeeded."),
 });
-static_assert(holds<orlan_ial_dacl_dnld_complete>({.used = {28}, .size = 40, .tracked = 42}));
+static_assert(has_numbers<orlan_ial_dacl_dnld_complete>({.used = {28}, .size = 40, .tracked = 42}));
 
 inline constexpr Record orlan_ial_port_acl_change = record("orlan_ial_port_acl_change",
     "Tells that a list has been attached to a port or removed from it.",
@@ -64,7 +64,7 @@ inline constexpr Record orlan_ial_port_acl_change = record("orlan_ial_port_acl_c
     length(u_int32, "max_acl_length", "Characters that acl_name holds now, without the NUL."),
     text  (         "acl_name",       "max_acl_length", "Name of the list."),
 });
-static_assert(holds<orlan_ial_port_acl_change>({.used = {32}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<orlan_ial_port_acl_change>({.used = {32}, .size = 40, .tracked = 43}));
 
 inline constexpr Record orlan_ial_svm_epm_acl_name_sync = record("orlan_ial_svm_epm_acl_name_sync",
     "Adds or withdraws a list's name for one address family.",
@@ -74,7 +74,7 @@ inline constexpr Record orlan_ial_svm_epm_acl_name_sync = record("orlan_ial_svm_
     value (u_int32, "is_ipv4",    "1 when the address family is IPv4, else 0."),
     value (u_int32, "is_add",     "1 when the name is added, 0 when it is withdrawn."),
 });
-static_assert(holds<orlan_ial_svm_epm_acl_name_sync>({.used = {32}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<orlan_ial_svm_epm_acl_name_sync>({.used = {32}, .size = 40, .tracked = 43}));
 
 inline constexpr Record orlan_ial_svm_dacl_nack = record("orlan_ial_svm_dacl_nack",
     "Refuses a downloadable list.",
@@ -83,7 +83,7 @@ inline constexpr Record orlan_ial_svm_dacl_nack = record("orlan_ial_svm_dacl_nac
     text  (         "acl_name",   "max_length", "Name of the list."),
     value (u_int32, "retval",     "Code that goes with the refusal, carried unchanged."),
 });
-static_assert(holds<orlan_ial_svm_dacl_nack>({.used = {28}, .size = 40, .tracked = 42}));
+static_assert(has_numbers<orlan_ial_svm_dacl_nack>({.used = {28}, .size = 40, .tracked = 42}));
 
 inline constexpr Record orlan_ial_svm_acl_appln_failure = record("orlan_ial_svm_acl_appln_failure",
     "Tells that the application of a list has failed on a handle.",
@@ -92,7 +92,7 @@ inline constexpr Record orlan_ial_svm_acl_appln_failure = record("orlan_ial_svm_
     text  (         "acl_name",   "max_length", "Name of the list."),
     value (u_int32, "handle",     "Handle on which the application failed, carried unchanged."),
 });
-static_assert(holds<orlan_ial_svm_acl_appln_failure>({.used = {28}, .size = 40, .tracked = 42}));
+static_assert(has_numbers<orlan_ial_svm_acl_appln_failure>({.used = {28}, .size = 40, .tracked = 42}));
 
 // clang-format on
 

@@ -114,15 +114,15 @@ constexpr void for_each_enum(F&& f) {
 namespace detail {
 
 /// The words of a fault as a template argument, so that the compiler's message shows them.
-struct Words {
+struct FaultWords {
     std::array<char, 96> text{};
 
-    constexpr Words(const char* words) {
+    constexpr FaultWords(const char* words) {
         for (std::size_t i = 0; words != nullptr && words[i] != 0 && i + 1 < text.size(); ++i) text[i] = words[i];
     }
 };
 
-template <Words Type, Words Field, Words Sentence>
+template <FaultWords Type, FaultWords Field, FaultWords Sentence>
 struct Verdict {
     static_assert(Sentence.text[0] == 0, "the catalogue is faulty: type, field and sentence stand in the arguments");
 };
@@ -130,31 +130,6 @@ struct Verdict {
 inline constexpr Fault fault = first_fault(all_records, all_enums);
 template struct Verdict<fault.type, fault.field, fault.sentence>;
 
-constexpr std::size_t number_of_fields(auto predicate) {
-    std::size_t n = 0;
-    for (const Record* r : all_records)
-        n += static_cast<std::size_t>(std::count_if(r->fields.begin(), r->fields.begin() + r->count, predicate));
-    return n;
-}
-
-constexpr std::size_t number_of_fields(Kind kind) {
-    return number_of_fields([kind](const Field& f) { return f.kind == kind; });
-}
-
 } // namespace detail
-
-static_assert(all_records.size() == 49 && all_enums.size() == 9);
-static_assert(detail::number_of_fields([](const Field&) { return true; }) == 206);
-static_assert(detail::number_of_fields([](const Field& f) { return f.is_tracked(); }) == 181);
-static_assert(detail::number_of_fields(Kind::value) == 90);
-static_assert(detail::number_of_fields(Kind::length) == 25);
-static_assert(detail::number_of_fields(Kind::object) == 29);
-static_assert(detail::number_of_fields(Kind::text) == 22);
-static_assert(detail::number_of_fields(Kind::characters) == 2);
-static_assert(detail::number_of_fields(Kind::array) == 3);
-static_assert(detail::number_of_fields(Kind::run) == 1);
-static_assert(detail::number_of_fields(Kind::embedded) == 14);
-static_assert(detail::number_of_fields(Kind::arm) == 18);
-static_assert(detail::number_of_fields(Kind::list) == 2);
 
 } // namespace epm::catalogue

@@ -18,8 +18,8 @@ inline constexpr Record rcl_client_vlan_t = record("rcl_client_vlan_t",
     object    (zur_mac_addr,   "mac",         "The client's Ethernet address; not bound to ieee_mac."),
     value     (sm_auth_domain, "domain",      "Authentication domain that the assignment is for."),
 });
-static_assert(holds<rcl_client_vlan_t>({.used = {56}, .size = 64, .tracked = 70}));
-static_assert(places_flags<rcl_client_vlan_t>({
+static_assert(has_numbers<rcl_client_vlan_t>({.used = {56}, .size = 64, .tracked = 70}));
+static_assert(has_flag_offsets<rcl_client_vlan_t>({
     {"gidb_handle", 0}, {"pref", 1}, {"vlan_value", 2}, {"ieee_mac", 3}, {"mac", 4}, {"domain", 5}}));
 
 inline constexpr Record rcl_sgt_info_t = record("rcl_sgt_info_t",
@@ -30,14 +30,14 @@ inline constexpr Record rcl_sgt_info_t = record("rcl_sgt_info_t",
     value     (character, "gen_num_len", "Carried as it is; it neither bounds gen_num nor follows it."),
     characters(64,        "gen_num",     "The generation number; all 64 characters travel, whatever gen_num_len says."),
 });
-static_assert(holds<rcl_sgt_info_t>({.used = {82}, .size = 104, .tracked = 108}));
+static_assert(has_numbers<rcl_sgt_info_t>({.used = {82}, .size = 104, .tracked = 108}));
 
 inline constexpr Record rcl_template_info_t = record("rcl_template_info_t",
     "The bind value of a template.",
     {"83d35cb4c751911526d5095511e7c9ac", "1ac060104e382ac364e02ee6d0236959"}, {
     value(u_int32, "bind_value", "The bind value, carried unchanged."),
 });
-static_assert(holds<rcl_template_info_t>({.used = {16}, .size = 24, .tracked = 25}));
+static_assert(has_numbers<rcl_template_info_t>({.used = {16}, .size = 24, .tracked = 25}));
 
 inline constexpr Record rcl_client_voice_vlan_t = record("rcl_client_voice_vlan_t",
     "A client's voice VLAN.",
@@ -46,7 +46,7 @@ inline constexpr Record rcl_client_voice_vlan_t = record("rcl_client_voice_vlan_
     value (u_int32,      "gidb_handle", "The client's gidb handle, carried unchanged."),
     value (u_int16,      "vlan",        "Number of the voice VLAN, 16 bits; its range is not checked."),
 });
-static_assert(holds<rcl_client_voice_vlan_t>({.used = {26}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<rcl_client_voice_vlan_t>({.used = {26}, .size = 40, .tracked = 43}));
 
 inline constexpr Record rcl_client_iaf_t = record("rcl_client_iaf_t",
     "A client's idle timeout.",
@@ -55,7 +55,7 @@ inline constexpr Record rcl_client_iaf_t = record("rcl_client_iaf_t",
     value (u_int32,      "gidb_handle",  "The client's gidb handle, carried unchanged."),
     value (u_int32,      "idle_timeout", "The idle timeout, carried unchanged in the unit that the peers agree on."),
 });
-static_assert(holds<rcl_client_iaf_t>({.used = {28}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<rcl_client_iaf_t>({.used = {28}, .size = 40, .tracked = 43}));
 
 inline constexpr Record rcl_client_intf_templ = record("rcl_client_intf_templ",
     "One interface template by name, bound or not.",
@@ -65,7 +65,7 @@ inline constexpr Record rcl_client_intf_templ = record("rcl_client_intf_templ",
     length(u_int32,     "max_intf_templ_length", "Characters that name holds now, without the NUL."),
     text  (             "name",                  "max_intf_templ_length", "Name of the template."),
 });
-static_assert(holds<rcl_client_intf_templ>({.used = {32}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<rcl_client_intf_templ>({.used = {32}, .size = 40, .tracked = 43}));
 
 inline constexpr Record rcl_client_cfg_macro = record("rcl_client_cfg_macro",
     "A configuration macro to apply.",
@@ -74,7 +74,7 @@ inline constexpr Record rcl_client_cfg_macro = record("rcl_client_cfg_macro",
     value (u_int32,     "gidb_handle",    "The client's gidb handle, carried unchanged."),
     object(zur_vstring, "cfg_macro_name", "Name of the macro, a string object that keeps its own length."),
 });
-static_assert(holds<rcl_client_cfg_macro>({.used = {40}, .size = 48, .tracked = 51}));
+static_assert(has_numbers<rcl_client_cfg_macro>({.used = {40}, .size = 48, .tracked = 51}));
 
 inline constexpr Record rcl_client_intf_templ_list = record("rcl_client_intf_templ_list",
     "A client's interface templates, in an array that grows on demand.",
@@ -82,7 +82,7 @@ inline constexpr Record rcl_client_intf_templ_list = record("rcl_client_intf_tem
     length(u_int32,               "max_intf_templ", "Elements that data holds now."),
     array (rcl_client_intf_templ, "data",           "max_intf_templ", "The interface templates."),
 });
-static_assert(holds<rcl_client_intf_templ_list>({.used = {24}, .size = 32, .tracked = 48}));
+static_assert(has_numbers<rcl_client_intf_templ_list>({.used = {24}, .size = 32, .tracked = 48}));
 
 inline constexpr Record rcl_client_autocfg_data = record("rcl_client_autocfg_data",
     "Automatic configuration of a client by a named trigger.",
@@ -94,7 +94,7 @@ inline constexpr Record rcl_client_autocfg_data = record("rcl_client_autocfg_dat
     length(u_int32,      "max_asp_name_length", "Characters that asp_trig_name holds now, without the NUL."),
     text  (              "asp_trig_name",       "max_asp_name_length", "Name of the trigger."),
 });
-static_assert(holds<rcl_client_autocfg_data>({.used = {48}, .size = 56, .tracked = 61}));
+static_assert(has_numbers<rcl_client_autocfg_data>({.used = {48}, .size = 56, .tracked = 61}));
 
 inline constexpr Record rcl_sess_mgr_authorize_ack = record("rcl_sess_mgr_authorize_ack",
     "Acknowledges an authorization.",
@@ -106,8 +106,8 @@ inline constexpr Record rcl_sess_mgr_authorize_ack = record("rcl_sess_mgr_author
     object(sess_mgr_client_hdl,       "return_hdl",       "The client handle to return, not bound to cl_hdl."),
     object(sess_mgr_authorize_result, "result",           "Result of the authorization."),
 });
-static_assert(holds<rcl_sess_mgr_authorize_ack>({.used = {168}, .size = 184, .tracked = 216}));
-static_assert(places_flags<rcl_sess_mgr_authorize_ack>({
+static_assert(has_numbers<rcl_sess_mgr_authorize_ack>({.used = {168}, .size = 184, .tracked = 216}));
+static_assert(has_flag_offsets<rcl_sess_mgr_authorize_ack>({
     {"conn_hdl", 0}, {"label", 2}, {"session_identity", 4, 8}, {"cl_hdl", 24}, {"return_hdl", 26}, {"result", 28}}));
 
 // clang-format on

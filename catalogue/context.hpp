@@ -18,8 +18,8 @@ inline constexpr Record epm_client_acl_feat_config = record("epm_client_acl_feat
     value(zur_boolean,                   "is_ipv6",         "True when the list is for IPv6."),
     run  (u_int8, 256,                   "acl_name",        "The list's name; all 256 bytes travel."),
 }).linked("is_url_redirect");
-static_assert(holds<epm_client_acl_feat_config>({.used = {324}, .size = 344, .tracked = 604}));
-static_assert(places_flags<epm_client_acl_feat_config>({
+static_assert(has_numbers<epm_client_acl_feat_config>({.used = {324}, .size = 344, .tracked = 604}));
+static_assert(has_flag_offsets<epm_client_acl_feat_config>({
     {"is_url_redirect", 0}, {"feat_type", 1}, {"is_ipv6", 2}, {"acl_name", 3, 4}}));
 
 inline constexpr Record epm_client_acl_feat_ctx = record("epm_client_acl_feat_ctx",
@@ -30,7 +30,7 @@ inline constexpr Record epm_client_acl_feat_ctx = record("epm_client_acl_feat_ct
     value(sm_client_acl_feat_ctx_flag_e, "status",            "What has become of the context."),
     list (epm_client_acl_feat_config,    "bm_feat_conf_list", "The context's configurations; it owns them."),
 }).linked("bm_feat_conf_list");
-static_assert(holds<epm_client_acl_feat_ctx>({.used = {92}, .size = 112, .tracked = 116}));
+static_assert(has_numbers<epm_client_acl_feat_ctx>({.used = {92}, .size = 112, .tracked = 116}));
 
 inline constexpr Record rcl_client_acl_t = record("rcl_client_acl_t",
     "The access-control lists applied to one client, by feature context.",
@@ -39,8 +39,8 @@ inline constexpr Record rcl_client_acl_t = record("rcl_client_acl_t",
     value (u_int32,                 "idb",              "A number carried unchanged."),
     list  (epm_client_acl_feat_ctx, "bm_feat_ctx_list", "The client's feature contexts; the record owns them."),
 });
-static_assert(holds<rcl_client_acl_t>({.used = {52}, .size = 64, .tracked = 67}));
-static_assert(places_flags<rcl_client_acl_t>({{"mac", 0}, {"idb", 1}, {"bm_feat_ctx_list", 2}}));
+static_assert(has_numbers<rcl_client_acl_t>({.used = {52}, .size = 64, .tracked = 67}));
+static_assert(has_flag_offsets<rcl_client_acl_t>({{"mac", 0}, {"idb", 1}, {"bm_feat_ctx_list", 2}}));
 
 inline constexpr Record orlan_ial_svm_bm_data = record("orlan_ial_svm_bm_data",
     "All grants to one client.",
@@ -56,9 +56,9 @@ inline constexpr Record orlan_ial_svm_bm_data = record("orlan_ial_svm_bm_data",
     embedded(rcl_client_cfg_macro,       "cfg_macro_data",  "The configuration macro."),
     embedded(rcl_client_acl_t,           "acl",             "The access-control lists.").from_variant(1),
 });
-static_assert(holds<orlan_ial_svm_bm_data>({.used = {512, 576}, .size = 592, .tracked = 688,
+static_assert(has_numbers<orlan_ial_svm_bm_data>({.used = {512, 576}, .size = 592, .tracked = 688,
     .body = {528, 592}, .block = {88, 96}}));
-static_assert(places_flags<orlan_ial_svm_bm_data>({
+static_assert(has_flag_offsets<orlan_ial_svm_bm_data>({
     {"vlan", 0, 1}, {"templ", 7, 8}, {"voice_vlan", 9, 10}, {"iaf", 13, 14}, {"intf_templ_list", 17, 24},
     {"autocfg", 40, 41}, {"authz_ack", 46, 48}, {"is_authz_invoke", 80}, {"cfg_macro_data", 81, 82}, {"acl", 85, 86}}));
 

@@ -106,6 +106,13 @@ enum class Kind : std::uint8_t {
     list,       ///< the head of an intrusive list of records
 };
 
+/// The kind as the catalogue's lines spell it.
+constexpr const char* kind_name(Kind kind) {
+    constexpr const char* names[] = {"value", "length", "object",   "text", "characters",
+                                     "array", "run",    "embedded", "arm",  "list"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
 /// Which of its three type pointers a field uses. Ask this instead of testing the pointers: under
 /// UndefinedBehaviorSanitizer g++ does not know at compile time that an inline variable's address is not null.
 enum class Of : std::uint8_t { foreign, enumeration, record };
@@ -138,6 +145,8 @@ struct Field {
     constexpr bool is_own_enum() const { return of == Of::enumeration; }
     /// Whether the field's type, or its element's, is a record of this Bundle.
     constexpr bool is_of_record() const { return of == Of::record; }
+    /// Name of the field's type, or of its elements' type.
+    constexpr const char* type_name() const;
     /// Whether the field is of an enumerated kind, imported or of this Bundle.
     constexpr bool is_enumerated() const {
         return is_own_enum() || (kind == Kind::value && foreign->shape == Foreign::Shape::value);
@@ -182,6 +191,11 @@ struct Record {
         return any([](const Field& f) { return f.kind == Kind::arm; });
     }
 };
+
+constexpr const char* Field::type_name() const {
+    if (is_own_enum()) return enumeration->name;
+    return is_of_record() ? record->name : foreign->name;
+}
 
 constexpr Record record(const char* name, const char* doc, Digests digests, std::initializer_list<Field> fields) {
     Record result{name, doc, digests, {}, fields.size()};
@@ -293,19 +307,19 @@ constexpr std::size_t body_length(std::size_t used) {
 
 constexpr Layout lay_out(const Record& r) {
     Layout l;
-    std::size_t place = header_length;
+    std::size_t offset = header_length;
     std::size_t flag = 0;
     for (std::size_t i = 0; i < r.count; ++i) {
         const Field& f = r.fields[i];
         if (r.is_linked() && std::string_view(r.linked_before) == f.name) {
-            place = round_up(place, 8);
-            l.links = static_cast<std::uint16_t>(place);
-            place += link_length;
+            offset = round_up(offset, 8);
+            l.links = static_cast<std::uint16_t>(offset);
+            offset += link_length;
         }
         const detail::Extent e = detail::extent(f);
-        place = round_up(place, e.alignment);
-        l.offset[i] = static_cast<std::uint16_t>(place);
-        place += e.length;
+        offset = round_up(offset, e.alignment);
+        l.offset[i] = static_cast<std::uint16_t>(offset);
+        offset += e.length;
         if (f.is_tracked()) {
             l.flag[i] = static_cast<std::uint16_t>(flag++);
             const detail::Extent n = detail::nested_extent(f);
@@ -315,8 +329,8 @@ constexpr Layout lay_out(const Record& r) {
             l.block_alignment = std::max(l.block_alignment, static_cast<std::uint8_t>(n.alignment));
         }
         const auto variant = static_cast<std::size_t>(f.since);
-        l.used[variant] = static_cast<std::uint16_t>(place);
-        l.body[variant] = static_cast<std::uint16_t>(detail::body_length(place));
+        l.used[variant] = static_cast<std::uint16_t>(offset);
+        l.body[variant] = static_cast<std::uint16_t>(detail::body_length(offset));
         l.block[variant] = static_cast<std::uint16_t>(round_up(flag, l.block_alignment));
     }
     return l;
@@ -343,7 +357,7 @@ inline constexpr std::size_t counted_field = [] {
     return i;
 }();
 
-/// Whether nested Instances of the record have state flags at places that must be registered with the runtime.
+/// Whether nested Instances of the record have state flags whose offsets must be registered with the runtime.
 constexpr bool has_nested_blocks(const Record& r) {
     return r.any([](const Field& f) { return f.has_nested_block(); });
 }

@@ -15,7 +15,7 @@ inline constexpr Record iaf_timer_expiry_event_info = record("iaf_timer_expiry_e
     object(zur_mac_addr, "mac",    "The client's Ethernet address."),
     value (u_int32,      "if_num", "Number of the client's interface, carried unchanged."),
 });
-static_assert(holds<iaf_timer_expiry_event_info>({.used = {24}, .size = 32, .tracked = 34}));
+static_assert(has_numbers<iaf_timer_expiry_event_info>({.used = {24}, .size = 32, .tracked = 34}));
 
 inline constexpr Record ch_coa_request_type = record("ch_coa_request_type",
     "Asks for a change of authorization on a client's port.",
@@ -24,15 +24,15 @@ inline constexpr Record ch_coa_request_type = record("ch_coa_request_type",
     value(coa_request_type, "request_type",  "What to do with the port."),
     value(zur_boolean,      "shutdown",      "True when the port is to be shut down."),
 });
-static_assert(holds<ch_coa_request_type>({.used = {36}, .size = 48, .tracked = 51}));
+static_assert(has_numbers<ch_coa_request_type>({.used = {36}, .size = 48, .tracked = 51}));
 
 inline constexpr Record webauth_watch_list = record("webauth_watch_list",
     "One address of the web-authentication watch list.",
     {"90a19dcdeafd82c37e43ade4d3705925", "cf1d6b2aa3123405d734d2fcd4e329dc"}, {
     object(ip_address, "wl_ip", "The address that is watched."),
 });
-static_assert(holds<webauth_watch_list>({.used = {64}, .size = 72, .tracked = 73}));
-static_assert(places_flags<webauth_watch_list>({{"wl_ip", 0}}));
+static_assert(has_numbers<webauth_watch_list>({.used = {64}, .size = 72, .tracked = 73}));
+static_assert(has_flag_offsets<webauth_watch_list>({{"wl_ip", 0}}));
 
 // clang-format on
 

@@ -14,7 +14,7 @@ inline constexpr Record fqdn_domain_name = record("fqdn_domain_name",
     length(u_int16, "name_len", "Characters that name holds now, without the NUL, 0 to 65535."),
     text  (         "name",     "name_len", "The domain name; a length above 65535 counts by its low 16 bits."),
 });
-static_assert(holds<fqdn_domain_name>({.used = {24}, .size = 32, .tracked = 33}));
+static_assert(has_numbers<fqdn_domain_name>({.used = {24}, .size = 32, .tracked = 33}));
 
 inline constexpr Record orlan_ial_svm_fqdn_data_create = record("orlan_ial_svm_fqdn_data_create",
     "Creates the domain-name data of a list.",
@@ -22,7 +22,7 @@ inline constexpr Record orlan_ial_svm_fqdn_data_create = record("orlan_ial_svm_f
     length(u_int32, "max_length", "Characters that acl_name holds now, without the NUL."),
     text  (         "acl_name",   "max_length", "Name of the list."),
 });
-static_assert(holds<orlan_ial_svm_fqdn_data_create>({.used = {24}, .size = 32, .tracked = 33}));
+static_assert(has_numbers<orlan_ial_svm_fqdn_data_create>({.used = {24}, .size = 32, .tracked = 33}));
 
 inline constexpr Record orlan_ial_svm_fqdn_data_delete = record("orlan_ial_svm_fqdn_data_delete",
     "Deletes the domain-name data of a list.",
@@ -30,7 +30,7 @@ inline constexpr Record orlan_ial_svm_fqdn_data_delete = record("orlan_ial_svm_f
     length(u_int32, "max_length", "Characters that acl_name holds now, without the NUL."),
     text  (         "acl_name",   "max_length", "Name of the list."),
 });
-static_assert(holds<orlan_ial_svm_fqdn_data_delete>({.used = {24}, .size = 32, .tracked = 33}));
+static_assert(has_numbers<orlan_ial_svm_fqdn_data_delete>({.used = {24}, .size = 32, .tracked = 33}));
 
 inline constexpr Record orlan_ial_svm_fqdn_data = record("orlan_ial_svm_fqdn_data",
     "Names of a list and of a template list for one address.",
@@ -41,7 +41,7 @@ inline constexpr Record orlan_ial_svm_fqdn_data = record("orlan_ial_svm_fqdn_dat
     length(u_int32, "templ_length",   "Characters that templ_acl_name holds now, without the NUL."),
     text  (         "templ_acl_name", "templ_length", "Name of the template list."),
 });
-static_assert(holds<orlan_ial_svm_fqdn_data>({.used = {48}, .size = 56, .tracked = 59}));
+static_assert(has_numbers<orlan_ial_svm_fqdn_data>({.used = {48}, .size = 56, .tracked = 59}));
 
 inline constexpr Record orlan_ial_svm_port_fwd_info = record("orlan_ial_svm_port_fwd_info",
     "A forwarding flag for a client's port.",
@@ -50,7 +50,7 @@ inline constexpr Record orlan_ial_svm_port_fwd_info = record("orlan_ial_svm_port
     value (u_int32,      "gidb_handle", "The port's gidb handle, carried unchanged."),
     value (u_int32,      "flag",        "The forwarding flag, carried unchanged."),
 });
-static_assert(holds<orlan_ial_svm_port_fwd_info>({.used = {28}, .size = 40, .tracked = 43}));
+static_assert(has_numbers<orlan_ial_svm_port_fwd_info>({.used = {28}, .size = 40, .tracked = 43}));
 
 inline constexpr Record orlan_svm_epm_notify_domain_name = record("orlan_svm_epm_notify_domain_name",
     "The domain names of a client, in an array that grows on demand.",
@@ -60,7 +60,7 @@ inline constexpr Record orlan_svm_epm_notify_domain_name = record("orlan_svm_epm
     length(u_int32,          "domain_names_length", "Elements that domain_names holds now; not a length in bytes."),
     array (fqdn_domain_name, "domain_names",        "domain_names_length", "The domain names."),
 });
-static_assert(holds<orlan_svm_epm_notify_domain_name>({.used = {40}, .size = 48, .tracked = 64}));
+static_assert(has_numbers<orlan_svm_epm_notify_domain_name>({.used = {40}, .size = 48, .tracked = 64}));
 
 inline constexpr Record orlan_svm_epm_ip_address_update_notify = record("orlan_svm_epm_ip_address_update_notify",
     "A domain name's new address for a client.",
@@ -70,7 +70,7 @@ inline constexpr Record orlan_svm_epm_ip_address_update_notify = record("orlan_s
     value   (u_int32,          "ip_addr",      "The new IPv4 address as a 32-bit number, not an address object."),
     embedded(fqdn_domain_name, "domain_name",  "The domain name whose address is new."),
 });
-static_assert(holds<orlan_svm_epm_ip_address_update_notify>({.used = {64}, .size = 72, .tracked = 77}));
+static_assert(has_numbers<orlan_svm_epm_ip_address_update_notify>({.used = {64}, .size = 72, .tracked = 77}));
 
 inline constexpr Record orlan_svm_epm_fqdn_client_roam_reinit_ap = record("orlan_svm_epm_fqdn_client_roam_reinit_ap",
     "A client to reinitialise after a roam.",
@@ -78,7 +78,7 @@ inline constexpr Record orlan_svm_epm_fqdn_client_roam_reinit_ap = record("orlan
     object(zur_mac_addr, "mac",          "The client's Ethernet address."),
     value (u_int32,      "wlclient_num", "Number of the client, carried unchanged."),
 });
-static_assert(holds<orlan_svm_epm_fqdn_client_roam_reinit_ap>({.used = {24}, .size = 32, .tracked = 34}));
+static_assert(has_numbers<orlan_svm_epm_fqdn_client_roam_reinit_ap>({.used = {24}, .size = 32, .tracked = 34}));
 
 // clang-format on
 

@@ -16,7 +16,7 @@ inline constexpr Record linksec_ether_info = record("linksec_ether_info",
     object(kesh_bytestr, "tag_bytes", "Bytes that stand between the addresses and type."),
     value (u_int16,      "type",      "Type word of the header."),
 });
-static_assert(holds<linksec_ether_info>({.used = {42}, .size = 56, .tracked = 60}));
+static_assert(has_numbers<linksec_ether_info>({.used = {42}, .size = 56, .tracked = 60}));
 
 inline constexpr Record linksec_eap_keys = record("linksec_eap_keys",
     "Key material of an EAP exchange.",
@@ -25,7 +25,7 @@ inline constexpr Record linksec_eap_keys = record("linksec_eap_keys",
     object(kesh_bytestr, "emsk",           "Extended master session key; print and XML show it."),
     object(kesh_bytestr, "eap_session_id", "Id of the EAP session."),
 });
-static_assert(holds<linksec_eap_keys>({.used = {64}, .size = 72, .tracked = 75}));
+static_assert(has_numbers<linksec_eap_keys>({.used = {64}, .size = 72, .tracked = 75}));
 
 inline constexpr Record auth_mgr_linksec_start_info = record("auth_mgr_linksec_start_info",
     "Starts a link-security session.",
@@ -39,7 +39,7 @@ inline constexpr Record auth_mgr_linksec_start_info = record("auth_mgr_linksec_s
     value   (u_int32,            "handle",              "Handle of the session, carried unchanged."),
     object  (kesh_bytestr,       "macsec_cipher_suite", "The cipher suite, as bytes.").from_variant(1),
 });
-static_assert(holds<auth_mgr_linksec_start_info>({.used = {172, 192}, .size = 208, .tracked = 222,
+static_assert(has_numbers<auth_mgr_linksec_start_info>({.used = {172, 192}, .size = 208, .tracked = 222,
     .body = {192, 208}, .block = {13, 14}}));
 
 inline constexpr Record auth_mgr_linksec_event_fail_data = record("auth_mgr_linksec_event_fail_data",
@@ -48,7 +48,7 @@ inline constexpr Record auth_mgr_linksec_event_fail_data = record("auth_mgr_link
     value(u_int64, "termination_cause", "Cause of the session's end, carried unchanged."),
     value(u_int64, "abort_cause",       "Cause of the abort, carried unchanged."),
 });
-static_assert(holds<auth_mgr_linksec_event_fail_data>({.used = {32}, .size = 40, .tracked = 42}));
+static_assert(has_numbers<auth_mgr_linksec_event_fail_data>({.used = {32}, .size = 40, .tracked = 42}));
 
 inline constexpr Record auth_mgr_linksec_event = record("auth_mgr_linksec_event",
     "An event of a session, with its failure data.",
@@ -59,7 +59,7 @@ inline constexpr Record auth_mgr_linksec_event = record("auth_mgr_linksec_event"
     object  (zur_mac_addr,                     "mac",    "The client's Ethernet address.").from_variant(1),
     value   (u_int32,                          "if_num", "Number of the interface, carried unchanged.").from_variant(1),
 });
-static_assert(holds<auth_mgr_linksec_event>({.used = {64, 76}, .size = 96, .tracked = 103,
+static_assert(has_numbers<auth_mgr_linksec_event>({.used = {64, 76}, .size = 96, .tracked = 103,
     .body = {72, 96}, .block = {5, 7}}));
 
 inline constexpr Record auth_mgr_linksec_event_success = record("auth_mgr_linksec_event_success",
@@ -68,7 +68,7 @@ inline constexpr Record auth_mgr_linksec_event_success = record("auth_mgr_linkse
     value(u_int32, "handle", "Handle of the session, carried unchanged."),
     value(u_int32, "event",  "Number of the event, carried unchanged."),
 });
-static_assert(holds<auth_mgr_linksec_event_success>({.used = {20}, .size = 32, .tracked = 34}));
+static_assert(has_numbers<auth_mgr_linksec_event_success>({.used = {20}, .size = 32, .tracked = 34}));
 
 inline constexpr Record auth_mgr_linksec_update = record("auth_mgr_linksec_update",
     "New key material for a session.",
@@ -77,7 +77,7 @@ inline constexpr Record auth_mgr_linksec_update = record("auth_mgr_linksec_updat
     value   (u_int32,          "event",    "Number of the event, carried unchanged."),
     embedded(linksec_eap_keys, "eap_keys", "The new key material."),
 });
-static_assert(holds<auth_mgr_linksec_update>({.used = {96}, .size = 112, .tracked = 118}));
+static_assert(has_numbers<auth_mgr_linksec_update>({.used = {96}, .size = 112, .tracked = 118}));
 
 // clang-format on
 

@@ -28,9 +28,9 @@ inline constexpr Record orlan_ial_svm_epm_data = record("orlan_ial_svm_epm_data"
     arm  (8, orlan_ial_svm_preauthacl_data,  "preauthacl_data",     "The pre-authentication list."),
     arm  (10, orlan_ial_dacl_dnld_complete,  "dacl_dnld_comp_data", "The result of a list's download.").from_variant(1),
 });
-static_assert(holds<orlan_ial_svm_epm_data>({.used = {96, 104}, .size = 120, .tracked = 130,
+static_assert(has_numbers<orlan_ial_svm_epm_data>({.used = {96, 104}, .size = 120, .tracked = 130,
     .body = {112, 120}, .block = {9, 10}}));
-static_assert(places_flags<orlan_ial_svm_epm_data>({
+static_assert(has_flag_offsets<orlan_ial_svm_epm_data>({
     {"epm_type", 0}, {"acl_data", 1}, {"apply_acl", 2}, {"bm_data", 3}, {"fqdn_data", 4}, {"port_info", 5},
     {"fqdn_data_create", 6}, {"fqdn_data_delete", 7}, {"preauthacl_data", 8}, {"dacl_dnld_comp_data", 9}}));
 
@@ -41,7 +41,7 @@ inline constexpr Record orlan_ial_svm_epm_nack_info = record("orlan_ial_svm_epm_
     object(zur_mac_addr,             "mac",       "The client's Ethernet address."),
     value (u_int32,                  "if_num",    "Number of the interface, carried unchanged."),
 });
-static_assert(holds<orlan_ial_svm_epm_nack_info>({.used = {44}, .size = 56, .tracked = 59}));
+static_assert(has_numbers<orlan_ial_svm_epm_nack_info>({.used = {44}, .size = 56, .tracked = 59}));
 
 inline constexpr Record orlan_ial_in_svm_epm_data = record("orlan_ial_in_svm_epm_data",
     "The message that comes back: port changes, VLAN information, refusals and timers.",
@@ -57,7 +57,7 @@ inline constexpr Record orlan_ial_in_svm_epm_data = record("orlan_ial_in_svm_epm
     arm  (7, iaf_timer_expiry_event_info,      "iaf_info",   "An expired idle timer."),
     arm  (8, orlan_ial_svm_acl_appln_failure,  "appln_fail", "A list that could not be applied.").from_variant(1),
 });
-static_assert(holds<orlan_ial_in_svm_epm_data>({.used = {96, 104}, .size = 120, .tracked = 130,
+static_assert(has_numbers<orlan_ial_in_svm_epm_data>({.used = {96, 104}, .size = 120, .tracked = 130,
     .body = {112, 120}, .block = {9, 10}}));
 
 // clang-format on

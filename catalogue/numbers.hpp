@@ -16,7 +16,7 @@ struct Numbers {
 };
 
 template <const Record& R>
-consteval bool holds(const Numbers& n) {
+consteval bool has_numbers(const Numbers& n) {
     constexpr const Layout& l = layout<R>;
     const auto agree = [](const auto& a, const auto& b) {
         return std::equal(a.begin(), a.begin() + R.variants(), b.begin());
@@ -25,16 +25,16 @@ consteval bool holds(const Numbers& n) {
     return l.used == n.used && size<R> == n.size && size<R> + block_length<R> == n.tracked && by_variant;
 }
 
-/// The place of a field's state flag in the block, and of what follows the flag, if anything does.
-struct FlagPlace {
+/// Offsets of a field's state flag in the block and of what follows the flag, if anything does.
+struct FlagOffsets {
     std::string_view field;
     std::uint16_t flag;
     std::uint16_t nested = 0;
 };
 
 template <const Record& R>
-consteval bool places_flags(std::initializer_list<FlagPlace> places) {
-    return std::all_of(places.begin(), places.end(), [](const FlagPlace& p) {
+consteval bool has_flag_offsets(std::initializer_list<FlagOffsets> flags) {
+    return std::all_of(flags.begin(), flags.end(), [](const FlagOffsets& p) {
         const std::size_t i = R.index_of(p.field);
         return i < R.count && layout<R>.flag[i] == p.flag && (p.nested == 0 || layout<R>.nested[i] == p.nested);
     });

@@ -20,7 +20,7 @@ inline constexpr Record wired_tunnel_client_add = record("wired_tunnel_client_ad
     length(u_int32,      "max_guest_prof_len",    "Characters that guest_profile holds now, without the NUL."),
     text  (              "guest_profile",         "max_guest_prof_len", "Guest profile of the client."),
 });
-static_assert(holds<wired_tunnel_client_add>({.used = {64}, .size = 72, .tracked = 78}));
+static_assert(has_numbers<wired_tunnel_client_add>({.used = {64}, .size = 72, .tracked = 78}));
 
 inline constexpr Record wired_tunnel_client_delete = record("wired_tunnel_client_delete",
     "Asks for a wired client to be taken off its tunnel.",
@@ -30,7 +30,7 @@ inline constexpr Record wired_tunnel_client_delete = record("wired_tunnel_client
     length(u_int32,      "max_audit_sess_is_len", "Characters that audit_session_id holds now, without the NUL."),
     text  (              "audit_session_id",      "max_audit_sess_is_len", "Audit session id of the client."),
 });
-static_assert(holds<wired_tunnel_client_delete>({.used = {40}, .size = 48, .tracked = 51}));
+static_assert(has_numbers<wired_tunnel_client_delete>({.used = {40}, .size = 48, .tracked = 51}));
 
 inline constexpr Record wired_tunnel_add_delete_response = record("wired_tunnel_add_delete_response",
     "Answers a request to put a client on a tunnel or to take it off.",
@@ -40,7 +40,7 @@ inline constexpr Record wired_tunnel_add_delete_response = record("wired_tunnel_
     value(wired_tunnel_add_failure_type, "failure_type",  "Cause of a failed add; travels with every outcome."),
     value(wired_tunnel_teardown_type,    "teardown_type", "Cause of a teardown; travels with every outcome."),
 });
-static_assert(holds<wired_tunnel_add_delete_response>({.used = {64}, .size = 72, .tracked = 76}));
+static_assert(has_numbers<wired_tunnel_add_delete_response>({.used = {64}, .size = 72, .tracked = 76}));
 
 // clang-format on
 

@@ -17,8 +17,8 @@ inline constexpr Record orlan_ial_vlan_group_info = record("orlan_ial_vlan_group
     length(u_int32, "max_acl_length", "Characters that gp_name holds now, without the NUL."),
     text  (         "gp_name",        "max_acl_length", "Name of the group."),
 });
-static_assert(holds<orlan_ial_vlan_group_info>({.used = {48}, .size = 56, .tracked = 80}));
-static_assert(places_flags<orlan_ial_vlan_group_info>({
+static_assert(has_numbers<orlan_ial_vlan_group_info>({.used = {48}, .size = 56, .tracked = 80}));
+static_assert(has_flag_offsets<orlan_ial_vlan_group_info>({
     {"is_added", 0}, {"vlans", 1, 8}, {"num_of_vlans", 16}, {"gp_name", 17}}));
 
 inline constexpr Record orlan_ial_vlan_load_balance_info = record("orlan_ial_vlan_load_balance_info",
@@ -28,7 +28,7 @@ inline constexpr Record orlan_ial_vlan_load_balance_info = record("orlan_ial_vla
     value(u_int32, "vlan_load_info", "Load of the VLAN, carried unchanged."),
     value(u_int32, "is_added",       "1 when the VLAN appears, 0 when it goes."),
 });
-static_assert(holds<orlan_ial_vlan_load_balance_info>({.used = {24}, .size = 32, .tracked = 35}));
+static_assert(has_numbers<orlan_ial_vlan_load_balance_info>({.used = {24}, .size = 32, .tracked = 35}));
 
 inline constexpr Record orlan_ial_vlan_notify_name = record("orlan_ial_vlan_notify_name",
     "A VLAN's name and the name it had before.",
@@ -40,7 +40,7 @@ inline constexpr Record orlan_ial_vlan_notify_name = record("orlan_ial_vlan_noti
     length(u_int32, "prev_vlan_name_len", "Characters that prev_vlan_name holds now, without the NUL."),
     text  (         "prev_vlan_name",     "prev_vlan_name_len", "Name that the VLAN had before."),
 });
-static_assert(holds<orlan_ial_vlan_notify_name>({.used = {48}, .size = 56, .tracked = 60}));
+static_assert(has_numbers<orlan_ial_vlan_notify_name>({.used = {48}, .size = 56, .tracked = 60}));
 
 // clang-format on
 

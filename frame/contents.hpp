@@ -80,6 +80,17 @@ inline std::uint8_t* element_flags_at(const void* member) {
     return address % equal_bytes != 0 ? reinterpret_cast<std::uint8_t*>(address) : nullptr;
 }
 
+/// A field's element flags: in the run that the block names for an array, in the block itself for a fixed run. Null
+/// when there are none.
+template <const Record& R, std::size_t I, class Byte>
+Byte* element_flags(Byte* block) {
+    Byte* flags = block + catalogue::layout<R>.nested[I];
+    if constexpr (R.fields[I].kind == Kind::array)
+        return element_flags_at(flags);
+    else
+        return flags;
+}
+
 /// Whether a union's tag selects the arm.
 template <const Record& R, std::size_t I>
 bool is_selected(const Instance* x) {

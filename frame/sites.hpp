@@ -1,6 +1,6 @@
 // The trace catalogue's entries and their indices. An entry's key is type, operation, field and text. Its index is its
-// place in the list built here, so a call site states what it is and the compiler finds the number. Entries are sorted
-// by type, enumerations first, then by operation.
+// position in the list built here, so a call site states what it is and the compiler finds the number. Entries are
+// sorted by type, enumerations first, then by operation.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -244,7 +244,7 @@ inline constexpr auto first_of_records = [] {
 }();
 
 template <class List, class T>
-constexpr std::size_t place_in(const List& list, const T& type) {
+constexpr std::size_t index_in(const List& list, const T& type) {
     std::size_t i = 0;
     while (list[i] != &type) ++i;
     return i;
@@ -260,18 +260,18 @@ constexpr std::size_t find(const Entry& entry) {
 /// Index of a record's entry.
 template <const Record& R, Operation O, Text T, std::size_t I = whole_record, std::size_t N = 0>
 inline constexpr std::uint32_t site = [] {
-    constexpr std::size_t place =
+    constexpr std::size_t index =
         record_entries<R>.find({O, T, static_cast<std::uint8_t>(I), static_cast<std::uint8_t>(N)});
-    static_assert(place < record_entries<R>.count, "the catalogue has no such entry");
-    return detail::first_of_records[detail::place_in(catalogue::all_records, R)] + static_cast<std::uint32_t>(place);
+    static_assert(index < record_entries<R>.count, "the catalogue has no such entry");
+    return detail::first_of_records[detail::index_in(catalogue::all_records, R)] + static_cast<std::uint32_t>(index);
 }();
 
 /// Index of an enumeration's entry.
 template <const Enum& E, Operation O, Text T>
 inline constexpr std::uint32_t enum_site = [] {
-    constexpr std::size_t place = enum_entries<E>.find({O, T, whole_record, 0});
-    static_assert(place < enum_entries<E>.count, "the catalogue has no such entry");
-    return static_cast<std::uint32_t>(detail::place_in(catalogue::all_enums, E) * enum_entries<E>.count + place);
+    constexpr std::size_t index = enum_entries<E>.find({O, T, whole_record, 0});
+    static_assert(index < enum_entries<E>.count, "the catalogue has no such entry");
+    return static_cast<std::uint32_t>(detail::index_in(catalogue::all_enums, E) * enum_entries<E>.count + index);
 }();
 
 /// Index of an entry that records and enumerations share.

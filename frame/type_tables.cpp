@@ -17,9 +17,9 @@ constexpr std::size_t variants_of(std::size_t type) {
 }
 
 constexpr std::size_t first_record(std::size_t type) {
-    std::size_t place = spare_below + 1;
-    for (std::size_t t = 0; t < type; ++t) place += variants_of(t) + 1;
-    return place;
+    std::size_t index = spare_below + 1;
+    for (std::size_t t = 0; t < type; ++t) index += variants_of(t) + 1;
+    return index;
 }
 
 constexpr zur_variant_record make_record(std::size_t type, std::size_t variant) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "catalogue/catalogue.hpp"
+#include "catalogue/hex.hpp"
 #include "frame/instance.hpp"
 
 extern "C" {
@@ -43,17 +44,12 @@ constexpr void spell(char (&destination)[N], std::string_view text) {
     std::copy_n(text.begin(), std::min(text.size(), N - 1), destination);
 }
 
-constexpr std::uint8_t hex_digit(char c) {
-    return static_cast<std::uint8_t>(c <= '9' ? c - '0' : c - 'a' + 10);
-}
-
 constexpr zur_type_info make_type_info(const char* name, const char* kind, const catalogue::Digests& digests,
                                        const zur_variant_table* table) {
     zur_type_info t{};
     t.magic = ZUR_TYPE_INFO_MAGIC;
     for (std::size_t i = 0; i < sizeof t.digest; ++i)
-        t.digest[i] =
-            static_cast<std::uint8_t>(hex_digit(digests.identity[2 * i]) << 4 | hex_digit(digests.identity[2 * i + 1]));
+        t.digest[i] = static_cast<std::uint8_t>(catalogue::hex_byte(digests.identity + 2 * i));
     spell(t.hex_digest, digests.identity);
     spell(t.name, name);
     spell(t.bundle, "orlan_epm");

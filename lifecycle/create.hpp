@@ -144,7 +144,7 @@ void initialize_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t ann
         initialize_list(D, S, field<R, I, ListHead>(x), x, announced != 0);
 }
 
-/// Finds the place for a tracked record's state flags. Returns false for a nested record that was given none.
+/// Finds where a tracked record's state flags lie. Returns false for a nested record that was given none.
 template <const Record& R>
 bool place_flags(Domain* D, std::uint32_t S, Instance* x, void*& sttr_base, std::uint32_t* st) {
     using trace::site, trace::Operation, trace::Text;

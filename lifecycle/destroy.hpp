@@ -4,6 +4,7 @@
 
 #include "frame/contents.hpp"
 #include "lifecycle/create.hpp"
+#include "lifecycle/element_buffer.hpp"
 #include "lifecycle/links.hpp"
 
 namespace epm::lifecycle {
@@ -45,23 +46,27 @@ inline void release_buffer(Domain* D, std::uint32_t S, void** pointer) {
     store(D, S, pointer, nullptr, nullptr);
 }
 
-using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, std::uint32_t, std::uint32_t*);
+/// How the references of one field are read, and the trace entries for what can go wrong.
+struct References {
+    void (*read)(Domain*, std::uint32_t, void*, std::uint64_t*, std::uint32_t, std::uint32_t*);
+    std::uint32_t not_read;
+    std::uint32_t not_dropped;
+};
 
 /// Drops the references of one field. They are on the stack during this call. Returns false when they cannot be read;
 /// the whole destruction then stops.
 [[gnu::noinline]] inline bool drop_references(Domain* D, std::uint32_t S, void* object, std::uint32_t count,
-                                              ReadReferences read, std::uint32_t* status, std::uint32_t not_read,
-                                              std::uint32_t not_dropped) {
+                                              std::uint32_t* status, References references) {
     auto* oids = static_cast<std::uint64_t*>(__builtin_alloca(count * sizeof(std::uint64_t)));
-    read(D, S, object, oids, count, status);
+    references.read(D, S, object, oids, count, status);
     if (*status != 0) {
-        trace::failed(not_read, *status);
+        trace::failed(references.not_read, *status);
         return false;
     }
     for (std::uint32_t i = 0; i < count; ++i) {
         zurlib_lookup_and_update_oid_ref_count(D, S, oids[i], 0, status);
         if (*status == 0) continue;
-        trace::reference_failed(not_dropped, oids[i], *status);
+        trace::reference_failed(references.not_dropped, oids[i], *status);
         *status = 0;
     }
     return true;
@@ -72,7 +77,7 @@ using ReadReferences = void (*)(Domain*, std::uint32_t, void*, std::uint64_t*, s
 template <const Record& E>
 [[gnu::noinline, gnu::flatten]] void destroy_elements(Domain* D, std::uint32_t S, void* storage, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
-        auto* element = at<Instance>(storage, std::size_t{i} * catalogue::size<E>);
+        Instance* element = element_in<E>(storage, i);
         if (element->type_info != nullptr) destroy_internal<E>(D, S, element, 0);
     }
 }
@@ -96,7 +101,7 @@ void drain_list(Domain* D, std::uint32_t S, Instance* x) {
     auto* head = field<R, I, ListHead>(x);
     while (head->first != head) {
         auto* element = header(head->first);
-        unlink(D, S, head, element, links, Marked::removed, trace::site<R, O, trace::Text::range_refused, I>);
+        unlink(D, S, head, element, {links, Marked::removed, trace::site<R, O, trace::Text::range_refused, I>});
         store(D, S, &links_of(element, links)->list_head, nullptr, nullptr);
         destroy_internal<element_type>(D, S, element, 1);
     }
@@ -111,16 +116,15 @@ inline constexpr std::size_t first_object = static_cast<std::size_t>(
     R.fields.begin());
 
 /// Whether the runtime can learn that an Instance's state flags lie elsewhere: because it lies inside another record or
-/// an array, or because it looks up the place when it is set up. Only such a record uses the second trace entry for a
+/// an array, or because it looks up the offset when it is set up. Only such a record uses the second trace entry for a
 /// mapping that could not be removed.
 template <const Record& R>
 constexpr bool can_have_moved_flags() {
-    constexpr auto holds = [](const Field& f) {
+    constexpr auto contains = [](const Field& f) {
         return (f.kind == Kind::embedded || f.kind == Kind::array) && f.is_of_record() && f.record == &R;
     };
-    bool is_held = places_deeply(R);
-    for (const Record* holder : catalogue::all_records) is_held = is_held || holder->any(holds);
-    return is_held;
+    return places_deeply(R) || std::any_of(catalogue::all_records.begin(), catalogue::all_records.end(),
+                                           [&](const Record* owner) { return owner->any(contains); });
 }
 
 /// Destroys one field. Returns false when the destruction must stop here.
@@ -132,9 +136,10 @@ bool destroy_field(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* statu
         using Type = Codec<*f.foreign>;
         auto* object = field<R, I>(x);
         const std::uint32_t count = Type::get_oid_count(D, S, object, status);
-        if (count != 0 && !drop_references(D, S, object, count, Type::get_object_references, status,
-                                           site<R, Operation::destroy, Text::references_not_read, first_object<R>>,
-                                           site<R, Operation::destroy, Text::reference_not_dropped, I>))
+        if (count != 0 && !drop_references(D, S, object, count, status,
+                                           {Type::get_object_references,
+                                            site<R, Operation::destroy, Text::references_not_read, first_object<R>>,
+                                            site<R, Operation::destroy, Text::reference_not_dropped, I>}))
             return false;
         Type::destroy_internal(D, S, object, 0);
     } else if constexpr (f.kind == Kind::embedded) {
@@ -190,7 +195,7 @@ void empty_field(Domain* D, std::uint32_t S, Instance* x) {
     } else if constexpr (f.kind == Kind::arm || f.kind == Kind::text || f.kind == Kind::array) {
         const bool is_empty = *field<R, I, void*>(x) == nullptr;
         // Element flags can outlive their elements. An empty array with moved flags is skipped, so that the runtime is
-        // not asked for their place without need.
+        // not asked for them without need.
         if constexpr (f.kind == Kind::array)
             if (!(is_empty && has_flag(x, ZUR_MOVED_FLAGS)))
                 if (std::uint8_t* block = known_flag_block<R>(D, S, x); block != nullptr)
@@ -255,7 +260,7 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
         if constexpr (R.is_linked()) {
             constexpr std::size_t links = catalogue::layout<R>.links;
             if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
-                unlink(D, S, head, x, links, Marked::removed, site<R, Operation::unlink, Text::range_refused>);
+                unlink(D, S, head, x, {links, Marked::removed, site<R, Operation::unlink, Text::range_refused>});
         }
         if (!destroy_fields<R>(D, S, x, variant, &status, std::make_index_sequence<R.count>{})) return;
     }

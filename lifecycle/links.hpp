@@ -32,14 +32,20 @@ inline Links* links_of(void* element, std::size_t offset) {
 /// Which Instance is marked dirty when a neighbour's link is rewritten.
 enum class Marked { neighbour, removed };
 
-/// Takes an element out of its list by joining its neighbours. Its own links and the head's count stay. `site` is the
-/// first of the removal's five trace entries.
-inline void unlink(Domain* D, std::uint32_t S, ListHead* head, void* element, std::size_t offset, Marked marked,
-                   std::uint32_t site) {
+struct Unlinking {
+    std::size_t offset; ///< of an element's links
+    Marked marked;
+    std::uint32_t site; ///< first of the removal's five trace entries
+};
+
+/// Takes an element out of its list by joining its neighbours. Its own links and the head's count stay.
+inline void unlink(Domain* D, std::uint32_t S, ListHead* head, void* element, Unlinking how) {
+    const std::size_t offset = how.offset;
+    const std::uint32_t site = how.site;
     Links* links = links_of(element, offset);
     if (D->obj_store != nullptr && lumeo_set_range(D->obj_store, &links->next, 2 * pointer_length, S) == 0)
         range_refused(site);
-    const auto touched = [&](void* neighbour) { return marked == Marked::neighbour ? neighbour : element; };
+    const auto touched = [&](void* neighbour) { return how.marked == Marked::neighbour ? neighbour : element; };
     if (links->next == head)
         ranged_store(D, S, &head->last, links->prev, head, site + 1);
     else

@@ -9,14 +9,14 @@
 namespace epm::lifecycle {
 
 /// Where a list's head lies in the owner, and the links in an element.
-struct ListPlace {
+struct ListLayout {
     std::uint16_t head;
     std::uint16_t links;
     Gate field;
 };
 
 template <const Record& R, std::size_t I>
-inline constexpr ListPlace list_place = {
+inline constexpr ListLayout list_layout = {
     .head = catalogue::layout<R>.offset[I],
     .links = catalogue::layout<*R.fields[I].record>.links,
     .field = gate<R, I>,
@@ -77,18 +77,21 @@ inline void link(Domain* D, std::uint32_t S, ListHead* head, void* element, Spot
     }
 }
 
-/// What an insertion has to know; literals of one list and operation.
-struct Insertion {
-    ListPlace list;
-    FlagPlace flag;
+/// What an insertion or a removal has to know; literals of one list and operation.
+struct Change {
+    ListLayout list;
     std::uint32_t site; ///< first of the trace entries of its link writes
+    FlagLayout flag;    ///< only an insertion marks the list
 };
 
 template <const Record& R, std::size_t I, trace::Operation O>
-inline constexpr Insertion insertion = {list_place<R, I>, flag_place<R, I, O>, links_site<R, I, O>};
+inline constexpr Change insertion = {list_layout<R, I>, links_site<R, I, O>, flag_layout<R, I, O>};
+
+template <const Record& R, std::size_t I>
+inline constexpr Change removal = {list_layout<R, I>, links_site<R, I, trace::Operation::remove>, {}};
 
 [[gnu::noinline]] inline void insert(Domain* D, std::uint32_t S, Instance* owner, Instance* element, Spot spot,
-                                     std::uint32_t* st, const Insertion& how) {
+                                     std::uint32_t* st, const Change& how) {
     if (!open_write_here(D, S, owner, how.list.field, st)) return;
     auto* head = at<ListHead>(owner, how.list.head);
     store(D, S, &head->count, head->count + 1, owner);
@@ -107,28 +110,28 @@ void append(Domain* D, std::uint32_t S, Instance* owner, Instance* element, std:
 /// Makes a head that was copied byte by byte the head of the elements, and empties the source's. `site` is the first of
 /// nine.
 [[gnu::noinline]] inline void move_list(Domain* D, std::uint32_t S, Instance* destination, Instance* source,
-                                        ListPlace place, std::uint32_t site) {
-    auto* to = at<ListHead>(destination, place.head);
-    auto* from = at<ListHead>(source, place.head);
+                                        ListLayout layout, std::uint32_t site) {
+    auto* to = at<ListHead>(destination, layout.head);
+    auto* from = at<ListHead>(source, layout.head);
     ranged_store(D, S, &to->first, to, to, site);
     ranged_store(D, S, &to->last, to, to, site + 1);
     ranged_store(D, S, &to->owner, destination, to, site + 2);
     if (from->first != from && from->first != nullptr) {
-        ranged_store(D, S, &links_of(from->first, place.links)->prev, to, from->first, site + 3);
+        ranged_store(D, S, &links_of(from->first, layout.links)->prev, to, from->first, site + 3);
         ranged_store(D, S, &to->first, from->first, to, site + 4);
         ranged_store(D, S, &from->first, from, from, site + 5);
-        ranged_store(D, S, &links_of(from->last, place.links)->next, to, from->last, site + 6);
+        ranged_store(D, S, &links_of(from->last, layout.links)->next, to, from->last, site + 6);
         ranged_store(D, S, &to->last, from->last, to, site + 7);
         ranged_store(D, S, &from->last, from, from, site + 8);
     }
-    for (void* element = to->first; element != to; element = links_of(element, place.links)->next)
-        store(D, S, &links_of(element, place.links)->list_head, to, element);
+    for (void* element = to->first; element != to; element = links_of(element, layout.links)->next)
+        store(D, S, &links_of(element, layout.links)->list_head, to, element);
     store(D, S, &from->count, 0, source);
 }
 
 template <const Record& R, std::size_t I>
 void move_list(Domain* D, std::uint32_t S, Instance* destination, Instance* source) {
-    move_list(D, S, destination, source, list_place<R, I>, links_site<R, I, trace::Operation::copyout>);
+    move_list(D, S, destination, source, list_layout<R, I>, links_site<R, I, trace::Operation::copyout>);
 }
 
 } // namespace epm::lifecycle

@@ -1,4 +1,4 @@
-// The places of nested state-flag blocks. A record registers with the runtime how far each nested Instance lies from
+// The offsets of nested state-flag blocks. A record registers with the runtime how far each nested Instance lies from
 // its slice of the outermost record's block, and removes that again.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace epm::lifecycle {
 
-/// Whether a nested Instance has nested Instances of its own, so that places must be registered over several levels.
+/// Whether a nested Instance has nested Instances of its own, so that offsets must be registered over several levels.
 constexpr bool places_deeply(const Record& r) {
     return r.any([](const Field& f) {
         return f.is_placed_object() || (f.kind == Kind::embedded && catalogue::has_nested_blocks(*f.record));
@@ -20,7 +20,7 @@ bool is_laid_out(const Instance* x) {
     return R.fields[I].since == 0 || known_layout(x, R.top()) >= static_cast<std::size_t>(R.fields[I].since);
 }
 
-/// Registers with the runtime where the nested blocks lie, given the place of this record's own block.
+/// Registers with the runtime where the nested blocks lie, given this record's own block.
 template <const Record& R>
 void offset_update(Domain* D, std::uint32_t S, Instance* x, void* sttr_base, std::uint32_t* st) {
     catalogue::for_each_field<R>([&]<std::size_t I>() {

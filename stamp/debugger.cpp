@@ -15,8 +15,8 @@ void write_field(std::ostream& out, const Record& r, const catalogue::Layout& l,
     const std::size_t companion = f.companion != nullptr ? r.index_of(f.companion) : i;
     const int width = f.of == catalogue::Of::foreign ? f.foreign->length : 0;
     const int companion_width = f.companion != nullptr ? r.fields[companion].foreign->length : 0;
-    out << "        Field(\"" << f.name << "\", \"" << kind_name(f.kind) << "\", \"" << type_name(f) << "\", "
-        << l.offset[i] << ", " << int{f.since} << ", " << width << ", " << l.offset[companion] << ", "
+    out << "        Field(\"" << f.name << "\", \"" << catalogue::kind_name(f.kind) << "\", \"" << f.type_name()
+        << "\", " << l.offset[i] << ", " << int{f.since} << ", " << width << ", " << l.offset[companion] << ", "
         << companion_width << ", " << f.capacity << ", " << f.tag << "),\n";
 }
 

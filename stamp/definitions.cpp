@@ -23,14 +23,14 @@ bool is_instance(std::string_view type) {
                                [&](const TypeExports& t) { return type == std::string("struct ") + t.type + "*"; });
 }
 
-std::string packed(const Operation& o) {
+std::string packed(const Declaration& o) {
     if (o.pack->count == 0) return "nullptr";
     std::string list;
     for (std::size_t i = 0; i < o.pack->count; ++i) list += (i ? ", " : "") + o.parameters[o.pack->first + i].name;
     return "std::initializer_list<" + o.pack->element + ">{" + list + "}.begin()";
 }
 
-std::string arguments(const Operation& o) {
+std::string arguments(const Declaration& o) {
     std::string list;
     const auto append = [&](const std::string& a) { list += (list.empty() ? "" : ", ") + a; };
     for (std::size_t i = 0; i <= o.parameters.size(); ++i) {
@@ -41,16 +41,19 @@ std::string arguments(const Operation& o) {
         if (i == o.parameters.size()) break;
         const Parameter& p = o.parameters[i];
         append(is_instance(p.type) ? "header(" + p.name + ")" : p.name);
+        if (o.is_chained && i == 0) append("D->cr_set_id");
     }
+    if (o.is_chained) append("&D->last_error");
     return list;
 }
 
 std::string call(const Export& e) {
-    const Operation& o = e.operation;
+    const Declaration& o = e.operation;
     const std::string further = o.template_arguments.empty() ? "" : ", " + o.template_arguments;
     const std::string chosen = e.template_arguments.empty() ? "" : "<epm::" + e.template_arguments + further + ">";
     const std::string text = "epm::" + o.call + chosen + "(" + arguments(o) + ")";
     if (o.result == "void") return text;
+    if (o.is_chained) return text + ";\n    return D->last_error";
     return "return " +
            (o.result.ends_with("*") ? "static_cast<" + o.result + ">(static_cast<void*>(" + text + "))" : text);
 }

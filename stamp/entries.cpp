@@ -64,13 +64,13 @@ std::vector<Entry> parsed(const std::string& text) {
 // ---- conditions ----
 
 /// Whether the record, or a record inside it or owned by it, has a field of one of the kinds.
-bool holds(const Record& r, std::initializer_list<Kind> kinds) {
+bool contains(const Record& r, std::initializer_list<Kind> kinds) {
     return r.any([&](const Field& f) {
-        return std::ranges::count(kinds, f.kind) != 0 || (f.is_of_record() && holds(*f.record, kinds));
+        return std::ranges::count(kinds, f.kind) != 0 || (f.is_of_record() && contains(*f.record, kinds));
     });
 }
 
-/// What a condition may say of a record, or with "any" also of the records inside it. It never holds for an
+/// What a condition may say of a record, or with "any" also of the records inside it. It is never true for an
 /// enumeration.
 const std::map<std::string, bool (*)(const Record&), std::less<>> record_conditions = {
     {"record", [](const Record&) { return true; }},
@@ -78,16 +78,16 @@ const std::map<std::string, bool (*)(const Record&), std::less<>> record_conditi
     {"union", [](const Record& r) { return r.is_union(); }},
     {"ends-in-text", [](const Record& r) { return r.fields[r.count - 1].kind == Kind::text; }},
     {"embedding", [](const Record& r) { return r.any([](const Field& f) { return f.kind == Kind::embedded; }); }},
-    {"any-arm", [](const Record& r) { return holds(r, {Kind::arm}); }},
-    {"any-array", [](const Record& r) { return holds(r, {Kind::array}); }},
-    {"any-object", [](const Record& r) { return holds(r, {Kind::object}); }},
+    {"any-arm", [](const Record& r) { return contains(r, {Kind::arm}); }},
+    {"any-array", [](const Record& r) { return contains(r, {Kind::array}); }},
+    {"any-object", [](const Record& r) { return contains(r, {Kind::object}); }},
     {"any-owning",
      [](const Record& r) {
-         return holds(r, {Kind::text, Kind::array, Kind::arm, Kind::list});
+         return contains(r, {Kind::text, Kind::array, Kind::arm, Kind::list});
      }},
     {"any-setter",
      [](const Record& r) {
-         return holds(r, {Kind::text, Kind::array, Kind::list});
+         return contains(r, {Kind::text, Kind::array, Kind::list});
      }},
 };
 
@@ -97,14 +97,14 @@ const std::map<std::string, bool (*)(const Field&), std::less<>> field_condition
     {"own-enum", [](const Field& f) { return f.is_own_enum(); }},
 };
 
-bool holds(std::string_view word, const Subject& s) {
+bool is_true(std::string_view word, const Subject& s) {
     if (word == "enum") return s.enumeration != nullptr;
     if (const auto known = record_conditions.find(word); known != record_conditions.end())
         return s.record != nullptr && known->second(*s.record);
     if (const auto known = field_conditions.find(word); known != field_conditions.end())
         return s.field != nullptr && known->second(*s.field);
     for (std::uint8_t kind = 0; kind <= static_cast<std::uint8_t>(Kind::list); ++kind)
-        if (word == kind_name(Kind{kind})) return s.field != nullptr && s.field->kind == Kind{kind};
+        if (word == catalogue::kind_name(Kind{kind})) return s.field != nullptr && s.field->kind == Kind{kind};
     throw std::runtime_error("unknown condition " + std::string(word));
 }
 
@@ -120,7 +120,7 @@ bool applies(const std::string& condition, const Subject& s) {
         }
         const bool is_negated = word.starts_with('!');
         if (is_negated) word.erase(0, 1);
-        is_met = is_met && holds(word, s) != is_negated;
+        is_met = is_met && is_true(word, s) != is_negated;
     }
     return is_met;
 }
@@ -135,7 +135,7 @@ const std::map<std::string, Parameter, std::less<>> usual_parameters = {
     {"st", {"uint32_t*", "st", "status word; nothing happens unless it is 0 on entry"}},
 };
 
-void add_parameter(Operation& o, const std::string& declaration, const std::string& doc, const Subject& s) {
+void add_parameter(Declaration& o, const std::string& declaration, const std::string& doc, const Subject& s) {
     Parameter p;
     if (const auto usual = usual_parameters.find(declaration); usual != usual_parameters.end()) {
         p = usual->second;
@@ -149,7 +149,7 @@ void add_parameter(Operation& o, const std::string& declaration, const std::stri
     o.parameters.push_back(p);
 }
 
-void add_parameters(Operation& o, const std::string& text, const Subject& s) {
+void add_parameters(Declaration& o, const std::string& text, const Subject& s) {
     if (const std::size_t colon = text.find(": "); colon != std::string::npos)
         return add_parameter(o, text.substr(0, colon), text.substr(colon + 2), s);
     std::istringstream names(text);
@@ -157,7 +157,7 @@ void add_parameters(Operation& o, const std::string& text, const Subject& s) {
 }
 
 /// One parameter for each field that is read or written at once.
-void add_fields(Operation& o, bool is_read, const Record& r) {
+void add_fields(Declaration& o, bool is_read, const Record& r) {
     const std::size_t first = o.parameters.size();
     for (std::size_t i = 0; i < r.count; ++i) {
         const Field& f = r.fields[i];
@@ -188,24 +188,24 @@ std::string status(const std::string& text) {
 }
 
 /// The form for chains of calls: no store set, no status word, and last_error as the result.
-Operation chained(Operation o, const std::string& brief) {
+Declaration chained(Declaration o, const std::string& brief) {
     o.name += "_cr";
     o.result = "uint32_t";
     o.parameters.front().doc = "the Domain; its cr_set_id names the store set, its last_error is the status word";
     o.parameters.erase(o.parameters.begin() + 1);
     o.parameters.pop_back();
-    if (!o.call.empty()) o.call += "_chained";
+    o.is_chained = true;
     o.text = brief + o.text.substr(o.text.find('.') + 1);
     o.returns = "last_error: 0 when all is well";
     return o;
 }
 
-std::vector<Operation> operations_of(const Entry& e, const Subject& s) {
-    const std::map<std::string, std::string Operation::*, std::less<>> texts = {
-        {"", &Operation::text},     {"call", &Operation::call},   {"with", &Operation::template_arguments},
-        {"cost", &Operation::cost}, {"owner", &Operation::owner}, {"return", &Operation::returns},
+std::vector<Declaration> operations_of(const Entry& e, const Subject& s) {
+    const std::map<std::string, std::string Declaration::*, std::less<>> texts = {
+        {"", &Declaration::text},     {"call", &Declaration::call},   {"with", &Declaration::template_arguments},
+        {"cost", &Declaration::cost}, {"owner", &Declaration::owner}, {"return", &Declaration::returns},
     };
-    Operation o;
+    Declaration o;
     const std::string head = filled(e.head.text, s.words);
     const std::size_t arrow = head.find(" -> ");
     o.name = head.substr(0, arrow);
@@ -232,14 +232,14 @@ std::vector<Operation> operations_of(const Entry& e, const Subject& s) {
 
 } // namespace
 
-std::vector<Operation> operations_in(const std::string& file, const Subject& subject) {
+std::vector<Declaration> operations_in(const std::string& file, const Subject& subject) {
     static std::map<std::string, std::vector<Entry>> files;
     const auto [known, is_new] = files.try_emplace(file);
     if (is_new) known->second = parsed(fixed_text("operations/" + file + ".txt"));
-    std::vector<Operation> all;
+    std::vector<Declaration> all;
     for (const Entry& e : known->second) try {
             if (!applies(e.head.condition, subject)) continue;
-            for (Operation& o : operations_of(e, subject)) all.push_back(std::move(o));
+            for (Declaration& o : operations_of(e, subject)) all.push_back(std::move(o));
         } catch (const std::exception& fault) {
             throw std::runtime_error(file + ".txt, " + e.head.text + ": " + fault.what());
         }

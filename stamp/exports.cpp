@@ -14,15 +14,16 @@ namespace epm::stamp {
 namespace {
 
 /// The template that an operation calls, unless its entry names another one.
-std::string default_call(const std::string& family, const std::string& name) {
-    const bool is_chained = name.ends_with("_cr");
-    return family + "::" + name.substr(0, name.size() - (is_chained ? 3 : 0)) + (is_chained ? "_chained" : "");
+std::string default_call(const std::string& family, const Declaration& o) {
+    const std::string name = family + "::" + o.name;
+    if (!name.ends_with("_cr")) return name;
+    return name.substr(0, name.size() - 3) + (o.is_chained ? "" : "_chained");
 }
 
 void add(TypeExports& to, const Family& family, const char* file, const std::string& prefix,
          const std::string& template_arguments, const Subject& subject) {
-    for (Operation& o : operations_in(file, subject)) {
-        if (o.call.empty()) o.call = default_call(family.name, o.name);
+    for (Declaration& o : operations_in(file, subject)) {
+        if (o.call.empty()) o.call = default_call(family.name, o);
         to.exports.push_back({operation_name(prefix, o.name), "catalogue::" + template_arguments, o, family.name});
     }
 }
@@ -61,7 +62,7 @@ TypeExports exports_of(const Enum& e) {
     return t;
 }
 
-std::string fault_in(const Operation& o) {
+std::string fault_in(const Declaration& o) {
     std::string texts = o.text + o.returns + o.owner + o.cost;
     for (const Parameter& p : o.parameters) texts += p.type + p.doc;
     for (const std::string& s : o.statuses) texts += s;
@@ -88,7 +89,7 @@ const std::vector<TypeExports>& all_exports() {
 const std::vector<Export>& global_exports() {
     static const std::vector<Export> all = [] {
         std::vector<Export> list;
-        for (const Operation& o : operations_in("frame", {})) list.push_back({o.name, {}, o, "frame"});
+        for (const Declaration& o : operations_in("frame", {})) list.push_back({o.name, {}, o, "frame"});
         return list;
     }();
     return all;

@@ -2,7 +2,7 @@
 // fields.
 #pragma once
 
-#include "stamp/operation.hpp"
+#include "stamp/declaration.hpp"
 
 namespace epm::stamp {
 
@@ -10,7 +10,7 @@ namespace epm::stamp {
 struct Export {
     std::string name;
     std::string template_arguments; ///< empty for a global operation
-    Operation operation;
+    Declaration operation;
     const char* family;
 };
 

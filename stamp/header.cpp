@@ -76,7 +76,7 @@ std::string paragraph(const std::string& text) {
 
 // ---- an operation ----
 
-std::string statuses(const Operation& o) {
+std::string statuses(const Declaration& o) {
     if (o.statuses.empty()) return " * Statuses: none.\n *\n";
     std::string list = " * Statuses:\n";
     for (const std::string& status : o.statuses) list += folded(" * - ", " *   ", status + ".");
@@ -90,7 +90,7 @@ std::string enumerated(const std::vector<std::string>& names) {
     return text;
 }
 
-std::string ownership(const Operation& o) {
+std::string ownership(const Declaration& o) {
     std::vector<std::string> borrowed;
     for (const Parameter& p : o.parameters)
         if (p.type.ends_with('*') && p.name != "D" && p.name != "st" && !has_word(o.owner, p.name))
@@ -100,7 +100,7 @@ std::string ownership(const Operation& o) {
     return text.empty() ? text : paragraph("Ownership: " + text + ".") + " *\n";
 }
 
-std::string arguments(const Operation& o) {
+std::string arguments(const Declaration& o) {
     std::string list;
     std::size_t widest = 0;
     for (const Parameter& p : o.parameters) widest = std::max(widest, p.name.size());
@@ -133,7 +133,7 @@ std::string prototype(const Export& e) {
 }
 
 std::string declaration(const Export& e) {
-    const Operation& o = e.operation;
+    const Declaration& o = e.operation;
     return filled(operation_text, {{"text", paragraph(o.text)},
                                    {"arguments", arguments(o)},
                                    {"ownership", ownership(o)},
@@ -171,7 +171,7 @@ std::string code(const std::string& text) {
 }
 
 std::string kind_and_type(const Field& f) {
-    const std::string name = type_name(f);
+    const std::string name = f.type_name();
     const bool is_own = f.is_of_record() || f.is_own_enum();
     const std::string type = is_own ? "@ref " + group_name(name) + " \"" + name + "\"" : code(name);
     const std::string run = std::to_string(f.capacity) + " " + type;
@@ -182,7 +182,7 @@ std::string kind_and_type(const Field& f) {
     case Kind::run: return "run, " + run;
     case Kind::arm: return "arm " + type + ", where the tag is " + std::to_string(f.tag);
     case Kind::list: return "list of " + type;
-    default: return (f.is_own_enum() ? "enumeration " : kind_name(f.kind) + std::string(" ")) + type;
+    default: return (f.is_own_enum() ? "enumeration " : catalogue::kind_name(f.kind) + std::string(" ")) + type;
     }
 }
 

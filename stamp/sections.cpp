@@ -4,6 +4,7 @@
 #include "stamp/outputs.hpp"
 #include "stamp/words.hpp"
 
+#include "catalogue/hex.hpp"
 #include "frame/sites.hpp"
 
 #include <bzlib.h>
@@ -98,15 +99,6 @@ Bytes compressed(const std::string& text) {
     return out;
 }
 
-std::string hexadecimal(const Bytes& bytes) {
-    std::string text;
-    for (const unsigned char b : bytes) {
-        text += "0123456789abcdef"[b >> 4];
-        text += "0123456789abcdef"[b & 15];
-    }
-    return text;
-}
-
 /// A section of bytes in assembler source.
 void put_bytes(std::ostream& out, const Bytes& bytes) {
     for (std::size_t i = 0; i < bytes.size(); ++i)
@@ -166,7 +158,7 @@ void write_trace_catalogue(const std::filesystem::path& folder) {
     const std::vector<Message> messages = all_messages();
     const Bytes digest = digest_of(messages);
     std::ostringstream out;
-    out << "    .section .quelog_luids_" << hexadecimal(digest) << ",\"a\",@progbits\n"
+    out << "    .section .quelog_luids_" << catalogue::to_hex(digest) << ",\"a\",@progbits\n"
         << "    .balign 4\n    .globl epm_trace_catalogue\n    .hidden epm_trace_catalogue\n"
         << "    .type epm_trace_catalogue, @object\nepm_trace_catalogue:\n    .long 1\n";
     put_bytes(out, digest);

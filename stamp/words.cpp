@@ -2,27 +2,6 @@
 
 namespace epm::stamp {
 
-const char* kind_name(Kind kind) {
-    switch (kind) {
-    case Kind::value: return "value";
-    case Kind::length: return "length";
-    case Kind::object: return "object";
-    case Kind::text: return "text";
-    case Kind::characters: return "characters";
-    case Kind::array: return "array";
-    case Kind::run: return "run";
-    case Kind::embedded: return "embedded";
-    case Kind::arm: return "arm";
-    case Kind::list: return "list";
-    }
-    return "";
-}
-
-std::string type_name(const Field& f) {
-    if (f.is_own_enum()) return f.enumeration->name;
-    return f.is_of_record() ? f.record->name : f.foreign->name;
-}
-
 std::string value_type(const Field& f) {
     if (f.is_enumerated()) return "uint32_t";
     switch (f.foreign->length) {
@@ -71,8 +50,9 @@ Subject subject(const Record& r, const Field& f) {
         {"type", r.name},
         {"field", f.name},
         {"doc", f.doc},
-        {"of", type_name(f)},
-        {"storage", is_primitive ? value_type(f) + "*" : "struct " + type_name(f) + "*"}, // C type of its address
+        {"of", f.type_name()},
+        {"storage",
+         is_primitive ? value_type(f) + "*" : std::string("struct ") + f.type_name() + "*"}, // C type of its address
         {"capacity", std::to_string(f.capacity)},
         {"last", std::to_string(f.capacity - 1)},
     };

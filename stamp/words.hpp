@@ -34,10 +34,6 @@ std::string filled(std::string_view text, const Words& words);
 /// Whether the text has this word by itself, not only inside a longer one.
 bool has_word(std::string_view text, std::string_view word);
 
-/// The kind as the catalogue's lines spell it.
-const char* kind_name(Kind kind);
-/// Name of a field's type, or of its elements' type.
-std::string type_name(const Field& f);
 /// C type of a primitive's or enumerated field's value.
 std::string value_type(const Field& f);
 

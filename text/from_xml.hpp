@@ -48,19 +48,19 @@ public:
     }
     bool is_cut() const { return last_.is_cut; } ///< whether the last path was too long
 
-    struct Place {
+    struct Level {
         std::uint32_t start = 0; ///< behind the element's path
         std::uint32_t end = 0;   ///< of the last path
         bool is_cut = false;
     };
     /// Paths spelled from now on lie under the last one, until the caller goes back to it.
-    [[gnu::noinline]] Place enter() {
-        const Place outer = last_;
+    [[gnu::noinline]] Level enter() {
+        const Level outer = last_;
         put(last_.end, {"/", 1});
         last_.start = last_.end;
         return outer;
     }
-    [[gnu::noinline]] void leave(const Place& outer) {
+    [[gnu::noinline]] void leave(const Level& outer) {
         last_ = outer;
         characters_[last_.end] = 0;
     }
@@ -68,19 +68,19 @@ public:
 private:
     static constexpr std::uint32_t longest = path_length - 1;
 
-    void put(std::uint32_t place, CountedText text) {
-        const std::uint32_t length = std::min(text.length, longest - place);
-        std::memcpy(characters_ + place, text.characters, length);
-        last_.end = place + length;
+    void put(std::uint32_t offset, CountedText text) {
+        const std::uint32_t length = std::min(text.length, longest - offset);
+        std::memcpy(characters_ + offset, text.characters, length);
+        last_.end = offset + length;
         last_.is_cut = length < text.length;
     }
 
     char characters_[path_length];
-    Place last_;
+    Level last_;
 };
 
 /// What a reader is given and passes on to its fields.
-struct Reader {
+struct XmlReader {
     Domain* D;
     std::uint32_t S;
     Paths& paths;
@@ -98,9 +98,9 @@ struct Reader {
 
 /// The number of the first enumerator that is an element under the path. Returns `count` when there is none, or when
 /// the look-up failed and the error is left. The path must be the last one spelled.
-[[gnu::noinline]] inline std::uint32_t find_enumerator(const Reader& in, const char* path, const CountedText* names,
+[[gnu::noinline]] inline std::uint32_t find_enumerator(const XmlReader& in, const char* path, const CountedText* names,
                                                        std::uint32_t count) {
-    const Paths::Place outer = in.paths.enter();
+    const Paths::Level outer = in.paths.enter();
     char scratch[scratch_length];
     std::uint32_t found = 0;
     for (; found < count; ++found) {
@@ -121,7 +121,7 @@ struct Reader {
 
 /// Stores the number without announcing it, whatever the Instance's variant.
 template <const Enum& E>
-void read(const Reader& in, const char* path, Instance* x) {
+void read(const XmlReader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;
     zur_clear_last_error(in.D);
     const std::uint32_t found = find_enumerator(in, path, enumerator_names<E>.data(), E.count);
@@ -129,11 +129,11 @@ void read(const Reader& in, const char* path, Instance* x) {
 }
 
 template <const Record& R>
-void read(const Reader& in, const char* path, Instance* x);
+void read(const XmlReader& in, const char* path, Instance* x);
 
 /// Reads a value of the type of field I, or of its elements' type, under the last path spelled.
 template <const Record& R, std::size_t I>
-void read_as(const Reader& in, const char* path, void* value) {
+void read_as(const XmlReader& in, const char* path, void* value) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.is_own_enum())
         read<*f.enumeration>(in, path, header(value));
@@ -149,7 +149,7 @@ using SetText = void (*)(Domain* D, std::uint32_t S, Instance* x, const char* so
 /// Asks for a text's length, fetches the text and passes it to its setter. An error from the first question stays in
 /// the status word. For an absent text the check after the next field clears it, and that field is not read; a text in
 /// that place overwrites it. After the last field it stays.
-[[gnu::noinline]] inline bool read_text(const Reader& in, const char* path, Instance* x, SetText set) {
+[[gnu::noinline]] inline bool read_text(const XmlReader& in, const char* path, Instance* x, SetText set) {
     std::uint32_t length = 0;
     *in.st = xml_get_element_value(in.document, path, nullptr, 0, &length);
     if (*in.st == 0) return true;
@@ -171,7 +171,7 @@ using SetText = void (*)(Domain* D, std::uint32_t S, Instance* x, const char* so
 }
 
 template <const Record& R, std::size_t I>
-bool read_run(const Reader& in, Instance* x) {
+bool read_run(const XmlReader& in, Instance* x) {
     for (std::uint32_t i = 0; i < R.fields[I].capacity; ++i) {
         void* element = at(field<R, I>(x), i * element_length<R, I>);
         read_as<R, I>(in, in.paths.spell_next(name_of<R, I>, i + 1), element);
@@ -183,7 +183,7 @@ bool read_run(const Reader& in, Instance* x) {
 /// Reads elements one at a time through a holder, until one is absent. If there is no holder, leaves the error for the
 /// check after the next field.
 template <const Record& R, std::size_t I>
-bool read_values(const Reader& in, Instance* x) {
+bool read_values(const XmlReader& in, Instance* x) {
     static_assert(std::string_view(R.fields[I].foreign->name) == "u_int32", "there are holders of this type only");
     void* holder = u_int32_create(in.D, in.S);
     for (std::uint32_t i = 1; holder != nullptr; ++i) {
@@ -203,7 +203,7 @@ bool read_values(const Reader& in, Instance* x) {
 
 /// Appends an element to a list. If it cannot be linked, it has no owner, so it is destroyed.
 template <const Record& R, std::size_t I>
-void append(const Reader& in, Instance* x, Instance* element) {
+void append(const XmlReader& in, Instance* x, Instance* element) {
     constexpr const Record& element_type = *R.fields[I].record;
     access::list_set_last<R, I>(in.D, in.S, x, element, in.st);
     if (*in.st != 0 && at<Links>(element, catalogue::layout<element_type>.links)->list_head == nullptr)
@@ -213,7 +213,7 @@ void append(const Reader& in, Instance* x, Instance* element) {
 /// Reads the records of an array or list, each into an Instance of its own, until one is absent. An array takes over
 /// the Instance's content, a list takes the Instance itself.
 template <const Record& R, std::size_t I>
-void read_records(const Reader& in, Instance* x) {
+void read_records(const XmlReader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];
     constexpr const Record& element_type = *f.record;
     Instance* element = lifecycle::create<element_type>(in.D, in.S);
@@ -238,7 +238,7 @@ void read_records(const Reader& in, Instance* x) {
 /// Reads the arm that the tag selects into a new Instance, which stays in its slot even if reading fails. Does not
 /// release what was in the slot: the record is expected to be fresh.
 template <const Record& R, std::size_t I>
-bool read_arm(const Reader& in, Instance* x) {
+bool read_arm(const XmlReader& in, Instance* x) {
     if (!is_selected<R, I>(x)) return true;
     auto** slot = field<R, I, Instance*>(x);
     announce(in.D, in.S, slot, pointer_length, x);
@@ -258,7 +258,7 @@ inline constexpr bool owns_what_is_read =
 
 /// Reads one field. Returns false when the reader must stop. Lengths are not read; the setters write them.
 template <const Record& R, std::size_t I>
-bool read_field(const Reader& in, Instance* x) {
+bool read_field(const XmlReader& in, Instance* x) {
     constexpr const Field& f = R.fields[I];
     if constexpr (owns_what_is_read<R, I>)
         if (x->variant < f.since) return true;
@@ -287,13 +287,13 @@ bool read_field(const Reader& in, Instance* x) {
 }
 
 template <const Record& R, std::size_t... I>
-bool read_fields(const Reader& in, Instance* x, std::index_sequence<I...>) {
+bool read_fields(const XmlReader& in, Instance* x, std::index_sequence<I...>) {
     return (read_field<R, I>(in, x) && ...);
 }
 
 /// Reads numbers whatever the Instance's variant.
 template <const Record& R>
-[[gnu::noinline]] void read(const Reader& in, const char* path, Instance* x) {
+[[gnu::noinline]] void read(const XmlReader& in, const char* path, Instance* x) {
     if (*in.st != 0) return;
     zur_clear_last_error(in.D);
     std::uint32_t count = 0;
@@ -301,7 +301,7 @@ template <const Record& R>
         fail(in.D, in.st, ZUR_ABSENT);
         return;
     }
-    const Paths::Place outer = in.paths.enter();
+    const Paths::Level outer = in.paths.enter();
     read_fields<R>(in, x, std::make_index_sequence<R.count>{});
     in.paths.leave(outer);
 }

@@ -9,10 +9,10 @@ namespace epm::text {
 
 /// The characters of a string literal as a template argument.
 template <std::size_t N>
-struct Words {
+struct Literal {
     char characters[N]{};
 
-    constexpr Words(const char (&literal)[N]) { std::copy_n(literal, N, characters); }
+    constexpr Literal(const char (&literal)[N]) { std::copy_n(literal, N, characters); }
     constexpr std::string_view view() const { return {characters, N - 1}; }
 };
 
@@ -22,8 +22,8 @@ struct Label {
     std::array<char, Length + 1> characters{};
 
     constexpr Label(std::initializer_list<std::string_view> parts) {
-        auto place = characters.begin();
-        for (std::string_view part : parts) place = std::copy(part.begin(), part.end(), place);
+        auto end = characters.begin();
+        for (std::string_view part : parts) end = std::copy(part.begin(), part.end(), end);
     }
     constexpr const char* c_str() const { return characters.data(); }
     static constexpr std::uint32_t length() { return Length; }
@@ -41,12 +41,12 @@ constexpr std::string_view name_of(const Enum& e, std::size_t i) {
 } // namespace detail
 
 /// The name of field or enumerator I of the type T, between two other parts.
-template <const auto& T, std::size_t I, Words Before, Words After = "">
+template <const auto& T, std::size_t I, Literal Before, Literal After = "">
 inline constexpr Label<Before.view().size() + detail::name_of(T, I).size() + After.view().size()> label{
     Before.view(), detail::name_of(T, I), After.view()};
 
 /// An arm's name after that of its union's tag.
-template <const Record& R, std::size_t I, Words Before, Words Between>
+template <const Record& R, std::size_t I, Literal Before, Literal Between>
 inline constexpr Label<Before.view().size() + detail::name_of(R, 0).size() + Between.view().size() +
                        detail::name_of(R, I).size()>
     arm_label{Before.view(), detail::name_of(R, 0), Between.view(), detail::name_of(R, I)};

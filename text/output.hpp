@@ -16,7 +16,7 @@ struct Output {
     std::uint32_t* st;
     std::uint32_t length = 0;
 
-    char* place() const { return buffer + length; }
+    char* next() const { return buffer + length; }
     std::uint32_t room() const { return size - length; }
     void add(std::uint32_t written) { length += written; }
 };

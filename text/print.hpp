@@ -22,12 +22,12 @@ template <const Enum& E>
     zur_clear_last_error(D);
     Output out{D, S, buffer, size, st};
     out.add(zur_print_space(D, S, buffer, indent, size, st));
-    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s:", name, E.name));
+    out.add(zur_snprintf(D, S, out.next(), out.room(), st, "%s@%s:", name, E.name));
     const std::uint32_t value = enumerator_of(x);
     if (value < E.count)
-        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s\n", enumerator_names<E>[value].characters));
+        out.add(zur_snprintf(D, S, out.next(), out.room(), st, "%s\n", enumerator_names<E>[value].characters));
     else
-        out.add(zur_snprintf(D, S, out.place(), out.room(), st, "Enum value out of range"));
+        out.add(zur_snprintf(D, S, out.next(), out.room(), st, "Enum value out of range"));
     return out.length;
 }
 
@@ -37,11 +37,11 @@ void print_as(Output& out, std::uint32_t indent, const char* name, const void* v
     constexpr const Field& f = R.fields[I];
     if constexpr (f.is_own_enum())
         out.add(
-            print_worker<*f.enumeration>(out.D, out.S, out.place(), indent, name, header(value), out.room(), out.st));
+            print_worker<*f.enumeration>(out.D, out.S, out.next(), indent, name, header(value), out.room(), out.st));
     else if constexpr (f.is_of_record())
-        out.add(print_worker<*f.record>(out.D, out.S, out.place(), indent, name, header(value), out.room(), out.st));
+        out.add(print_worker<*f.record>(out.D, out.S, out.next(), indent, name, header(value), out.room(), out.st));
     else
-        out.add(Codec<*f.foreign>::print(out.D, out.S, out.place(), indent, name, value, out.room(), out.st));
+        out.add(Codec<*f.foreign>::print(out.D, out.S, out.next(), indent, name, value, out.room(), out.st));
 }
 
 /// Elements carry their index in their name. The count is read again each time.
@@ -65,7 +65,7 @@ void print_elements(Output& out, std::uint32_t indent, const Instance* x) {
 /// The count comes first, and all elements have the same name.
 template <const Record& R, std::size_t I>
 void print_list(Output& out, std::uint32_t indent, const Instance* x) {
-    out.add(Codec<catalogue::u_int32>::print(out.D, out.S, out.place(), indent, label<R, I, "list ", " count">.c_str(),
+    out.add(Codec<catalogue::u_int32>::print(out.D, out.S, out.next(), indent, label<R, I, "list ", " count">.c_str(),
                                              &field<R, I, ListHead>(x)->count, out.room(), out.st));
     for_each_list_element<R, I>(
         x, [&](const Instance* element) { print_as<R, I>(out, indent, label<R, I, "list ">.c_str(), element); });
@@ -75,10 +75,10 @@ template <const Record& R, std::size_t I>
 void print_field(Output& out, std::uint32_t indent, const Instance* x) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.kind == Kind::text) {
-        out.add(var_string_print(out.D, out.S, out.place(), indent, f.name, *field<R, I, const char*>(x), out.room(),
+        out.add(var_string_print(out.D, out.S, out.next(), indent, f.name, *field<R, I, const char*>(x), out.room(),
                                  present_length<R, I>(x), out.st));
     } else if constexpr (f.kind == Kind::characters) {
-        out.add(null_string_print(out.D, out.S, out.place(), indent, f.name, field<R, I, char>(x), out.room(),
+        out.add(null_string_print(out.D, out.S, out.next(), indent, f.name, field<R, I, char>(x), out.room(),
                                   f.capacity, out.st));
     } else if constexpr (f.has_element_flags()) {
         print_elements<R, I>(out, indent, x);
@@ -109,12 +109,12 @@ template <const Record& R>
     const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
     Output out{D, S, buffer, size, st};
     out.add(zur_print_space(D, S, buffer, indent, size, st));
-    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "%s@%s: {\n", name, R.name));
+    out.add(zur_snprintf(D, S, out.next(), out.room(), st, "%s@%s: {\n", name, R.name));
     if (!print_fields<R>(out, indent + 2, x, variant, std::make_index_sequence<R.count>{})) return out.length;
     // This writes the blanks at the start of the block, where they already are, yet counts them here. So the bytes
     // between the last field and the brace keep what the buffer held. Users know the form like this.
     out.add(zur_print_space(D, S, buffer, indent, out.room(), st));
-    out.add(zur_snprintf(D, S, out.place(), out.room(), st, "}\n"));
+    out.add(zur_snprintf(D, S, out.next(), out.room(), st, "}\n"));
     return out.length;
 }
 

@@ -25,8 +25,8 @@ template <const Enum& E>
     out.add(start_tag(D, S, buffer, name, size, 0, st));
     const std::uint32_t value = enumerator_of(x);
     const CountedText text = value < E.count ? enumerator_elements<E>[value] : counted(out_of_range<E>);
-    out.add(xml_enum_print(D, S, out.place(), text.characters, out.room(), text.length, st));
-    out.add(end_tag(D, S, out.place(), name, out.room(), st));
+    out.add(xml_enum_print(D, S, out.next(), text.characters, out.room(), text.length, st));
+    out.add(end_tag(D, S, out.next(), name, out.room(), st));
     return out.length;
 }
 
@@ -35,11 +35,11 @@ template <const Record& R, std::size_t I>
 void write_as(Output& out, const char* name, const void* value, std::uint8_t flag) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.is_own_enum())
-        out.add(to_xml_worker<*f.enumeration>(out.D, out.S, name, out.place(), header(value), out.room(), out.st));
+        out.add(to_xml_worker<*f.enumeration>(out.D, out.S, name, out.next(), header(value), out.room(), out.st));
     else if constexpr (f.is_of_record())
-        out.add(to_xml_worker<*f.record>(out.D, out.S, name, out.place(), header(value), out.room(), flag, out.st));
+        out.add(to_xml_worker<*f.record>(out.D, out.S, name, out.next(), header(value), out.room(), flag, out.st));
     else
-        out.add(Codec<*f.foreign>::to_xml(out.D, out.S, name, out.place(), value, out.room(), flag, out.st));
+        out.add(Codec<*f.foreign>::to_xml(out.D, out.S, name, out.next(), value, out.room(), flag, out.st));
 }
 
 template <const Record& R, std::size_t I>
@@ -65,12 +65,12 @@ void write_field(Output& out, bool tracking, const Instance* x) {
     constexpr const Field& f = R.fields[I];
     if constexpr (f.kind == Kind::text) {
         const std::uint8_t flag = flag_of<R, I>(out, tracking, x);
-        out.add(var_string_to_xml(out.D, out.S, f.name, out.place(), *field<R, I, const char*>(x), out.room(),
+        out.add(var_string_to_xml(out.D, out.S, f.name, out.next(), *field<R, I, const char*>(x), out.room(),
                                   present_length<R, I>(x), flag, out.st));
     } else if constexpr (f.kind == Kind::characters) {
         const std::uint8_t flag = flag_of<R, I>(out, tracking, x);
-        out.add(null_string_to_xml(out.D, out.S, f.name, out.place(), field<R, I, char>(x), out.room(), f.capacity,
-                                   flag, out.st));
+        out.add(null_string_to_xml(out.D, out.S, f.name, out.next(), field<R, I, char>(x), out.room(), f.capacity, flag,
+                                   out.st));
     } else if constexpr (f.has_element_flags()) {
         write_elements<R, I>(out, tracking, x);
     } else if constexpr (f.kind == Kind::list) {
@@ -102,7 +102,7 @@ template <const Record& R>
     catalogue::for_each_field<R>([&]<std::size_t I>() {
         if (variant >= R.fields[I].since && *st == 0) write_field<R, I>(out, tracking, x);
     });
-    out.add(end_tag(D, S, out.place(), name, out.room(), st));
+    out.add(end_tag(D, S, out.next(), name, out.room(), st));
     return out.length;
 }
 

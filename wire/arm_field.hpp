@@ -44,7 +44,7 @@ template <const Record& R, std::size_t I>
         else
             fail(in.D, in.st, ZUR_NO_MEMORY);
     }
-    in.take_flag<plain_flag>(catalogue::layout<R>.flag[I]);
+    in.take_flag(catalogue::layout<R>.flag[I]);
 }
 
 } // namespace epm::wire

@@ -34,9 +34,8 @@ inline std::int32_t compare_bytes(const void* a, const void* b, std::size_t leng
 template <const Record& E>
 [[gnu::noinline]] std::int32_t compare_elements(const void* a, const void* b, std::uint32_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::size_t place = i * catalogue::size<E>;
-        if (const std::int32_t order = compare_fields<E>(at<Instance>(a, place), at<Instance>(b, place)); order != 0)
-            return order;
+        const std::int32_t order = compare_fields<E>(lifecycle::element_in<E>(a, i), lifecycle::element_in<E>(b, i));
+        if (order != 0) return order;
     }
     return 0;
 }

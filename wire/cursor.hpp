@@ -50,32 +50,18 @@ struct Writer {
         room -= static_cast<std::int32_t>(bytes);
     }
     /// In a full buffer the flag goes directly behind the end and is not counted; the caller leaves room for that byte.
-    [[gnu::always_inline]] void put_flag(std::size_t place) {
+    [[gnu::always_inline]] void put_flag(std::size_t offset) {
         if (flags == nullptr) return;
-        *cursor = flags[place];
+        *cursor = flags[offset];
         advance(room != 0);
     }
     /// For lists and arms: writes the flag only if a byte is left after it.
-    [[gnu::always_inline]] void put_flag_with_room(std::size_t place) {
+    [[gnu::always_inline]] void put_flag_with_room(std::size_t offset) {
         if (flags == nullptr || room < 2) return;
-        *cursor = flags[place];
+        *cursor = flags[offset];
         advance(1);
     }
 };
-
-/// How to read the flag behind a field. `take` is the room needed to store the byte, `pass` the room needed to move
-/// past a stored byte, `skip` the room needed to move past an unwanted one. With a room of 0 the byte directly behind
-/// the end is read.
-struct FlagForm {
-    std::int32_t take;
-    std::int32_t pass;
-    std::int32_t skip;
-};
-inline constexpr FlagForm plain_flag{1, 1, 1};
-inline constexpr FlagForm whole_flag{0, 1, 1};
-inline constexpr FlagForm text_flag{0, 1, 2};
-inline constexpr FlagForm list_flag{2, 2, 2};
-inline constexpr FlagForm last_list_flag{1, 1, 1}; ///< in a record that ends where the message ends
 
 /// The room after the offset has moved beyond the end. It never falls below what a signed length can hold.
 [[gnu::cold, gnu::noinline]] inline std::int32_t room_beyond(std::int32_t room, std::uint32_t bytes) {
@@ -128,22 +114,22 @@ struct Reader {
         cursor += rest();
         room = room_beyond(room, bytes);
     }
-    template <FlagForm form>
-    [[gnu::always_inline]] void take_flag(std::size_t place) {
+    /// The flag behind a field, if at least `needed` bytes are left.
+    [[gnu::always_inline]] void take_flag(std::size_t offset, std::int32_t needed = 1) {
         if (state_flags == StateFlags::absent) [[likely]]
             return;
-        if (state_flags == StateFlags::skipped) {
-            advance(room >= form.skip);
+        if (room < needed) return;
+        if (state_flags == StateFlags::stored) block[offset] = *cursor;
+        advance(1);
+    }
+    /// The flag behind a text or an array that is not empty. At a room of 0 the byte directly behind the end is stored.
+    /// An unwanted flag is passed if at least `needed` bytes are left.
+    [[gnu::always_inline]] void take_due_flag(std::size_t offset, std::int32_t needed) {
+        if (state_flags == StateFlags::absent) [[likely]]
             return;
-        }
-        if constexpr (form.take == form.pass) {
-            if (room < form.take) return;
-            block[place] = *cursor;
-            advance(1);
-        } else {
-            if (room >= form.take) block[place] = *cursor;
-            advance(room >= form.pass);
-        }
+        if (state_flags == StateFlags::skipped) return advance(room >= needed);
+        if (room >= 0) block[offset] = *cursor;
+        advance(room >= 1);
     }
 };
 

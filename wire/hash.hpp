@@ -30,7 +30,7 @@ template <const Record& R, std::size_t I>
         } else {
             const std::uint32_t count = element_count<R, I>(x);
             for (std::size_t i = 0; i < count; ++i)
-                h = hash<*f.record>(at<Instance>(storage, i * catalogue::size<*f.record>), h);
+                h = hash<*f.record>(lifecycle::element_in<*f.record>(storage, i), h);
             return h;
         }
     } else if constexpr (f.kind == Kind::list) {

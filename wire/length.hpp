@@ -30,7 +30,7 @@ template <const Record& R, std::size_t I>
         const void* storage = *field<R, I, void*>(x);
         const std::uint32_t count = element_count<R, I>(x);
         for (std::size_t i = 0; i < count; ++i)
-            total += length<*f.record>(D, S, at<Instance>(storage, i * catalogue::size<*f.record>));
+            total += length<*f.record>(D, S, lifecycle::element_in<*f.record>(storage, i));
         return total;
     } else if constexpr (f.kind == Kind::list) {
         std::uint32_t total = u_int32_len(D, S, nullptr);

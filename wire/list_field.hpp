@@ -61,10 +61,7 @@ template <const Record& R, std::size_t I>
         if (in.reuse != 0) lifecycle::drain_list<R, I, trace::Operation::unmarshal>(in.D, in.S, x);
         for (std::uint32_t i = 0; i < count && *in.st == 0; ++i) take_new_element<R, I>(in, x);
     }
-    if (in.ends_message)
-        in.take_flag<last_list_flag>(catalogue::layout<R>.flag[I]);
-    else
-        in.take_flag<list_flag>(catalogue::layout<R>.flag[I]);
+    in.take_flag(catalogue::layout<R>.flag[I], in.ends_message ? 1 : 2);
 }
 
 } // namespace epm::wire

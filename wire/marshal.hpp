@@ -22,9 +22,7 @@ namespace epm::wire {
 template <const Record& R>
 const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x, std::uint8_t instance_flags) {
     if ((instance_flags & ZUR_TRACKED) == 0) return no_state_flags.data();
-    if ((instance_flags & ZUR_MOVED_FLAGS) != 0)
-        return at<std::uint8_t>(x, zurlib_get_sttr_offset(D, S, const_cast<Instance*>(x)));
-    return at<std::uint8_t>(x, standard_place<R>(x));
+    return flag_block<R>(D, S, const_cast<Instance*>(x));
 }
 
 /// Writes an ra block without data; the Bundle has none to add.
@@ -51,11 +49,11 @@ template <const Record& R, std::size_t I>
     } else if constexpr (f.kind == Kind::arm) {
         put_arm<R, I>(out, x);
     } else if constexpr (f.kind == Kind::run) {
-        out.advance(put_run<*f.foreign>(out.D, out.S, out.cursor, field<R, I>(x), f.capacity, out.room, out.st));
+        out.advance(put_run<*f.foreign>(out, field<R, I>(x), f.capacity));
         put_array_flags<R, I>(out, f.capacity);
     } else {
         if constexpr (f.kind == Kind::characters)
-            out.advance(put_run<*f.foreign>(out.D, out.S, out.cursor, field<R, I>(x), f.capacity, out.room, out.st));
+            out.advance(put_run<*f.foreign>(out, field<R, I>(x), f.capacity));
         else if constexpr (f.kind == Kind::embedded)
             out.advance(
                 marshal_worker<*f.record>(out.D, out.S, out.cursor, field<R, I, Instance>(x), out.room, 1, out.st));

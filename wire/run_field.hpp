@@ -15,34 +15,31 @@ concept HasRuns = requires {
 
 /// Returns the bytes written. Stops at the first element that does not fit.
 template <const Foreign& F>
-[[gnu::noinline]] std::uint32_t put_run(Domain* D, std::uint32_t S, unsigned char* destination, const void* first,
-                                        std::uint32_t count, std::int32_t room, std::uint32_t* st) {
-    using Type = Codec<F>;
-    if (*st != 0) return 0;
+[[gnu::noinline]] std::uint32_t put_run(Writer out, const void* first, std::uint32_t count) {
+    using Value = typename Codec<F>::Value;
+    if (*out.st != 0) return 0;
     if constexpr (HasRuns<F>)
-        if (Type::marshal_run != nullptr)
-            return Type::marshal_run(D, S, destination, static_cast<const typename Type::Value*>(first), count, room,
-                                     st);
-    Writer out{.D = D, .S = S, .cursor = destination, .room = room, .st = st};
-    for (std::size_t i = 0; i < count && *st == 0; ++i)
-        out.advance(Type::marshal(D, S, out.cursor, at(first, i * F.length), out.room, st));
-    return static_cast<std::uint32_t>(out.cursor - destination);
+        if (Codec<F>::marshal_run != nullptr)
+            return Codec<F>::marshal_run(out.D, out.S, out.cursor, static_cast<const Value*>(first), count, out.room,
+                                         out.st);
+    const unsigned char* const start = out.cursor;
+    for (std::size_t i = 0; i < count && *out.st == 0; ++i)
+        out.advance(Codec<F>::marshal(out.D, out.S, out.cursor, at(first, i * F.length), out.room, out.st));
+    return static_cast<std::uint32_t>(out.cursor - start);
 }
 
 /// Returns the bytes read. Stops at the first element that cannot be read; the rest keep their content.
 template <const Foreign& F>
-[[gnu::noinline]] std::uint32_t take_run(Domain* D, std::uint32_t S, const unsigned char* source, void* first,
-                                         std::uint32_t count, std::int32_t room, std::uint32_t reuse,
-                                         std::uint32_t* st) {
-    using Type = Codec<F>;
-    if (*st != 0) return 0;
+[[gnu::noinline]] std::uint32_t take_run(Reader in, void* first, std::uint32_t count) {
+    using Value = typename Codec<F>::Value;
+    if (*in.st != 0) return 0;
     if constexpr (HasRuns<F>)
-        if (Type::unmarshal_run != nullptr)
-            return Type::unmarshal_run(D, S, source, static_cast<typename Type::Value*>(first), count, room, st);
-    Reader in{.D = D, .S = S, .reuse = reuse, .cursor = source, .room = room, .st = st};
-    for (std::size_t i = 0; i < count && *st == 0; ++i)
-        in.advance(Type::unmarshal(D, S, in.cursor, at(first, i * F.length), in.room, reuse, st));
-    return static_cast<std::uint32_t>(in.cursor - source);
+        if (Codec<F>::unmarshal_run != nullptr)
+            return Codec<F>::unmarshal_run(in.D, in.S, in.cursor, static_cast<Value*>(first), count, in.room, in.st);
+    const unsigned char* const start = in.cursor;
+    for (std::size_t i = 0; i < count && *in.st == 0; ++i)
+        in.advance(Codec<F>::unmarshal(in.D, in.S, in.cursor, at(first, i * F.length), in.room, in.reuse, in.st));
+    return static_cast<std::uint32_t>(in.cursor - start);
 }
 
 } // namespace epm::wire

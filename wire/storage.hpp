@@ -8,28 +8,35 @@
 
 namespace epm::wire {
 
-/// Frees what a field holds, if anything, and clears its pointer.
-inline void drop(Domain* D, std::uint32_t S, void** storage, Instance* owner) {
-    if (*storage != nullptr) release(D, S, *storage);
-    store(D, S, storage, nullptr, owner);
-}
+/// The storage behind a field's pointer member.
+struct Storage {
+    Domain* D;
+    std::uint32_t S;
+    void** pointer;
+    Instance* owner;
+    std::uint32_t* st;
 
-/// Gives a field storage for `units` units: the present storage if `kept`, else new storage that is not zeroed. Returns
-/// the size in bytes, or 0 when the Domain refuses.
-template <class UnitSize>
-std::size_t provide(Domain* D, std::uint32_t S, void** storage, bool kept, std::size_t units, UnitSize unit_size,
-                    Instance* owner, std::uint32_t* st) {
-    if (!kept) drop(D, S, storage, owner);
-    const std::size_t size = units * unit_size(D);
-    if (kept) {
-        constexpr std::size_t longest = std::numeric_limits<std::uint32_t>::max();
-        announce(D, S, *storage, static_cast<std::uint32_t>(std::min(size, longest)), owner);
-        return size;
+    /// Frees the storage, if there is any, and clears the pointer.
+    void drop() const {
+        if (*pointer != nullptr) release(D, S, *pointer);
+        store(D, S, pointer, nullptr, owner);
     }
-    *storage = allocate(D, S, size);
-    if (*storage != nullptr) return size;
-    fail(D, st, ZUR_NO_MEMORY);
-    return 0;
-}
+    /// Makes room for `units` units: the present storage if `kept`, else new storage that is not zeroed. Returns the
+    /// size in bytes, or 0 when the Domain refuses.
+    template <class UnitSize>
+    std::size_t provide(bool kept, std::size_t units, UnitSize unit_size) const {
+        if (!kept) drop();
+        const std::size_t size = units * unit_size(D);
+        if (kept) {
+            constexpr std::size_t longest = std::numeric_limits<std::uint32_t>::max();
+            announce(D, S, *pointer, static_cast<std::uint32_t>(std::min(size, longest)), owner);
+            return size;
+        }
+        *pointer = allocate(D, S, size);
+        if (*pointer != nullptr) return size;
+        fail(D, st, ZUR_NO_MEMORY);
+        return 0;
+    }
+};
 
 } // namespace epm::wire

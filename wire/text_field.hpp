@@ -24,11 +24,11 @@ inline void put_text(Writer& out, const void* text, std::uint32_t length) {
 }
 
 /// Reads the characters into storage with a terminator. Returns the bytes read, or -1 when the Domain refuses memory.
-inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* source, std::int32_t room, void** text,
-                                    std::uint32_t length, bool may_keep, Instance* owner, std::uint32_t* st) {
-    const bool kept = may_keep && *text != nullptr;
+inline std::int32_t take_characters(Storage storage, const void* source, std::int32_t room, std::uint32_t length,
+                                    bool may_keep) {
+    void** text = storage.pointer;
     const std::size_t size =
-        provide(D, S, text, kept, std::size_t{length} + 1, Codec<catalogue::character>::size_of, owner, st);
+        storage.provide(may_keep && *text != nullptr, std::size_t{length} + 1, Codec<catalogue::character>::size_of);
     if (size == 0) return -1;
     const auto used = static_cast<std::uint32_t>(std::clamp(std::int64_t{room}, std::int64_t{0}, std::int64_t{length}));
     std::memcpy(*text, source, used);
@@ -43,17 +43,16 @@ inline std::int32_t take_characters(Domain* D, std::uint32_t S, const void* sour
 /// Returns false when the Domain refuses memory.
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline bool take_text(Reader& in, Instance* x, std::uint32_t former) {
-    auto** text = field<R, I, void*>(x);
+    const Storage text{in.D, in.S, field<R, I, void*>(x), x, in.st};
     const std::uint32_t length = stored_length<R, I>(x);
     if (length == 0) {
-        drop(in.D, in.S, text, x);
+        text.drop();
         return true;
     }
-    const std::int32_t used =
-        take_characters(in.D, in.S, in.cursor, in.room, text, length, in.keeps(length, former), x, in.st);
+    const std::int32_t used = take_characters(text, in.cursor, in.room, length, in.keeps(length, former));
     if (used < 0) return false;
     in.advance(static_cast<std::uint32_t>(used));
-    in.take_flag<text_flag>(catalogue::layout<R>.flag[I]);
+    in.take_due_flag(catalogue::layout<R>.flag[I], 2);
     return true;
 }
 

@@ -88,18 +88,18 @@ template <const Record& R, std::size_t I>
         take_arm<R, I>(in, x);
         if (*in.st != 0) return Progress::last;
     } else if constexpr (f.kind == Kind::run || f.kind == Kind::characters) {
-        in.advance(take_run<*f.foreign>(in.D, in.S, in.cursor, field<R, I>(x), f.capacity, in.room, in.reuse, in.st));
+        in.advance(take_run<*f.foreign>(in, field<R, I>(x), f.capacity));
         if constexpr (f.kind == Kind::run)
             take_array_flags<R, I>(in, f.capacity);
         else
-            in.take_flag<plain_flag>(flag);
+            in.take_flag(flag);
     } else if constexpr (f.kind == Kind::embedded) {
         in.pass(unmarshal<*f.record>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
-        in.take_flag<plain_flag>(flag);
+        in.take_flag(flag);
     } else if constexpr (f.is_own_enum()) {
         in.advance(
             unmarshal<*f.enumeration>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
-        in.take_flag<plain_flag>(flag);
+        in.take_flag(flag);
         if (R.is_union() && I == 0 && *in.st != 0) return Progress::last;
     } else {
         if constexpr (f.kind == Kind::length) {
@@ -109,7 +109,7 @@ template <const Record& R, std::size_t I>
                 former[I] = *field<R, I, std::uint32_t>(x);
         }
         in.pass(Codec<*f.foreign>::unmarshal(in.D, in.S, in.cursor, field<R, I>(x), in.room, in.reuse, in.st));
-        if constexpr (f.is_tracked()) in.take_flag<plain_flag>(flag);
+        if constexpr (f.is_tracked()) in.take_flag(flag);
     }
     return Progress::next;
 }

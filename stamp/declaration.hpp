@@ -21,7 +21,7 @@ struct Pack {
     std::size_t count;
 };
 
-struct Operation {
+struct Declaration {
     std::string name; ///< what follows `<type>_` or `<type>_<field>_`; a global operation's whole name
     std::string result = "void";
     std::vector<Parameter> parameters;
@@ -33,6 +33,7 @@ struct Operation {
     std::string cost;
     std::string template_arguments; ///< further ones, behind the type and the field
     std::optional<Pack> pack;
+    bool is_chained = false; ///< calls the template with cr_set_id and last_error, and returns last_error
 };
 
 } // namespace epm::stamp
