@@ -78,28 +78,26 @@ struct Counted {
     Account* account;
 };
 
-// The agreed variants. They are set by type name. A look-up uses the TypeInfo's address and is one probe of a small
-// open table, filled from the names when a type is first asked for. The digest's first half guards against another type
-// at the address of one that was unloaded.
+// The agreed variants, by type name.
 class Agreement {
 public:
-    int8_t variant_of(const zur_type_info* type);
-    void agree(const char* type_name, int8_t variant);
-    void agree_all(int8_t variant);
-    void clear();
+    int8_t variant_of(const zur_type_info* type) const {
+        return names_.empty() || type == nullptr ? default_ : variant_of_name(type->name);
+    }
+    void agree(const char* type_name, int8_t variant) { names_[type_name] = variant; }
+    void agree_all(int8_t variant) { default_ = variant; }
+    void clear() {
+        names_.clear();
+        default_ = PLATFORM_HIGHEST_VARIANT;
+    }
 
 private:
-    struct Entry {
-        const zur_type_info* type;
-        uint64_t half_digest;
-        int8_t variant;
-    };
-
-    int8_t resolve(const zur_type_info* type, uint64_t half_digest);
+    [[gnu::noinline]] int8_t variant_of_name(std::string_view name) const {
+        const auto named = names_.find(name);
+        return named != names_.end() ? named->second : default_;
+    }
 
     std::unordered_map<std::string, int8_t, NameHash, std::equal_to<>> names_;
-    std::vector<Entry> table_; // empty, or a power of two at most half full
-    std::size_t entries_ = 0;
     int8_t default_ = PLATFORM_HIGHEST_VARIANT;
 };
 

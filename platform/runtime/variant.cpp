@@ -3,60 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <sys/single_threaded.h>
-
-namespace platform {
-
-int8_t Agreement::variant_of(const zur_type_info* type) {
-    if (names_.empty() || type == nullptr) return default_;
-    uint64_t half_digest;
-    std::memcpy(&half_digest, type->digest, sizeof half_digest);
-    if (!table_.empty()) {
-        const std::size_t mask = table_.size() - 1;
-        for (std::size_t i = reinterpret_cast<uintptr_t>(type) >> 4 & mask; table_[i].type != nullptr;
-             i = (i + 1) & mask)
-            if (table_[i].type == type && table_[i].half_digest == half_digest) return table_[i].variant;
-    }
-    return resolve(type, half_digest);
-}
-
-int8_t Agreement::resolve(const zur_type_info* type, uint64_t half_digest) {
-    const auto named = names_.find(std::string_view(type->name));
-    const Entry entry = {type, half_digest, named != names_.end() ? named->second : default_};
-    if (2 * (entries_ + 1) > table_.size()) {
-        // Starting over also drops entries of types that are gone. Without memory for a larger table, names are looked
-        // up again.
-        if (guarded([&] { table_.assign(std::max<std::size_t>(256, 2 * table_.size()), Entry{}); }) != 0)
-            return entry.variant;
-        entries_ = 0;
-    }
-    const std::size_t mask = table_.size() - 1;
-    std::size_t i = reinterpret_cast<uintptr_t>(type) >> 4 & mask;
-    while (table_[i].type != nullptr && table_[i].type != type) i = (i + 1) & mask;
-    entries_ += table_[i].type == nullptr;
-    table_[i] = entry;
-    return entry.variant;
-}
-
-void Agreement::agree(const char* type_name, int8_t variant) {
-    names_[type_name] = variant;
-    table_.clear();
-    entries_ = 0;
-}
-
-void Agreement::agree_all(int8_t variant) {
-    default_ = variant;
-    table_.clear();
-    entries_ = 0;
-}
-
-void Agreement::clear() {
-    names_.clear();
-    agree_all(PLATFORM_HIGHEST_VARIANT);
-}
-
-} // namespace platform
 
 using namespace platform;
 
