@@ -19,7 +19,7 @@ std::string written(const std::string& type, std::size_t size, Write write) {
     return st == 0 ? std::string(buffer.data(), length) : std::string();
 }
 
-void read_into(const Type& t, zur_domain* D, zur_xml_document* document, const char* path, std::size_t size) {
+void read_into(const TypeCalls& t, zur_domain* D, zur_xml_document* document, const char* path, std::size_t size) {
     budget = memory_for_all;
     zur_instance* x = t.create(D, ZUR_NO_SET);
     std::uint32_t st = 0;
@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     zur_xml_document* document = platform_xml_parse(text.data(), text.size(), nullptr, nullptr, 0);
     if (document == nullptr) return 0;
     const std::string root = first_element(text);
-    for (const Type& t : types()) {
+    for (const TypeCalls& t : types()) {
         zur_domain* D = domains[size % 2];
         read_into(t, D, document, t.name.c_str(), 20000);
         read_into(t, D, document, root.c_str(), size);

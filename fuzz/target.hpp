@@ -3,13 +3,11 @@
 #pragma once
 
 #include "catalogue/catalogue.hpp"
-#include "stamp/names.hpp"
+#include "tool/operations.hpp"
 
 #include <platform/domain.h>
 #include <platform/xml.h>
 #include <zur/types.h>
-
-#include <dlfcn.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -54,38 +52,16 @@ inline zur_domain* make_domain(std::uint32_t tracking, std::uint32_t store_mode 
 
 // ---- types ----
 
-struct Type {
+struct TypeCalls : tool::Operations {
     std::string name;
     bool is_enum;
-    zur_instance* (*create)(zur_domain*, std::uint32_t);
-    void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
-    std::uint32_t (*len)(zur_domain*, std::uint32_t, const zur_instance*);
-    std::uint32_t (*marshal)(zur_domain*, std::uint32_t, void*, const zur_instance*, std::int32_t, std::uint32_t*);
-    std::uint32_t (*unmarshal)(zur_domain*, std::uint32_t, const void*, zur_instance*, std::int32_t, std::uint32_t,
-                               std::uint32_t*);
-    std::uint32_t (*print)(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*, const zur_instance*,
-                           std::uint32_t, std::uint32_t*);
-    std::uint32_t (*to_xml)(zur_domain*, std::uint32_t, const char*, char*, const zur_instance*, std::uint32_t,
-                            std::uint32_t, std::uint32_t*);
-    void (*from_xml)(zur_domain*, std::uint32_t, const char*, zur_xml_document*, zur_instance*, std::uint32_t*, char*,
-                     std::uint32_t);
-    std::int32_t (*compare)(const zur_instance*, const zur_instance*);
-    std::uint32_t (*hash)(const zur_instance*, std::uint32_t);
 
-    Type(const char* type, bool is_an_enum) : name(type), is_enum(is_an_enum) {
-        const auto fetch = [&]<class Function>(Function& function, const char* operation) {
-            function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, stamp::operation_name(name, operation).c_str()));
-            demand(function != nullptr, name + " has the operation " + operation);
-        };
-        fetch(create, "create"), fetch(destroy, "destroy"), fetch(len, "len"), fetch(marshal, "marshal");
-        fetch(unmarshal, "unmarshal"), fetch(print, "print"), fetch(to_xml, "to_xml"), fetch(from_xml, "from_xml");
-        fetch(compare, "compare"), fetch(hash, "hash");
-    }
+    TypeCalls(const char* type, bool is_an_enum) : Operations(type), name(type), is_enum(is_an_enum) {}
 };
 
-inline const std::vector<Type>& types() {
-    static const std::vector<Type> all = [] {
-        std::vector<Type> list;
+inline const std::vector<TypeCalls>& types() {
+    static const std::vector<TypeCalls> all = [] {
+        std::vector<TypeCalls> list;
         for (const catalogue::Record* r : catalogue::all_records) list.emplace_back(r->name, false);
         for (const catalogue::Enum* e : catalogue::all_enums) list.emplace_back(e->name, true);
         return list;

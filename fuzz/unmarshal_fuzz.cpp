@@ -41,7 +41,7 @@ zur_domain* domain(std::uint8_t mode) {
 constexpr std::uint32_t some_set = 7;
 
 /// Uses a record that was read into a fresh Instance.
-void use(zur_domain* D, const Type& type, const zur_instance* x) {
+void use(zur_domain* D, const TypeCalls& type, const zur_instance* x) {
     demand(type.compare(x, x) == 0, "a record equals itself");
     const std::uint32_t length = type.is_enum ? 5 : type.len(D, some_set, x);
     // A nested record may claim an ra block, which no length counts.
@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2) return 0;
-    const Type& type = types()[data[0] % types().size()];
+    const TypeCalls& type = types()[data[0] % types().size()];
     const std::uint8_t mode = data[1];
     zur_domain* D = domain(mode);
     const std::uint32_t reuse = (mode & with_reuse) != 0;

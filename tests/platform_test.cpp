@@ -365,7 +365,7 @@ TEST(Trace, DamagedLibraryFiles) {
     const std::string good = library_file();
     std::string message;
     EXPECT_EQ(open_library("", &message), nullptr);
-    EXPECT_THAT(message, HasSubstr("not an ELF file"));
+    EXPECT_THAT(message, HasSubstr("not a 64-bit little-endian ELF file"));
     EXPECT_EQ(platform_trace_open("no such file", nullptr, 0), nullptr);
     size_t sound = 0;
     for (size_t at = 0; at < good.size(); ++at) {

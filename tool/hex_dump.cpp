@@ -11,10 +11,10 @@ namespace epm::tool {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\f\v", separators = ", \t\r\f\v", digits = "0123456789abcdefABCDEF";
+constexpr std::string_view blanks = " \t\r\f\v", separators = ", \t\r\f\v";
 
 bool is_hex(std::string_view word) {
-    return !word.empty() && word.find_first_not_of(digits) == word.npos;
+    return !word.empty() && std::ranges::all_of(word, [](char c) { return catalogue::hex_value(c) >= 0; });
 }
 
 bool has_prefix(std::string_view word) {

@@ -17,18 +17,6 @@
 
 namespace epm::tool {
 
-namespace {
-
-constexpr char digits[] = "0123456789abcdef";
-
-int digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-} // namespace
-
 Bytes read_file(const std::string& name, std::size_t most) {
     const auto close = [](std::FILE* file) { return file != stdin ? std::fclose(file) : 0; };
     const std::unique_ptr<std::FILE, decltype(close)> file(name == "-" ? stdin : std::fopen(name.c_str(), "rb"), close);
@@ -79,17 +67,11 @@ std::optional<Bytes> bytes_of(std::string_view pairs) {
     if (pairs.size() % 2 != 0) return {};
     Bytes bytes;
     for (std::size_t i = 0; i < pairs.size(); i += 2) {
-        const int high = digit(pairs[i]), low = digit(pairs[i + 1]);
-        if (high < 0 || low < 0) return {};
-        bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));
+        const int byte = catalogue::hex_byte(pairs.substr(i));
+        if (byte < 0) return {};
+        bytes.push_back(static_cast<std::uint8_t>(byte));
     }
     return bytes;
-}
-
-std::string to_hex(ByteView bytes) {
-    std::string text;
-    for (const std::uint8_t b : bytes) (text += digits[b >> 4]) += digits[b & 15];
-    return text;
 }
 
 std::string escaped(std::string_view text) {
@@ -100,7 +82,7 @@ std::string escaped(ByteView bytes) {
     std::string text;
     for (const std::uint8_t b : bytes) {
         if (b < 0x20 || b > 0x7E || b == '\\' || b == '"')
-            ((text += '\\') += digits[b >> 4]) += digits[b & 15];
+            (text += '\\') += to_hex(ByteView(&b, 1));
         else
             text += static_cast<char>(b);
     }

@@ -1,6 +1,8 @@
 // What the tool reads and writes: a whole file, or standard input; and bytes as words.
 #pragma once
 
+#include "catalogue/hex.hpp"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -26,7 +28,7 @@ void write_file(const std::string& name, std::string_view content);
 /// Returns nothing if the text is not all pairs of hexadecimal digits.
 std::optional<Bytes> bytes_of(std::string_view pairs);
 
-std::string to_hex(ByteView bytes);
+using catalogue::to_hex;
 
 /// Keeps printable ASCII. Any other byte, the quotation mark and the backslash become a backslash and two digits.
 std::string escaped(ByteView bytes);

@@ -1,8 +1,10 @@
-// Finds the sections of a library file that tools read. The file may come from anybody: only a 64-bit little-endian ELF
-// file is accepted, and every place that it names is checked against its end.
+// The sections of a library file that tools read. The stand-in's trace reader finds them; the file may come from
+// anybody.
 #pragma once
 
 #include "tool/input.hpp"
+
+#include <platform/trace.h>
 
 #include <cstddef>
 #include <string_view>
@@ -19,7 +21,10 @@ enum class Match { whole, start };
 
 /// The first section with this name, or whose name begins with it. Throws Damage if the file is damaged, and a Failure
 /// if it has no such section.
-Section section_named(ByteView file, std::string_view name, Match match = Match::whole);
+Section section_named(ByteView file, const char* name, Match match = Match::whole);
+
+/// Throws what is wrong with a file as Damage or as a Failure.
+[[noreturn]] void throw_fault(const platform_fault& fault);
 
 /// A little-endian number of at most 4 bytes. The bytes must exist.
 std::uint32_t little_endian(ByteView bytes, std::size_t at, std::size_t width);

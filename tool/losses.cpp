@@ -51,13 +51,13 @@ std::optional<std::string> unescaped(const std::string& text) {
     return plain;
 }
 
-bool holds_characters(const Field& f) {
+bool is_of_characters(const Field& f) {
     return f.kind == Kind::text || f.kind == Kind::characters || f.foreign == &catalogue::zur_vstring;
 }
 
 /// One spelling for all equal spellings of a value of the field's type.
 std::string spelled(const Field& f, std::string text) {
-    if (holds_characters(f)) return text;
+    if (is_of_characters(f)) return text;
     text.erase(0, std::min(text.find_first_not_of(white), text.size()));
     text.erase(text.find_last_not_of(white) + 1);
     if (f.foreign == &catalogue::ip_address) {

@@ -39,13 +39,13 @@ std::string name_of(std::string_view identity) {
     return "";
 }
 
-bool all_of(std::string_view text, const char* set) {
+bool all_of(std::string_view text, std::string_view set) {
     return text.find_first_not_of(set) == text.npos;
 }
 
 /// The line's members. Throws Damage if the line does not have the form.
 Json read_line(std::string_view line, std::size_t offset) {
-    constexpr const char *hex = "0123456789abcdef", *decimal = "0123456789";
+    constexpr std::string_view hex = catalogue::hex_digits, decimal = hex.substr(0, 10);
     const bool is_sound = line.size() == line_length && all_of(line.substr(0, 32), hex) && line[32] == ':' &&
                           all_of(line.substr(33, 32), hex) && all_of(line.substr(69, 3), decimal) && line[72] == ':' &&
                           all_of(line.substr(73, 5), decimal) &&
@@ -68,11 +68,10 @@ void read_payload(Manifest& manifest, std::uint32_t kind, std::string_view text,
         end = text.find('\n', at);
         if (end == text.npos) throw Damage{offset + at, "a line that is not closed"};
         const std::string_view line = text.substr(at, end - at);
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(line.data());
         if (kind == build_record)
-            manifest.build.push_back(escaped({bytes, line.size()}));
+            manifest.build.push_back(escaped(line));
         else if (kind == manifest_record && at == 0)
-            manifest.title = escaped({bytes, line.size()});
+            manifest.title = escaped(line);
         else if (kind == manifest_record)
             manifest.types.push_back(read_line(line, offset + at));
     }

@@ -3,6 +3,7 @@
 
 #include "tool/failure.hpp"
 #include "tool/notes.hpp"
+#include "tool/operations.hpp"
 
 #include <platform/domain.h>
 #include <platform/xml.h>
@@ -60,7 +61,7 @@ private:
 /// A Domain with one Instance of a type.
 class Holder {
 public:
-    Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type) {
+    Holder(const Type& type, const Notes& notes, Agreed agreed) : operations(type.name) {
         platform_domain_options options{};
         options.tracking = notes.is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
         domain_.reset(platform_domain_create(&options));
@@ -195,7 +196,7 @@ Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_
     st = 0;
     // The writer writes some flags only if there is room left, so add room to the length that the library counts.
     Bytes& message = result.message;
-    message.resize((type.is_enum() ? enum_wire_length : call.length(holder.domain(), S, holder.x())) + std::size_t{8});
+    message.resize((type.is_enum() ? enum_wire_length : call.len(holder.domain(), S, holder.x())) + std::size_t{8});
     message.resize(
         call.marshal(holder.domain(), S, message.data(), holder.x(), static_cast<std::int32_t>(message.size()), &st));
     if (st != 0) refuse("the library does not write it: status", st);

@@ -4,6 +4,8 @@
 #include "tool/failure.hpp"
 #include "tool/walk.hpp"
 
+#include <zur/types.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -97,10 +99,10 @@ void put_state_flags(const Type& type, const Notes& notes, Bytes& message) {
     const Bytes before = message;
     walk(type, before, [&](const Part& part) {
         if (part.kind != Part::Kind::state_flags) return;
-        const auto place = message.begin() + static_cast<std::ptrdiff_t>(part.offset);
-        std::fill_n(place, part.length, std::uint8_t{0});
+        const auto to = message.begin() + static_cast<std::ptrdiff_t>(part.offset);
+        std::fill_n(to, part.length, std::uint8_t{0});
         if (const auto found = notes.state_flags.find(part.path); found != notes.state_flags.end())
-            std::copy_n(found->second.begin(), std::min(found->second.size(), part.length), place);
+            std::copy_n(found->second.begin(), std::min(found->second.size(), part.length), to);
     });
 }
 

@@ -34,7 +34,7 @@ std::string written(const Notes& notes);
 /// Reads the instructions beside a document's root element. Throws a Failure.
 Notes read_notes(const pugi::xml_document& document);
 
-/// Puts the state flags into their places in a message.
+/// Puts the state flags back into a message.
 void put_state_flags(const Type& type, const Notes& notes, Bytes& message);
 
 } // namespace epm::tool

@@ -1,12 +1,10 @@
 // Finds types and describes them.
 #include "tool/types.hpp"
 
-#include "stamp/names.hpp"
 #include "tool/failure.hpp"
 #include "tool/nearest.hpp"
 #include "tool/table.hpp"
 
-#include <dlfcn.h>
 #include <nlohmann/json.hpp>
 
 namespace epm::tool {
@@ -14,17 +12,8 @@ namespace epm::tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using catalogue::kind_name;
 using catalogue::Layout;
-
-constexpr const char* kind_names[] = {"value", "length", "object",   "text", "characters",
-                                      "array", "run",    "embedded", "arm",  "list"};
-
-template <class Function>
-void fetch(Function& function, const Type& type, const char* operation) {
-    const std::string name = stamp::operation_name(type.name, operation);
-    function = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name.c_str()));
-    if (function == nullptr) throw Failure{has_no_file, "the library exports no " + name};
-}
 
 std::size_t variants_of(const Type& type) {
     return static_cast<std::size_t>(type.top()) + 1;
@@ -82,8 +71,8 @@ Json fields(const Record& r, const Layout& l) {
     for (std::size_t i = 0; i < r.count; ++i) {
         const Field& f = r.fields[i];
         Json field{{"name", f.name},
-                   {"kind", kind_names[static_cast<std::size_t>(f.kind)]},
-                   {"type", type_of(f)},
+                   {"kind", kind_name(f.kind)},
+                   {"type", f.type_name()},
                    {"since", f.since},
                    {"offset", l.offset[i]}};
         field["state_flag"] = f.is_tracked() ? Json(l.flag[i]) : Json();
@@ -119,8 +108,7 @@ void show_record(const Record& r, std::ostream& out) {
     for (std::size_t i = 0; i < r.count; ++i) {
         const Field& f = r.fields[i];
         table.add({std::to_string(l.offset[i]), f.is_tracked() ? std::to_string(l.flag[i]) : "-",
-                   std::to_string(f.since), kind_names[static_cast<std::size_t>(f.kind)], type_of(f), f.name,
-                   note_of(f), f.doc});
+                   std::to_string(f.since), kind_name(f.kind), f.type_name(), f.name, note_of(f), f.doc});
     }
     table.write(out);
 }
@@ -145,21 +133,6 @@ const Type& type_named(const std::string& name) {
     const std::string near = suggestion(name, names);
     throw Failure{is_bad_call,
                   "no type of this name" + near + (near.empty() ? ";" : "") + " `orlan-epm types` lists them"};
-}
-
-Operations::Operations(const Type& type) {
-    fetch(create, type, "create");
-    fetch(destroy, type, "destroy");
-    fetch(length, type, "len");
-    fetch(marshal, type, "marshal");
-    fetch(unmarshal, type, "unmarshal");
-    fetch(print, type, "print");
-    fetch(to_xml, type, "to_xml");
-    fetch(from_xml, type, "from_xml");
-}
-
-std::string type_of(const Field& f) {
-    return f.is_own_enum() ? f.enumeration->name : f.is_of_record() ? f.record->name : f.foreign->name;
 }
 
 void show_types(TypesForm form, std::ostream& out) {

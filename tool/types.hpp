@@ -1,16 +1,12 @@
-// The types of the Bundle as the tool knows them, all from the catalogue's tables: finds them by name, finds the
-// operations that the library exports for them, and describes them.
+// The types of the Bundle as the tool knows them, all from the catalogue's tables: finds them by name and describes
+// them.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
 
-#include <zur/types.h>
-
 #include <ostream>
 #include <string>
 #include <vector>
-
-struct zur_xml_document;
 
 namespace epm::tool {
 
@@ -34,27 +30,6 @@ struct Type {
 const std::vector<Type>& all_types();
 /// Throws a Failure for an unknown name.
 const Type& type_named(const std::string& name);
-
-/// The operations of a type that the tool calls. They are found in the library by name.
-struct Operations {
-    zur_instance* (*create)(zur_domain*, std::uint32_t);
-    void (*destroy)(zur_domain*, std::uint32_t, zur_instance*);
-    std::uint32_t (*length)(zur_domain*, std::uint32_t, const zur_instance*);
-    std::uint32_t (*marshal)(zur_domain*, std::uint32_t, void*, const zur_instance*, std::int32_t, std::uint32_t*);
-    std::uint32_t (*unmarshal)(zur_domain*, std::uint32_t, const void*, zur_instance*, std::int32_t, std::uint32_t,
-                               std::uint32_t*);
-    std::uint32_t (*print)(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*, const zur_instance*,
-                           std::uint32_t, std::uint32_t*);
-    std::uint32_t (*to_xml)(zur_domain*, std::uint32_t, const char*, char*, const zur_instance*, std::uint32_t,
-                            std::uint32_t, std::uint32_t*);
-    void (*from_xml)(zur_domain*, std::uint32_t, const char*, zur_xml_document*, zur_instance*, std::uint32_t*, char*,
-                     std::uint32_t);
-
-    explicit Operations(const Type& type);
-};
-
-/// The name of a field's type, or of its elements' type.
-std::string type_of(const Field& f);
 
 enum class TypesForm { table, json, names };
 

@@ -7,6 +7,8 @@
 
 #include "tool/failure.hpp"
 
+#include <zur/types.h>
+
 #include <arpa/inet.h>
 
 #include <algorithm>
@@ -87,9 +89,9 @@ std::string address_text(ByteView bytes) {
     return text;
 }
 
-class Walk {
+class MessageWalk {
 public:
-    Walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell)
+    MessageWalk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell)
         : type_(type), message_(message), tell_(tell) {}
 
     void whole() {
@@ -141,7 +143,7 @@ private:
         return value;
     }
 
-    /// The place where a record must end.
+    /// Where a record must end.
     struct End {
         std::size_t jump_word;
         std::size_t goal;
@@ -286,7 +288,7 @@ private:
 } // namespace
 
 void walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell) {
-    Walk(type, message, tell).whole();
+    MessageWalk(type, message, tell).whole();
 }
 
 std::vector<Part> passed_over(const Type& type, ByteView message) {

@@ -13,6 +13,7 @@
 #include "bytes.hpp"
 #include "contract.hpp"
 #include "element_text.hpp"
+#include "hex.hpp"
 #include "text_writer.hpp"
 #include "type_info.hpp"
 
@@ -45,24 +46,6 @@ bool parse_number(std::string_view text, Number& number) {
     const char* end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number);
     return result.ec == std::errc() && result.ptr == end;
-}
-
-inline int hex_digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    c = static_cast<char>(c | 0x20);
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
-// Reads pairs of hexadecimal digits. `to` may be the start of the text.
-inline bool parse_hex(std::string_view text, uint8_t* to) {
-    if (text.size() % 2 != 0) return false;
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        const int high = hex_digit(text[i]);
-        const int low = hex_digit(text[i + 1]);
-        if (high < 0 || low < 0) return false;
-        to[i / 2] = static_cast<uint8_t>(high << 4 | low);
-    }
-    return true;
 }
 
 inline int32_t order(auto a, auto b) {

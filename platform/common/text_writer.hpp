@@ -2,6 +2,7 @@
 #pragma once
 
 #include "contract.hpp"
+#include "hex.hpp"
 
 #include <charconv>
 #include <cstring>
@@ -51,9 +52,8 @@ public:
     }
 
     void hex(uint8_t byte) {
-        constexpr char digits[] = "0123456789abcdef";
-        put(digits[byte >> 4]);
-        put(digits[byte & 15]);
+        put(hex_digits[byte >> 4]);
+        put(hex_digits[byte & 15]);
     }
 
     void hex(const uint8_t* bytes, uint32_t length) {

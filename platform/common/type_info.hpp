@@ -2,6 +2,7 @@
 #pragma once
 
 #include "contract.hpp"
+#include "hex.hpp"
 
 #include <cstring>
 #include <string_view>
@@ -25,8 +26,8 @@ constexpr zur_type_info make_type_info(std::string_view name, std::string_view b
     const uint64_t halves[2] = {name_digest(name, 0xCBF29CE484222325u), name_digest(name, 0x84222325CBF29CE4u)};
     for (std::size_t i = 0; i < 16; ++i) {
         info.digest[i] = static_cast<uint8_t>(halves[i / 8] >> (i % 8 * 8));
-        info.hex_digest[2 * i] = "0123456789abcdef"[info.digest[i] >> 4];
-        info.hex_digest[2 * i + 1] = "0123456789abcdef"[info.digest[i] & 15];
+        info.hex_digest[2 * i] = hex_digits[info.digest[i] >> 4];
+        info.hex_digest[2 * i + 1] = hex_digits[info.digest[i] & 15];
     }
     copy_text(info.name, name);
     copy_text(info.bundle, bundle);

@@ -1,19 +1,28 @@
-// The trace reader: takes the catalogue's sections from a library file and joins records with their texts. The file may
-// come from anybody, so every length is checked against the bytes that are there.
+// The trace reader: takes the catalogue's sections from a library file and joins records with their texts. The
+// catalogue is two sections. The first, named by its digest, is little-endian:
+//
+//   4  version, 1        16  digest        6 per message: 4 identifier, 2 length of the text
+//
+// The second is a bzip2 stream of the texts, one after the other. The file may come from anybody, so every length is
+// checked against the bytes that are there, and the section table is read by hand to say where a file is damaged.
 #include "../common/contract.hpp"
+#include "../common/hex.hpp"
 
 #include <algorithm>
+#include <array>
 #include <bzlib.h>
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <libelf.h>
+#include <elf.h>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <new>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <vector>
 
 struct platform_trace_reader {
@@ -23,117 +32,173 @@ struct platform_trace_reader {
         std::size_t start;
     };
     uint8_t digest[16];
+    bool has_digest = false;
     std::vector<Entry> entries;
+    std::size_t sound_entries = 0;
     std::string texts;
 };
 
 namespace {
 
 using Reader = platform_trace_reader;
+using Bytes = std::span<const uint8_t>;
 
 constexpr std::string_view luid_section = ".quelog_luids_";
 constexpr std::string_view text_section = ".quelog_format_strings";
-constexpr std::size_t header_size = 20;
-constexpr std::size_t entry_size = 6;
+constexpr std::size_t header_size = 20, entry_size = 6, longest_name = 64;
+constexpr std::size_t most_text = 8u << 20;
 constexpr const char* out_of_memory = "out of memory";
-constexpr std::size_t most_text = 64u << 20;
 
-struct CloseElf {
-    void operator()(Elf* elf) const { elf_end(elf); }
+// Thrown, and handed out as a platform_fault.
+struct Fault {
+    std::string reason;
+    std::optional<std::size_t> offset; // of damage
 };
 
-class File {
-public:
-    explicit File(const char* name) : descriptor_(open(name, O_RDONLY | O_CLOEXEC)) {}
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File() {
-        if (descriptor_ >= 0) close(descriptor_);
+// Runs code that throws Faults. Returns true when it threw nothing.
+template <class Body>
+bool is_sound(platform_fault* fault, const Body& body) {
+    *fault = {};
+    try {
+        body();
+        return true;
+    } catch (const Fault& thrown) {
+        fault->reason[thrown.reason.copy(fault->reason, sizeof fault->reason - 1)] = 0;
+        fault->is_damage = thrown.offset.has_value();
+        fault->offset = thrown.offset.value_or(0);
+    } catch (...) {
+        std::strcpy(fault->reason, out_of_memory);
     }
-    int descriptor() const { return descriptor_; }
+    return false;
+}
 
-private:
-    int descriptor_;
-};
-
-struct Section {
-    std::string_view name;
-    const uint8_t* bytes;
-    std::size_t size;
-};
-
-uint32_t little_endian(const uint8_t* bytes, unsigned size) {
+uint32_t little_endian(Bytes bytes, std::size_t at, std::size_t width) {
     uint32_t number = 0;
-    for (unsigned i = size; i-- > 0;) number = number << 8 | bytes[i];
+    for (std::size_t i = width; i-- > 0;) number = number << 8 | bytes[at + i];
     return number;
 }
 
-std::string hexadecimal(const uint8_t* bytes, std::size_t size) {
-    std::string text;
-    for (std::size_t i = 0; i < size; ++i) {
-        text += "0123456789abcdef"[bytes[i] >> 4];
-        text += "0123456789abcdef"[bytes[i] & 15];
+std::string_view as_text(Bytes bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// ---- sections ----
+
+struct Section {
+    std::string_view name;
+    std::size_t offset;
+    Bytes bytes;
+};
+
+// The bytes at an offset that the file itself names.
+Bytes range(Bytes file, uint64_t offset, uint64_t length, std::size_t named_at, const char* what) {
+    if (offset > file.size() || length > file.size() - offset)
+        throw Fault{std::string(what) + " lies outside the file", named_at};
+    return file.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(length));
+}
+
+Elf64_Shdr header_at(Bytes table, std::size_t index) {
+    Elf64_Shdr header;
+    std::memcpy(&header, table.data() + index * sizeof header, sizeof header);
+    return header;
+}
+
+Section section_named(Bytes file, std::string_view name, bool is_start = false) {
+    Elf64_Ehdr header;
+    if (file.size() < sizeof header || std::memcmp(file.data(), ELFMAG, SELFMAG) != 0 || file[EI_CLASS] != ELFCLASS64 ||
+        file[EI_DATA] != ELFDATA2LSB)
+        throw Fault{"not a 64-bit little-endian ELF file", {}};
+    std::memcpy(&header, file.data(), sizeof header);
+    constexpr std::size_t table_named_at = offsetof(Elf64_Ehdr, e_shoff);
+    constexpr std::size_t width = sizeof(Elf64_Shdr);
+    if (header.e_shentsize != width) throw Fault{"not the size of a section header", offsetof(Elf64_Ehdr, e_shentsize)};
+    // Numbers that are too large for the file's header are in the first section's header.
+    const Elf64_Shdr first = header_at(range(file, header.e_shoff, width, table_named_at, "the section table"), 0);
+    const uint64_t count = header.e_shnum != 0 ? header.e_shnum : first.sh_size;
+    if (count > file.size() / width) throw Fault{"the section table lies outside the file", table_named_at};
+    const Bytes table = range(file, header.e_shoff, count * width, table_named_at, "the section table");
+    const auto header_offset = [&](std::size_t index) {
+        return static_cast<std::size_t>(header.e_shoff) + index * width;
+    };
+    const uint32_t names_index = header.e_shstrndx != SHN_XINDEX ? header.e_shstrndx : first.sh_link;
+    if (names_index >= count) throw Fault{"not the number of a section", offsetof(Elf64_Ehdr, e_shstrndx)};
+    const Elf64_Shdr names_header = header_at(table, names_index);
+    const Bytes names =
+        range(file, names_header.sh_offset, names_header.sh_size, header_offset(names_index), "a section");
+
+    for (std::size_t i = 0; i < count; ++i) {
+        const Elf64_Shdr section = header_at(table, i);
+        if (section.sh_name >= names.size() || section.sh_type == SHT_NOBITS) continue;
+        const std::string_view from_start = as_text(names.subspan(section.sh_name)).substr(0, longest_name);
+        const std::string_view own_name = from_start.substr(0, from_start.find('\0'));
+        if (is_start ? !own_name.starts_with(name) : own_name != name) continue;
+        const Bytes bytes = range(file, section.sh_offset, section.sh_size, header_offset(i), "a section");
+        return {own_name, static_cast<std::size_t>(section.sh_offset), bytes};
     }
+    throw Fault{"no section " + std::string(name), {}};
+}
+
+// ---- the catalogue ----
+
+std::string hexadecimal(Bytes bytes) {
+    std::string text;
+    for (const uint8_t b : bytes) (text += platform::hex_digits[b >> 4]) += platform::hex_digits[b & 15];
     return text;
 }
 
-// Each of these returns a sentence that says what is wrong, or null.
+// Unpacks as much as it can. Returns the fault that stopped it.
+std::optional<Fault> unpack(const Section& section, std::string& texts) {
+    bz_stream stream{};
+    if (BZ2_bzDecompressInit(&stream, 0, 0) != BZ_OK) throw std::bad_alloc();
+    const std::unique_ptr<bz_stream, decltype(&BZ2_bzDecompressEnd)> guard(&stream, &BZ2_bzDecompressEnd);
+    stream.next_in = reinterpret_cast<char*>(const_cast<uint8_t*>(section.bytes.data()));
+    stream.avail_in = static_cast<unsigned>(section.bytes.size());
+    std::array<char, 65536> block;
+    int result = BZ_OK;
+    const auto is_stuck = [&] { return stream.avail_in == 0 && stream.avail_out != 0; };
+    do {
+        stream.next_out = block.data();
+        stream.avail_out = block.size();
+        result = BZ2_bzDecompress(&stream);
+        texts.append(block.data(), block.size() - stream.avail_out);
+    } while (result == BZ_OK && !is_stuck() && texts.size() <= most_text);
+    if (result == BZ_MEM_ERROR) throw std::bad_alloc();
+    const std::size_t offset = section.offset + section.bytes.size() - stream.avail_in;
+    if (result == BZ_OK)
+        return Fault{texts.size() > most_text ? "the texts are too long" : "the texts' stream is cut", offset};
+    if (result != BZ_STREAM_END) return Fault{"the texts' stream is damaged", offset};
+    if (stream.avail_in != 0) return Fault{"bytes stand behind the texts' stream", offset};
+    return {};
+}
 
-const char* read_entries(Reader& reader, const Section& section) {
-    if (section.size < header_size || (section.size - header_size) % entry_size != 0)
-        return "the catalogue's table has a wrong size";
-    if (little_endian(section.bytes, 4) != 1) return "the catalogue's table is of an unknown version";
-    std::memcpy(reader.digest, section.bytes + 4, sizeof reader.digest);
-    if (section.name.substr(luid_section.size()) != hexadecimal(reader.digest, sizeof reader.digest))
-        return "the catalogue's digest is not the one in its section's name";
+void read_catalogue(Reader& reader, Bytes file) {
+    const Section table = section_named(file, luid_section, true);
+    const Bytes bytes = table.bytes;
+    if (bytes.size() < header_size) throw Fault{"the catalogue's table is cut", table.offset};
+    if (little_endian(bytes, 0, 4) != 1) throw Fault{"the catalogue's table is of an unknown version", table.offset};
+    std::copy_n(bytes.begin() + 4, sizeof reader.digest, reader.digest);
+    reader.has_digest = true;
+    if (table.name.substr(luid_section.size()) != hexadecimal(reader.digest))
+        throw Fault{"the catalogue's digest is not the one in its section's name", table.offset + 4};
+    const std::size_t end = bytes.size() - (bytes.size() - header_size) % entry_size;
+    for (std::size_t at = header_size; at < end; at += entry_size)
+        reader.entries.push_back({little_endian(bytes, at, 4), little_endian(bytes, at + 4, 2), 0});
+    const Section packed = section_named(file, text_section);
+    const std::optional<Fault> fault = unpack(packed, reader.texts);
     std::size_t start = 0;
-    for (std::size_t at = header_size; at < section.size; at += entry_size) {
-        const uint32_t length = little_endian(section.bytes + at + 4, 2);
-        reader.entries.push_back({little_endian(section.bytes + at, 4), length, start});
-        start += length;
+    for (Reader::Entry& entry : reader.entries) {
+        if (entry.length > reader.texts.size() - start) {
+            if (fault) throw Fault(*fault);
+            throw Fault{"message " + std::to_string(reader.sound_entries) + " goes beyond the end of the texts",
+                        table.offset + header_size + reader.sound_entries * entry_size};
+        }
+        entry.start = start;
+        start += entry.length;
+        ++reader.sound_entries;
     }
-    return start > most_text ? "the catalogue's texts are too long" : nullptr;
-}
-
-const char* read_texts(Reader& reader, const Section& section) {
-    const std::size_t wanted = reader.entries.empty() ? 0 : reader.entries.back().start + reader.entries.back().length;
-    reader.texts.resize(wanted + 1); // one more, to notice a text that is too long
-    auto size = static_cast<unsigned>(reader.texts.size());
-    if (section.size > UINT32_MAX) return "the catalogue's texts are too long";
-    auto* packed = reinterpret_cast<char*>(const_cast<uint8_t*>(section.bytes));
-    const int result =
-        BZ2_bzBuffToBuffDecompress(reader.texts.data(), &size, packed, static_cast<unsigned>(section.size), 0, 0);
-    if (result == BZ_MEM_ERROR) return out_of_memory;
-    if (result != BZ_OK && result != BZ_OUTBUFF_FULL) return "the catalogue's texts cannot be unpacked";
-    if (result == BZ_OUTBUFF_FULL || size != wanted) return "the catalogue's texts are not as long as its table says";
-    reader.texts.resize(wanted);
-    return nullptr;
-}
-
-const char* read_file(Reader& reader, const char* file_name) {
-    const File file(file_name);
-    if (file.descriptor() < 0) return "cannot be opened";
-    elf_version(EV_CURRENT);
-    const std::unique_ptr<Elf, CloseElf> elf(elf_begin(file.descriptor(), ELF_C_READ, nullptr));
-    std::size_t names = 0;
-    if (elf == nullptr || elf_kind(elf.get()) != ELF_K_ELF || elf_getshdrstrndx(elf.get(), &names) != 0)
-        return "not an ELF file";
-    Section entries{};
-    Section texts{};
-    for (Elf_Scn* scn = elf_nextscn(elf.get(), nullptr); scn != nullptr; scn = elf_nextscn(elf.get(), scn)) {
-        const Elf64_Shdr* header = elf64_getshdr(scn);
-        const char* name = header != nullptr ? elf_strptr(elf.get(), names, header->sh_name) : nullptr;
-        if (name == nullptr || header->sh_type != SHT_PROGBITS) continue;
-        const bool has_entries = std::string_view(name).substr(0, luid_section.size()) == luid_section;
-        if (!has_entries && name != text_section) continue;
-        const Elf_Data* data = elf_rawdata(scn, nullptr);
-        if (data == nullptr || data->d_buf == nullptr || data->d_size != header->sh_size)
-            return "a section lies outside the file";
-        (has_entries ? entries : texts) = {name, static_cast<const uint8_t*>(data->d_buf), data->d_size};
-    }
-    if (entries.bytes == nullptr || texts.bytes == nullptr) return "holds no trace catalogue";
-    const char* reason = read_entries(reader, entries);
-    return reason != nullptr ? reason : read_texts(reader, texts);
+    if (fault) throw Fault(*fault);
+    if (start != reader.texts.size()) throw Fault{"the texts go on behind the last message", packed.offset};
+    if (end != bytes.size()) throw Fault{"the catalogue's last entry is cut", table.offset + end};
 }
 
 // A sentence in a caller's buffer: writes what fits, and counts the whole length.
@@ -169,15 +234,36 @@ void append_argument(Sentence& sentence, char conversion, const platform_trace_a
 
 } // namespace
 
-platform_trace_reader* platform_trace_open(const char* file_name, char* message, size_t message_size) {
-    std::unique_ptr<Reader> reader;
-    const char* reason = out_of_memory;
-    platform::guarded([&] {
-        reader = std::make_unique<Reader>();
-        reason = read_file(*reader, file_name);
+int platform_section_find(const void* file, size_t length, const char* name, int is_start, platform_section* found,
+                          platform_fault* fault) {
+    return is_sound(fault, [&] {
+        const Section section = section_named({static_cast<const uint8_t*>(file), length}, name, is_start != 0);
+        *found = {section.name.data(), section.name.size(), section.offset, section.bytes.data(), section.bytes.size()};
     });
-    if (reason == nullptr) return reader.release();
-    if (message != nullptr && message_size != 0) std::snprintf(message, message_size, "%s: %s", file_name, reason);
+}
+
+platform_trace_reader* platform_trace_read(const void* file, size_t length, platform_fault* fault) {
+    std::unique_ptr<Reader> reader(new (std::nothrow) Reader);
+    is_sound(fault, [&] {
+        if (reader == nullptr) throw std::bad_alloc();
+        read_catalogue(*reader, {static_cast<const uint8_t*>(file), length});
+    });
+    return reader != nullptr && reader->has_digest ? reader.release() : nullptr;
+}
+
+platform_trace_reader* platform_trace_open(const char* file_name, char* message, size_t message_size) {
+    platform_fault fault;
+    std::unique_ptr<Reader> reader;
+    const bool is_read = is_sound(&fault, [&] {
+        std::ifstream file(file_name, std::ios::binary);
+        if (!file) throw Fault{"cannot be opened", {}};
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        reader.reset(platform_trace_read(bytes.data(), bytes.size(), &fault));
+        if (fault.reason[0] != 0) throw Fault{fault.reason, {}};
+    });
+    if (is_read) return reader.release();
+    if (message != nullptr && message_size != 0)
+        std::snprintf(message, message_size, "%s: %s", file_name, fault.reason);
     return nullptr;
 }
 
@@ -194,7 +280,7 @@ uint32_t platform_trace_count(const platform_trace_reader* reader) {
 }
 
 const char* platform_trace_text(const platform_trace_reader* reader, uint32_t index, uint32_t* length, uint32_t* luid) {
-    if (index >= reader->entries.size()) return nullptr;
+    if (index >= reader->sound_entries) return nullptr;
     const Reader::Entry& entry = reader->entries[index];
     if (length != nullptr) *length = entry.length;
     if (luid != nullptr) *luid = entry.luid;

@@ -62,6 +62,38 @@ uint32_t platform_trace_count(const platform_trace_reader* reader);
 /** Text and identifier of one message; null when there is none of this index. The text is not terminated. */
 const char* platform_trace_text(const platform_trace_reader* reader, uint32_t index, uint32_t* length, uint32_t* luid);
 
+/** What is wrong with a library file. */
+typedef struct platform_fault {
+    char reason[96]; /**< empty when nothing is */
+    int is_damage;   /**< the file is damaged at the offset; otherwise it is refused as a whole */
+    size_t offset;
+} platform_fault;
+
+/** A section of a library file that is in memory; borrowed from the file. */
+typedef struct platform_section {
+    const char* name; /**< not terminated */
+    size_t name_length;
+    size_t offset; /**< in the file */
+    const uint8_t* bytes;
+    size_t length;
+} platform_section;
+
+/**
+ * Finds the first section with a name, or whose name begins with it. Accepts only a 64-bit little-endian ELF file.
+ *
+ * @return 1; 0 with a fault when there is none or the file is damaged
+ */
+int platform_section_find(const void* file, size_t length, const char* name, int is_start, platform_section* found,
+                          platform_fault* fault);
+
+/**
+ * Reads the catalogue of a library file that is in memory. After a fault the reader has the messages in front of it;
+ * platform_trace_text() gives null for the others.
+ *
+ * @return a reader, which platform_trace_close() takes; null with a fault when not even the digest can be read
+ */
+platform_trace_reader* platform_trace_read(const void* file, size_t length, platform_fault* fault);
+
 /**
  * Writes the record's message with its arguments in place, cut to what fits and terminated.
  *
