@@ -121,21 +121,10 @@ std::string text_of(std::size_t first_size, Write write) {
     throw Failure{is_damaged, "its text is too long"};
 }
 
-/// XML with each element on its own line. A text stays inside its tags, because white space would become part of it.
-std::string laid_out(std::string_view xml) {
-    std::string lines;
-    std::size_t depth = 0;
-    const auto next_tag = [&](std::size_t from) { return std::min(xml.find('<', from), xml.size()); };
-    for (std::size_t at = 0, end; at < xml.size(); at = end) {
-        end = next_tag(at + 1);
-        const bool closes = xml.substr(at, 2) == "</";
-        const bool is_empty = xml.substr(at, end - at).ends_with("/>");
-        const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
-        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value ends after its closing tag
-        if (closes && depth != 0) --depth;
-        lines.append(2 * depth, ' ').append(xml.substr(at, end - at)) += '\n';
-        if (opens) ++depth;
-    }
+/// XML with each element on its own line.
+std::string laid_out(const std::string& xml) {
+    std::string lines(platform_xml_lay_out(xml.data(), xml.size(), 0, nullptr, 0), '\0');
+    platform_xml_lay_out(xml.data(), xml.size(), 0, lines.data(), lines.size());
     return lines;
 }
 

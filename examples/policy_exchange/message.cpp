@@ -111,40 +111,19 @@ struct ArmSetter {
 };
 
 /// Turns "line 3, column 7: reason" into "3:7: reason".
-std::string place_and_reason(const char* message) {
+std::string position_and_reason(const char* message) {
     unsigned line = 0, column = 0;
     int reason = 0;
     if (std::sscanf(message, "line %u, column %u: %n", &line, &column, &reason) != 2) return ' ' + std::string(message);
     return std::to_string(line) + ':' + std::to_string(column) + ": " + (message + reason);
 }
 
-/// Puts each XML element on a line of its own, and values of the same name next to each other. A text stays directly
-/// between its tags, because white space there would become part of it.
-std::string laid_out(std::string_view xml) {
+/// XML with each element on a line of its own, and values of the same name next to each other.
+std::string laid_out(const std::string& xml) {
     constexpr std::size_t widest = 120;
-    std::string lines;
-    std::string_view last_value;
-    std::size_t depth = 0, line = 0;
-    const auto next_tag = [&](std::size_t from) { return std::min(xml.find('<', from), xml.size()); };
-    for (std::size_t at = 0, end; at < xml.size(); at = end) {
-        end = next_tag(at + 1);
-        const bool closes = xml.substr(at, 2) == "</";
-        const bool is_empty = xml.substr(at, end - at).ends_with("/>");
-        const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
-        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value extends to the end of its closing tag
-        const std::string_view piece = xml.substr(at, end - at);
-        const std::string_view tag = piece.substr(0, piece.find('>'));
-        if (closes) --depth;
-        if (tag != last_value || lines.size() - line + piece.size() > widest) {
-            if (at != 0) lines += '\n';
-            line = lines.size();
-            lines.append(2 * depth, ' ');
-        }
-        lines += piece;
-        if (opens) ++depth;
-        last_value = opens || closes ? std::string_view() : tag;
-    }
-    return lines + '\n';
+    std::string lines(platform_xml_lay_out(xml.data(), xml.size(), widest, nullptr, 0), '\0');
+    platform_xml_lay_out(xml.data(), xml.size(), widest, lines.data(), lines.size());
+    return lines;
 }
 
 } // namespace
@@ -182,7 +161,7 @@ Message read_xml(zur_domain* D, const std::string& xml, std::string& reason) {
     const std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)> document(
         platform_xml_parse(xml.data(), xml.size(), nullptr, text, sizeof text), &platform_xml_free);
     if (D == nullptr || document == nullptr) {
-        reason = D != nullptr ? place_and_reason(text) : " out of memory";
+        reason = D != nullptr ? position_and_reason(text) : " out of memory";
         return Message(nullptr, DestroyMessage{D});
     }
     uint32_t st = 0;

@@ -110,7 +110,7 @@ struct Option {
     enum class Value { none, number, ipv4_address };
     std::string word;
     Value value;
-    std::optional<uint32_t>* place;
+    std::optional<uint32_t>* target;
 };
 
 void read_options(Words& words, std::initializer_list<Option> options) {
@@ -119,11 +119,11 @@ void read_options(Words& words, std::initializer_list<Option> options) {
         const Option* option = options.begin();
         while (option != options.end() && option->word != word) ++option;
         if (option == options.end()) return words.refuse(quoted(word) + " is not known here");
-        if (option->place->has_value()) return words.refuse(quoted(word) + " stands twice");
+        if (option->target->has_value()) return words.refuse(quoted(word) + " stands twice");
         switch (option->value) {
-        case Option::Value::none: *option->place = 1; break;
-        case Option::Value::number: *option->place = words.number<uint32_t>("a number"); break;
-        case Option::Value::ipv4_address: *option->place = words.ipv4_address(); break;
+        case Option::Value::none: *option->target = 1; break;
+        case Option::Value::number: *option->target = words.number<uint32_t>("a number"); break;
+        case Option::Value::ipv4_address: *option->target = words.ipv4_address(); break;
         }
     }
 }

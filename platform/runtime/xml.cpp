@@ -12,6 +12,7 @@
 #include <cstring>
 #include <new>
 #include <pugixml.hpp>
+#include <string>
 #include <string_view>
 
 struct zur_xml_document {
@@ -176,6 +177,32 @@ bool unescape(pugi::xml_node element, char* buffer, std::size_t size, std::size_
     return true;
 }
 
+std::string laid_out(std::string_view xml, std::size_t width) {
+    std::string lines;
+    std::string_view last_value;
+    std::size_t depth = 0, line = 0;
+    const auto next_tag = [&](std::size_t from) { return std::min(xml.find('<', from), xml.size()); };
+    for (std::size_t at = 0, end; at < xml.size(); at = end) {
+        end = next_tag(at + 1);
+        const bool closes = xml.substr(at, 2) == "</";
+        const bool is_empty = xml.substr(at, end - at).ends_with("/>");
+        const bool opens = !closes && !is_empty && xml.substr(end, 2) != "</";
+        if (!closes && !is_empty && !opens) end = next_tag(end + 1); // a value ends after its closing tag
+        const std::string_view piece = xml.substr(at, end - at);
+        const std::string_view tag = piece.substr(0, piece.find('>'));
+        if (closes && depth != 0) --depth;
+        if (tag != last_value || lines.size() - line + piece.size() > width) {
+            if (at != 0) lines += '\n';
+            line = lines.size();
+            lines.append(2 * depth, ' ');
+        }
+        lines += piece;
+        if (opens) ++depth;
+        last_value = opens || closes ? std::string_view() : tag;
+    }
+    return lines + '\n';
+}
+
 } // namespace
 
 zur_xml_document* platform_xml_parse(const char* text, size_t length, const platform_xml_limits* limits, char* message,
@@ -230,4 +257,14 @@ uint32_t platform_xml_plain_text(zur_xml_document* document, const char* path, c
     if (*characters == nullptr || whole >= UINT32_MAX) return ZUR_BUFFER_TOO_SMALL;
     *length = static_cast<uint32_t>(whole);
     return 0;
+}
+
+size_t platform_xml_lay_out(const char* text, size_t length, size_t width, char* buffer, size_t size) {
+    std::size_t whole = 0;
+    platform::guarded([&] {
+        const std::string lines = laid_out({text, length}, width);
+        whole = lines.size();
+        lines.copy(buffer, size);
+    });
+    return whole;
 }

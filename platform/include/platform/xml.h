@@ -33,6 +33,16 @@ struct zur_xml_document* platform_xml_parse(const char* text, size_t length, con
                                             char* message, size_t message_size);
 void platform_xml_free(struct zur_xml_document* document);
 
+/**
+ * Puts each element of an XML text on a line of its own, indented; values of the same name stay next to each other as
+ * long as their line is not wider than `width`. A text stays directly between its tags, because white space there would
+ * become part of it.
+ *
+ * @param buffer  receives what fits, without a terminator; may be null if size is 0
+ * @return the whole length; 0 when memory runs out
+ */
+size_t platform_xml_lay_out(const char* text, size_t length, size_t width, char* buffer, size_t size);
+
 #ifdef __cplusplus
 }
 #endif
