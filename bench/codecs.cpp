@@ -12,8 +12,10 @@ bool refused(Room size, Room room, std::uint32_t* st) {
     return true;
 }
 
+} // namespace
+
 template <class Number>
-Room put(unsigned char* to, const Number* field, Room room, std::uint32_t* st) {
+Room put_codec(unsigned char* to, const Number* field, Room room, std::uint32_t* st) {
     if (refused(sizeof(Number), room, st)) return 0;
     const Number ordered = in_network_order(*field);
     std::memcpy(to, &ordered, sizeof ordered);
@@ -21,26 +23,19 @@ Room put(unsigned char* to, const Number* field, Room room, std::uint32_t* st) {
 }
 
 template <class Number>
-Room get(const unsigned char* from, Number* field, Room room, std::uint32_t* st) {
+Room get_codec(const unsigned char* from, Number* field, Room room, std::uint32_t* st) {
     if (refused(sizeof(Number), room, st)) return 0;
     std::memcpy(field, from, sizeof *field);
     *field = in_network_order(*field);
     return sizeof *field;
 }
 
-} // namespace
-
-#define CODECS(type)                                                                                                   \
-    Room put_codec(unsigned char* to, const type* field, Room room, std::uint32_t* st) {                               \
-        return put(to, field, room, st);                                                                               \
-    }                                                                                                                  \
-    Room get_codec(const unsigned char* from, type* field, Room room, std::uint32_t* st) {                             \
-        return get(from, field, room, st);                                                                             \
-    }
-
-CODECS(std::uint16_t)
-CODECS(std::uint32_t)
-CODECS(std::uint64_t)
+template Room put_codec(unsigned char*, const std::uint16_t*, Room, std::uint32_t*);
+template Room put_codec(unsigned char*, const std::uint32_t*, Room, std::uint32_t*);
+template Room put_codec(unsigned char*, const std::uint64_t*, Room, std::uint32_t*);
+template Room get_codec(const unsigned char*, std::uint16_t*, Room, std::uint32_t*);
+template Room get_codec(const unsigned char*, std::uint32_t*, Room, std::uint32_t*);
+template Room get_codec(const unsigned char*, std::uint64_t*, Room, std::uint32_t*);
 
 Room run_codec(unsigned char* to, const unsigned char* from, Room count, Room room, std::uint32_t* st) {
     if (refused(count, room, st)) return 0;

@@ -8,12 +8,11 @@ namespace bench {
 
 using Room = std::int32_t;
 
-Room put_codec(unsigned char* to, const std::uint16_t* field, Room room, std::uint32_t* st);
-Room put_codec(unsigned char* to, const std::uint32_t* field, Room room, std::uint32_t* st);
-Room put_codec(unsigned char* to, const std::uint64_t* field, Room room, std::uint32_t* st);
-Room get_codec(const unsigned char* from, std::uint16_t* field, Room room, std::uint32_t* st);
-Room get_codec(const unsigned char* from, std::uint32_t* field, Room room, std::uint32_t* st);
-Room get_codec(const unsigned char* from, std::uint64_t* field, Room room, std::uint32_t* st);
+// For numbers of 16, 32 and 64 bits.
+template <class Number>
+Room put_codec(unsigned char* to, const Number* field, Room room, std::uint32_t* st);
+template <class Number>
+Room get_codec(const unsigned char* from, Number* field, Room room, std::uint32_t* st);
 Room run_codec(unsigned char* to, const unsigned char* from, Room count, Room room, std::uint32_t* st);
 
 template <class Number>

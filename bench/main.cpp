@@ -18,7 +18,6 @@ using namespace bench;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t scale[] = {0, 10, 100, 1000, 10000, 100000};
-constexpr const char* scaling[] = {"marshal", "unmarshal", "compare", "hash", "print", "to_xml", "from_xml"};
 
 double nanoseconds(const Loop& loop, std::uint64_t times) {
     const auto start = Clock::now();
@@ -86,7 +85,7 @@ void allocations(const std::vector<Loop>& loops) {
 
 void sizes(const std::vector<Loop>& loops) {
     for (const Loop& loop : loops)
-        if (loop.bytes != 0) std::printf("%s,%zu\n", loop.name().c_str(), loop.bytes);
+        if (const std::size_t bytes = loop.run(1)) std::printf("%s,%zu\n", loop.name().c_str(), bytes);
 }
 
 } // namespace
@@ -100,36 +99,15 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::regex wanted(argc > 2 ? argv[2] : "");
-    const auto run = [&](const Suite& suite) {
-        std::vector<Loop> chosen;
-        for (const Loop& loop : suite.loops())
-            if (std::regex_search(loop.name(), wanted)) chosen.push_back(loop);
-        mode->second(chosen);
-    };
-    Suite suite;
-    add_ours(suite);
-    add_references(suite);
-    add_pugixml(suite);
-#ifdef BENCH_PROTOBUF
-    add_protobuf(suite);
-#endif
-#ifdef BENCH_FLATBUFFERS
-    add_flatbuffers(suite);
-#endif
-#ifdef BENCH_XDR
-    add_xdr(suite);
-#endif
-    run(suite);
+    Workloads workloads;
+    Suite suite(wanted);
+    add_ours(suite, workloads);
+    for (const Peer* peer : Peer::all()) peer->add(suite, peer->name, workloads);
+    mode->second(suite.loops());
     for (const char* workload : {"W3", "W4"}) {
-        Suite scaled;
-        for (const std::size_t elements : scale) {
-            const std::string name = workload + std::string("x") + std::to_string(elements);
-            if (std::any_of(std::begin(scaling), std::end(scaling), [&](const std::string& operation) {
-                    return std::regex_search(name + "/" + operation + "/ours", wanted);
-                }))
-                add_ours_scaled(scaled, workload, elements);
-        }
-        run(scaled);
+        Suite scaled(wanted);
+        for (const std::size_t elements : scale) add_ours_scaled(scaled, workload, elements);
+        mode->second(scaled.loops());
     }
     return 0;
 }

@@ -3,7 +3,6 @@
 // field, and allocates each record, text and array by itself, as a record that owns its parts has to.
 #include "bench/codecs.hpp"
 #include "bench/suite.hpp"
-#include "bench/workloads.hpp"
 
 #include <cstring>
 
@@ -111,7 +110,6 @@ struct Composed {
     void length(const char* name, auto&... text) { self().number(name, text.count...); }
     void mac(const char* name, auto&... field) { self().run(name, field...); }
     void six(const char* name, auto&... field) { self().run(name, field...); }
-    void domain(const char* name, auto&... field) { self().enumerator(name, 0, nullptr, field...); }
     void vstring(const char* name, auto&... field) {
         length(name, field...);
         self().text(name, field...);
@@ -135,7 +133,7 @@ struct Put : Cursor<unsigned char>, Composed<Put<Codec>> {
         Inline::put(start + 2, &jump, 4, &st);
     }
     void number(const char*, const auto& field) { at += Codec::put(at, &field, room(), &st); }
-    void enumerator(const char* name, unsigned char variant, const void*, const std::uint32_t& field) {
+    void enumerator(const char* name, unsigned char variant, auto&, const std::uint32_t& field) {
         *at++ = variant;
         number(name, field);
     }
@@ -194,7 +192,7 @@ struct Get : Cursor<const unsigned char>, Composed<Get<Codec>> {
         slack = outer;
     }
     void number(const char*, auto& field) { at += Codec::get(at, &field, room(), &st); }
-    void enumerator(const char* name, unsigned char, const void*, std::uint32_t& field) {
+    void enumerator(const char* name, unsigned char, auto&, std::uint32_t& field) {
         ++at;
         number(name, field);
     }
@@ -247,7 +245,7 @@ struct Get : Cursor<const unsigned char>, Composed<Get<Codec>> {
 struct Free : Composed<Free> {
     void record(const char*, unsigned char, std::ptrdiff_t, auto body) { body(); }
     void number(const char*, auto&) {}
-    void enumerator(const char*, unsigned char, const void*, auto&) {}
+    void enumerator(const char*, unsigned char, auto&, auto&) {}
     void run(const char*, auto&) {}
     void text(const char*, auto& text) { std::free(text.elements); }
     void words(const char*, Words& array) { std::free(array.elements); }
@@ -276,7 +274,7 @@ struct Compare : Composed<Compare> {
     void number(const char*, const auto& a, const auto& b) {
         if (result == 0 && a != b) result = a < b ? -1 : 1;
     }
-    void enumerator(const char* name, unsigned char, const void*, auto& a, auto& b) { number(name, a, b); }
+    void enumerator(const char* name, unsigned char, auto&, auto& a, auto& b) { number(name, a, b); }
     void bytes(const void* a, const void* b, std::size_t count) {
         if (result == 0) result = std::memcmp(a, b, count);
     }
@@ -296,79 +294,78 @@ struct Compare : Composed<Compare> {
     }
 };
 
-template <class Codec, class X>
-X* read(const std::vector<unsigned char>& wire, std::uint32_t& st) {
-    Get<Codec> get{{wire.data(), wire.data() + wire.size()}, {}};
-    // Nothing in memory is larger than three times its bytes on the wire, but for the outermost records.
-    auto* x =
-        static_cast<X*>(std::malloc(sizeof(X) + (Codec::one_block ? sizeof(GrantsOf<Flat>) + 3 * wire.size() : 0)));
-    get.block = reinterpret_cast<char*>(x + 1);
-    visit(get, *x);
-    st = get.st;
-    return x;
-}
+/// Its functions hold all that they call, so that their cost does not hang on what the compiler chooses to inline.
+template <class Codec, class Data, class X>
+struct Reference {
+    std::vector<unsigned char> wire, buffer;
+    X *x = decoded(), *equal = decoded();
 
-template <class Codec, class X>
-void release(X* x) {
-    Free free;
-    if constexpr (!Codec::one_block) visit(free, *x);
-    std::free(x);
-}
+    explicit Reference(const Workload<Data>& workload) : wire(workload.wire), buffer(wire.size()) {
+        marshal();
+        require(buffer == wire, workload.name + ": the reference writes other bytes than the library");
+    }
+    ~Reference() { release(x), release(equal); }
+    Reference(const Reference&) = delete;
+    Reference& operator=(const Reference&) = delete;
 
-template <class Codec, class X>
-void add_type(Suite& suite, const char* peer, const std::string& workload) {
-    const auto wire = std::make_shared<std::vector<unsigned char>>(our_wire(workload));
-    const auto buffer = std::make_shared<std::vector<unsigned char>>(wire->size());
-    std::uint32_t st = 0;
-    const auto reader = [&] { return std::shared_ptr<X>(read<Codec, X>(*wire, st), release<Codec, X>); };
-    const std::shared_ptr<X> x = reader(), equal = reader();
-    const auto marshal = [=] {
-        Put<Codec> put{{buffer->data(), buffer->data() + buffer->size()}, {}};
+    [[gnu::flatten, gnu::noinline]] X* decoded() {
+        Get<Codec> get{{wire.data(), wire.data() + wire.size()}, {}};
+        // Nothing in memory is larger than three times its bytes on the wire, but for the outermost records.
+        const std::size_t block = Codec::one_block ? sizeof(GrantsOf<Flat>) + 3 * wire.size() : 0;
+        X* y = static_cast<X*>(std::malloc(sizeof(X) + block));
+        get.block = reinterpret_cast<char*>(y + 1);
+        visit(get, *y);
+        const std::uint32_t st = get.st; // alone, so that the rest of the cursor may stay in registers
+        keep(st);
+        return y;
+    }
+    static void release(X* y) {
+        Free free;
+        if constexpr (!Codec::one_block) visit(free, *y);
+        std::free(y);
+    }
+    [[gnu::flatten]] std::size_t marshal() {
+        Put<Codec> put{{buffer.data(), buffer.data() + buffer.size()}, {}};
         visit(put, *x);
         keep(put.st);
-        keep(buffer->data());
-    };
-    marshal();
-    require(st == 0 && *buffer == *wire, workload + ": the reference writes other bytes than the library");
-    suite.add(workload, "marshal", peer, marshal, wire->size());
-    const auto unmarshal = [=] {
-        std::uint32_t status;
-        X* y = read<Codec, X>(*wire, status);
-        keep(status);
+        keep(buffer.data());
+        return wire.size();
+    }
+    std::size_t unmarshal() {
+        X* y = decoded();
         keep(y);
-        release<Codec>(y);
-    };
-    suite.add(workload, "unmarshal", peer, unmarshal, wire->size());
-    const auto compare = [=] {
+        release(y);
+        return wire.size();
+    }
+    [[gnu::flatten]] std::size_t compare() requires Codec::one_block {
         Compare compared;
         visit(compared, *x, *equal);
         keep(compared.result);
-    };
-    if constexpr (Codec::one_block) suite.add(workload, "compare", peer, compare);
-}
+        return 0;
+    }
+};
 
-template <class Codec>
-void add(Suite& suite, const char* peer) {
-    add_type<Codec, MessageOf<Flat>>(suite, peer, "W1");
-    add_type<Codec, MessageOf<Flat>>(suite, peer, "W2");
-    add_type<Codec, VlanGroupOf<Flat>>(suite, peer, "W3");
-    add_type<Codec, DomainNamesOf<Flat>>(suite, peer, "W4");
-}
+/// The least that writing can cost.
+template <class Data, class>
+struct Copied {
+    std::vector<unsigned char> wire, copy;
+
+    explicit Copied(const Workload<Data>& workload) : wire(workload.wire), copy(wire) {}
+    std::size_t marshal() {
+        std::memcpy(copy.data(), wire.data(), wire.size());
+        keep(copy.data());
+        return wire.size();
+    }
+};
+
+template <class Data, class X>
+using Inlined = Reference<Inline, Data, X>;
+template <class Data, class X>
+using Calling = Reference<Called, Data, X>;
+
+const Peer flat("flat", add_all<Inlined, MessageOf<Flat>, VlanGroupOf<Flat>, DomainNamesOf<Flat>>);
+const Peer call("call", add_all<Calling, MessageOf<Flat>, VlanGroupOf<Flat>, DomainNamesOf<Flat>>);
+const Peer memcpy_peer("memcpy", add_all<Copied, void, void, void>);
 
 } // namespace
-
-void add_references(Suite& suite) {
-    add<Inline>(suite, "flat");
-    add<Called>(suite, "call");
-    for (const char* workload : {"W1", "W2", "W3", "W4"}) {
-        const auto wire = std::make_shared<std::vector<unsigned char>>(our_wire(workload));
-        const auto copy = std::make_shared<std::vector<unsigned char>>(*wire);
-        const auto copied = [=] {
-            std::memcpy(copy->data(), wire->data(), wire->size());
-            keep(copy->data());
-        };
-        suite.add(workload, "marshal", "memcpy", copied, wire->size());
-    }
-}
-
 } // namespace bench

@@ -1,12 +1,16 @@
-// What a peer offers to be measured: named loops over one operation of one workload. How a loop is measured is the
-// driver's business, what is measured the peers'.
+// What a peer offers to be measured: the operations that it knows, on each workload. How an operation is measured is
+// the driver's business, what is measured the peers'.
 #pragma once
 
+#include "bench/workloads.hpp"
+
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,42 +31,117 @@ inline void require(bool holds, std::string_view what) {
     std::exit(1);
 }
 
+/// The operations in the order of the report. A subject is one workload as a peer holds it. It has a function for each
+/// operation that its peer knows, which does it once and returns the bytes that it reads or writes, or 0 where that
+/// says nothing.
+#define BENCH_OPERATIONS(ROW)                                                                                          \
+    ROW(marshal)                                                                                                       \
+    ROW(unmarshal)                                                                                                     \
+    ROW(clone)                                                                                                         \
+    ROW(compare)                                                                                                       \
+    ROW(hash)                                                                                                          \
+    ROW(fill)                                                                                                          \
+    ROW(read)                                                                                                          \
+    ROW(print)                                                                                                         \
+    ROW(to_xml)                                                                                                        \
+    ROW(from_xml)
+
+using Operations = std::vector<std::string>;
+#define BENCH_NAME_OF(operation) #operation,
+inline const Operations all_operations = {BENCH_OPERATIONS(BENCH_NAME_OF)};
+
 struct Loop {
     std::string workload, operation, peer;
-    std::function<void(std::uint64_t)> run; ///< repeats the operation that often
-    std::size_t bytes = 0;                  ///< what one operation reads or writes, where that says something
+    std::function<std::size_t(std::uint64_t)> run; ///< repeats the operation that often; returns the bytes of one
     std::string name() const { return workload + "/" + operation + "/" + peer; }
 };
 
 class Suite {
 public:
-    /// The step is inlined into its loop, so that nothing but the step and a count is measured.
-    template <class Step>
-    void add(const std::string& workload, const std::string& operation, const std::string& peer, Step step,
-             std::size_t bytes = 0) {
-        loops_.push_back({workload, operation, peer,
-                          [step = std::move(step)](std::uint64_t times) {
-                              for (; times != 0; --times) step();
-                          },
-                          bytes});
+    /// Holds the loops whose names match.
+    explicit Suite(std::regex wanted) : wanted_(std::move(wanted)) {}
+
+    /// Makes a subject and adds those of the operations that it knows.
+    template <class Subject>
+    void add(const std::string& workload, const std::string& peer, const Operations& operations, const auto&... from) {
+        Operations chosen;
+        for (const std::string& operation : operations)
+            if (std::regex_search(workload + "/" + operation + "/" + peer, wanted_)) chosen.push_back(operation);
+        if (chosen.empty()) return;
+        const auto subject = std::make_shared<Subject>(from...);
+#define ADD(operation)                                                                                                 \
+    if constexpr (requires { subject->operation(); })                                                                  \
+        if (std::find(chosen.begin(), chosen.end(), #operation) != chosen.end())                                       \
+            add_loop(workload, #operation, peer, [subject] { return subject->operation(); });
+        BENCH_OPERATIONS(ADD)
+#undef ADD
     }
-    const std::vector<Loop>& loops() const { return loops_; }
+    const std::vector<Loop>& loops() const {
+        return loops_;
+    }
 
 private:
+    /// The step is inlined into its loop, so that nothing but the step and a count is measured.
+    template <class Step>
+    void add_loop(const std::string& workload, const std::string& operation, const std::string& peer, Step step) {
+        loops_.push_back({workload, operation, peer, [step = std::move(step)](std::uint64_t times) {
+                              std::size_t bytes = 0;
+                              for (; times != 0; --times) bytes = step();
+                              return bytes;
+                          }});
+    }
+
+    std::regex wanted_;
     std::vector<Loop> loops_;
 };
 
-void add_ours(Suite& suite);
+/// A peer: constructed once, in the peer's own file, with what it is called and the function that adds it.
+using Adder = void (*)(Suite& suite, const std::string& peer, Workloads& workloads);
+struct Peer {
+    std::string name;
+    Adder add;
+    Peer(const char* called, Adder adder) : name(called), add(adder) { all().push_back(this); }
+    static std::vector<const Peer*>& all() {
+        static std::vector<const Peer*> peers;
+        return peers;
+    }
+};
+
+/// Adds all that a peer can do with each workload. Its subjects are told the data's type and the peer's own.
+template <template <class Data, class Own> class Subject, class OwnMessage, class OwnVlanGroup, class OwnDomainNames>
+void add_all(Suite& suite, const std::string& peer, Workloads& workloads) {
+    suite.add<Subject<Message, OwnMessage>>(workloads.w1.name, peer, all_operations, workloads.w1);
+    suite.add<Subject<Message, OwnMessage>>(workloads.w2.name, peer, all_operations, workloads.w2);
+    suite.add<Subject<VlanGroup, OwnVlanGroup>>(workloads.w3.name, peer, all_operations, workloads.w3);
+    suite.add<Subject<DomainNames, OwnDomainNames>>(workloads.w4.name, peer, all_operations, workloads.w4);
+}
+
+/// What a peer offers whose records are values: they are copied, compared and filled as a whole, by Fill::assign.
+template <class Data, class X, class Fill>
+struct Values {
+    Data data;
+    X x = filled(), equal = x;
+
+    X filled() const {
+        X y;
+        Fill::assign(y, data);
+        return y;
+    }
+    std::size_t clone() {
+        const X y(x);
+        keep(&y);
+        return 0;
+    }
+    std::size_t fill() {
+        const X y = filled();
+        keep(&y);
+        return 0;
+    }
+};
+
+/// The library itself. It comes first, because it leaves in the workloads what it writes of them.
+void add_ours(Suite& suite, Workloads& workloads);
 /// W3 or W4 with another number of elements, for the operations whose cost must not grow with it.
 void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elements);
-/// What the library writes of a workload; the references must write the same.
-std::vector<unsigned char> our_wire(const std::string& workload);
-/// The workload as the library's XML.
-std::string our_xml(const std::string& workload);
-void add_references(Suite& suite);
-void add_protobuf(Suite& suite);
-void add_flatbuffers(Suite& suite);
-void add_xdr(Suite& suite);
-void add_pugixml(Suite& suite);
 
 } // namespace bench

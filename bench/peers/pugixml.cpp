@@ -1,7 +1,6 @@
 // pugixml: builds the library's XML documents as trees and writes them, and reads the library's own documents into
 // plain structures.
 #include "bench/suite.hpp"
-#include "bench/workloads.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -33,7 +32,6 @@ struct Build {
     void length(const char* name, const auto& text) { put(name, static_cast<unsigned>(text.size())); }
     void text(const char* name, const std::string& value) { put(name, value.c_str()); }
     void vstring(const char* name, const std::string& value) { text(name, value); }
-    void domain(const char* name, std::uint32_t value) { number(name, value); }
     void six(const char* name, const Mac& value) { text(name, std::string(value.begin(), value.end())); }
     void mac(const char* name, const Mac& value) {
         std::string written;
@@ -48,6 +46,7 @@ struct Build {
         for (const char byte : value.value) add_hex(written, static_cast<std::uint8_t>(byte));
         text(name, written);
     }
+    void enumerator(const char* name, int, std::nullptr_t, std::uint32_t value) { number(name, value); }
     void enumerator(const char* name, int, const char* const* names, std::uint32_t value) {
         at.append_child(name).append_child(names[value]);
     }
@@ -81,7 +80,6 @@ struct Read {
     void length(const char* name, auto&) { keep(get(name).as_uint()); }
     void text(const char* name, std::string& value) { value = get(name).get(); }
     void vstring(const char* name, std::string& value) { text(name, value); }
-    void domain(const char* name, std::uint32_t& value) { number(name, value); }
     void six(const char* name, Mac& value) { std::memcpy(value.data(), get(name).get(), value.size()); }
     void mac(const char* name, Mac& value) {
         const char* from = get(name).get();
@@ -96,6 +94,7 @@ struct Read {
             from += 2;
         }
     }
+    void enumerator(const char* name, int, std::nullptr_t, std::uint32_t& value) { number(name, value); }
     template <std::size_t n>
     void enumerator(const char* name, int, const char* const (&names)[n], std::uint32_t& value) {
         const char* found = at.child(name).first_child().name();
@@ -135,52 +134,47 @@ struct Written : pugi::xml_writer {
     void write(const void* data, std::size_t size) override { text.append(static_cast<const char*>(data), size); }
 };
 
-template <class X>
-const std::string& write(X& x, Written& to) {
-    pugi::xml_document document;
-    Build build{document};
-    visit(build, x);
-    to.text.clear();
-    document.save(to, "  ", pugi::format_indent | pugi::format_no_declaration, pugi::encoding_utf8);
-    return to.text;
-}
+template <class Data, class X>
+struct Subject {
+    X x;
+    std::string ours;
+    Written written;
 
-template <class X>
-X read(const std::string& text) {
-    pugi::xml_document document;
-    require(bool(document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8)),
-            "pugixml does not read a document");
-    X x{};
-    Read reader{document};
-    visit(reader, x);
-    return x;
-}
-
-template <class X>
-void add_type(Suite& suite, const std::string& workload, const X& data) {
-    const auto x = std::make_shared<X>(data);
-    const auto ours = std::make_shared<std::string>(our_xml(workload));
-    const auto written = std::make_shared<Written>();
-    const std::string expected = write(*x, *written);
-    X back = read<X>(*ours);
-    require(write(back, *written) == expected && expected.size() >= ours->size(),
-            workload + ": pugixml reads and writes something else");
-    suite.add(
-        workload, "to_xml", "pugixml", [=] { keep(write(*x, *written).data()); }, expected.size());
-    const auto from_xml = [=] {
-        const X fresh = read<X>(*ours);
+    explicit Subject(const Workload<Data>& workload) : x(workload.data), ours(workload.xml) {
+        const std::string expected = write(x);
+        X back = parsed();
+        require(write(back) == expected && expected.size() >= ours.size(),
+                workload.name + ": pugixml reads and writes something else");
+    }
+    const std::string& write(X& from) {
+        pugi::xml_document document;
+        Build build{document};
+        visit(build, from);
+        written.text.clear();
+        document.save(written, "  ", pugi::format_indent | pugi::format_no_declaration, pugi::encoding_utf8);
+        return written.text;
+    }
+    X parsed() const {
+        pugi::xml_document document;
+        require(bool(document.load_buffer(ours.data(), ours.size(), pugi::parse_default, pugi::encoding_utf8)),
+                "pugixml does not read a document");
+        X y{};
+        Read reader{document};
+        visit(reader, y);
+        return y;
+    }
+    std::size_t to_xml() {
+        keep(write(x).data());
+        return written.text.size();
+    }
+    std::size_t from_xml() {
+        const X fresh = parsed();
         keep(&fresh);
-    };
-    suite.add(workload, "from_xml", "pugixml", from_xml, ours->size());
-}
+        return ours.size();
+    }
+};
+
+const Peer pugixml("pugixml", add_all<Subject, Message, VlanGroup, DomainNames>);
 
 } // namespace
-
-void add_pugixml(Suite& suite) {
-    add_type(suite, "W1", Message{1, entry(), {}});
-    add_type(suite, "W2", Message{3, {}, grants()});
-    add_type(suite, "W3", vlan_group());
-    add_type(suite, "W4", domain_names());
-}
-
 } // namespace bench
