@@ -1,0 +1,184 @@
+#!/usr/bin/env python3
+"""Puts one run's measurements together: a table for each operation, the goals and whether they are met, the cost of an
+element over the number of elements. Reads FOLDER/{counts,times,allocations,sizes,facts}.csv and goals.csv beside this
+program, prints the report, and leaves report.csv and what the plots are drawn from in FOLDER. It measures nothing."""
+import csv
+import operator
+import os
+import re
+import sys
+from collections import Counter
+
+# The plot and the note on what is left out are about these; the other columns are the library in another form.
+RIVALS = ["flat", "call", "protobuf", "flatbuffers", "xdr", "pugixml"]
+TEXT = ["print", "to_xml", "from_xml"]
+SCALE = [0, 10, 100, 1000, 10000, 100000]
+FACT_ROWS = ["hash_bytes", "text_megabytes", "load_milliseconds", "text_relocations"]
+
+folder = sys.argv[1]
+verdicts = Counter()
+
+
+def read(name, column=1):
+    """The values of one file by (workload, operation, peer), or by one name, in the order of the file."""
+    with open(os.path.join(folder, name + ".csv")) as file:
+        rows = [row for row in csv.reader(file) if len(row) > column]
+    return {tuple(row[0].split("/")): float(row[column]) for row in rows}
+
+
+counts, floors = read("counts"), read("counts", 2)
+times, allocations, sizes, facts = read("times"), read("allocations"), read("sizes"), read("facts")
+if not counts:
+    sys.exit(f"{folder}/counts.csv holds nothing")
+# What was measured tells what there is to report.
+workloads, operations, peers = (list(dict.fromkeys(names)) for names in zip(*counts))
+
+
+def number(value):
+    return f"{value:,.1f}" if value < 10 and value % 1 else f"{value:,.0f}"
+
+
+def table(head, rows):
+    """A table on a terminal and in Markdown alike: the first column to the left, the others to the right."""
+    widths = [max(len(row[i]) for row in [head, *rows]) for i in range(len(head))]
+    lines = [[cell.rjust(width) if i else cell.ljust(width) for i, (cell, width) in enumerate(zip(row, widths))]
+             for row in [head, *rows]]
+    lines = ["| " + " | ".join(line) + " |" for line in lines]
+    rule = "|" + "|".join("-" * (width + 1) + (":" if i else "-") for i, width in enumerate(widths)) + "|"
+    print("\n".join([lines[0], rule, *lines[1:]]) + "\n")
+
+
+def operation_table(operation):
+    present = [peer for peer in peers if any((w, operation, peer) in counts for w in workloads)]
+    rows = []
+    for workload in [w for w in workloads if "x" not in w]:
+        for kind, values in [("instructions", counts), ("ns", times), ("allocations", allocations), ("bytes", sizes)]:
+            cells = [values.get((workload, operation, peer)) for peer in present]
+            if any(cell is not None for cell in cells):
+                first = workload if kind == "instructions" else ""
+                rows.append([first, kind, *("" if cell is None else number(cell) for cell in cells)])
+    print(f"### {operation}\n")
+    table(["", "each", *present], rows)
+
+
+def holds(value, goal):
+    relation, limit = goal.split()
+    return {"<": operator.lt, "<=": operator.le, ">=": operator.ge}[relation](value, float(limit))
+
+
+def verdict(value, goal, floor=None):
+    """Counts the verdict, too."""
+    if floor is not None and not holds(floor, goal):
+        word = "out of reach"
+    elif value is None:
+        word = "not measured"
+    else:
+        word = "met" if holds(value, goal) else "NOT MET"
+    verdicts[word.lower()] += 1
+    return word
+
+
+def ratio(values, dividend, divisor):
+    return values[dividend] / values[divisor] if dividend in values and values.get(divisor) else None
+
+
+def shown(value):
+    return "" if value is None else f"{value:.2f}"
+
+
+def goal_rows(operation, workload, peer, goal):
+    ours, other, said = (workload, operation, "ours"), (workload, operation, peer), f" to {peer}"
+    floor = None
+    if peer == "tracked":  # here the library is its own peer, and the ratio is turned round
+        ours, other, said = other, ours, ", tracked to untracked"
+    elif operation not in TEXT and ours in counts and counts.get(other):
+        floor = floors[ours] / counts[other]
+    count = ratio(counts, ours, other)
+    return [f"{workload} {operation}{said}", shown(count), shown(ratio(times, ours, other)), goal, shown(floor),
+            verdict(count, goal, floor)]
+
+
+def goal_tables(goals):
+    print("""## Goals
+
+Ratio of the library to the peer; instructions decide, the times stand beside them. The floor is the ratio
+of what the runtime itself executes, with nine instructions for each call that the contract has the library
+make: where it is above the limit, no library can meet the goal on this runtime. Text is mostly the runtime's
+own work, so there is no such floor.
+""")
+    table(["goal", "instructions", "times", "limit", "floor", ""],
+          [goal_rows(g["operation"], workload, g["peer"], g["goal"])
+           for g in goals for workload in g["workloads"].split()])
+    hashed = ("W3", "hash", "ours")
+    measured = {name: value for (name,), value in facts.items()}
+    if hashed in sizes and times.get(hashed):
+        measured["hash_bytes"] = sizes[hashed] / times[hashed]
+    rows = [[g["operation"], shown(measured.get(g["peer"])), g["goal"], verdict(measured.get(g["peer"]), g["goal"])]
+            for g in goals if g["peer"] in FACT_ROWS]
+    table(["goal", "measured", "limit", ""], rows)
+
+
+def scale_table(kind, values, judge):
+    """What each further element costs, from one number of elements to the next. judge: the verdict on a spread."""
+    rows = []
+    with open(os.path.join(folder, f"scale_{kind}.dat"), "w") as data:
+        for workload in ["W3", "W4"]:
+            for operation in [o for o in operations if (f"{workload}x0", o, "ours") in counts]:
+                at = {n: values.get((f"{workload}x{n}", operation, "ours")) for n in SCALE}
+                costs = {to: (at[to] - at[start]) / (to - start) for start, to in zip(SCALE, SCALE[1:])
+                         if at[start] is not None and at[to] is not None}
+                data.write(f'"{workload} {operation}"\n' + "".join(f"{n} {costs[n]:g}\n" for n in costs) + "\n\n")
+                further = [costs[n] for n in costs if n > 10]
+                spread = (max(further) / min(further) - 1) * 100 if further and min(further) > 0 else None
+                rows.append([f"{workload} {operation}", *(shown(costs.get(n)) for n in SCALE[1:]),
+                             "" if spread is None else f"{number(round(spread))} %", judge(operation, spread)])
+    table([kind, *(f"to {n:,}" for n in SCALE[1:]), "spread", ""], rows)
+
+
+def scale_tables(goal):
+    print("""## Scale
+
+What each further element costs from one number of elements to the next. The first ten pay for what is done
+once; the spread, between the dearest and the cheapest, goes from ten up. Instructions decide. Reading XML
+grows an array by one element at a time, by contract: quadratic, no goal, and measured up to fewer.
+""")
+    scale_table("instructions", counts,
+                lambda operation, spread: "by contract" if operation == "from_xml" else verdict(spread, goal))
+    scale_table("ns", times, lambda operation, spread: "")
+
+
+def write_files():
+    """Every measurement in one file, and the rivals' instructions as multiples of the library's for the plot."""
+    with open(os.path.join(folder, "report.csv"), "w") as file:
+        print("workload,operation,peer,instructions,ns,allocations,bytes", file=file)
+        for name in sorted(counts):
+            values = [f"{values[name]:.10g}" if name in values else "" for values in (counts, times, allocations, sizes)]
+            print(*name, *values, sep=",", file=file)
+    with open(os.path.join(folder, "rivals.dat"), "w") as file:
+        print("-", *RIVALS, file=file)
+        for operation in operations:
+            for workload in workloads:
+                of = [ratio(counts, (workload, operation, peer), (workload, operation, "ours")) for peer in RIVALS]
+                if any(of):
+                    print(f'"{workload} {operation}"', *(f"{value:.6f}" if value else "NaN" for value in of), file=file)
+
+
+print("""# Benchmark report
+
+One operation's instructions (callgrind), time (median), allocations, and the bytes that it reads or
+writes. W1: a message with one entry of a list. W2: a message with all grants to a client. W3: a VLAN
+group of 4,094. W4: 200 domain names. `flat`, `call` and `memcpy` are references, not rivals; for print
+and XML, protobuf's column is its TextFormat; `tracked` is the library in tracked mode.
+""")
+for rival in RIVALS:
+    if rival not in peers:
+        print(f"{rival} is not on this machine and is left out.\n")
+for name in operations:
+    operation_table(name)
+with open(os.path.join(os.path.dirname(__file__), "goals.csv")) as goals_file:
+    all_goals = list(csv.DictReader(goals_file))
+goal_tables(all_goals)
+scale_tables(next(goal["goal"] for goal in all_goals if goal["peer"] == "spread"))
+print("{} goals met, {} not met, {} out of reach, {} not measured.".format(
+    *(verdicts[word] for word in ["met", "not met", "out of reach", "not measured"])))
+write_files()
