@@ -13,7 +13,8 @@ set grid y
 set key top right horizontal
 set arrow from graph 0, first 1 to graph 1, first 1 nohead lw 1.5
 set format y "%g"
-plot for [i = 2:7] "rivals.dat" using i:xtic(1) title columnheader(i)
+rivals = int(system("head -n 1 rivals.dat | wc -w"))
+plot for [i = 2:rivals] "rivals.dat" using i:xtic(1) title columnheader(i)
 unset arrow
 set title "Instructions for each further element"
 set logscale xy

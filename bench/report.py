@@ -9,8 +9,8 @@ import re
 import sys
 from collections import Counter
 
-# The plot and the note on what is left out are about these; the other columns are the library in another form.
-RIVALS = ["flat", "call", "protobuf", "flatbuffers", "xdr", "pugixml"]
+# The plot has the other peers.
+NOT_PLOTTED = ["ours", "tracked", "memcpy", "spelled"]
 TEXT = ["print", "to_xml", "from_xml"]
 SCALE = [0, 10, 100, 1000, 10000, 100000]
 FACT_ROWS = ["hash_bytes", "text_megabytes", "load_milliseconds", "text_relocations"]
@@ -154,11 +154,12 @@ def write_files():
         for name in sorted(counts):
             values = [f"{values[name]:.10g}" if name in values else "" for values in (counts, times, allocations, sizes)]
             print(*name, *values, sep=",", file=file)
+    rivals = [peer for peer in peers if peer not in NOT_PLOTTED]
     with open(os.path.join(folder, "rivals.dat"), "w") as file:
-        print("-", *RIVALS, file=file)
+        print("-", *rivals, file=file)
         for operation in operations:
             for workload in workloads:
-                of = [ratio(counts, (workload, operation, peer), (workload, operation, "ours")) for peer in RIVALS]
+                of = [ratio(counts, (workload, operation, peer), (workload, operation, "ours")) for peer in rivals]
                 if any(of):
                     print(f'"{workload} {operation}"', *(f"{value:.6f}" if value else "NaN" for value in of), file=file)
 
@@ -170,13 +171,12 @@ writes. W1: a message with one entry of a list. W2: a message with all grants to
 group of 4,094. W4: 200 domain names. `flat`, `call` and `memcpy` are references, not rivals; for print
 and XML, protobuf's column is its TextFormat; `tracked` is the library in tracked mode.
 """)
-for rival in RIVALS:
-    if rival not in peers:
-        print(f"{rival} is not on this machine and is left out.\n")
-for name in operations:
-    operation_table(name)
 with open(os.path.join(os.path.dirname(__file__), "goals.csv")) as goals_file:
     all_goals = list(csv.DictReader(goals_file))
+for missing in dict.fromkeys(goal["peer"] for goal in all_goals if goal["workloads"] and goal["peer"] not in peers):
+    print(f"{missing} is not on this machine and is left out.\n")
+for name in operations:
+    operation_table(name)
 goal_tables(all_goals)
 scale_tables(next(goal["goal"] for goal in all_goals if goal["peer"] == "spread"))
 print("{} goals met, {} not met, {} out of reach, {} not measured.".format(

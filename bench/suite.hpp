@@ -1,5 +1,9 @@
 // What a peer offers to be measured: the operations that it knows, on each workload. How an operation is measured is
 // the driver's business, what is measured the peers'.
+//
+// To add a peer, write peers/NAME.cpp with a Peer in it and call bench_peer(NAME) in CMakeLists.txt. To add an
+// operation, add a row to BENCH_OPERATIONS and the function to the subjects whose peers know it. To add a goal, add a
+// row to goals.csv.
 #pragma once
 
 #include "bench/workloads.hpp"

@@ -26,6 +26,7 @@ struct Plain {
 };
 
 // ---- the fields of the records ----
+
 using u16 = std::uint16_t;
 using u32 = std::uint32_t;
 using u64 = std::uint64_t;
