@@ -28,8 +28,6 @@ add_custom_command(
     COMMAND gzip -9nc ${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog > ${documents}/changelog.gz
     DEPENDS debian/changelog
     VERBATIM)
-file(CONFIGURE OUTPUT ${documents}/shlibs
-    CONTENT "liborlan_epm @PROJECT_VERSION_MAJOR@ liborlan-epm@PROJECT_VERSION_MAJOR@ (>= @PROJECT_VERSION@)\n" @ONLY)
 add_custom_target(debian_documents ALL DEPENDS ${documents}/changelog.gz)
 
 # Debian wants compressed manual pages. This folder is processed last, so they exist by now.
@@ -74,7 +72,7 @@ This package holds the library. It needs a type runtime: the stand-in of
 orlan-epm-platform, or a site's own in a package that provides
 orlan-epm-runtime."
     DEPENDS "orlan-epm-platform | orlan-epm-runtime"
-    CONTROL ${documents}/shlibs ${CMAKE_CURRENT_SOURCE_DIR}/debian/triggers)
+    CONTROL ${CMAKE_CURRENT_SOURCE_DIR}/debian/symbols ${CMAKE_CURRENT_SOURCE_DIR}/debian/triggers)
 debian_package(dev liborlan-epm-dev libdevel
     "typed records of the client-policy control plane (development)"
     "${family}

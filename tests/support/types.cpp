@@ -37,7 +37,7 @@ TypeNumbers read(std::istringstream& words) {
 const std::vector<TypeNumbers>& all_types() {
     static const std::vector<TypeNumbers> all = [] {
         std::vector<TypeNumbers> list;
-        std::ifstream file(EPM_SOURCE_DIR "/tests/expected/exports.txt");
+        std::ifstream file(EPM_SOURCE_DIR "/tests/expected/layouts.txt");
         for (std::string line; std::getline(file, line);) {
             std::istringstream words(line);
             std::string first;

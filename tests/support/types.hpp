@@ -1,4 +1,4 @@
-// The 58 types and their numbers as they are kept in expected/exports.txt, which is not made from the catalogue at
+// The 58 types and their numbers as they are kept in expected/layouts.txt, which is not made from the catalogue at
 // hand, and the few operations that most tests need by a type's name.
 #pragma once
 
