@@ -1,7 +1,9 @@
 // Reads an arbitrary document into every type, under the type's own name and under the name of its first element. Then
 // it does with the result whatever a receiver may do: show it, write it, read that again, compare, hash, destroy. The
-// Domain's memory is limited, so that growing by one element at a time stays cheap and refusals happen.
+// Domain's memory is limited, so that growing by one element at a time stays cheap and refusals happen. The seeds are
+// documents of the images of the tests' golden corpus.
 #include "fuzz/target.hpp"
+#include "tool/message.hpp"
 
 namespace {
 
@@ -53,6 +55,12 @@ std::string first_element(const std::string& text) {
 }
 
 } // namespace
+
+void epm::fuzz::write_seeds(const Seeds& write) {
+    for (const tool::Type& type : tool::all_types())
+        for (const test::Image& image : test::images_of(type.name))
+            write(tool::decode(type, image.bytes, tool::TextForm::xml, {}));
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static zur_domain* const domains[] = {make_domain(PLATFORM_NO_HANDLE), make_domain(ZUR_TRACKED_MODE)};

@@ -1,24 +1,20 @@
 // What the fuzz targets share: all types with the operations that a receiver uses; memory that is counted, filled with
-// a byte other than zero, and limited for each input; seeds from the tests' golden corpus.
+// a byte other than zero, and limited for each input; seeds.
 #pragma once
 
-#include "catalogue/catalogue.hpp"
+#include "tests/support/images.hpp"
 #include "tool/operations.hpp"
+#include "tool/types.hpp"
 
 #include <platform/domain.h>
 #include <platform/xml.h>
-#include <zur/types.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <string>
 #include <unordered_set>
-#include <vector>
 
 namespace epm::fuzz {
 
@@ -56,62 +52,37 @@ struct TypeCalls : tool::Operations {
     std::string name;
     bool is_enum;
 
-    TypeCalls(const char* type, bool is_an_enum) : Operations(type), name(type), is_enum(is_an_enum) {}
+    explicit TypeCalls(const tool::Type& type) : Operations(type.name), name(type.name), is_enum(type.is_enum()) {}
 };
 
 inline const std::vector<TypeCalls>& types() {
-    static const std::vector<TypeCalls> all = [] {
-        std::vector<TypeCalls> list;
-        for (const catalogue::Record* r : catalogue::all_records) list.emplace_back(r->name, false);
-        for (const catalogue::Enum* e : catalogue::all_enums) list.emplace_back(e->name, true);
-        return list;
-    }();
+    static const std::vector<TypeCalls> all(tool::all_types().begin(), tool::all_types().end());
     return all;
 }
 
 // ---- seeds ----
 
-/// The images of the golden corpus: number of the type in the order of the type table, whether tracked, bytes.
-inline void for_each_image(const std::function<void(std::size_t, bool, const std::string&)>& body) {
-    for (std::size_t t = 0; t < types().size(); ++t) {
-        std::ifstream file(EPM_GOLDEN_DIR "/" + types()[t].name + ".hex");
-        std::string image;
-        bool is_tracked = false;
-        for (std::string line; std::getline(file, line);) {
-            if (line.empty() || line[0] == '#') continue;
-            if (line[0] == '[') {
-                if (!image.empty()) body(t, is_tracked, std::exchange(image, {}));
-                is_tracked = line.find(", tracked") != std::string::npos;
-                continue;
-            }
-            for (std::size_t i = 0; i + 1 < line.find(' '); i += 2)
-                image += static_cast<char>(std::stoi(line.substr(i, 2), nullptr, 16));
-        }
-        if (!image.empty()) body(t, is_tracked, image);
-    }
-}
-
 using Seeds = std::function<void(const std::string&)>;
+
+/// What a target starts from.
+void write_seeds(const Seeds& write);
+
+} // namespace epm::fuzz
 
 /// Has the seeds written into a folder beside the program and adds that folder to the program's arguments. An input
 /// that is replayed is a file and needs no seeds.
-inline int with_seeds(int* count, char*** arguments, const char* option,
-                      const std::function<void(const Seeds&)>& write) {
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
     static std::vector<char*> more(*arguments, *arguments + *count);
-    static std::string folder = std::string(more[0]) + ".seeds", last_option = option;
+    static std::string folder = std::string(more[0]) + ".seeds";
     for (std::size_t i = 1; i < more.size(); ++i)
         if (more[i][0] != '-' && std::filesystem::is_regular_file(more[i])) return 0;
     std::filesystem::create_directories(folder);
     std::size_t n = 0;
-    write([&](const std::string& seed) {
+    epm::fuzz::write_seeds([&](const std::string& seed) {
         std::ofstream(std::filesystem::path(folder) / std::to_string(n++), std::ios::binary) << seed;
     });
-    if (!last_option.empty()) more.push_back(last_option.data());
-    more.push_back(folder.data());
-    *count = static_cast<int>(more.size());
-    more.push_back(nullptr);
+    more.insert(more.end(), {folder.data(), nullptr});
+    *count = static_cast<int>(more.size() - 1);
     *arguments = more.data();
     return 0;
 }
-
-} // namespace epm::fuzz

@@ -4,6 +4,7 @@
 // must accept. A message made from a document without a loss must read back. The seeds are the images of the tests'
 // golden corpus and small library files.
 #include "fuzz/target.hpp"
+#include "tests/support/small_library.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
 #include "tool/hex_dump.hpp"
@@ -13,7 +14,6 @@
 #include "tool/walk.hpp"
 
 #include <bzlib.h>
-#include <elf.h>
 #include <nlohmann/json.hpp>
 
 #include <sstream>
@@ -22,6 +22,7 @@ namespace {
 
 using namespace epm::tool;
 using epm::fuzz::demand;
+namespace test = epm::test;
 
 enum Subject : std::uint8_t {
     a_message,
@@ -34,70 +35,34 @@ enum Subject : std::uint8_t {
     subjects
 };
 
-struct Made {
-    std::string name;
-    Bytes bytes;
-};
-
-/// A library file of nothing but these sections.
-Bytes library_of(std::vector<Made> sections) {
-    std::string names(1, '\0');
-    sections.insert(sections.begin(), Made{});
-    sections.push_back({".shstrtab", {}});
-    std::vector<Elf64_Shdr> headers(sections.size());
-    Elf64_Ehdr header{};
-    Bytes file(sizeof header);
-    for (std::size_t i = 1; i < sections.size(); ++i) {
-        headers[i].sh_name = static_cast<std::uint32_t>(names.size());
-        names += sections[i].name + '\0';
-        if (i + 1 == sections.size()) sections[i].bytes.assign(names.begin(), names.end());
-        headers[i].sh_type = SHT_PROGBITS;
-        headers[i].sh_offset = file.size();
-        headers[i].sh_size = sections[i].bytes.size();
-        file.insert(file.end(), sections[i].bytes.begin(), sections[i].bytes.end());
-    }
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_shoff = file.size();
-    header.e_shentsize = sizeof(Elf64_Shdr);
-    header.e_shnum = static_cast<std::uint16_t>(headers.size());
-    header.e_shstrndx = static_cast<std::uint16_t>(headers.size() - 1);
-    std::memcpy(file.data(), &header, sizeof header);
-    const auto* table = reinterpret_cast<const std::uint8_t*>(headers.data());
-    file.insert(file.end(), table, table + headers.size() * sizeof headers[0]);
-    return file;
-}
-
-Bytes packed(ByteView text) {
-    Bytes stream(text.size() + text.size() / 100 + 600);
+std::string packed(std::string_view text) {
+    std::string stream(text.size() + text.size() / 100 + 600, 0);
     auto length = static_cast<unsigned>(stream.size());
-    BZ2_bzBuffToBuffCompress(reinterpret_cast<char*>(stream.data()), &length,
-                             reinterpret_cast<char*>(const_cast<std::uint8_t*>(text.data())),
-                             static_cast<unsigned>(text.size()), 1, 0, 0);
+    BZ2_bzBuffToBuffCompress(stream.data(), &length, const_cast<char*>(text.data()), static_cast<unsigned>(text.size()),
+                             1, 0, 0);
     stream.resize(length);
     return stream;
 }
 
 /// The first half of the bytes is the table. Its digest is part of the section's name.
-Bytes library_with_traces(ByteView data, bool is_packed) {
-    const ByteView table = data.subspan(0, data.size() / 2), texts = data.subspan(data.size() / 2);
-    const std::string digest = table.size() >= 20 ? to_hex(table.subspan(4, 16)) : "";
-    return library_of({{".quelog_luids_" + digest, {table.begin(), table.end()}},
-                       {".quelog_format_strings", is_packed ? Bytes(texts.begin(), texts.end()) : packed(texts)}});
+std::string library_with_traces(std::string_view data, bool is_packed) {
+    const std::string_view table = data.substr(0, data.size() / 2), texts = data.substr(data.size() / 2);
+    const std::string_view digest = table.substr(std::min<std::size_t>(4, table.size()), 16);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(digest.data());
+    return test::small_library({{".quelog_luids_" + to_hex({bytes, digest.size()}), std::string(table)},
+                                {".quelog_format_strings", is_packed ? std::string(texts) : packed(texts)}});
 }
 
 /// Runs something that may refuse. Returns false when it does.
 template <class Body>
 bool accepts(Body body) {
     try {
-        body();
+        return body(), true;
     } catch (const Damage&) {
         return false;
     } catch (const Failure&) {
         return false;
     }
-    return true;
 }
 
 /// A message made from a document without a loss reads back as a document that gives the same message.
@@ -129,7 +94,8 @@ void look_into_message(const Type& type, ByteView message) {
     if (accepts([&] { xml = decode(type, message, TextForm::xml, {}); })) look_into_document(type, xml, true);
 }
 
-void look_into_library(ByteView file) {
+void look_into_library(std::string_view content) {
+    const ByteView file(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
     for (const bool is_json : {false, true}) {
         std::ostringstream manifest, traces, one;
         const bool has_manifest = accepts([&] { show_manifest(file, is_json, manifest); });
@@ -143,33 +109,30 @@ void look_into_library(ByteView file) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    return epm::fuzz::with_seeds(count, arguments, "", [](const epm::fuzz::Seeds& write) {
-        const auto seed = [&](Subject subject, std::size_t type, std::string_view bytes) {
-            const char start[] = {static_cast<char>(subject), static_cast<char>(type)};
-            write(std::string(start, 2) += bytes);
-        };
-        epm::fuzz::for_each_image([&](std::size_t t, bool, const std::string& image) {
-            seed(a_message, t, image);
-            seed(a_document, t, decode(all_types()[t], Bytes(image.begin(), image.end()), TextForm::xml, {}));
-        });
-        const std::string line = std::string(32, 'a') + ":" + std::string(32, '0') + "type002:00080N\n";
-        // 19 bytes of title, 80 of line and a NUL; the build record has 11 bytes, and one of padding.
-        std::string manifest = std::string("\x64\0\0\0\2\0\0\0", 8) + "# orlan_epm.tallyo\n" + line + '\0';
-        manifest += std::string("\x0b\0\0\0\1\0\0\0orlan_epm\n\0\0", 20);
-        std::string traces("\1\0\0\0", 4);
-        traces +=
-            std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u            ";
-        traces.resize(64, ' ');
-        const Bytes section(manifest.begin(), manifest.end()), catalogue(traces.begin(), traces.end());
-        seed(a_library, 0, as_text(library_with_traces(catalogue, false)));
-        seed(a_library, 0, as_text(library_of({{".corbe", section}})));
-        seed(a_manifest, 0, manifest);
-        seed(a_trace_table, 0, traces);
-        seed(packed_texts, 0, traces);
-        seed(a_dump, 0, "00000000: 0100  ..\n00000002: 41    A\n*\n00000004: 00    .\n");
-        seed(a_dump, 0, "00000000  01 00 |..|\n*\n00000004  41 |A|\n00000005\n");
-    });
+void epm::fuzz::write_seeds(const Seeds& write) {
+    const auto seed = [&](Subject subject, std::size_t type, std::string_view bytes) {
+        const char start[] = {static_cast<char>(subject), static_cast<char>(type)};
+        write(std::string(start, 2) += bytes);
+    };
+    for (std::size_t t = 0; t < all_types().size(); ++t)
+        for (const test::Image& image : test::images_of(all_types()[t].name)) {
+            seed(a_message, t, as_text(image.bytes));
+            seed(a_document, t, decode(all_types()[t], image.bytes, TextForm::xml, {}));
+        }
+    const std::string line = std::string(32, 'a') + ":" + std::string(32, '0') + "type002:00080N\n";
+    // 19 bytes of title, 80 of line and a NUL; the build record has 11 bytes, and one of padding.
+    std::string manifest = std::string("\x64\0\0\0\2\0\0\0", 8) + "# orlan_epm.tallyo\n" + line + '\0';
+    manifest += std::string("\x0b\0\0\0\1\0\0\0orlan_epm\n\0\0", 20);
+    std::string traces("\1\0\0\0", 4);
+    traces += std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u";
+    traces.resize(64, ' ');
+    seed(a_library, 0, library_with_traces(traces, false));
+    seed(a_library, 0, test::small_library({{".corbe", manifest}}));
+    seed(a_manifest, 0, manifest);
+    seed(a_trace_table, 0, traces);
+    seed(packed_texts, 0, traces);
+    seed(a_dump, 0, "00000000: 0100  ..\n00000002: 41    A\n*\n00000004: 00    .\n");
+    seed(a_dump, 0, "00000000  01 00 |..|\n*\n00000004  41 |A|\n00000005\n");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -183,10 +146,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         accepts([&] { from_hex(as_text(bytes)); });
         demand(from_hex(to_hex(bytes)) == Bytes(bytes.begin(), bytes.end()), "digits are their bytes");
         break;
-    case a_library: look_into_library(bytes); break;
-    case a_manifest: look_into_library(library_of({{".corbe", {bytes.begin(), bytes.end()}}})); break;
-    case a_trace_table: look_into_library(library_with_traces(bytes, false)); break;
-    case packed_texts: look_into_library(library_with_traces(bytes, true)); break;
+    case a_library: look_into_library(as_text(bytes)); break;
+    case a_manifest: look_into_library(test::small_library({{".corbe", std::string(as_text(bytes))}})); break;
+    case a_trace_table: look_into_library(library_with_traces(as_text(bytes), false)); break;
+    case packed_texts: look_into_library(library_with_traces(as_text(bytes), true)); break;
     }
     return 0;
 }

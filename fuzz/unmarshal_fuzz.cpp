@@ -1,7 +1,7 @@
 // Runs the reader of every type on arbitrary bytes. The first byte chooses the type, the second the Domain's modes and
 // the destination, the rest is the image. An accepted image must give an ordinary record: it is measured, written, read
 // back to an equal one, hashed, shown and destroyed, and leaves no memory behind. Each input may use one megabyte. The
-// seeds are the images of the tests' golden corpus; the program unpacks them beside itself when it starts.
+// seeds are the images of the tests' golden corpus.
 #include "fuzz/target.hpp"
 
 #include <array>
@@ -43,40 +43,30 @@ constexpr std::uint32_t some_set = 7;
 /// Uses a record that was read into a fresh Instance.
 void use(zur_domain* D, const TypeCalls& type, const zur_instance* x) {
     demand(type.compare(x, x) == 0, "a record equals itself");
-    const std::uint32_t length = type.is_enum ? 5 : type.len(D, some_set, x);
+    const std::uint32_t length = type.is_enum ? 5 : type.length(D, some_set, x);
     // A nested record may claim an ra block, which no length counts.
     std::vector<std::uint8_t> buffer(std::size_t{length} * 3 + 64);
     std::uint32_t st = 0;
-    const std::uint32_t used =
-        type.marshal(D, some_set, buffer.data(), x, static_cast<std::int32_t>(buffer.size()), &st);
-    demand(st == 0, "what was read can be written");
-    demand(used <= buffer.size(), "a writer stays in its buffer");
+    const auto room = static_cast<std::int32_t>(buffer.size());
+    const auto used = static_cast<std::int32_t>(type.marshal(D, some_set, buffer.data(), x, room, &st));
+    demand(st == 0 && used <= room, "what was read can be written, within the buffer");
     budget = memory_for_each;
     zur_instance* copy = type.create(D, some_set);
-    demand(type.unmarshal(D, some_set, buffer.data(), copy, static_cast<std::int32_t>(used), 0, &st) == used,
-           "what was written is read whole");
-    demand(st == 0, "what was written can be read");
-    demand(type.compare(x, copy) == 0, "what was read back is equal");
-    demand(type.hash(x, 5) == type.hash(copy, 5), "what was read back hashes alike");
+    const std::uint32_t read = type.unmarshal(D, some_set, buffer.data(), copy, used, 0, &st);
+    demand(st == 0 && static_cast<std::int32_t>(read) == used, "what was written is read whole");
+    demand(type.compare(x, copy) == 0 && type.hash(x, 5) == type.hash(copy, 5), "what was read back is equal");
     type.destroy(D, some_set, copy);
-}
-
-/// A buffer as long as the image. In tracked mode one byte longer, because a flag may be read from there.
-std::unique_ptr<std::uint8_t[]> exact(const std::uint8_t* image, std::size_t length, std::uint8_t mode) {
-    auto copy = std::make_unique<std::uint8_t[]>(length + ((mode & mode_tracked) != 0));
-    if (length != 0) std::memcpy(copy.get(), image, length);
-    return copy;
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    return with_seeds(count, arguments, "-dict=" EPM_DICTIONARY, [](const Seeds& write) {
-        for_each_image([&](std::size_t type, bool is_tracked, const std::string& image) {
-            const char start[] = {static_cast<char>(type), static_cast<char>(is_tracked ? mode_tracked : 0)};
-            write(std::string(start, 2) + image);
-        });
-    });
+void epm::fuzz::write_seeds(const Seeds& write) {
+    for (std::size_t t = 0; t < types().size(); ++t)
+        for (const test::Image& image : test::images_of(types()[t].name)) {
+            const bool is_tracked = image.name.find(", tracked") != image.name.npos;
+            const char start[] = {static_cast<char>(t), static_cast<char>(is_tracked ? mode_tracked : 0)};
+            write(std::string(start, 2).append(image.bytes.begin(), image.bytes.end()));
+        }
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -85,7 +75,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint8_t mode = data[1];
     zur_domain* D = domain(mode);
     const std::uint32_t reuse = (mode & with_reuse) != 0;
-    const auto image = exact(data + 2, size - 2, mode);
+    // As long as the image. In tracked mode one byte longer, because a flag may be read from there.
+    const auto image = std::make_unique<std::uint8_t[]>(size - 2 + (mode & mode_tracked));
+    std::copy(data + 2, data + size, image.get());
     const auto length = static_cast<std::int32_t>(size - 2);
     budget = memory_for_each;
     zur_instance* x = type.create(D, some_set);

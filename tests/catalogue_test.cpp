@@ -32,112 +32,93 @@ constexpr Record made_message =
            {value(made_tag, "tag", "The live arm."), arm(0, made_part, "small", "A part."),
             arm(1, made_whole, "large", "A whole.").from_variant(1)});
 
-Fault fault_of(const Record& part, const Record& whole, const Record& message, const Enum& tag) {
-    const std::array records{&part, &whole, &message};
-    const std::array enums{&tag};
-    return first_fault(records, enums);
-}
+/// Copies of all of them, to be spoilt.
+struct Made {
+    Record part = made_part, whole = made_whole, message = made_message;
+    Enum tag = made_tag;
 
-std::string text_of(const char* words) {
-    return words == nullptr ? "" : words;
-}
+    Fault fault() const {
+        const std::array records{&part, &whole, &message};
+        const std::array enums{&tag};
+        return first_fault(records, enums);
+    }
+};
 
-void expect_fault(const Fault& fault, const char* type, const char* field, const char* sentence) {
-    SCOPED_TRACE(sentence);
-    EXPECT_EQ(text_of(fault.type), type);
-    EXPECT_EQ(text_of(fault.field), field);
-    EXPECT_EQ(text_of(fault.sentence), sentence);
+struct Case {
+    std::string type, field, sentence;
+    void (*spoil)(Made&);
+};
+
+void expect_faults(const std::vector<Case>& cases) {
+    const auto text_of = [](const char* words) { return std::string(words == nullptr ? "" : words); };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.sentence);
+        Made made;
+        EXPECT_FALSE(made.fault());
+        c.spoil(made);
+        const Fault fault = made.fault();
+        EXPECT_EQ(text_of(fault.type), c.type);
+        EXPECT_EQ(text_of(fault.field), c.field);
+        EXPECT_EQ(text_of(fault.sentence), c.sentence);
+    }
 }
 
 TEST(CatalogueCheck, FaultyFieldIsNamed) {
-    EXPECT_FALSE(fault_of(made_part, made_whole, made_message, made_tag));
-    struct Case {
-        const char* field;
-        const char* sentence;
-        void (*spoil)(Record&);
-    };
-    const Case wholes[] = {
-        {"Number", "the name is not a lower-case word", [](Record& r) { r.fields[0].name = "Number"; }},
-        {"number", "the documentation is not a sentence", [](Record& r) { r.fields[0].doc = "A number"; }},
-        {"number", "two fields have this name", [](Record& r) { r.fields[3].name = "number"; }},
-        {"number", "the first field must exist in variant 0", [](Record& r) { r.fields[0].since = 1; }},
-        {"late", "variants fall", [](Record& r) { std::swap(r.fields[4].since, r.fields[5].since); }},
-        {"late", "a variant is left out", [](Record& r) { r.fields[5].since = 2; }},
-        {"late", "the variant is above the highest that is provided for",
-         [](Record& r) {
-             for (std::size_t i = 3; i < 6; ++i) r.fields[i].since = static_cast<std::int8_t>(i - 2);
-         }},
-        {"words_length", "no field has this as its length", [](Record& r) { r.fields[2].companion = nullptr; }},
-        {"bytes", "a fixed run holds nothing", [](Record& r) { r.fields[3].capacity = 0; }},
-        {"parts", "the element's record has no link members", [](Record& r) { r.fields[4].record = &made_message; }},
-        {"words", "its length field does not exist",
-         [](Record& r) {
-             r.fields[1].kind = Kind::value;
-             r.fields[2].companion = "missing";
-         }},
-        {"words", "its length field stands behind it", [](Record& r) { std::swap(r.fields[1], r.fields[2]); }},
-        {"words", "its companion is not a length field", [](Record& r) { r.fields[1].kind = Kind::value; }},
-        {"words", "its length field belongs to another variant",
-         [](Record& r) {
-             for (std::size_t i = 2; i < 6; ++i) r.fields[i].since = 1;
-         }},
-    };
-    for (const Case& c : wholes) {
-        Record whole = made_whole;
-        c.spoil(whole);
-        expect_fault(fault_of(made_part, whole, made_message, made_tag), "made_whole", c.field, c.sentence);
-    }
-    const Case messages[] = {
-        {"small", "the union's first field is not its tag",
-         [](Record& r) { r.fields[0] = value(u_int32, "tag", "A bare number."); }},
-        {"large", "the tag is no enumerator", [](Record& r) { r.fields[2].tag = 2; }},
-        {"large", "the arm and its enumerator belong to different variants", [](Record& r) { r.fields[2].since = 0; }},
-        {"small", "two arms have this tag", [](Record& r) { r.fields[2].tag = 0; }},
-    };
-    for (const Case& c : messages) {
-        Record message = made_message;
-        c.spoil(message);
-        expect_fault(fault_of(made_part, made_whole, message, made_tag), "made_message", c.field, c.sentence);
-    }
+    const std::string whole = "made_whole", message = "made_message";
+    expect_faults(
+        {{whole, "Number", "the name is not a lower-case word", [](Made& m) { m.whole.fields[0].name = "Number"; }},
+         {whole, "number", "the documentation is not a sentence", [](Made& m) { m.whole.fields[0].doc = "A number"; }},
+         {whole, "number", "two fields have this name", [](Made& m) { m.whole.fields[3].name = "number"; }},
+         {whole, "number", "the first field must exist in variant 0", [](Made& m) { m.whole.fields[0].since = 1; }},
+         {whole, "late", "variants fall", [](Made& m) { std::swap(m.whole.fields[4].since, m.whole.fields[5].since); }},
+         {whole, "late", "a variant is left out", [](Made& m) { m.whole.fields[5].since = 2; }},
+         {whole, "late", "the variant is above the highest that is provided for",
+          [](Made& m) { m.whole.fields[3].since = 1, m.whole.fields[4].since = 2, m.whole.fields[5].since = 3; }},
+         {whole, "words_length", "no field has this as its length",
+          [](Made& m) { m.whole.fields[2].companion = nullptr; }},
+         {whole, "bytes", "a fixed run holds nothing", [](Made& m) { m.whole.fields[3].capacity = 0; }},
+         {whole, "parts", "the element's record has no link members",
+          [](Made& m) { m.whole.fields[4].record = &made_message; }},
+         {whole, "words", "its length field does not exist",
+          [](Made& m) { m.whole.fields[1].kind = Kind::value, m.whole.fields[2].companion = "missing"; }},
+         {whole, "words", "its length field stands behind it",
+          [](Made& m) { std::swap(m.whole.fields[1], m.whole.fields[2]); }},
+         {whole, "words", "its companion is not a length field", [](Made& m) { m.whole.fields[1].kind = Kind::value; }},
+         {whole, "words", "its length field belongs to another variant",
+          [](Made& m) {
+              for (std::size_t i = 2; i < 6; ++i) m.whole.fields[i].since = 1;
+          }},
+         {message, "small", "the union's first field is not its tag",
+          [](Made& m) { m.message.fields[0] = value(u_int32, "tag", "A bare number."); }},
+         {message, "large", "the tag is no enumerator", [](Made& m) { m.message.fields[2].tag = 2; }},
+         {message, "large", "the arm and its enumerator belong to different variants",
+          [](Made& m) { m.message.fields[2].since = 0; }},
+         {message, "small", "two arms have this tag", [](Made& m) { m.message.fields[2].tag = 0; }}});
 }
 
 TEST(CatalogueCheck, FaultyTypeIsNamed) {
-    struct Case {
-        const char* type;
-        const char* field;
-        const char* sentence;
-        void (*spoil)(Record& part, Enum& tag);
-    };
     static const std::string long_name(64, 'm');
-    const Case cases[] = {
-        {"Part", "", "the name is not a lower-case word of at most 63 characters",
-         [](Record& r, Enum&) { r.name = "Part"; }},
-        {long_name.c_str(), "", "the name is not a lower-case word of at most 63 characters",
-         [](Record& r, Enum&) { r.name = long_name.c_str(); }},
-        {"made_part", "", "the documentation is not a sentence", [](Record& r, Enum&) { r.doc = nullptr; }},
-        {"made_part", "", "a digest is not 32 hexadecimal digits",
-         [](Record& r, Enum&) { r.digests.identity = "0123456789abcdef0123456789abcde"; }},
-        {"made_tag", "", "a digest is not 32 hexadecimal digits",
-         [](Record&, Enum& e) { e.digests.compatibility = "0123456789ABCDEF0123456789ABCDEF"; }},
-        {"made_part", "", "the record has no fields", [](Record& r, Enum&) { r.count = 0; }},
-        {"made_part", "missing", "the field behind the links does not exist",
-         [](Record& r, Enum&) { r.linked_before = "missing"; }},
-        {"made_tag", "MADE_LARGE", "the documentation is not a sentence",
-         [](Record&, Enum& e) { e.enumerators[1].doc = "Large"; }},
-        {"made_tag", "MADE_LARGE", "variants fall",
-         [](Record&, Enum& e) { std::swap(e.enumerators[0].since, e.enumerators[1].since); }},
-        {"made_whole", "", "two types have this name", [](Record& r, Enum&) { r.name = "made_whole"; }},
-        {"made_whole", "", "two types have this digest",
-         [](Record& r, Enum&) { r.digests.identity = made_whole.digests.identity; }},
-        {"made_tag", "", "two types have this digest",
-         [](Record& r, Enum& e) { e.digests.compatibility = r.digests.compatibility; }},
-    };
-    for (const Case& c : cases) {
-        Record part = made_part;
-        Enum tag = made_tag;
-        c.spoil(part, tag);
-        expect_fault(fault_of(part, made_whole, made_message, tag), c.type, c.field, c.sentence);
-    }
+    const std::string bad_name = "the name is not a lower-case word of at most 63 characters",
+                      bad_digest = "a digest is not 32 hexadecimal digits";
+    expect_faults(
+        {{"Part", "", bad_name, [](Made& m) { m.part.name = "Part"; }},
+         {long_name, "", bad_name, [](Made& m) { m.part.name = long_name.c_str(); }},
+         {"made_part", "", "the documentation is not a sentence", [](Made& m) { m.part.doc = nullptr; }},
+         {"made_part", "", bad_digest, [](Made& m) { m.part.digests.identity = "0123456789abcdef0123456789abcde"; }},
+         {"made_tag", "", bad_digest,
+          [](Made& m) { m.tag.digests.compatibility = "0123456789ABCDEF0123456789ABCDEF"; }},
+         {"made_part", "", "the record has no fields", [](Made& m) { m.part.count = 0; }},
+         {"made_part", "missing", "the field behind the links does not exist",
+          [](Made& m) { m.part.linked_before = "missing"; }},
+         {"made_tag", "MADE_LARGE", "the documentation is not a sentence",
+          [](Made& m) { m.tag.enumerators[1].doc = "Large"; }},
+         {"made_tag", "MADE_LARGE", "variants fall",
+          [](Made& m) { std::swap(m.tag.enumerators[0].since, m.tag.enumerators[1].since); }},
+         {"made_whole", "", "two types have this name", [](Made& m) { m.part.name = "made_whole"; }},
+         {"made_whole", "", "two types have this digest",
+          [](Made& m) { m.part.digests.identity = made_whole.digests.identity; }},
+         {"made_tag", "", "two types have this digest",
+          [](Made& m) { m.tag.digests.compatibility = m.part.digests.compatibility; }}});
 }
 
 TEST(Catalogue, RecordsThatPlaceNestedBlocksAreKnown) {

@@ -1,6 +1,8 @@
-// The stand-in runtime by itself, where the tests of the Bundle do not lean on it: bad texts of imported types, pinned
-// hashes, agreement by name, XML paths and hostile documents, damaged library files, ranges that a store judges;
-// refused memory and the limits of a Domain.
+// The stand-in runtime by itself, where the tests of the Bundle do not lean on it: wire forms and bad texts of imported
+// types, pinned hashes, agreement by name, XML paths and hostile documents, damaged library files, ranges that a store
+// judges; refused memory and the limits of a Domain.
+#include "support/small_library.hpp"
+
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/store.h>
@@ -12,14 +14,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <elf.h>
+#include <dlfcn.h>
 #include <memory>
 #include <new>
 #include <sstream>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 // What the libraries ask of the C++ run-time library; the nth request from now is refused.
 static size_t nth_refused = 0;
@@ -46,8 +45,8 @@ constexpr uint32_t set_id = 7;
 
 using Domain = std::unique_ptr<zur_domain, decltype(&platform_domain_destroy)>;
 
-Domain make_domain() {
-    return {platform_domain_create(nullptr), platform_domain_destroy};
+Domain make_domain(const platform_domain_options* options = nullptr) {
+    return {platform_domain_create(options), platform_domain_destroy};
 }
 
 using Document = std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)>;
@@ -60,22 +59,50 @@ Document parse(const std::string& text, std::string* message = nullptr, const pl
     return document;
 }
 
-// The bytes for pairs of hexadecimal digits; blanks separate them.
 std::string hex(const std::string& digits) {
     std::string bytes;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        while (digits[i] == ' ') ++i;
+    for (size_t i = 0; i < digits.size(); i += 2)
         bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
     return bytes;
 }
 
+// ---- imported types ----
+
+/// A type, its wire form, and a text that is none of its values; the operations are found by their names.
+struct Codec {
+    std::string type, wire, bad_text;
+
+    template <class Function>
+    Function operation(Function, const char* name) const {
+        return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, (type + name).c_str()));
+    }
+};
+
+template <class Body>
+void for_each_codec(Body body) {
+    std::istringstream table(
+        "u_int8 a1 256 u_int16 a1b2 65536 u_int32 a1b2c3d4 -1 u_int64 a1b2c3d4e5f60718 0x10 char fd 128 "
+        "zur_boolean 00000001 two sm_auth_domain 0000000002 two "
+        "zur_mac_addr 001b44113ab7 00:1b:44:11:3a:g7 zur_vstring 00000003610a62 \\0g "
+        "kesh_bytestr 000000030a00fe 0a0 ip_address 04c0000207 192.0.2 "
+        "aaa_tlv 0000001a000000030a00fe 26 sess_mgr_conn_hdl 0102030405060708 -1 "
+        "sess_mgr_client_hdl 0102030405060708 +9 sess_mgr_session_label 0102030405060708 1_0 "
+        "sess_mgr_authorize_result 0000000b 4294967296");
+    for (Codec codec; table >> codec.type >> codec.wire >> codec.bad_text;) {
+        SCOPED_TRACE(codec.type);
+        body(codec);
+    }
+}
+
 TEST(Platform, WireFormsAtEveryRoom) {
-    constexpr decltype(&zur_mac_addr_destroy_internal) nothing = nullptr;
     const Domain D = make_domain();
-    const auto expect_form = [&](auto read, auto write, auto destroy, const std::string& wire) {
+    for_each_codec([&](const Codec& codec) {
+        const auto read = codec.operation(zur_mac_addr_unmarshal, "_unmarshal");
+        const auto write = codec.operation(zur_mac_addr_marshal, "_marshal");
+        const auto destroy = codec.operation(zur_mac_addr_destroy_internal, "_destroy_internal");
+        const std::string wire = hex(codec.wire), filler(wire.size() + 1, '\x5A');
         const auto size = static_cast<int32_t>(wire.size());
-        alignas(8) char object[64] = {};
+        alignas(8) zur_mac_addr object[11] = {};
         uint32_t st = 0;
         for (int32_t room = 0; room <= size; ++room) {
             // The heap block ends where the room does, so that a sanitizer sees a read beyond it.
@@ -85,66 +112,46 @@ TEST(Platform, WireFormsAtEveryRoom) {
             EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
         }
         for (int32_t room = 0; room <= size; ++room) {
-            std::string buffer(wire.size() + 1, '\x5A');
+            std::string buffer = filler;
             EXPECT_EQ(write(D.get(), set_id, buffer.data(), object, room, &st), room == size ? wire.size() : 0);
-            EXPECT_EQ(buffer, (room == size ? wire : std::string(wire.size(), '\x5A')) + '\x5A');
+            EXPECT_EQ(buffer, room == size ? wire + filler[0] : filler);
             EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
         }
         if (destroy != nullptr) destroy(D.get(), set_id, object, 0);
-    };
-#define EXPECT_FORM(type, destroy, digits)                                                                             \
-    expect_form(reinterpret_cast<decltype(&zur_mac_addr_unmarshal)>(type##_unmarshal),                                 \
-                reinterpret_cast<decltype(&zur_mac_addr_marshal)>(type##_marshal),                                     \
-                reinterpret_cast<decltype(&zur_mac_addr_destroy_internal)>(destroy), hex(digits))
-    EXPECT_FORM(u_int8, nothing, "a1");
-    EXPECT_FORM(u_int16, nothing, "a1b2");
-    EXPECT_FORM(u_int32, nothing, "a1b2c3d4");
-    EXPECT_FORM(u_int64, nothing, "a1b2c3d4e5f60718");
-    EXPECT_FORM(char, nothing, "fd");
-    EXPECT_FORM(zur_boolean, nothing, "00000001");
-    EXPECT_FORM(sm_auth_domain, nothing, "00 00000002");
-    EXPECT_FORM(zur_mac_addr, nothing, "001b44113ab7");
-    EXPECT_FORM(zur_vstring, zur_vstring_destroy_internal, "00000003 610a62");
-    EXPECT_FORM(kesh_bytestr, kesh_bytestr_destroy_internal, "00000003 0a00fe");
-    EXPECT_FORM(ip_address, nothing, "04 c0000207");
-    EXPECT_FORM(aaa_tlv, aaa_tlv_destroy_internal, "0000001a 00000003 0a00fe");
-    EXPECT_FORM(sess_mgr_conn_hdl, nothing, "0102030405060708");
-    EXPECT_FORM(sess_mgr_authorize_result, nothing, "0000000b");
+    });
 }
 
 TEST(Platform, BadTextsLeaveNoValue) {
     const Domain D = make_domain();
-    const auto expect_bad = [&](const char* type, auto read, const std::string& text) {
-        char message[100] = "", object[64] = {}, nothing[64] = {};
+    for_each_codec([&](const Codec& codec) {
+        const auto from_xml = codec.operation(zur_mac_addr_from_xml, "_from_xml");
+        char message[100] = "";
+        alignas(8) zur_mac_addr object[11] = {}, nothing[11] = {};
         uint32_t st = 0;
-        const Document document = parse("<r><bad>" + text + "</bad></r>");
-        read(D.get(), set_id, "r/none", document.get(), object, &st, message, sizeof message);
-        EXPECT_EQ(std::exchange(st, 0), 2u) << type;
+        const Document document = parse("<r><bad>" + codec.bad_text + "</bad></r>");
+        from_xml(D.get(), set_id, "r/none", document.get(), object, &st, message, sizeof message);
+        EXPECT_EQ(std::exchange(st, 0), 2u);
         EXPECT_STREQ(message, "");
-        read(D.get(), set_id, "r/bad", document.get(), object, &st, message, sizeof message);
-        EXPECT_EQ(st, 22u) << type;
+        from_xml(D.get(), set_id, "r/bad", document.get(), object, &st, message, sizeof message);
+        EXPECT_EQ(st, 22u);
         EXPECT_EQ(D->last_error, 22u);
-        EXPECT_EQ(message, std::string("r/bad: not a value of type ") + type);
-        EXPECT_EQ(std::memcmp(object, nothing, sizeof object), 0) << type;
-    };
-#define EXPECT_BAD(type, text)                                                                                         \
-    expect_bad(#type, reinterpret_cast<decltype(&zur_mac_addr_from_xml)>(type##_from_xml), text)
-    EXPECT_BAD(u_int8, "256");
-    EXPECT_BAD(u_int16, "65536");
-    EXPECT_BAD(u_int32, "-1");
-    EXPECT_BAD(u_int64, "0x10");
-    EXPECT_BAD(char, "128");
-    EXPECT_BAD(zur_boolean, "two");
-    EXPECT_BAD(sm_auth_domain, "two");
-    EXPECT_BAD(zur_mac_addr, "00:1b:44:11:3a:g7");
-    EXPECT_BAD(zur_vstring, "\\0g");
-    EXPECT_BAD(kesh_bytestr, "0a0");
-    EXPECT_BAD(ip_address, "192.0.2");
-    EXPECT_BAD(aaa_tlv, "26");
-    EXPECT_BAD(sess_mgr_conn_hdl, "-1");
-    EXPECT_BAD(sess_mgr_client_hdl, "+9");
-    EXPECT_BAD(sess_mgr_session_label, "1 0");
-    EXPECT_BAD(sess_mgr_authorize_result, "4294967296");
+        EXPECT_EQ(message, "r/bad: not a value of type " + codec.type);
+        EXPECT_EQ(std::memcmp(object, nothing, sizeof object), 0);
+    });
+}
+
+// A value is read in place in the document, which this must not change, or put together from pieces.
+TEST(Platform, ValuesAreReadAgainAndInPieces) {
+    const Domain D = make_domain();
+    const Document document = parse("<r><f>0aff</f><f>\\30a<![CDATA[f]]>f</f></r>");
+    for (const char* path : {"r/f[1]", "r/f[1]", "r/f[2]"}) {
+        kesh_bytestr value = {};
+        uint32_t st = 0, length = 0;
+        kesh_bytestr_from_xml(D.get(), set_id, path, document.get(), &value, &st, nullptr, 0);
+        const uint8_t* bytes = platform_kesh_bytestr_read(&value, &length);
+        EXPECT_EQ(std::string(bytes, bytes + length), "\x0a\xff") << path;
+        kesh_bytestr_destroy_internal(D.get(), set_id, &value, 0);
+    }
 }
 
 // Hashes may be stored, so they must stay: every tail's length, with bytes above 127.
@@ -174,84 +181,53 @@ TEST(Platform, VariantsAreAgreedByName) {
     EXPECT_EQ(agreed(one), PLATFORM_HIGHEST_VARIANT);
 }
 
-TEST(Platform, PathsFindElements) {
-    const Document document = parse("<r><!-- c --><a>1</a><b/><a>2</a><l><a>31</a></l><l>t<a>41</a><a>42<i/></a></l>"
-                                    "<c>x<![CDATA[<y>]]><!-- -->z</c></r>");
-    const auto look = [&](const std::string& path, const char* wanted, uint32_t count) {
-        SCOPED_TRACE(path);
-        char buffer[8] = "";
-        uint32_t number = 99;
-        const uint32_t code = xml_get_element_value(document.get(), path.c_str(), buffer, sizeof buffer, nullptr);
-        EXPECT_EQ(code, count == 0 ? 2u : 0u);
-        EXPECT_STREQ(buffer, wanted);
-        EXPECT_EQ(xml_get_element_nodecount(document.get(), path.c_str(), &number), 0u);
-        EXPECT_EQ(number, count);
-    };
-    look("r/a", "1", 2), look("r/a[1]", "1", 1), look("r/a[2]", "2", 1), look("r/l/a", "31", 1), look("r/l", "", 2);
-    look("r[1]/l[2]/a[2]", "42", 1), look("r/b", "", 1), look("r/c", "x<y>z", 1);
-    for (const char* absent : {"", "/", "r/", "/r", "a", "r/d", "r/a[0]", "r/a[3]", "r/a[", "r/a[]", "r/a[2", "r/a[x]",
-                               "r/a[-1]", "r/a[4294967297]", "r/a[18446744073709551618]", "r[2]/a", "r/l[3]/a", "r//a"})
-        look(absent, "", 0);
-    look("r/" + std::string(300, 'a'), "", 0);
-    EXPECT_EQ(xml_get_element_value(nullptr, "r", nullptr, 0, nullptr), 22u);
-    char two[2];
-    uint32_t length = 0;
-    EXPECT_EQ(xml_get_element_value(document.get(), "r/l[2]/a", two, sizeof two, &length), 28u);
-    EXPECT_STREQ(two, "4");
-    EXPECT_EQ(length, 2u);
-}
-
-// A value is read in place in the document, which this must not change, or put together from pieces.
-TEST(Platform, ValuesAreReadAgainAndInPieces) {
-    const Domain D = make_domain();
-    const Document document = parse("<r><f>0aff</f><f>\\30a<![CDATA[f]]>f</f></r>");
-    for (const char* path : {"r/f[1]", "r/f[1]", "r/f[2]"}) {
-        kesh_bytestr value = {};
-        uint32_t st = 0;
-        uint32_t length = 0;
-        kesh_bytestr_from_xml(D.get(), set_id, path, document.get(), &value, &st, nullptr, 0);
-        const uint8_t* bytes = platform_kesh_bytestr_read(&value, &length);
-        EXPECT_EQ(std::string(bytes, bytes + length), "\x0a\xff") << path;
-        kesh_bytestr_destroy_internal(D.get(), set_id, &value, 0);
-    }
-}
+// ---- XML ----
 
 // What was asked before decides where a look-up starts, not what it finds.
 TEST(Platform, PathsFindElementsInAnyOrder) {
     const std::string text =
-        "<root><abcdefgh>1</abcdefgh><abcdefghi>2</abcdefghi><a>3</a><abcdefgh>4<a>5</a><a>6</a>"
-        "<a><b>7</b><b>8</b></a></abcdefgh><a><b>9</b></a><abcdefghijklmnopqrs>10</abcdefghijklmnopqrs>"
-        "</root>";
-    struct Look {
-        std::string path, found;
-        bool is_there;
+        "<r><!-- c --><abcdefgh>1</abcdefgh><abcdefghi>2</abcdefghi><a>3</a><b/><abcdefgh>4<a>5</a>"
+        "<a>6</a><a><b>7</b><b>8<i/></b></a></abcdefgh><a><b>9</b></a><abcdefghijklmnopqrs>10"
+        "</abcdefghijklmnopqrs><c>x<![CDATA[<y>]]><!-- -->z</c></r>";
+    struct Path {
+        std::string path;
+        uint32_t count = 0; // of elements
+        std::string value;
     };
-    std::vector<Look> paths{{"", "", false}};
-    std::istringstream table("root= root/abcdefgh=1 root/abcdefgh[2]=4 root[1]/abcdefgh[2]=4 root/abcdefgh[3] roo a "
-                             "root/abcdefghi=2 root/abcdefg root/abcdefghijklmnopqrs=10 root/abcdefghijklmnopqrt "
-                             "root/a=3 root/a[1]=3 root/a[2]= root/a[02]/b=9 root/a[2]/b[2] root/a[1]/b "
-                             "root/abcdefgh[2]/a=5 root/abcdefgh[2]/a[2]=6 root/abcdefgh[2]/a[3]/b=7 "
-                             "root/abcdefgh[2]/a[3]/b[2]=8 root/abcdefgh[2]/a[3]/b[2]/c root/abcdefgh[2]/a[4] "
-                             "root/abcdefgh/a");
-    for (std::string entry; table >> entry;) {
-        const std::size_t end = entry.find('=');
-        const bool is_there = end != entry.npos;
-        paths.push_back({entry.substr(0, end), is_there ? entry.substr(end + 1) : "", is_there});
-    }
-    const auto expect = [](zur_xml_document* document, const auto& wanted) {
+    std::vector<Path> paths = {{}, {"r/" + std::string(300, 'a'), 0, ""}};
+    std::istringstream table(
+        "r*1= r/abcdefgh*2=1 r/abcdefgh[2]*1=4 r[1]/abcdefgh[2]*1=4 r/abcdefghi*1=2 r/abcdefghijklmnopqrs*1=10 r/a*2=3 "
+        "r/a[1]*1=3 r/a[2]*1= r/a[02]/b*1=9 r/b*1= r/c*1=x<y>z r/abcdefgh[2]/a*3=5 r/abcdefgh[2]/a[2]*1=6 "
+        "r/abcdefgh[2]/a[3]/b*2=7 r/abcdefgh[2]/a[3]/b[2]*1=8 / r/ /r a ro r/d r//a r[2]/a r/a[0] r/a[3] r/a[ r/a[] "
+        "r/a[2 r/a[x] r/a[-1] r/a[4294967297] r/a[18446744073709551618] r/abcdefgh[3]/a r/abcdefg "
+        "r/abcdefghijklmnopqrt r/a[2]/b[2] r/a[1]/b r/abcdefgh[2]/a[3]/b[2]/c r/abcdefgh[2]/a[4] r/abcdefgh/a");
+    for (std::string entry; table >> entry;)
+        if (const std::size_t end = entry.find('*'); end != entry.npos)
+            paths.push_back({entry.substr(0, end), static_cast<uint32_t>(entry[end + 1] - '0'), entry.substr(end + 3)});
+        else
+            paths.push_back({entry, 0, ""});
+    const auto expect = [](zur_xml_document* document, const Path& wanted) {
         char buffer[8] = "";
-        const uint32_t code = xml_get_element_value(document, wanted.path.c_str(), buffer, sizeof buffer, nullptr);
-        EXPECT_EQ(code, wanted.is_there ? 0u : 2u) << wanted.path;
-        EXPECT_EQ(buffer, wanted.found) << wanted.path;
+        uint32_t number = 99;
+        EXPECT_EQ(xml_get_element_value(document, wanted.path.c_str(), buffer, sizeof buffer, nullptr),
+                  wanted.count == 0 ? 2u : 0u)
+            << wanted.path;
+        EXPECT_EQ(buffer, wanted.value) << wanted.path;
+        EXPECT_EQ(xml_get_element_nodecount(document, wanted.path.c_str(), &number), 0u);
+        EXPECT_EQ(number, wanted.count) << wanted.path;
     };
-    for (const auto& before : paths)
-        for (const auto& wanted : paths) {
+    for (const Path& before : paths)
+        for (const Path& wanted : paths) {
             SCOPED_TRACE(before.path);
             const Document document = parse(text);
-            expect(document.get(), before);
-            expect(document.get(), wanted);
-            expect(document.get(), before);
+            for (const Path* path : {&before, &wanted, &before}) expect(document.get(), *path);
         }
+    EXPECT_EQ(xml_get_element_value(nullptr, "r", nullptr, 0, nullptr), 22u);
+    char two[2];
+    uint32_t length = 0;
+    EXPECT_EQ(xml_get_element_value(parse(text).get(), "r/abcdefghijklmnopqrs", two, sizeof two, &length), 28u);
+    EXPECT_STREQ(two, "1");
+    EXPECT_EQ(length, 2u);
 }
 
 std::string repeated(const char* text, int times) {
@@ -261,8 +237,7 @@ std::string repeated(const char* text, int times) {
 }
 
 TEST(Platform, HostileDocumentsAreRefused) {
-    const platform_xml_limits many = {0, 0, 1000000};
-    const platform_xml_limits small = {100, 2, 3};
+    const platform_xml_limits many = {0, 0, 1000000}, small = {100, 2, 3};
     const struct {
         std::string text;
         platform_xml_limits limits;
@@ -307,39 +282,12 @@ TEST(Platform, HostileDocumentsAreRefused) {
 
 // A library file with nothing but a catalogue of the texts " nothing", " lost %s after %d of %u%%" and " oid %p. Error
 // %s", which are one bzip2 stream.
-std::string library_file() {
-    const std::string sections[] = {
-        "",
-        std::string("\0.shstrtab\0.quelog_format_strings\0", 34) + ".quelog_luids_30313233343536373839616263646566" +
-            '\0',
-        hex("425a68393141592653592fb9354900000415804201020027e5de00200022269a32681a6d429931320c8c859abace8d7041e840ca2d"
-            "a1d0892cc7480ce31716248154f8bb9229c284817dc9aa48"),
-        hex("01000000") + "0123456789abcdef" + hex("01000000 0800  02000000 1900  03000009 1100")};
-    const uint32_t types[] = {SHT_NULL, SHT_STRTAB, SHT_PROGBITS, SHT_PROGBITS}, names[] = {0, 1, 11, 34};
-    Elf64_Ehdr header = {};
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_version = header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_type = ET_DYN;
-    header.e_machine = EM_X86_64;
-    header.e_shoff = header.e_ehsize = sizeof header;
-    header.e_shentsize = sizeof(Elf64_Shdr);
-    header.e_shnum = 4;
-    header.e_shstrndx = 1;
-    Elf64_Shdr table[4] = {};
-    std::string content;
-    for (size_t i = 1; i < 4; ++i) {
-        table[i].sh_name = names[i];
-        table[i].sh_type = types[i];
-        table[i].sh_offset = sizeof header + sizeof table + content.size();
-        table[i].sh_size = sections[i].size();
-        table[i].sh_addralign = 1;
-        content += sections[i];
-    }
-    return std::string(reinterpret_cast<char*>(&header), sizeof header) +
-           std::string(reinterpret_cast<char*>(table), sizeof table) + content;
-}
+const std::string library_file = epm::test::small_library(
+    {{".quelog_luids_30313233343536373839616263646566",
+      hex("01000000") + "0123456789abcdef" + hex("010000000800020000001900030000091100")},
+     {".quelog_format_strings",
+      hex("425a68393141592653592fb9354900000415804201020027e5de00200022269a32681a6d429931320c8c"
+          "859abace8d7041e840ca2da1d0892cc7480ce31716248154f8bb9229c284817dc9aa48")}});
 
 using Reader = std::unique_ptr<platform_trace_reader, decltype(&platform_trace_close)>;
 
@@ -362,16 +310,15 @@ Reader open_library(const std::string& content, std::string* message = nullptr) 
 }
 
 TEST(Trace, DamagedLibraryFiles) {
-    const std::string good = library_file();
     std::string message;
     EXPECT_EQ(open_library("", &message), nullptr);
     EXPECT_THAT(message, HasSubstr("not a 64-bit little-endian ELF file"));
     EXPECT_EQ(platform_trace_open("no such file", nullptr, 0), nullptr);
     size_t sound = 0;
-    for (size_t at = 0; at < good.size(); ++at) {
-        EXPECT_EQ(open_library(good.substr(0, at)), nullptr) << at;
+    for (size_t at = 0; at < library_file.size(); ++at) {
+        EXPECT_EQ(open_library(library_file.substr(0, at)), nullptr) << at;
         for (const int change : {0x01, 0x80, 0xFF}) {
-            std::string damaged = good;
+            std::string damaged = library_file;
             damaged[at] = static_cast<char>(damaged[at] ^ change);
             const Reader reader = open_library(damaged);
             if (reader == nullptr) continue;
@@ -391,20 +338,6 @@ TEST(Trace, DamagedLibraryFiles) {
 // ---- memory ----
 
 using List = rcl_client_intf_templ_list;
-
-std::string marshalled(zur_domain* D, const List* x) {
-    std::string wire(rcl_client_intf_templ_list_len(D, set_id, x) + 1, 0);
-    uint32_t st = 0;
-    wire.resize(rcl_client_intf_templ_list_marshal(D, set_id, wire.data(), x, static_cast<int32_t>(wire.size()), &st));
-    EXPECT_EQ(st, 0u);
-    return wire;
-}
-
-uint32_t read(zur_domain* D, List* x, const std::string& wire) {
-    uint32_t st = 0;
-    rcl_client_intf_templ_list_unmarshal(D, set_id, wire.data(), x, static_cast<int32_t>(wire.size()), 0, &st);
-    return st;
-}
 
 uint32_t grow(zur_domain* D, List* x) {
     uint32_t st = 0;
@@ -446,7 +379,13 @@ const struct {
          return code;
      }},
     {"grow", grow},
-    {"unmarshal", [](auto* D, auto* x) { return read(D, x, list_message); }},
+    {"unmarshal",
+     [](auto* D, auto* x) {
+         uint32_t st = 0;
+         rcl_client_intf_templ_list_unmarshal(D, set_id, list_message.data(), x,
+                                              static_cast<int32_t>(list_message.size()), 0, &st);
+         return st;
+     }},
 };
 
 TEST(Platform, RefusedMemoryEndsAsTwelve) {
@@ -454,18 +393,22 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
     if (preloaded != nullptr && std::strstr(preloaded, "vgpreload")) GTEST_SKIP() << "valgrind brings its own new";
     platform_domain_options options{};
     options.tracking = ZUR_TRACKED_MODE;
-    library_name = write_library(library_file());
+    library_name = write_library(library_file);
     for (const auto& call : refusable)
         for (size_t n = 1, left = 0; left == 0; ++n) {
             SCOPED_TRACE(call.name + (" " + std::to_string(n)));
-            const Domain D(platform_domain_create(&options), platform_domain_destroy);
+            const Domain D = make_domain(&options);
             List* x = rcl_client_intf_templ_list_create(D.get(), set_id);
             nth_refused = n;
-            const uint32_t code = call.run(D.get(), x);
+            uint32_t code = call.run(D.get(), x);
             left = std::exchange(nth_refused, 0);
             EXPECT_EQ(code, left != 0 ? 0u : 12u);
             EXPECT_FALSE(n == 1 && left != 0) << "asks for no memory";
-            const std::string wire = marshalled(D.get(), x);
+            std::string wire(rcl_client_intf_templ_list_len(D.get(), set_id, x) + 1, 0); // and still it is sound
+            const auto room = static_cast<int32_t>(wire.size());
+            uint32_t st = 0;
+            wire.resize(rcl_client_intf_templ_list_marshal(D.get(), set_id, wire.data(), x, room, &st));
+            EXPECT_EQ(st, 0u);
             if (code == 0 && call.run == grow) list_message = wire;
             rcl_client_intf_templ_list_destroy(D.get(), set_id, x);
         }
@@ -474,26 +417,26 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
 
 TEST(Platform, DomainsAreLimited) {
     const Domain D = make_domain();
-    const auto expect_refusal = [](zur_domain* of, const char* words) {
-        ASSERT_NE(platform_domain_refusal(of), nullptr);
-        EXPECT_THAT(platform_domain_refusal(of), HasSubstr(words));
+    const auto expect_refusal = [](const Domain& of, const char* words) {
+        ASSERT_NE(platform_domain_refusal(of.get()), nullptr);
+        EXPECT_THAT(platform_domain_refusal(of.get()), HasSubstr(words));
     };
     auto* x = orlan_ial_svm_fqdn_data_create_create(D.get(), set_id);
     uint32_t st = 0;
-    orlan_ial_svm_fqdn_data_create_unmarshal(D.get(), set_id, hex("00 00 00000008 40000000").data(), x, 10, 0, &st);
+    orlan_ial_svm_fqdn_data_create_unmarshal(D.get(), set_id, hex("00000000000840000000").data(), x, 10, 0, &st);
     EXPECT_EQ(std::exchange(st, 0), 12u);
-    expect_refusal(D.get(), "1073741825 bytes is refused: the block_limit is 1048576");
+    expect_refusal(D, "1073741825 bytes is refused: the block_limit is 1048576");
     orlan_ial_svm_fqdn_data_create_destroy(D.get(), set_id, x);
     std::vector<void*> blocks;
     for (int round = 0; round < 2; ++round) { // what is given back is there again
         while (void* block = D->obj_alloc_fn(D->obj_store, set_id, (1u << 20) - 64)) blocks.push_back(block);
         EXPECT_EQ(blocks.size(), 64u);
-        expect_refusal(D.get(), "memory_limit of 67108864");
+        expect_refusal(D, "memory_limit of 67108864");
         for (; !blocks.empty(); blocks.pop_back()) D->obj_free_fn(D->obj_store, set_id, blocks.back());
     }
     platform_domain_options options{};
     options.memory_limit = 1u << 16;
-    const Domain small(platform_domain_create(&options), platform_domain_destroy);
+    const Domain small = make_domain(&options);
     std::vector<zur_instance> places(10000);
     size_t placed = 0;
     for (; st == 0 && placed < places.size(); ++placed) {
@@ -503,7 +446,7 @@ TEST(Platform, DomainsAreLimited) {
     EXPECT_EQ(st, 12u);
     EXPECT_EQ(places[placed - 2].flags, ZUR_MOVED_FLAGS);
     EXPECT_EQ(places[placed - 1].flags, 0u);
-    expect_refusal(small.get(), "memory_limit of 65536");
+    expect_refusal(small, "memory_limit of 65536");
 }
 
 TEST(Siblings, RangesAreJudged) {
