@@ -404,6 +404,7 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
             left = std::exchange(nth_refused, 0);
             EXPECT_EQ(code, left != 0 ? 0u : 12u);
             EXPECT_FALSE(n == 1 && left != 0) << "asks for no memory";
+            EXPECT_EQ(code != 0 && call.run != grow ? call.run(D.get(), x) : 0u, 0u) << "again, with enough memory";
             std::string wire(rcl_client_intf_templ_list_len(D.get(), set_id, x) + 1, 0); // and still it is sound
             const auto room = static_cast<int32_t>(wire.size());
             uint32_t st = 0;
