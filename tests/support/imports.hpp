@@ -26,6 +26,18 @@ struct Name {
     constexpr bool is_trace() const { return N > 6 && text[0] == '_' && text[1] == '_' && text[2] == 'Q'; }
 };
 
+/// The n-th call from now of this import is not forwarded: it leaves the code and returns the result, where it can.
+struct FailingImport {
+    std::string name;
+    std::size_t call = 0;
+    std::uint32_t code = 0;
+    std::uint64_t result = 0;
+};
+inline FailingImport& failing_import() {
+    static FailingImport the_import;
+    return the_import;
+}
+
 /// The definition behind the test program's own.
 inline void* following(const char* name) {
     void* symbol = dlsym(RTLD_NEXT, name);
@@ -45,6 +57,16 @@ struct Import<N, Result(Parameters...)> {
 
     static Result forward(Parameters... arguments) {
         if (replacement) return replacement(arguments...);
+        if (FailingImport& f = failing_import(); f.call != 0 && f.name == N.text && --f.call == 0) {
+            [[maybe_unused]] const auto leave = [&](auto argument) {
+                if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>) *argument = f.code;
+            };
+            (leave(arguments), ...);
+            if constexpr (std::is_integral_v<Result>)
+                return static_cast<Result>(f.result);
+            else
+                return Result();
+        }
         static auto* const next = reinterpret_cast<Result (*)(Parameters...)>(following(N.text));
         return next(arguments...);
     }

@@ -26,6 +26,8 @@ public:
     void add_copy(const zur_type_info* copy);
 
     std::string of(const void* address) const;
+    /// Where the block of that name starts; null where nothing has it.
+    void* find(const std::string& name) const;
     /// Arguments with commas between them; those that are nothing to read are left out.
     template <class... A>
     std::string list(A... arguments) const {

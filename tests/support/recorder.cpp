@@ -88,6 +88,11 @@ bool Names::is_named(const void* address) const {
     return behind != blocks_.begin() && place - std::prev(behind)->first < std::prev(behind)->second.length;
 }
 
+void* Names::find(const std::string& name) const {
+    const auto found = std::ranges::find_if(blocks_, [&](const auto& b) { return b.second.name == name; });
+    return found == blocks_.end() ? nullptr : reinterpret_cast<void*>(found->first);
+}
+
 std::string Names::of(const void* address) const {
     if (address == nullptr) return "null";
     if (is_named(address)) {

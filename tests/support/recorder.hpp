@@ -24,6 +24,9 @@ public:
     explicit Recorder(TestDomain& domain);
 
     void name(const void* address, std::size_t length, const std::string& name) { names_.add(address, length, name); }
+    std::string name_of(const void* address) const { return names_.of(address); }
+    /// The address behind a name; null where nothing has it.
+    void* find(const std::string& name) const { return names_.find(name); }
     /// Calls of this function are not written down.
     void leave_out(const std::string& function) { left_out_.insert(function); }
     /// The lines since the last call of this, each with a line feed.
