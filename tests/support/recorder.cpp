@@ -52,9 +52,9 @@ const std::vector<const zur_type_info*>& own_types() {
 std::string counter(const zur_type_info* type, const void* address) {
     for (int v = 0; type != nullptr && v < type->variant_table->count; ++v) {
         const zur_variant_record& record = type->variant_table->records[v];
-        const std::string variant = std::string(type->name) + "[" + std::to_string(v) + "]";
-        if (address == &record.created) return variant + ".created";
-        if (address == &record.destroyed) return variant + ".destroyed";
+        if (address != &record.created && address != &record.destroyed) continue;
+        return std::string(type->name) + "[" + std::to_string(v) + "]" +
+               (address == &record.created ? ".created" : ".destroyed");
     }
     return {};
 }
@@ -105,10 +105,14 @@ std::string Names::of(const void* address) const {
     for (const zur_type_info* copy : copies_)
         if (const std::string name = counter(copy, address); !name.empty()) return "copy of " + name;
     if (is_on_stack(address)) return "local";
+    static std::map<const void*, std::string> symbols;
+    if (const auto known = symbols.find(address); known != symbols.end()) return known->second;
     Dl_info info{};
     if (dladdr(address, &info) == 0) return "elsewhere";
-    if (info.dli_sname != nullptr && info.dli_saddr == address) return plain_symbol(info.dli_sname);
-    return std::string_view(info.dli_fname).find("liborlan_epm") != std::string_view::npos ? "bundle" : "image";
+    const bool is_bundle = std::string_view(info.dli_fname).find("liborlan_epm") != std::string_view::npos;
+    return symbols[address] = info.dli_sname != nullptr && info.dli_saddr == address ? plain_symbol(info.dli_sname)
+                              : is_bundle                                           ? "bundle"
+                                                                                    : "image";
 }
 
 std::string Names::number(std::uint32_t n) const {

@@ -296,6 +296,8 @@ std::vector<Mode> modes_of(const Scene& scene) {
     if (which == "all") return all_modes();
     std::vector<Mode> modes;
     if (which == "s") return {{.has_store = true}};
+    if (which == "cost")
+        return {{}, {.tracking = ZUR_TRACKED_MODE}, {.store_mode = 1, .containment = true, .has_store = true}};
     for (const Mode& m : tracking_modes())
         if (which == "few" || which == "base" ||
             (which == "t" ? m.is_tracking() : which == "n" && m.tracking == PLATFORM_NO_HANDLE))
@@ -345,6 +347,7 @@ void Stage::run(const Step& step) {
         if (const auto end = word.find('='); word[0] == '@') options[word.substr(1, end - 1)] = word.substr(end + 1);
         return word[0] == '@';
     });
+    if (options.contains("for") && type(options["for"]) != type("type")) return;
     if (words[0] == "agree") {
         if (words[1] == "*") return D.agree_all(std::stoi(words[2]));
         return D.agree(type(words[1]).c_str(), std::stoi(words[2]));
@@ -388,7 +391,7 @@ void Stage::run(const Step& step) {
         std::string found = recorder_.take();
         if (D.st != 0) found += "st = " + std::to_string(D.st) + "\n";
         if (D->last_error != 0 && D->last_error != D.st) found += "error = " + std::to_string(D->last_error) + "\n";
-        if (options.contains("cost")) on_cost(options["cost"], found);
+        if (options.contains("cost") && on_cost) on_cost(options["cost"], found);
         if (!options.contains("any")) outcome(wanted, calls, found, result);
     }
     D.st = 0;
@@ -610,6 +613,7 @@ Stage::Word Stage::number(const std::string& word) {
         if (void* copy = recorder_.find(name); copy != nullptr) return reinterpret_cast<Word>(copy);
         return reinterpret_cast<Word>(type_info_of(name));
     }
+    if (word[0] == '*') return *reinterpret_cast<const Word*>(number(word.substr(1)));
     if (word[0] == '&') return reinterpret_cast<Word>(type_info_of(type(word.substr(1))));
     if (std::isdigit(word[0]) || word[0] == '-') return static_cast<Word>(std::stoll(word, nullptr, 0));
     const auto plus = word.find('+');
