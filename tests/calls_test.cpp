@@ -3,8 +3,8 @@
 // of a Domain, with every write checked and no block alive behind it.
 #include "support/scene.hpp"
 
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace epm::test {
 namespace {
@@ -21,6 +21,28 @@ TEST_P(Calls, AreAsInTheFile) {
             if (HasFailure()) return;
             heap().reset();
         }
+}
+
+// The checks must notice what they are there for: without its hook, the writes of a setter are unannounced.
+TEST_F(BundleTest, UnannouncedWritesAreFound) {
+    TestDomain D({.tracking = ZUR_TRACKED_MODE});
+    Instance* x = create("orlan_ial_svm_acl_apply", D);
+    const auto hook = std::exchange(D->write_range_fn, [](zur_domain*, void*, std::uint32_t, std::uint32_t, void*) {});
+    testing::TestPartResultArray found;
+    {
+        const testing::ScopedFakeTestPartResultReporter listener(&found);
+        operation<void(zur_domain*, std::uint32_t, Instance*, const char*, std::uint32_t, std::uint32_t*)>(
+            "orlan_ial_svm_acl_apply", "acl_name", "set")(D, D.set_id(), x, "guest", 5, &D.st);
+    }
+    // The pointer at 16, the length at 12, the flag at 48; of the pointer not all bytes change.
+    std::set<int> bytes;
+    for (int i = 0; i < found.size(); ++i)
+        bytes.insert(std::atoi(std::strstr(found.GetTestPartResult(i).message(), "of byte ") + 8));
+    for (int byte = 16; byte < 24; ++byte) bytes.erase(byte);
+    EXPECT_EQ(bytes, (std::set{12, 48}));
+    EXPECT_GE(found.size(), 6);
+    D->write_range_fn = hook;
+    destroy("orlan_ial_svm_acl_apply", D, x);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Calls, testing::ValuesIn(scene_files()),

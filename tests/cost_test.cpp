@@ -138,7 +138,8 @@ TEST_F(CostPage, IsWhatThePageTells) {
     std::ostringstream page;
     page << kept.str().substr(0, kept.str().find(marker)) << marker;
     std::vector<Scene> scenes = scenes_of(EPM_SOURCE_DIR "/tests/calls/cost.txt");
-    const auto accessors = std::ranges::stable_partition(scenes, [](const Scene& s) { return s.words.contains("type"); });
+    const auto accessors =
+        std::ranges::stable_partition(scenes, [](const Scene& s) { return s.words.contains("type"); });
     page << "\n## Whole records\n";
     write_records(page, {scenes.begin(), accessors.begin()});
     page << "\n## Accessors, and enumerations by themselves\n";

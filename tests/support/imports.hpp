@@ -62,10 +62,10 @@ struct Import<N, Result(Parameters...)> {
                 if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>) *argument = f.code;
             };
             (leave(arguments), ...);
-            if constexpr (std::is_integral_v<Result>)
-                return static_cast<Result>(f.result);
+            if constexpr (!std::is_void_v<Result>)
+                return Result(f.result);
             else
-                return Result();
+                return;
         }
         static auto* const next = reinterpret_cast<Result (*)(Parameters...)>(following(N.text));
         return next(arguments...);

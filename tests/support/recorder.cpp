@@ -50,7 +50,7 @@ const std::vector<const zur_type_info*>& own_types() {
 
 /// A counter of one of the type's variants; empty for any other address.
 std::string counter(const zur_type_info* type, const void* address) {
-    for (int v = 0; type != nullptr && v < type->variant_table->count; ++v) {
+    for (int v = -1; type != nullptr && v < type->variant_table->count; ++v) { // -1: a peer does not know the type
         const zur_variant_record& record = type->variant_table->records[v];
         if (address != &record.created && address != &record.destroyed) continue;
         return std::string(type->name) + "[" + std::to_string(v) + "]" +
@@ -111,8 +111,8 @@ std::string Names::of(const void* address) const {
     if (dladdr(address, &info) == 0) return "elsewhere";
     const bool is_bundle = std::string_view(info.dli_fname).find("liborlan_epm") != std::string_view::npos;
     return symbols[address] = info.dli_sname != nullptr && info.dli_saddr == address ? plain_symbol(info.dli_sname)
-                              : is_bundle                                           ? "bundle"
-                                                                                    : "image";
+                              : is_bundle                                            ? "bundle"
+                                                                                     : "image";
 }
 
 std::string Names::number(std::uint32_t n) const {

@@ -269,7 +269,8 @@ std::vector<Scene> scenes_of(const std::string& file) {
         Words words = words_of(line);
         if (words[0] == "alias") {
             for (const std::string& word : words)
-                if (const auto end = word.find('='); end != word.npos) aliases[word.substr(0, end)] = word.substr(end + 1);
+                if (const auto end = word.find('='); end != word.npos)
+                    aliases[word.substr(0, end)] = word.substr(end + 1);
         } else if (words[0] == "==") {
             add(scenes, scene);
             scene = {line.substr(3, line.find(" @") - 3), {}, aliases, {}};
@@ -296,6 +297,7 @@ std::vector<Mode> modes_of(const Scene& scene) {
     if (which == "all") return all_modes();
     std::vector<Mode> modes;
     if (which == "s") return {{.has_store = true}};
+    if (which == "k") return {{.store_mode = 2}};
     if (which == "cost")
         return {{}, {.tracking = ZUR_TRACKED_MODE}, {.store_mode = 1, .containment = true, .has_store = true}};
     for (const Mode& m : tracking_modes())
@@ -313,7 +315,7 @@ Stage::Stage(const Scene& scene, const Mode& mode) : scene_(scene), D(mode), rec
     heap().quarantine();
     values_["D.tracking_handle"] = reinterpret_cast<Word>(D->tracking_handle);
     values_["D.hd_mapping_root"] = reinterpret_cast<Word>(&D->hd_mapping_root);
-    values_["D.store_mode"] = reinterpret_cast<Word>(&D->store_mode);
+    values_["D.cr_active"] = reinterpret_cast<Word>(&D->cr_active);
 }
 
 Stage::~Stage() {
@@ -371,15 +373,16 @@ void Stage::run(const Step& step) {
     if (options.contains("quiet")) { // under a raised status word nothing happens, and readers give nothing
         options["st"] = "5";
         calls = "nothing";
-        wanted = words.at(1).find("get") == std::string::npos || words[1] == "get_all" || words[1] == "get_mem" ? "st 5" : "= 0; st 5";
+        wanted = words.at(1).find("get") == std::string::npos || words[1] == "get_all" || words[1] == "get_mem"
+                     ? "st 5"
+                     : "= 0; st 5";
     }
     auto* const handle = D->tracking_handle;
     if (options["handle"] == "null") D->tracking_handle = nullptr;
     if (options["handle"] == "damaged") handle->handle_kind = 0xDDDE;
     for (std::size_t n = std::stoul(how[1]), last = dots == how[1].npos ? n : std::stoul(how[1].substr(dots + 2));
          n <= last; ++n) {
-        failing_import() = {how[0], n, static_cast<std::uint32_t>(std::stoul(how[2])),
-                            static_cast<Word>(std::stoll(how[3]))};
+        failing_import() = {how[0], n, static_cast<std::uint32_t>(std::stoul(how[2])), number(how[3])};
         recorder_.take();
         D.st = static_cast<std::uint32_t>(option("st"));
         D->last_error = static_cast<std::uint32_t>(option("error"));
@@ -434,7 +437,7 @@ std::string Stage::bytes_of(const Words& words, std::size_t first) {
 
 void Stage::assign(const Words& words) {
     const std::string bytes = bytes_of(words, 2);
-    if (!values_.contains(words[0]) && words[0].find('+') == std::string::npos) {
+    if (!values_.contains(words[0]) && words[0].find_first_of("+.") == std::string::npos) {
         unsigned char* place = guarded(bytes.size());
         data_.emplace_back(place, bytes.size());
         values_[words[0]] = reinterpret_cast<Word>(place);
@@ -608,10 +611,11 @@ Stage::Word Stage::number(const std::string& word) {
     if (word == "S") return D.set_id();
     if (word == "st") return reinterpret_cast<Word>(&D.st);
     if (word[0] == '~') {
-        std::string name = word.size() > 1 ? word : "~" + subject_;
+        std::string name = word.substr(0, word.find('+'));
         replace_names(name);
-        if (void* copy = recorder_.find(name); copy != nullptr) return reinterpret_cast<Word>(copy);
-        return reinterpret_cast<Word>(type_info_of(name));
+        const void* copy = recorder_.find(name);
+        return reinterpret_cast<Word>(copy != nullptr ? copy : type_info_of(name)) +
+               (word.find('+') == word.npos ? 0 : std::stoul(word.substr(word.find('+') + 1)));
     }
     if (word[0] == '*') return *reinterpret_cast<const Word*>(number(word.substr(1)));
     if (word[0] == '&') return reinterpret_cast<Word>(type_info_of(type(word.substr(1))));
