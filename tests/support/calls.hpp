@@ -30,23 +30,4 @@ Result bare(TestDomain& D, const Type& type, const std::string& name, A... argum
     return operation<Result(zur_domain*, std::uint32_t, A...)>(type, name)(D, D.set_id(), arguments...);
 }
 
-namespace detail {
-
-template <class A, std::size_t... I>
-void spread(TestDomain& D, const Record& r, const char* name, zur_instance* x, const A* list,
-            std::index_sequence<I...>) {
-    whole(D, r, name, x, list[I]...);
-}
-
-} // namespace detail
-
-/// An operation of a record with a number of like arguments that is known at run time only.
-template <class A>
-void spread(TestDomain& D, const Record& r, const char* name, zur_instance* x, const std::vector<A>& list) {
-    [&]<std::size_t... N>(std::index_sequence<N...>) {
-        ((list.size() == N ? detail::spread(D, r, name, x, list.data(), std::make_index_sequence<N>()) : void()), ...);
-    }
-    (std::make_index_sequence<catalogue::most_fields + 1>());
-}
-
 } // namespace epm::test

@@ -37,7 +37,6 @@ public:
         std::memset(block, fill_, size);
         blocks_[block] = {size, allocations_};
         allocated_bytes_ += size;
-        live_bytes_ += size;
         return block;
     }
     void release(void* block) {
@@ -47,7 +46,6 @@ public:
             return;
         }
         std::memset(block, fill_, found->second.size);
-        live_bytes_ -= found->second.size;
         blocks_.erase(found);
         if (has_quarantine_)
             kept_.push_back(block);
@@ -80,7 +78,6 @@ public:
 
     std::size_t allocations() const { return allocations_; } ///< asked for since the last reset
     std::size_t refusals() const { return refusals_; }
-    std::size_t live_bytes() const { return live_bytes_; }
     const std::map<void*, Block>& blocks() const { return blocks_; }
     /// The block that holds an address; null when none does.
     const std::pair<void* const, Block>* block_of(const void* address) const {
@@ -97,7 +94,6 @@ private:
     std::size_t allocations_ = 0;
     std::size_t refusals_ = 0;
     std::size_t allocated_bytes_ = 0;
-    std::size_t live_bytes_ = 0;
     std::optional<std::size_t> refuse_at_;
     std::size_t refuse_from_ = SIZE_MAX;
     std::optional<std::size_t> limit_;

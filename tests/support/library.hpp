@@ -2,7 +2,7 @@
 //     const auto create = operation<Instance*(zur_domain*, std::uint32_t)>(type, "create");
 //     Instance* x = create(D, S);
 // An export that is not there fails the test and yields an operation that does nothing. An operation that is linked
-// directly is watched in the same way as exported(orlan_ial_svm_acl_data_create)(D, S). exports_called() counts.
+// directly is watched in the same way as exported(orlan_ial_svm_acl_data_create)(D, S).
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -35,12 +35,6 @@ inline std::map<std::string, Export>& fetched_exports() {
     return all;
 }
 
-inline std::size_t exports_called() {
-    std::size_t n = 0;
-    for (const auto& [name, e] : fetched_exports()) n += e.is_called;
-    return n;
-}
-
 template <class Signature>
 class Operation;
 
@@ -63,7 +57,7 @@ public:
             ADD_FAILURE() << "call of an export that is not there";
             return Result();
         }
-        export_->is_called = true;
+        if (export_ == nullptr) return function_(arguments...);
         const BundleCall call(export_);
         return function_(arguments...);
     }
@@ -133,11 +127,6 @@ Operation<Result(Parameters...)> exported(Result (*function)(Parameters...)) {
     Export& e = fetched_exports()[name];
     if (e.operation.empty()) e.operation = name;
     return {function, &e};
-}
-
-/// Whether the library exports a name.
-inline bool exports(const std::string& name) {
-    return dlsym(library(), name.c_str()) != nullptr;
 }
 
 template <class Type>

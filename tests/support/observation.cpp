@@ -2,6 +2,7 @@
 #include "support/observation.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 namespace epm::test {

@@ -5,7 +5,6 @@
 
 #include <zur/types.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -20,7 +19,6 @@ struct Export {
     std::string type;
     std::string field; ///< empty for an operation of the whole type
     std::string operation;
-    std::atomic<bool> is_called = false;
 };
 
 /// The arguments of a call as text; asked for only where somebody writes them down.

@@ -2,10 +2,10 @@
 #include "support/scene.hpp"
 
 #include "support/imports.hpp"
+#include "support/text.hpp"
 
 #include <platform/store.h>
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,11 +41,7 @@ Words words_of(const std::string& text) {
             continue;
         }
         word = static_cast<char>(in.get());
-        for (int c; (c = in.get()) != '"' && c >= 0;) word += c != '\\' ? static_cast<char>(c) : '\0';
-        for (std::size_t at; (at = word.find(std::string("\0"
-                                                         "0",
-                                                         2))) != std::string::npos;)
-            word.erase(at + 1, 1);
+        for (int c; (c = in.get()) != '"' && c >= 0;) word += c == '\\' && in.get() ? '\0' : static_cast<char>(c);
     }
     return words;
 }
@@ -55,9 +51,10 @@ void replace_all(std::string& text, const std::string& from, const std::string& 
         text.replace(at, from.size(), to);
 }
 
-std::string strip(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+/// `@name=value`, or `@name`
+std::pair<std::string, std::string> option_of(const std::string& word) {
+    const auto end = std::min(word.find('='), word.size() - 1);
+    return {word.substr(1, word[end] == '=' ? end - 1 : end), word[end] == '=' ? word.substr(end + 1) : ""};
 }
 
 /// What a title may ask a scene for: every type or every field of a kind.
@@ -67,14 +64,12 @@ bool is_of(const std::string& what, const TypeNumbers& t) {
     return what == "type" || what == (t.is_enum ? "enum" : "record") || what == t.name || (what == "flat" && is_flat);
 }
 bool is_of(const std::string& what, const Record& r, const Field& f) {
-    const bool is_value = f.kind == Kind::value;
-    return what == std::string(r.name) + "." + f.name || (what == "tracked" && f.is_tracked()) ||
-           (what == "number" && is_value && !f.is_enumerated()) ||
-           (what == "imported_enumeration" && is_value && f.is_enumerated() && !f.is_own_enum()) ||
-           (what == "enumeration" && is_value && f.is_own_enum() && !r.is_union()) ||
-           (what == "length" && f.kind == Kind::length) || (what == "object" && f.kind == Kind::object) ||
-           (what == "text" && f.kind == Kind::text) || (what == "embedded" && f.kind == Kind::embedded) ||
-           (what == "arm" && f.kind == Kind::arm);
+    static const char* const kinds[] = {"number", "length", "object",   "text", "characters",
+                                        "array",  "run",    "embedded", "arm",  "list"};
+    const std::string kind = f.is_own_enum()     ? r.is_union() ? "tag" : "enumeration"
+                             : f.is_enumerated() ? "imported_enumeration"
+                                                 : kinds[static_cast<std::size_t>(f.kind)];
+    return what == kind || what == std::string(r.name) + "." + f.name || (what == "tracked" && f.is_tracked());
 }
 
 using Replacements = std::map<std::string, std::string>;
@@ -168,15 +163,17 @@ const struct {
     // Outcomes.
     {"is_flag", "t: = $1\nu: = 0\nn: trace(3 \" The object is non state tracked\")\nu: st = 22\n"},
     {"no_flag", "n: trace(3 \" The object is not state tracked\")\nu: st = 22\n"},
-    {"no_read_flag", "n: trace(3 \" The object is non state tracked\")\nu: st = 22\n"},
     {"st", "st = $1\n"},
     {"error", "error = $1\n"},
 };
 
+/// In the order of Stage::counts().
+constexpr std::string_view mode_letters = "tdnucsmkre";
+
 /// A call with the modes in front, if any.
 std::pair<std::string, std::string> modes_and_call(const std::string& line) {
     const auto end = line.find(": ");
-    if (end == std::string::npos || line.substr(0, end).find_first_not_of("!tdnucsmker") != std::string::npos)
+    if (end == std::string::npos || line.substr(0, end).find_first_not_of(mode_letters) != std::string::npos)
         return {"", line};
     return {line.substr(0, end + 2), line.substr(end + 2)};
 }
@@ -193,20 +190,6 @@ std::string in_full(const std::string& line) {
         return all;
     }
     return line + "\n";
-}
-
-/// A step's bytes, at the end of a page behind which nobody may touch anything.
-unsigned char* guarded(std::size_t size) {
-    const std::size_t length = (size + 4095) / 4096 * 4096;
-    void* pages = mmap(nullptr, length + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pages == MAP_FAILED) std::abort();
-    auto* end = static_cast<unsigned char*>(pages) + length;
-    mprotect(end, 4096, PROT_NONE);
-    return end - size;
-}
-void unguard(unsigned char* bytes, std::size_t size) {
-    const std::size_t length = (size + 4095) / 4096 * 4096;
-    munmap(bytes + size - length, length + 4096);
 }
 
 /// The first entry of each type in the trace table, found by the texts of creation.
@@ -229,23 +212,16 @@ const std::vector<std::pair<std::string, std::uint32_t>>& first_entries() {
     return all;
 }
 
-template <class Sequence>
-struct AnyOperation;
-template <std::size_t... I>
-struct AnyOperation<std::index_sequence<I...>> {
-    template <std::size_t>
-    using Word = std::uint64_t;
-    using Signature = std::uint64_t(Word<I>...);
-    static std::uint64_t call(const Operation<Signature>& o, const std::array<std::uint64_t, sizeof...(I)>& words) {
-        return o(words[I]...);
-    }
-    [[gnu::no_sanitize("undefined")]] static std::uint64_t
-    call_bare(Signature* f, const std::array<std::uint64_t, sizeof...(I)>& words) {
-        return f(words[I]...);
-    }
-};
+using Word = std::uint64_t;
 constexpr std::size_t most_words = 20;
-using Any = AnyOperation<std::make_index_sequence<most_words>>;
+/// An operation that is called with words, for whatever it takes.
+template <class Sequence>
+struct WithWords;
+template <std::size_t... I>
+struct WithWords<std::index_sequence<I...>> {
+    using Signature = Word(std::conditional_t<I != most_words, Word, void>...);
+};
+using Any = WithWords<std::make_index_sequence<most_words>>::Signature;
 
 } // namespace
 
@@ -275,14 +251,16 @@ std::vector<Scene> scenes_of(const std::string& file) {
             add(scenes, scene);
             scene = {line.substr(3, line.find(" @") - 3), {}, aliases, {}};
             for (const std::string& word : words)
-                if (const auto end = word.find('='); word[0] == '@')
-                    scene.options[word.substr(1, end - 1)] = word.substr(end + 1);
+                if (word[0] == '@') scene.options.insert(option_of(word));
         } else if (line[0] == ' ') {
             scene.steps.back().calls += lines(line);
         } else {
             const std::string name = std::filesystem::path(file).filename();
-            for (const std::string& step : split(line, " | "))
-                scene.steps.push_back({name + ":" + std::to_string(number), step, ""});
+            for (const std::string& step : split(line, " | ")) {
+                const auto calls = step.find(" :: ");
+                scene.steps.push_back({name + ":" + std::to_string(number), step.substr(0, calls),
+                                       calls == step.npos ? "" : lines(step.substr(calls + 4))});
+            }
         }
     }
     add(scenes, scene);
@@ -290,25 +268,19 @@ std::vector<Scene> scenes_of(const std::string& file) {
 }
 
 std::vector<Mode> modes_of(const Scene& scene) {
+    const Mode none, untracked{ZUR_UNTRACKED_MODE}, tracked{ZUR_TRACKED_MODE}, store{.has_store = true};
+    const Mode marking{.store_mode = 1, .containment = true, .has_store = true};
+    const std::map<std::string, std::vector<Mode>> lists = {
+        {"all", all_modes()},
+        {"few", {none, untracked, tracked, {ZUR_TRACKED_MODE, 1, true, true}, {ZUR_UNTRACKED_MODE, 0, true, true}}},
+        {"base", {none, untracked, tracked}},
+        {"cost", {none, tracked, marking}},
+        {"n", {none}},
+        {"t", {tracked}},
+        {"s", {store}},
+        {"k", {{.store_mode = 2}}}};
     const auto option = scene.options.find("modes");
-    const std::string which = option != scene.options.end()    ? option->second
-                              : scene.options.contains("each") ? "few"
-                                                               : "all";
-    if (which == "all") return all_modes();
-    std::vector<Mode> modes;
-    if (which == "s") return {{.has_store = true}};
-    if (which == "k") return {{.store_mode = 2}};
-    if (which == "cost")
-        return {{}, {.tracking = ZUR_TRACKED_MODE}, {.store_mode = 1, .containment = true, .has_store = true}};
-    for (const Mode& m : tracking_modes())
-        if (which == "few" || which == "base" ||
-            (which == "t" ? m.is_tracking() : which == "n" && m.tracking == PLATFORM_NO_HANDLE))
-            modes.push_back(m);
-    if (which == "few") {
-        modes.push_back({ZUR_TRACKED_MODE, 1, true, true});
-        modes.push_back({ZUR_UNTRACKED_MODE, 0, true, true});
-    }
-    return modes;
+    return lists.at(option != scene.options.end() ? option->second : scene.options.contains("each") ? "few" : "all");
 }
 
 Stage::Stage(const Scene& scene, const Mode& mode) : scene_(scene), D(mode), recorder_(D) {
@@ -322,7 +294,6 @@ Stage::~Stage() {
     heap().stop_refusing();
     for (const auto& [type, x] : made_)
         if (heap().blocks().contains(x)) destroy(type, D, x);
-    for (const auto& [bytes, size] : data_) unguard(bytes, size);
 }
 
 void Stage::run() {
@@ -346,7 +317,7 @@ void Stage::run(const Step& step) {
     Words words = words_of(text.substr(0, arrow));
     std::map<std::string, std::string> options;
     std::erase_if(words, [&](const std::string& word) {
-        if (const auto end = word.find('='); word[0] == '@') options[word.substr(1, end - 1)] = word.substr(end + 1);
+        if (word[0] == '@') options.insert(option_of(word));
         return word[0] == '@';
     });
     if (options.contains("for") && type(options["for"]) != type("type")) return;
@@ -364,8 +335,6 @@ void Stage::run(const Step& step) {
         return declare(words);
 
     const auto option = [&](const char* name) { return options.contains(name) ? number(options[name]) : 0; };
-    if (options.contains("agreed"))
-        D.agree(types_[words[0].substr(0, words[0].find('.'))].c_str(), std::stoi(options["agreed"]));
     if (options.contains("refuse")) heap().refuse_nth(option("refuse"));
     Words how = options.contains("fail") ? split(options["fail"], ":") : Words{"", "0", "0", "0"};
     how.resize(4, "0");
@@ -375,7 +344,7 @@ void Stage::run(const Step& step) {
         calls = "nothing";
         wanted = words.at(1).find("get") == std::string::npos || words[1] == "get_all" || words[1] == "get_mem"
                      ? "st 5"
-                     : "= 0; st 5";
+                     : "0; st 5";
     }
     auto* const handle = D->tracking_handle;
     if (options["handle"] == "null") D->tracking_handle = nullptr;
@@ -394,7 +363,14 @@ void Stage::run(const Step& step) {
         std::string found = recorder_.take();
         if (D.st != 0) found += "st = " + std::to_string(D.st) + "\n";
         if (D->last_error != 0 && D->last_error != D.st) found += "error = " + std::to_string(D->last_error) + "\n";
-        if (options.contains("cost") && on_cost) on_cost(options["cost"], found);
+        if (options.contains("cost") && on_cost && D.st == 0) {
+            std::string label = words[words[0].find(':') == words[0].npos ? 1 : 0];
+            label.erase(0, label.find(':') + 1);
+            if (!options["cost"].empty()) label += ", " + options["cost"];
+            std::ranges::replace(label.begin() + std::ssize(label) - std::ssize(options["cost"]), label.end(), '_',
+                                 ' ');
+            on_cost(label, found);
+        }
         if (!options.contains("any")) outcome(wanted, calls, found, result);
     }
     D.st = 0;
@@ -438,8 +414,7 @@ std::string Stage::bytes_of(const Words& words, std::size_t first) {
 void Stage::assign(const Words& words) {
     const std::string bytes = bytes_of(words, 2);
     if (!values_.contains(words[0]) && words[0].find_first_of("+.") == std::string::npos) {
-        unsigned char* place = guarded(bytes.size());
-        data_.emplace_back(place, bytes.size());
+        const char* place = data_.emplace_back().last(bytes.size());
         values_[words[0]] = reinterpret_cast<Word>(place);
         recorder_.name(place, bytes.size(), words[0]);
     }
@@ -452,46 +427,36 @@ void Stage::compare(const Words& words) {
     EXPECT_EQ(std::string(found, wanted.size()), wanted) << words[0];
 }
 
-Stage::Word Stage::invoke(const Words& words) {
+Word Stage::invoke(const Words& words) {
     std::array<Word, most_words> all{};
-    std::size_t n = 0;
-    const auto push = [&](Word word) { all.at(n++) = word; };
-    Operation<Any::Signature> called;
-    Any::Signature* bare = nullptr; // of the runtime
+    auto next = all.begin();
+    Operation<Any> called;
     width_ = 0;
-    if (const auto colon = words[0].find(':'); colon != std::string::npos) {
-        const std::string name = words[0].substr(colon + 1);
-        subject_ = type(words[0].substr(0, colon));
-        if (!subject_.empty()) {
-            called = operation<Any::Signature>(subject_, name);
-        } else if (name.find("orlan_epm") != name.npos) {
-            called = bundle_operation<Any::Signature>(name);
-        } else {
-            bare = reinterpret_cast<Any::Signature*>(number(name));
-        }
+    const auto end = words[0].find_first_of(":.");
+    const std::string name = words[0].substr(0, end);
+    const std::string rest = end == words[0].npos ? "" : words[0].substr(end + 1);
+    const bool is_bare = end != words[0].npos && words[0][end] == ':';
+    subject_ = is_bare ? type(name) : types_[name];
+    if (is_bare && !name.empty()) {
+        called = operation<Any>(subject_, rest);
+    } else if (is_bare) {
+        called = bundle_operation<Any>(rest);
+        if (rest.find("orlan_epm") == rest.npos) called = {called.function(), nullptr}; // the runtime's
     } else {
-        const auto dot = words[0].find('.');
-        const std::string name = words[0].substr(0, dot);
-        const std::string field = dot == std::string::npos ? "" : words[0].substr(dot + 1);
-        EXPECT_TRUE(types_.contains(name)) << name << " is no Instance";
-        subject_ = types_[name];
         const std::string& what = words.at(1);
-        called = field.empty() ? operation<Any::Signature>(subject_, what)
-                               : operation<Any::Signature>(subject_, field, what);
-        push(reinterpret_cast<Word>(static_cast<zur_domain*>(D)));
-        if (!what.ends_with("_cr")) push(D.set_id());
-        push(number(name));
+        called = rest.empty() ? operation<Any>(subject_, what) : operation<Any>(subject_, rest, what);
+        *next++ = number("D");
+        if (!what.ends_with("_cr")) *next++ = number("S");
+        *next++ = number(name);
         const Record* r = record_named(subject_);
+        const std::size_t i = r == nullptr ? most_words : r->index_of(rest);
         if (what.ends_with("flag_get") || what.ends_with("whole_get")) width_ = 1;
-        if (const std::size_t i = r == nullptr ? 0 : r->index_of(field);
-            what == "get_value" && r != nullptr && i < r->count)
+        if (what == "get_value" && r != nullptr && i < r->count)
             width_ = r->fields[i].is_enumerated() ? 4 : r->fields[i].foreign->length;
     }
-    for (std::size_t i = words[0].find(':') != std::string::npos ? 1 : 2; i < words.size(); ++i) push(number(words[i]));
-    push(reinterpret_cast<Word>(&D.st));
-    if (bare == nullptr) return Any::call(called, all);
-    const RuntimeCall made("runtime", [](const Names&) { return ""; });
-    return Any::call_bare(bare, all);
+    for (std::size_t i = is_bare ? 1 : 2; i < words.size(); ++i) *next++ = number(words[i]);
+    *next = number("st");
+    return std::apply(called, all);
 }
 
 void Stage::outcome(const std::string& wanted, const std::string& calls, const std::string& found, Word result) {
@@ -499,11 +464,10 @@ void Stage::outcome(const std::string& wanted, const std::string& calls, const s
     for (const std::string& line : split(calls, "\n"))
         if (line != "nothing") all += in_full(line);
     for (const std::string& item : split(wanted, "; ")) {
-        const auto [modes, what] = modes_and_call(strip(item));
-        const std::string first = words_of(what).at(0);
-        const bool is_value = first != "st" && first != "error" && !first.starts_with("trace(") && first != "is_flag" &&
-                              first != "no_flag" && first != "no_read_flag";
-        all += is_value ? modes + (what[0] == '=' ? "" : "= ") + what + "\n" : in_full(strip(item));
+        const auto [modes, what] = modes_and_call(item);
+        const std::string full = in_full(item);
+        const bool is_value = full == item + "\n" && !what.starts_with("trace(");
+        all += is_value ? modes + "= " + what + "\n" : full;
     }
     std::string rest;
     for (std::string& line : split(all, "\n")) {
@@ -599,12 +563,9 @@ std::string Stage::type(const std::string& word) const {
     return alias != scene_.words.end() ? alias->second : word;
 }
 
-Stage::Word Stage::number(const std::string& word) {
+Word Stage::number(const std::string& word) {
     if (word[0] == '"') {
-        unsigned char* place = guarded(word.size());
-        data_.emplace_back(place, word.size());
-        std::memcpy(place, word.c_str() + 1, word.size());
-        return reinterpret_cast<Word>(place);
+        return reinterpret_cast<Word>(std::strcpy(data_.emplace_back().last(word.size()), word.c_str() + 1));
     }
     if (word == "null") return 0;
     if (word == "D") return reinterpret_cast<Word>(static_cast<zur_domain*>(D));
@@ -639,25 +600,18 @@ bool Stage::counts(std::string& line) const {
     const Mode& mode = D.mode();
     const auto type = scene_.words.find("type");
     const bool is_record = type != scene_.words.end() && record_named(type->second) != nullptr;
-    bool is_not = false;
-    for (const char letter : modes.substr(0, modes.find(':'))) {
-        if (letter == '!') {
-            is_not = true;
-            continue;
-        }
-        const bool holds = letter == 't'   ? mode.is_tracking()
-                           : letter == 'd' ? mode.tracking == ZUR_UNTRACKED_MODE
-                           : letter == 'n' ? mode.tracking == PLATFORM_NO_HANDLE
-                           : letter == 'u' ? !mode.is_tracking()
-                           : letter == 'c' ? mode.containment
-                           : letter == 's' ? mode.has_store
-                           : letter == 'm' ? mode.marks()
-                           : letter == 'k' ? mode.store_mode != 0
-                           : letter == 'r' ? is_record
-                                           : !is_record;
-        if (holds == is_not) return false;
-        is_not = false;
-    }
+    const bool holds[] = {mode.is_tracking(),
+                          mode.tracking == ZUR_UNTRACKED_MODE,
+                          mode.tracking == PLATFORM_NO_HANDLE,
+                          !mode.is_tracking(),
+                          mode.containment,
+                          mode.has_store,
+                          mode.marks(),
+                          mode.store_mode != 0,
+                          is_record,
+                          !is_record};
+    for (const char letter : modes.substr(0, modes.find(':')))
+        if (!holds[mode_letters.find(letter)]) return false;
     line = call;
     return true;
 }

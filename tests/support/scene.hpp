@@ -2,8 +2,10 @@
 #pragma once
 
 #include "support/bundle_test.hpp"
+#include "support/text.hpp"
 #include "support/types.hpp"
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <set>
@@ -70,7 +72,7 @@ private:
     std::map<std::string, std::string> types_; ///< of Instances, by name
     std::map<std::string, Word> values_;       ///< addresses of Instances and buffers, results
     std::map<std::string, std::string> bound_; ///< `$name` as it stands in calls
-    std::vector<std::pair<unsigned char*, std::size_t>> data_;
+    std::deque<GuardedBuffer> data_;           ///< bytes of the scene
     std::vector<std::pair<std::string, Instance*>> made_;
     std::set<std::uint32_t> deaths_;
     std::string subject_; ///< type of the Instance that the step is about

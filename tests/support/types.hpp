@@ -1,5 +1,5 @@
-// The 58 types and their numbers as they are kept in expected/layouts.txt, which is not made from the catalogue at
-// hand, and the few operations that most tests need by a type's name.
+// The types of the catalogue with their numbers, records first, and the few operations that most tests need by a
+// type's name.
 #pragma once
 
 #include "support/domains.hpp"
@@ -21,7 +21,21 @@ struct TypeNumbers {
 };
 
 /// In type-table order.
-const std::vector<TypeNumbers>& all_types();
+inline const std::vector<TypeNumbers>& all_types() {
+    static const std::vector<TypeNumbers> all = [] {
+        std::vector<TypeNumbers> list;
+        for (const Record* r : catalogue::all_records) {
+            const catalogue::Layout l = catalogue::lay_out(*r);
+            const auto end = l.used.begin() + r->top() + 1;
+            list.push_back({r->name, false, {l.used.begin(), end}, l.size(*r), l.size(*r) + l.block_length(*r)});
+        }
+        for (const Enum* e : catalogue::all_enums)
+            list.push_back(
+                {e->name, true, std::vector<std::size_t>(static_cast<std::size_t>(e->top()) + 1, 16), 16, 16});
+        return list;
+    }();
+    return all;
+}
 
 /// The description of a record; null for an enumeration.
 inline const Record* record_named(const std::string& type) {
