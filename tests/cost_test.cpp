@@ -40,17 +40,12 @@ std::string text_of(Names calls) {
     return calls.empty() ? "none" : text;
 }
 
-/// What is called in another mode besides, like with like.
-Names further(const Names& calls, Names known) {
+/// What is called in another mode besides, by name.
+Names further(Names calls, Names known) {
+    std::ranges::sort(calls);
+    std::ranges::sort(known);
     Names more;
-    for (const std::string& call : calls) {
-        if (const auto found = std::ranges::find(known, call); found != known.end()) {
-            known.erase(found);
-            continue;
-        }
-        const auto last = std::find(more.rbegin(), more.rend(), call);
-        more.insert(last == more.rend() ? more.end() : last.base(), call);
-    }
+    std::ranges::set_difference(calls, known, std::back_inserter(more));
     return more;
 }
 

@@ -213,15 +213,9 @@ const std::vector<std::pair<std::string, std::uint32_t>>& first_entries() {
 }
 
 using Word = std::uint64_t;
-constexpr std::size_t most_words = 20;
+using W = Word;
 /// An operation that is called with words, for whatever it takes.
-template <class Sequence>
-struct WithWords;
-template <std::size_t... I>
-struct WithWords<std::index_sequence<I...>> {
-    using Signature = Word(std::conditional_t<I != most_words, Word, void>...);
-};
-using Any = WithWords<std::make_index_sequence<most_words>>::Signature;
+using Any = Word(W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W);
 
 } // namespace
 
@@ -321,14 +315,7 @@ void Stage::run(const Step& step) {
         return word[0] == '@';
     });
     if (options.contains("for") && type(options["for"]) != type("type")) return;
-    if (words[0] == "agree") {
-        if (words[1] == "*") return D.agree_all(std::stoi(words[2]));
-        return D.agree(type(words[1]).c_str(), std::stoi(words[2]));
-    }
-    if (words[0] == "gone") {
-        EXPECT_EQ(heap().block_of(reinterpret_cast<void*>(number(words[1]))), nullptr) << words[1] << " is still there";
-        return;
-    }
+    if (words[0] == "agree") return D.agree(type(words[1]).c_str(), std::stoi(words[2]));
     if (words.size() > 1 && words[1] == ":=") return assign(words);
     if (words.size() > 1 && words[1] == "==") return compare(words);
     if (words.size() > 1 && std::ranges::find(all_types(), type(words[0]), &TypeNumbers::name) != all_types().end())
@@ -364,12 +351,11 @@ void Stage::run(const Step& step) {
         if (D.st != 0) found += "st = " + std::to_string(D.st) + "\n";
         if (D->last_error != 0 && D->last_error != D.st) found += "error = " + std::to_string(D->last_error) + "\n";
         if (options.contains("cost") && on_cost && D.st == 0) {
-            std::string label = words[words[0].find(':') == words[0].npos ? 1 : 0];
-            label.erase(0, label.find(':') + 1);
-            if (!options["cost"].empty()) label += ", " + options["cost"];
-            std::ranges::replace(label.begin() + std::ssize(label) - std::ssize(options["cost"]), label.end(), '_',
-                                 ' ');
-            on_cost(label, found);
+            const auto colon = words[0].find(':');
+            std::ranges::replace(options["cost"], '_', ' ');
+            on_cost((colon == words[0].npos ? words[1] : words[0].substr(colon + 1)) +
+                        (options["cost"].empty() ? "" : ", " + options["cost"]),
+                    found);
         }
         if (!options.contains("any")) outcome(wanted, calls, found, result);
     }
@@ -428,7 +414,7 @@ void Stage::compare(const Words& words) {
 }
 
 Word Stage::invoke(const Words& words) {
-    std::array<Word, most_words> all{};
+    std::array<Word, 20> all{};
     auto next = all.begin();
     Operation<Any> called;
     width_ = 0;
@@ -449,7 +435,7 @@ Word Stage::invoke(const Words& words) {
         if (!what.ends_with("_cr")) *next++ = number("S");
         *next++ = number(name);
         const Record* r = record_named(subject_);
-        const std::size_t i = r == nullptr ? most_words : r->index_of(rest);
+        const std::size_t i = r == nullptr ? 0 : r->index_of(rest);
         if (what.ends_with("flag_get") || what.ends_with("whole_get")) width_ = 1;
         if (what == "get_value" && r != nullptr && i < r->count)
             width_ = r->fields[i].is_enumerated() ? 4 : r->fields[i].foreign->length;
