@@ -1,0 +1,1085 @@
+// A model of every record: a tree of plain values, and what each operation must make of it. It goes by the catalogue's
+// tables alone, never through the library's templates, so that a rule is written down twice and a fault in one shows.
+//     Tree t = draw(record, agreement, random);     // what an Instance is to hold
+//     Hands(D, random).fill(t, x);                  // through the exported setters; notes the marks that they leave
+//     EXPECT_EQ(dump(Hands(D, random).read(record, x)), dump(t));
+//     Writer out(room, agreement, is_tracked); out.record(t, true);   // the bytes that marshal() must write
+// Cells above a Tree's variant are there but not shown: order and hash look at them.
+#pragma once
+
+#include "support/calls.hpp"
+#include "support/heap.hpp"
+#include "support/imports.hpp"
+#include "support/text.hpp"
+
+#include <array>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace epm::test {
+
+using catalogue::Foreign;
+using Bytes = std::vector<std::uint8_t>;
+
+struct Tree;
+
+/// What one field holds.
+struct Cell {
+    std::uint64_t number = 0; ///< of a value; a length follows from what it counts
+    int variant = 0;          ///< of an enumerated value that is an Instance
+    std::string bytes;        ///< text, characters, run; numbers of an array as in memory; an object in wire form
+    std::vector<Tree> trees;  ///< embedded: one; arm: none or one; elements of an array or a list
+    std::uint8_t flag = 0;    ///< state flag, or whole flag
+    std::string flags;        ///< state flags of the elements
+};
+
+/// A record, or an enumeration's Instance, whose value is its one cell's.
+struct Tree {
+    const Record* r = nullptr;
+    const Enum* e = nullptr;
+    int variant = 0;
+    std::vector<Cell> cells;
+    bool has_ra = false; ///< a block of the runtime's travels with it
+
+    const char* name() const { return r != nullptr ? r->name : e->name; }
+    bool shows(std::size_t i) const { return r == nullptr || r->fields[i].since <= variant; }
+    bool selects(const Field& arm) const { return cells[0].number == arm.tag; }
+    std::size_t count(const Field& f) const {
+        const Cell& c = cells[r->index_of(f.name)];
+        return f.is_of_record() ? c.trees.size() : c.bytes.size() / f.foreign->length;
+    }
+    /// Changes the last byte or element of a field, or one that is a nested record's; false when it has none.
+    bool change_end(std::size_t i, const Cell& other) {
+        Cell& c = cells[i];
+        if (r == nullptr || r->fields[i].kind == Kind::object) return false;
+        if (!c.trees.empty() && !other.trees.empty()) c.trees.back() = other.trees.back();
+        if (!c.bytes.empty() && c.bytes.back() != 0) c.bytes.back() ^= 1;
+        return !(c.trees.empty() || other.trees.empty()) || (!c.bytes.empty() && c.bytes.back() != 0);
+    }
+    /// A number as it is in memory and on the wire.
+    std::uint64_t number(std::size_t i) const {
+        if (r->fields[i].kind != Kind::length) return cells[i].number;
+        for (const Field& f : r->fields)
+            if (f.companion != nullptr && r->index_of(f.companion) == i) return count(f);
+        return 0;
+    }
+};
+
+struct Random {
+    std::mt19937 engine;
+
+    std::uint32_t number() { return static_cast<std::uint32_t>(engine()); }
+    unsigned below(unsigned n) { return number() % n; }
+    bool once_in(unsigned n) { return below(n) == 0; }
+};
+
+/// The variants that two sides have agreed on.
+struct Agreement {
+    int of_others = PLATFORM_HIGHEST_VARIANT;
+    std::map<std::string, int> by_type;
+
+    int of(const char* type) const {
+        const auto found = by_type.find(type);
+        return found != by_type.end() ? found->second : of_others;
+    }
+    template <class Type>
+    int of(const Type& type) const {
+        return std::min<int>(of(type.name), type.top());
+    }
+    void conclude(TestDomain& D) const {
+        platform_domain_clear_agreement(D);
+        D.agree_all(of_others);
+        for (const auto& [type, variant] : by_type) D.agree(type.c_str(), variant);
+    }
+};
+
+inline bool is_auth_domain(const Field& f) {
+    return f.foreign == &catalogue::sm_auth_domain;
+}
+/// Bytes of a field's number.
+inline std::size_t width_of(const Field& f) {
+    return f.is_own_enum() || is_auth_domain(f) ? 4 : f.foreign->length;
+}
+inline std::string big_endian(std::uint64_t number, std::size_t width) {
+    std::string bytes;
+    while (width-- != 0) bytes += static_cast<char>(width < 8 ? number >> 8 * width : 0);
+    return bytes;
+}
+/// The machine's own order, in which bytes are compared and hashed.
+inline std::string in_memory(std::uint64_t number, std::size_t width) {
+    const std::string bytes = big_endian(number, width);
+    return {bytes.rbegin(), bytes.rend()};
+}
+
+// ---- the runtime's part ----
+
+/// A value of an imported type, made from its wire form, and what the runtime's own operations say of it.
+class Imported {
+public:
+    static constexpr std::int32_t room = 1 << 18;
+
+    Imported(const Foreign& type, const std::string& wire = "") : type_(type) {
+        if (!wire.empty())
+            call<std::uint32_t>("unmarshal", wire.data(), memory_, static_cast<std::int32_t>(wire.size()), 0u, &st_);
+    }
+    ~Imported() {
+        if (type_.is_object()) call<void>("destroy_internal", memory_, 0u);
+    }
+    Imported(const Imported&) = delete;
+    Imported& operator=(const Imported&) = delete;
+
+    std::string wire() {
+        return text([&](char* to) { return call<std::uint32_t>("marshal", to, memory_, room, &st_); });
+    }
+    std::int32_t compare(const Imported& other) const {
+        return operation<std::int32_t(const void*, const void*)>("compare")(memory_, other.memory_);
+    }
+    std::uint32_t hash(std::uint32_t h) const {
+        return operation<std::uint32_t(const void*, std::uint32_t)>("hash")(memory_, h);
+    }
+    std::string line(const std::string& name, std::uint32_t indent) {
+        return text(
+            [&](char* to) { return call<std::uint32_t>("print", to, indent, name.c_str(), memory_, room, &st_); });
+    }
+    std::string element(const std::string& name, std::uint8_t flag) {
+        return text([&](char* to) {
+            return call<std::uint32_t>("to_xml", name.c_str(), to, memory_, room, std::uint32_t{flag}, &st_);
+        });
+    }
+    /// What is written into a buffer.
+    template <class Write>
+    static std::string text(Write write) {
+        static std::string buffer(room, '\0');
+        return buffer.substr(0, write(buffer.data()));
+    }
+    static zur_domain* domain() {
+        static zur_domain* const D = platform_domain_create(nullptr);
+        return D;
+    }
+
+private:
+    template <class Signature>
+    Signature* operation(const std::string& name) const {
+        static std::map<std::string, void*> all;
+        void*& found = all[type_.name + ("_" + name)];
+        if (found == nullptr) found = following((type_.name + ("_" + name)).c_str());
+        return reinterpret_cast<Signature*>(found);
+    }
+    template <class Result, class... A>
+    Result call(const char* name, A... arguments) const {
+        return operation<Result(zur_domain*, std::uint32_t, A...)>(name)(domain(), ZUR_NO_SET, arguments...);
+    }
+    const Foreign& type_;
+    alignas(8) char memory_[64] = {};
+    std::uint32_t st_ = 0;
+};
+
+// ---- trees ----
+
+/// A field that nobody has set yet.
+Cell empty_cell(const Field& f, const Agreement& agreed);
+
+inline Tree blank(const Record& r, const Agreement& agreed) {
+    Tree t{.r = &r, .variant = agreed.of(r), .cells = {}};
+    for (std::size_t i = 0; i < r.count; ++i) t.cells.push_back(empty_cell(r.fields[i], agreed));
+    return t;
+}
+inline Tree blank(const Enum& e, const Agreement& agreed) {
+    return {.e = &e, .variant = agreed.of(e), .cells = {{}}};
+}
+
+inline Cell empty_cell(const Field& f, const Agreement& agreed) {
+    Cell c;
+    if (f.is_own_enum()) c.variant = agreed.of(*f.enumeration);
+    if (is_auth_domain(f)) c.variant = std::min(agreed.of(f.foreign->name), 0);
+    if (f.kind == Kind::embedded) c.trees = {blank(*f.record, agreed)};
+    if (f.kind == Kind::characters || f.kind == Kind::run) c.bytes.resize(f.capacity);
+    if (f.kind == Kind::run) c.flags.resize(f.capacity);
+    if (f.kind == Kind::object) c.bytes = Imported(*f.foreign).wire();
+    return c;
+}
+
+/// Text in which every character may need an escape, but for NUL, which would end it.
+inline std::string draw_text(Random& random, std::size_t length) {
+    std::string text;
+    while (text.size() < length)
+        text += random.once_in(8) ? "<&>\\\n\x7F\xFF]"[random.below(8)] : static_cast<char>(' ' + random.below(95));
+    return text;
+}
+
+/// An object in wire form: bytes, behind their length where they are counted.
+inline std::string draw_object(const std::string& type, Random& random) {
+    const bool is_counted = type == "zur_vstring" || type == "kesh_bytestr" || type == "aaa_tlv";
+    std::string bytes(is_counted                            ? random.below(12)
+                      : type == "zur_mac_addr"              ? 6
+                      : type == "sess_mgr_authorize_result" ? 4
+                                                            : 8,
+                      '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random.number());
+    if (type == "ip_address") return random.once_in(2) ? "\4" + bytes.substr(4) : "\6" + bytes + bytes;
+    if (type == "zur_vstring") bytes = draw_text(random, bytes.size());
+    return (type == "aaa_tlv" ? "type" : "") + (is_counted ? big_endian(bytes.size(), 4) : "") + bytes;
+}
+
+/// A record with random content in all cells that it shows. The numbers of arms, elements and characters are random,
+/// too, and few of them are 0.
+inline Tree draw(const Record& r, const Agreement& agreed, Random& random) {
+    Tree t = blank(r, agreed);
+    t.has_ra = random.once_in(9);
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        Cell& c = t.cells[i];
+        if (!t.shows(i)) continue;
+        const unsigned few = random.once_in(5) ? 0 : 1 + random.below(3);
+        switch (f.kind) {
+        case Kind::value:
+            c.number = std::uint64_t{random.number()} << 32 | random.number();
+            if (f.is_own_enum())
+                c.number %= std::max(1u, f.enumeration->accepted(static_cast<std::int8_t>(c.variant)));
+            else if (width_of(f) < 8)
+                c.number %= std::uint64_t{1} << 8 * width_of(f);
+            break;
+        case Kind::object: c.bytes = draw_object(f.foreign->name, random); break;
+        case Kind::text: c.bytes = draw_text(random, few * random.below(20)); break;
+        case Kind::characters:
+            c.bytes = draw_text(random, random.below(f.capacity + 1u));
+            c.bytes.resize(f.capacity);
+            break;
+        case Kind::run:
+            for (char& byte : c.bytes) byte = static_cast<char>(random.number());
+            break;
+        case Kind::embedded: c.trees = {draw(*f.record, agreed, random)}; break;
+        case Kind::array:
+        case Kind::list:
+            for (unsigned n = 0; n < few; ++n)
+                if (f.is_of_record())
+                    c.trees.push_back(draw(*f.record, agreed, random));
+                else
+                    c.bytes += in_memory(random.number(), f.foreign->length);
+            break;
+        default: break;
+        }
+        if (f.kind == Kind::array) c.flags.resize(t.count(f));
+    }
+    if (!r.is_union() || agreed.of(r) < 0) return t;
+    // One arm that is selected, or none; and some that were selected before.
+    const std::size_t selected = 1 + random.below(static_cast<unsigned>(r.count));
+    for (std::size_t i = 1; i < r.count; ++i)
+        if (t.shows(i) && (i == selected || random.once_in(6))) {
+            t.cells[i].trees = {draw(*r.fields[i].record, agreed, random)};
+            if (i == selected) t.cells[0].number = r.fields[i].tag;
+        }
+    return t;
+}
+
+inline Tree draw(const Enum& e, const Agreement& agreed, Random& random) {
+    Tree t = blank(e, agreed);
+    t.cells[0].number = random.below(std::max(1u, e.accepted(static_cast<std::int8_t>(t.variant))));
+    return t;
+}
+
+/// Gives every state flag that is shown a value of its own.
+inline void draw_flags(Tree& t, Random& random) {
+    for (std::size_t i = 0; t.r != nullptr && i < t.r->count; ++i) {
+        if (!t.shows(i) || !t.r->fields[i].is_tracked()) continue;
+        t.cells[i].flag = static_cast<std::uint8_t>(random.number());
+        for (char& flag : t.cells[i].flags) flag = static_cast<char>(random.number());
+        for (Tree& nested : t.cells[i].trees) draw_flags(nested, random);
+    }
+}
+
+inline std::string hex(std::string_view bytes) {
+    std::string text;
+    for (const char c : bytes) (text += "0123456789abcdef"[c >> 4 & 15]) += "0123456789abcdef"[c & 15];
+    return text;
+}
+
+/// All that a tree shows, to compare and to read.
+inline std::string dump(const Tree& t, const std::string& indent = "") {
+    std::string text =
+        std::string(t.name()) + " in variant " + std::to_string(t.variant) + (t.has_ra ? " with ra\n" : "\n");
+    for (std::size_t i = 0; i < t.cells.size(); ++i) {
+        if (!t.shows(i)) continue;
+        const Cell& c = t.cells[i];
+        text += indent + "  " + (t.r != nullptr ? t.r->fields[i].name : "") + " " + std::to_string(c.number) + " in " +
+                std::to_string(c.variant) + " " + hex(c.bytes) + " flags " + std::to_string(c.flag) + " " +
+                hex(c.flags) + "\n";
+        for (const Tree& nested : c.trees) text += indent + "    " + dump(nested, indent + "    ");
+    }
+    return text;
+}
+
+// ---- Instances ----
+
+/// A type's operations, fetched once.
+struct Operations {
+    explicit Operations(const std::string& name) : text(name) {
+        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
+        fetch(create, "create"), fetch(destroy, "destroy"), fetch(marshal, "marshal"), fetch(unmarshal, "unmarshal");
+        fetch(len, "len"), fetch(compare, "compare"), fetch(hash, "hash");
+    }
+    TextOperations text;
+    Operation<Instance*(zur_domain*, std::uint32_t)> create;
+    Operation<void(zur_domain*, std::uint32_t, Instance*)> destroy;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)> marshal;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
+                            std::uint32_t*)>
+        unmarshal;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, const Instance*)> len;
+    Operation<std::int32_t(const Instance*, const Instance*)> compare;
+    Operation<std::uint32_t(const Instance*, std::uint32_t)> hash;
+};
+
+/// Whether a Domain tracks now; a test may take its handle away.
+inline bool is_tracking(const zur_domain* D) {
+    return D->tracking_handle != nullptr && D->tracking_handle->handle_kind == ZUR_TRACKED_MODE;
+}
+
+/// Fills and reads Instances through what the library exports. Chooses at random between all operations that do the
+/// same. Stops when the Domain's status word is raised.
+class Hands {
+public:
+    Hands(TestDomain& domain, const Agreement& agreement, Random& chance)
+        : D(domain), agreed(agreement), random(chance), mark_(is_tracking(domain) ? 2 : 0) {}
+
+    /// The marks that the setters leave are noted in the tree.
+    void fill(Tree& t, Instance* x);
+    /// Writes the tree's state flags.
+    void paint(const Tree& t, Instance* x);
+    Tree read(const Record& r, Instance* x);
+    Tree read(const Tree& like, Instance* x);
+
+private:
+    TestDomain& D;
+    const Agreement& agreed;
+    Random& random;
+    std::uint8_t mark_;
+
+    template <class... A>
+    void put(const Tree& t, const Field& f, const std::string& name, Instance* x, A... arguments) {
+        if (!name.ends_with("_cr")) return call(D, *t.r, f, name, x, arguments...);
+        if (D.st != 0) return;
+        D->last_error = 0;
+        D.st = operation<std::uint32_t(zur_domain*, Instance*, A...)>(*t.r, f, name)(D, x, arguments...);
+    }
+    template <class T, class... A>
+    T get(const Record& r, const Field& f, const std::string& name, Instance* x, A... arguments) {
+        return call<T>(D, r, f, name, x, arguments...);
+    }
+    const char* either(const char* a, const char* b) { return random.once_in(2) ? a : b; }
+    /// A new Instance with a tree's content; null when there is no memory.
+    Instance* made(Tree& t) {
+        auto* x = bare<Instance*>(D, *t.r, "create");
+        if (x == nullptr && D.st == 0) D.st = ZUR_NO_MEMORY;
+        if (x != nullptr) fill(t, x);
+        return x;
+    }
+    template <class Type>
+    void give_back(const Type& type, Instance* x) {
+        if (x != nullptr) bare(D, type, "destroy", x);
+    }
+    template <class Body>
+    static auto with_number(const Field& f, Body body) {
+        switch (width_of(f)) {
+        case 1: return body(char());
+        case 2: return body(std::uint16_t());
+        case 8: return body(std::uint64_t());
+        default: return body(std::uint32_t());
+        }
+    }
+    static std::vector<std::size_t> order_of_elements(std::size_t count, bool is_from_last) {
+        std::vector<std::size_t> order(count);
+        for (std::size_t n = 0; n < count; ++n) order[n] = is_from_last ? count - 1 - n : n;
+        return order;
+    }
+    template <class Body>
+    void for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body);
+    template <class T>
+    void fill_elements(Tree& t, const Field& f, Cell& c, Instance* x);
+    void fill_records(Tree& t, const Field& f, Cell& c, Instance* x);
+    void fill(Tree& t, const Field& f, Cell& c, Instance* x);
+    void read(Tree& t, const Field& f, Cell& c, Instance* x);
+    void read_flags(const Record& r, const Field& f, Cell& c, Instance* x);
+};
+
+/// What a reader leaves in `to`, and in what it nests, of a record that was sent: no more than variant `cap`.
+struct Receipt {
+    const Agreement& agreed;
+    std::uint8_t mark; ///< that a setter leaves; an element is appended with one
+    bool has_flags;    ///< sent, and stored
+    bool is_reuse;
+
+    void receive(Tree& to, const Tree& from, int cap = PLATFORM_HIGHEST_VARIANT) const {
+        const int variant = std::min(from.variant, cap);
+        for (std::size_t i = 0; i < to.cells.size(); ++i) {
+            if (to.shows(i) && to.r != nullptr && to.r->fields[i].since > variant) empty(to.r->fields[i], to.cells[i]);
+            if (to.r == nullptr)
+                to.cells = from.cells;
+            else if (to.r->fields[i].since <= variant)
+                field(to.r->fields[i], to.cells[i], from.cells[i], from.selects(to.r->fields[i]));
+        }
+        to.variant = variant;
+        to.has_ra = to.has_ra || from.has_ra;
+    }
+
+private:
+    Tree fresh(const Tree& from) const {
+        Tree t = blank(*from.r, agreed);
+        receive(t, from);
+        return t;
+    }
+    /// Fields that a lower variant hides give up what they own; numbers stay.
+    void empty(const Field& f, Cell& c) const {
+        if (f.kind == Kind::embedded) {
+            for (std::size_t i = 0; i < f.record->count; ++i) empty(f.record->fields[i], c.trees[0].cells[i]);
+        } else if (f.kind != Kind::value && f.kind != Kind::characters && f.kind != Kind::run) {
+            c.bytes = empty_cell(f, agreed).bytes;
+            c.trees.clear();
+            c.flags.clear();
+        }
+    }
+    void field(const Field& f, Cell& to, const Cell& from, bool is_selected) const {
+        bool is_flag_sent = has_flags;
+        switch (f.kind) {
+        case Kind::embedded: receive(to.trees[0], from.trees[0]); break;
+        case Kind::arm:
+            if (!is_selected) break;
+            if (to.trees.empty()) to.trees = {blank(*f.record, agreed)};
+            receive(to.trees[0], from.trees[0]);
+            break;
+        case Kind::list:
+            if (is_reuse && to.trees.size() == from.trees.size()) {
+                for (std::size_t i = 0; i < to.trees.size(); ++i) receive(to.trees[i], from.trees[i]);
+                break;
+            }
+            if (is_reuse) to.trees.clear();
+            for (const Tree& t : from.trees) to.trees.push_back(fresh(t));
+            if (!from.trees.empty()) to.flag = mark;
+            break;
+        case Kind::array:
+            to.trees.clear();
+            for (const Tree& t : from.trees) to.trees.push_back(fresh(t));
+            [[fallthrough]];
+        case Kind::text: is_flag_sent = has_flags && !(from.bytes.empty() && from.trees.empty()); [[fallthrough]];
+        default:
+            to.bytes = from.bytes;
+            to.number = from.number;
+            to.variant = from.variant;
+        }
+        if (is_flag_sent) to.flag = from.flag;
+        const std::size_t count = from.flags.size();
+        if (is_flag_sent)
+            to.flags = from.flags;
+        else // flags of more elements than before do not exist
+            to.flags = count > to.flags.size() ? std::string(count, '\0') : to.flags.substr(0, count);
+    }
+};
+
+// ---- bytes ----
+
+/// The writer into a buffer of some room. It goes on after a failure, as the library's does.
+class Writer {
+public:
+    Writer(std::size_t room, const Agreement& agreement, bool is_tracked)
+        : buffer(room + 1, '\xEE'), agreed_(agreement), is_tracked_(is_tracked) {}
+
+    std::string buffer; ///< with the byte behind its end, in which a last flag may land
+    std::size_t used = 0;
+    std::uint32_t st = 0;
+    bool is_of_future =
+        false;          ///< writes as a build that knows one variant more, and fields of it that nobody else does
+    unsigned later = 0; ///< records of such a variant
+
+    std::string written() const { return buffer.substr(0, used); }
+
+    /// `is_bound`: what was agreed limits the variant.
+    void record(const Tree& t, bool is_bound) {
+        if (!opens()) return;
+        const int variant = bound(t.variant, agreed_.of(t.name()), is_bound, t.r->top());
+        const bool is_later = is_of_future && variant == t.r->top();
+        later += is_later;
+        part(big_endian(static_cast<std::uint64_t>(variant + is_later), 1));
+        part(big_endian(8u * is_tracked_ + 32u * t.has_ra, 1));
+        if (t.has_ra) part(big_endian(0, 9));
+        const std::size_t jump = used;
+        const bool has_jump = left() >= 4;
+        part(big_endian(0, 4));
+        for (std::size_t i = 0; i < t.r->count; ++i)
+            if (t.r->fields[i].since <= variant) field(t, i);
+        if (is_later) append("???");
+        if (has_jump) buffer.replace(jump, 4, big_endian(used - jump, 4));
+    }
+    void enumeration(std::uint64_t number, int variant, const char* type, int top) {
+        if (!opens()) return;
+        part(big_endian(static_cast<std::uint64_t>(bound(variant, agreed_.of(type), true, top)), 1));
+        codec(big_endian(number, 4));
+    }
+    void type(const Tree& t, bool is_bound = true) {
+        if (t.r != nullptr)
+            record(t, is_bound);
+        else
+            enumeration(t.cells[0].number, t.variant, t.name(), t.e->top());
+    }
+
+private:
+    const Agreement& agreed_;
+    bool is_tracked_;
+
+    std::size_t left() const { return buffer.size() - 1 - used; }
+    void append(std::string_view bytes) {
+        buffer.replace(used, bytes.size(), bytes);
+        used += bytes.size();
+    }
+    bool opens() {
+        if (st == 0 && left() == 0) st = 90;
+        return st == 0;
+    }
+    int bound(int variant, int agreed, bool is_bound, int top) {
+        if (is_bound && variant > agreed) {
+            st = 43;
+            variant = agreed;
+        }
+        return std::min(variant, top);
+    }
+    /// Of the frame; also under a raised word.
+    void part(std::string_view bytes) {
+        if (left() >= bytes.size()) return append(bytes);
+        if (st == 0) st = 90;
+    }
+    void codec(std::string_view bytes) {
+        if (st == 0) part(bytes);
+    }
+    void flag(std::uint8_t flag) {
+        if (!is_tracked_) return;
+        buffer[used] = static_cast<char>(flag);
+        used += left() != 0;
+    }
+    void flag_with_room(std::uint8_t flag) {
+        if (is_tracked_ && left() >= 2) append({reinterpret_cast<const char*>(&flag), 1});
+    }
+    void elements(const Cell& c, std::size_t width) {
+        for (std::size_t i = 0; i < c.bytes.size(); i += width) {
+            const std::string bytes = c.bytes.substr(i, width);
+            codec({std::string(bytes.rbegin(), bytes.rend())});
+        }
+    }
+    void array_flags(const Cell& c) {
+        flag(c.flag);
+        if (is_tracked_) append(std::string_view(c.flags).substr(0, left()));
+    }
+    void field(const Tree& t, std::size_t i) {
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        switch (f.kind) {
+        case Kind::length: return codec(big_endian(t.number(i), f.foreign->length));
+        case Kind::text:
+            if (c.bytes.empty()) return;
+            if (c.bytes.size() > left()) st = 90;
+            append(std::string_view(c.bytes).substr(0, left()));
+            break;
+        case Kind::array:
+            if (t.count(f) == 0) return;
+            if (!f.is_of_record()) elements(c, f.foreign->length);
+            for (const Tree& element : c.trees) record(element, true);
+            return array_flags(c);
+        case Kind::run: elements(c, 1); return array_flags(c);
+        case Kind::characters: elements(c, 1); break;
+        case Kind::list:
+            codec(big_endian(c.trees.size(), 4));
+            for (const Tree& element : c.trees) record(element, true);
+            return flag_with_room(c.flag);
+        case Kind::arm:
+            if (t.selects(f) && c.trees.empty()) st = 2;
+            if (t.selects(f) && !c.trees.empty()) record(c.trees[0], true);
+            return flag_with_room(c.flag);
+        case Kind::embedded: record(c.trees[0], true); break;
+        case Kind::object: codec(c.bytes); break;
+        case Kind::value:
+            if (f.is_own_enum())
+                enumeration(c.number, c.variant, f.enumeration->name, f.enumeration->top());
+            else if (is_auth_domain(f))
+                auth_domain(c);
+            else
+                codec(big_endian(c.number, f.foreign->length));
+        }
+        flag(c.flag);
+    }
+    /// The runtime's own enumeration looks at its whole room first.
+    void auth_domain(const Cell& c) {
+        if (st == 0 && left() < 5) st = 90;
+        if (st == 0) enumeration(c.number, c.variant, "sm_auth_domain", 0);
+    }
+};
+
+/// What len() counts: by the Instance's own variant, in tracked mode with a flag for each character of a text.
+inline std::size_t length_of(const Tree& t, bool is_tracked) {
+    if (t.r == nullptr) return 5;
+    std::size_t sum = 6;
+    for (std::size_t i = 0; i < t.r->count; ++i) {
+        if (!t.shows(i)) continue;
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        const bool is_counted = f.kind != Kind::arm || t.selects(f);
+        for (const Tree& nested : c.trees) sum += is_counted ? length_of(nested, is_tracked) : 0;
+        sum += f.is_own_enum() || is_auth_domain(f) ? 5 : f.kind == Kind::list ? 4 : c.bytes.size();
+        if ((f.kind == Kind::value || f.kind == Kind::length) && f.foreign != nullptr && !is_auth_domain(f))
+            sum += f.foreign->length;
+        if (is_tracked && f.is_tracked()) sum += 1 + (f.companion != nullptr ? t.count(f) : f.capacity);
+    }
+    return sum;
+}
+
+// ---- order and hash ----
+
+struct Order {
+    std::int32_t sign = 0;
+    bool is_of_memory = false; ///< then only its sign is known
+
+    bool operator==(std::int32_t found) const {
+        return found == sign || (is_of_memory && (found < 0) == (sign < 0) && found != 0 && sign != 0);
+    }
+};
+
+inline Order order_of(auto a, auto b) {
+    return {a < b ? -1 : a > b ? 1 : 0};
+}
+inline Order order_of_bytes(std::string_view a, std::string_view b) {
+    return {order_of(std::memcmp(a.data(), b.data(), std::min(a.size(), b.size())), 0).sign, true};
+}
+
+inline Order compare(const Tree& a, const Tree& b) {
+    if (a.r == nullptr) return {static_cast<std::int32_t>(a.cells[0].number - b.cells[0].number)};
+    Order order;
+    for (std::size_t i = 0; i < a.r->count && order.sign == 0; ++i) {
+        const Field& f = a.r->fields[i];
+        const Cell& of_a = a.cells[i];
+        const Cell& of_b = b.cells[i];
+        if (f.kind == Kind::arm && !a.selects(f)) continue;
+        if (f.is_own_enum())
+            order.sign = static_cast<std::int32_t>(of_a.number - of_b.number);
+        else if (f.kind == Kind::value && f.foreign->length == 1)
+            order = order_of(static_cast<std::int8_t>(of_a.number), static_cast<std::int8_t>(of_b.number));
+        else if (f.kind == Kind::value || f.kind == Kind::length)
+            order = order_of(a.number(i), b.number(i));
+        else if (f.kind == Kind::object)
+            order.sign = Imported(*f.foreign, of_a.bytes).compare(Imported(*f.foreign, of_b.bytes));
+        else if (f.is_of_record() && f.kind != Kind::array)
+            order = order_of(of_a.trees.size(), of_b.trees.size());
+        else if (!f.is_of_record())
+            order = order_of_bytes(of_a.bytes, of_b.bytes);
+        for (std::size_t n = 0; n < std::min(of_a.trees.size(), of_b.trees.size()) && order.sign == 0; ++n)
+            order = compare(of_a.trees[n], of_b.trees[n]);
+    }
+    return order;
+}
+
+inline std::uint32_t hash(std::string_view bytes, std::uint32_t h) {
+    return SuperFastHash(bytes.data(), static_cast<std::uint32_t>(bytes.size()), h);
+}
+
+inline std::uint32_t hash(const Tree& t, std::uint32_t h) {
+    if (t.r == nullptr) return hash(in_memory(t.cells[0].number, 4), h);
+    for (std::size_t i = 0; i < t.r->count; ++i) {
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        if (f.companion != nullptr) {
+            const std::size_t width = t.r->fields[t.r->index_of(f.companion)].foreign->length;
+            h = hash(in_memory(t.count(f), width), h);
+        }
+        if (f.kind == Kind::list) h = hash(in_memory(c.trees.size(), 4), h);
+        if (f.kind == Kind::arm) h = hash(in_memory(t.cells[0].number, 4), h);
+        for (const Tree& nested : c.trees) h = hash(nested, h);
+        if (f.kind == Kind::object) {
+            h = Imported(*f.foreign, c.bytes).hash(h);
+        } else if (f.kind == Kind::value || f.kind == Kind::length) {
+            h = hash(in_memory(t.number(i), width_of(f)), h);
+        } else {
+            h = hash(c.bytes, h);
+        }
+    }
+    return h;
+}
+
+// ---- texts ----
+
+/// A field that is no record in wire form, or its element number n.
+inline std::string wire_of(const Tree& t, std::size_t i, std::size_t n = 0) {
+    const Field& f = t.r->fields[i];
+    const Cell& c = t.cells[i];
+    if (f.kind == Kind::object) return c.bytes;
+    if (!f.has_element_flags())
+        return (is_auth_domain(f) ? big_endian(static_cast<std::uint64_t>(c.variant), 1) : "") +
+               big_endian(t.number(i), width_of(f));
+    const std::string bytes = c.bytes.substr(n * f.foreign->length, f.foreign->length);
+    return {bytes.rbegin(), bytes.rend()};
+}
+
+inline std::string enumerator(const Enum& e, std::uint64_t number) {
+    return number < e.count ? e.enumerators[number].name : "";
+}
+
+inline std::string printed(const Tree& t, const std::string& name, std::uint32_t indent) {
+    const std::string blanks(indent, ' ');
+    const auto enumeration = [](const Enum& e, const std::string& field, std::uint64_t number) {
+        const std::string value = enumerator(e, number);
+        return field + "@" + e.name + ":" + (value.empty() ? "Enum value out of range" : value + "\n");
+    };
+    if (t.r == nullptr) return blanks + enumeration(*t.e, name, t.cells[0].number);
+    std::string text = blanks + name + "@" + t.name() + ": {\n";
+    std::uint32_t st = 0;
+    for (std::size_t i = 0; i < t.r->count; ++i) {
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        if (!t.shows(i)) return text; // the block stays open
+        if (f.is_own_enum()) {
+            text += blanks + "  " + enumeration(*f.enumeration, f.name, c.number);
+        } else if (f.kind == Kind::list) {
+            text += blanks + "  list " + f.name + " count@u_int32:" + std::to_string(c.trees.size()) + "\n";
+            for (const Tree& element : c.trees) text += printed(element, std::string("list ") + f.name, indent + 2);
+        } else if (f.kind == Kind::arm) {
+            if (t.selects(f) && !c.trees.empty())
+                text += printed(c.trees[0], std::string("epm_type.") + f.name, indent + 2);
+        } else if (f.kind == Kind::embedded) {
+            text += printed(c.trees[0], f.name, indent + 2);
+        } else if (f.has_element_flags()) {
+            for (std::size_t n = 0; n < t.count(f); ++n) {
+                const std::string element = f.name + ("[" + std::to_string(n) + "]");
+                if (f.is_of_record())
+                    text += printed(c.trees[n], element, indent + 2);
+                else
+                    text += Imported(*f.foreign, wire_of(t, i, n)).line(element, indent + 2);
+            }
+        } else if (f.kind == Kind::text || f.kind == Kind::characters) {
+            text += Imported::text([&](char* to) {
+                return (f.kind == Kind::text ? var_string_print : null_string_print)(
+                    Imported::domain(), 0, to, indent + 2, f.name, c.bytes.data(), Imported::room,
+                    static_cast<std::uint32_t>(c.bytes.size()), &st);
+            });
+        } else {
+            text += Imported(*f.foreign, wire_of(t, i)).line(f.name, indent + 2);
+        }
+    }
+    // The blanks of the last line go to the block's start; where they are missing there is the last terminator, and
+    // what the buffer held.
+    if (indent != 0) text += '\0' + std::string(indent - 1, GuardedBuffer::filler);
+    return text + "}\n";
+}
+
+inline std::string xml(const Tree& t, const std::string& name, std::uint8_t flag) {
+    const auto element = [](const std::string& tag, unsigned mark, const std::string& content) {
+        return "<" + tag + (mark != 0 ? " flag=\"" + std::to_string(mark) + "\"" : "") + ">" + content + "</" + tag +
+               ">";
+    };
+    const auto enumeration = [&](const Enum& e, const std::string& tag, std::uint64_t number) {
+        const std::string value = enumerator(e, number);
+        return element(tag, 0, "<" + (value.empty() ? std::string(e.name) + " value out of range" : value) + "/>");
+    };
+    if (t.r == nullptr) return enumeration(*t.e, name, t.cells[0].number);
+    std::string text;
+    std::uint32_t st = 0;
+    for (std::size_t i = 0; i < t.r->count; ++i) {
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        if (!t.shows(i)) continue;
+        if (f.is_own_enum()) {
+            text += enumeration(*f.enumeration, f.name, c.number);
+        } else if (f.has_element_flags()) {
+            for (std::size_t n = 0; n < t.count(f); ++n) {
+                const auto mark = static_cast<std::uint8_t>(c.flags[n]);
+                text += f.is_of_record() ? xml(c.trees[n], f.name, mark)
+                                         : Imported(*f.foreign, wire_of(t, i, n)).element(f.name, mark);
+            }
+        } else if (f.is_of_record()) {
+            const std::string tag = (f.kind == Kind::arm ? "epm_type-" : "") + std::string(f.name);
+            for (const Tree& nested : c.trees)
+                if (f.kind != Kind::arm || t.selects(f)) text += xml(nested, tag, c.flag);
+        } else if (f.kind == Kind::text || f.kind == Kind::characters) {
+            text += Imported::text([&](char* to) {
+                return (f.kind == Kind::text ? var_string_to_xml : null_string_to_xml)(
+                    Imported::domain(), 0, f.name, to, c.bytes.data(), Imported::room,
+                    static_cast<std::uint32_t>(c.bytes.size()), c.flag, &st);
+            });
+        } else {
+            text += Imported(*f.foreign, wire_of(t, i)).element(f.name, c.flag);
+        }
+    }
+    return element(name, flag, text);
+}
+
+/// What a fresh record holds that was read from a tree's XML: no flags but those of the setters that a reader uses.
+inline Tree read_from_xml(const Tree& t, const Agreement& agreed, std::uint8_t mark) {
+    Tree read = t.r != nullptr ? blank(*t.r, agreed) : blank(*t.e, agreed);
+    if (t.r == nullptr) read.cells = t.cells;
+    for (std::size_t i = 0; t.r != nullptr && i < t.r->count; ++i) {
+        const Field& f = t.r->fields[i];
+        Cell& c = read.cells[i];
+        if (!t.shows(i)) continue;
+        if (f.kind != Kind::arm || t.selects(f)) {
+            c = t.cells[i];
+            for (Tree& nested : c.trees) nested = read_from_xml(nested, agreed, mark);
+            if (f.kind == Kind::arm && c.trees.empty()) c.trees = {blank(*f.record, agreed)};
+        }
+        const bool is_set = f.kind == Kind::text || f.kind == Kind::array || f.kind == Kind::list;
+        c.flag = is_set && !(c.bytes.empty() && c.trees.empty()) ? mark : 0;
+        for (char& flag : c.flags) flag = is_set ? static_cast<char>(mark) : '\0';
+    }
+    return read;
+}
+
+// ---- Instances: filling ----
+
+inline void Hands::fill(Tree& t, Instance* x) {
+    if (t.r == nullptr) return whole(D, t.name(), "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
+    if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
+    // Last the arm that is selected.
+    const Field* selected = nullptr;
+    for (std::size_t i = 0; i < t.r->count; ++i) {
+        const Field& f = t.r->fields[i];
+        if (!t.shows(i)) continue;
+        const bool is_selected = f.kind == Kind::arm && t.selects(f) && !t.cells[i].trees.empty();
+        if (is_selected)
+            selected = &f;
+        else
+            fill(t, f, t.cells[i], x);
+    }
+    if (!t.r->is_union() || t.variant < 0) return;
+    if (selected != nullptr) return fill(t, *selected, t.cells[t.r->index_of(selected->name)], x);
+    put(t, t.r->fields[0], "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
+    t.cells[0].flag = mark_;
+}
+
+inline void Hands::fill(Tree& t, const Field& f, Cell& c, Instance* x) {
+    if (D.st != 0 || f.kind == Kind::length || (f.kind == Kind::value && t.r->is_union())) return;
+    const bool is_empty = c.bytes.empty() && c.trees.empty();
+    c.flag = mark_;
+    switch (f.kind) {
+    case Kind::value:
+        with_number(f, [&]<class T>(T) {
+            const T number = static_cast<T>(c.number);
+            if (random.once_in(2) || is_auth_domain(f)) return put(t, f, "set_value", x, number);
+            if (!f.is_own_enum()) return put(t, f, "set", x, &number);
+            Tree value = blank(*f.enumeration, agreed);
+            value.cells[0].number = c.number;
+            auto* source = bare<Instance*>(D, *f.enumeration, "create");
+            if (source == nullptr) return void(D.st = ZUR_NO_MEMORY);
+            fill(value, source);
+            put(t, f, "set", x, source);
+            give_back(*f.enumeration, source);
+        });
+        break;
+    case Kind::object: {
+        using Unmarshal =
+            std::uint32_t(zur_domain*, std::uint32_t, const void*, void*, std::int32_t, std::uint32_t, std::uint32_t*);
+        alignas(8) char source[64] = {};
+        auto* const unmarshal =
+            reinterpret_cast<Unmarshal*>(following((f.foreign->name + std::string("_unmarshal")).c_str()));
+        unmarshal(D, D.set_id(), c.bytes.data(), source, static_cast<std::int32_t>(c.bytes.size()), 0, &D.st);
+        put(t, f, "set", x, static_cast<void*>(source));
+        break;
+    }
+    case Kind::text:
+        put(t, f, either("set", "set_cr"), x, c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
+        break;
+    case Kind::characters:
+        put(t, f, either("set", "set_cr"), x, c.bytes.data(),
+            static_cast<std::int32_t>(strnlen(c.bytes.data(), f.capacity)));
+        break;
+    case Kind::run: fill_elements<std::uint8_t>(t, f, c, x); break;
+    case Kind::array:
+        if (is_empty)
+            c.flag = 0;
+        else if (f.is_of_record())
+            fill_records(t, f, c, x);
+        else
+            fill_elements<std::uint32_t>(t, f, c, x);
+        break;
+    case Kind::list:
+        if (is_empty) c.flag = 0;
+        for (const bool is_from_last = random.once_in(2);
+             std::size_t n : order_of_elements(c.trees.size(), is_from_last)) {
+            Instance* element = made(c.trees[n]);
+            if (D.st != 0) return give_back(*f.record, element);
+            put(t, f, is_from_last ? "set_first" : "set_last", x, element);
+        }
+        break;
+    case Kind::embedded: {
+        auto* nested = get<Instance*>(*t.r, f, "get", x);
+        if (random.once_in(2)) {
+            c.flag = 0;
+            return fill(c.trees[0], nested);
+        }
+        Instance* source = made(c.trees[0]);
+        if (source != nullptr) put(t, f, "set", x, source);
+        give_back(*f.record, source);
+        break;
+    }
+    case Kind::arm:
+        if (c.trees.empty()) return void(c.flag = 0);
+        if (Instance* arm = made(c.trees[0]); D.st != 0)
+            give_back(*f.record, arm);
+        else
+            put(t, f, either("set", "set_cr"), x, arm);
+        break;
+    default: break;
+    }
+}
+
+/// Numbers of an array or a run, all at once or one by one.
+template <class T>
+void Hands::fill_elements(Tree& t, const Field& f, Cell& c, Instance* x) {
+    using Count = std::conditional_t<sizeof(T) == 1, std::int32_t, std::uint32_t>;
+    std::vector<T> numbers(c.bytes.size() / sizeof(T));
+    std::memcpy(numbers.data(), c.bytes.data(), c.bytes.size());
+    const std::string setter =
+        std::array{"set_mem", "set_mem_cr", "set", "set_value", "set_cr"}[random.below(f.kind == Kind::run ? 4 : 5)];
+    const bool is_whole = setter.starts_with("set_mem");
+    c.flags.assign(numbers.size(), static_cast<char>(is_whole ? 0 : mark_));
+    if (is_whole) return put(t, f, setter, x, numbers.data(), static_cast<Count>(numbers.size()));
+    for (std::uint32_t i = 0; i < numbers.size() && D.st == 0; ++i)
+        if (setter == "set")
+            put(t, f, setter, x, i, &numbers[i]);
+        else
+            put(t, f, setter, x, i, numbers[i]);
+}
+
+/// Elements are moved, or copied through their wire form; sometimes the last one first, before which others grow.
+inline void Hands::fill_records(Tree& t, const Field& f, Cell& c, Instance* x) {
+    c.flags.assign(c.trees.size(), static_cast<char>(mark_));
+    for (const std::size_t n : order_of_elements(c.trees.size(), random.once_in(2))) {
+        const bool is_moved = random.once_in(2);
+        Instance* element = made(c.trees[n]);
+        if (element != nullptr)
+            put(t, f, either("set", "set_cr"), x, static_cast<std::uint32_t>(n), element, is_moved ? 1u : 0u);
+        give_back(*f.record, element);
+        if (D.st != 0) return;
+        if (is_moved) continue;
+        const Tree sent = c.trees[n];
+        c.trees[n] = blank(*f.record, agreed);
+        Receipt{agreed, mark_, mark_ != 0, false}.receive(c.trees[n], sent);
+    }
+}
+
+inline void Hands::paint(const Tree& t, Instance* x) {
+    for (std::size_t i = 0; t.r != nullptr && i < t.r->count && D.st == 0; ++i) {
+        const Field& f = t.r->fields[i];
+        const Cell& c = t.cells[i];
+        if (!t.shows(i) || !f.is_tracked()) continue;
+        put(t, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x, std::uint32_t{c.flag});
+        for (std::uint32_t n = 0; n < c.flags.size(); ++n)
+            put(t, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
+        for_each_nested(*t.r, f, c.trees.size(), x,
+                        [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
+    }
+}
+
+// ---- Instances: reading ----
+
+/// Calls body(n, nested Instance) for what a field nests.
+template <class Body>
+void Hands::for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body) {
+    if (!f.is_of_record()) return;
+    if (f.kind == Kind::list) {
+        std::size_t n = 0;
+        for (auto* e = get<Instance*>(r, f, "get_first", x); e != nullptr; e = get<Instance*>(r, f, "get_next", x, e))
+            body(n++, e);
+        EXPECT_EQ(get<std::uint32_t>(r, f, "get_count", x), n) << r.name;
+        return;
+    }
+    for (std::uint32_t n = 0; n < count; ++n)
+        if (auto* nested = f.kind == Kind::array ? get<Instance*>(r, f, "get", x, n) : get<Instance*>(r, f, "get", x))
+            body(n, nested);
+}
+
+inline Tree Hands::read(const Tree& like, Instance* x) {
+    if (like.r != nullptr) return read(*like.r, x);
+    Tree t = blank(*like.e, agreed);
+    t.variant = x->variant;
+    t.cells[0].number = whole<std::uint32_t>(D, t.name(), "get_value", x);
+    return t;
+}
+
+inline Tree Hands::read(const Record& r, Instance* x) {
+    Tree t = blank(r, agreed);
+    t.variant = x->variant;
+    t.has_ra = (x->flags & ZUR_RA_DATA) != 0;
+    for (std::size_t i = 0; i < r.count; ++i)
+        if (t.shows(i) && r.fields[i].kind != Kind::length) read(t, r.fields[i], t.cells[i], x);
+    return t;
+}
+
+inline void Hands::read(Tree& t, const Field& f, Cell& c, Instance* x) {
+    const Record& r = *t.r;
+    std::uint32_t count = f.kind == Kind::run ? f.capacity : 1;
+    if (f.companion != nullptr) {
+        const Field& length = r.fields[r.index_of(f.companion)];
+        with_number(length, [&]<class T>(T) { count = static_cast<std::uint32_t>(get<T>(r, length, "get_value", x)); });
+    }
+    switch (f.kind) {
+    case Kind::value: {
+        with_number(f,
+                    [&]<class T>(T) { c.number = static_cast<std::make_unsigned_t<T>>(get<T>(r, f, "get_value", x)); });
+        const auto* place = get<const Instance*>(r, f, "get", x);
+        if (place != nullptr && (f.is_own_enum() || is_auth_domain(f))) c.variant = place->variant;
+        break;
+    }
+    case Kind::text:
+    case Kind::characters: {
+        const std::uint32_t length = f.kind == Kind::text ? count : f.capacity;
+        std::string text(length + 2, '~');
+        get<void>(r, f, "get", x, text.data(), length + 1);
+        EXPECT_EQ(text.substr(length), std::string("\0~", 2)) << r.name << "." << f.name;
+        text.resize(length);
+        // A getter stops at the first NUL.
+        const char* held = reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)];
+        if (f.kind == Kind::text) {
+            std::memcpy(&held, held, sizeof held);
+            EXPECT_EQ(held == nullptr, length == 0) << r.name << "." << f.name;
+            EXPECT_TRUE(held == nullptr || held[length] == 0) << r.name << "." << f.name;
+        }
+        c.bytes = held != nullptr ? std::string(held, length) : "";
+        EXPECT_STREQ(c.bytes.c_str(), text.c_str());
+        break;
+    }
+    case Kind::run:
+        c.bytes.resize(count);
+        get<void>(r, f, "get_mem", x, c.bytes.data(), static_cast<std::int32_t>(count));
+        break;
+    case Kind::array:
+        c.flags.resize(count);
+        if (f.is_of_record()) break;
+        for (std::uint32_t n = 0; n < count; ++n) c.bytes += in_memory(get<std::uint32_t>(r, f, "get_value", x, n), 4);
+        break;
+    case Kind::object: {
+        using Marshal = std::uint32_t(zur_domain*, std::uint32_t, void*, const void*, std::int32_t, std::uint32_t*);
+        const void* place = get<void*>(r, f, "get", x);
+        if (place == nullptr) break;
+        c.bytes.resize(1 << 14);
+        auto* const marshal =
+            reinterpret_cast<Marshal*>(following((f.foreign->name + std::string("_marshal")).c_str()));
+        c.bytes.resize(marshal(D, D.set_id(), c.bytes.data(), place, 1 << 14, &D.st));
+        break;
+    }
+    default: break;
+    }
+    if (f.is_of_record()) {
+        c.trees.clear();
+        for_each_nested(r, f, count, x,
+                        [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
+    }
+    if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
+}
+
+inline void Hands::read_flags(const Record& r, const Field& f, Cell& c, Instance* x) {
+    c.flag = get<std::uint8_t>(r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
+    if (!f.has_element_flags()) return;
+    const char* flags = nullptr;
+    get<void>(r, f, "state_flag_get_arr", x, &flags);
+    if (flags != nullptr) std::memcpy(c.flags.data(), flags, c.flags.size());
+    if (c.flags.empty()) return;
+    EXPECT_EQ(get<std::uint8_t>(r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
+              static_cast<std::uint8_t>(c.flags.back()));
+}
+
+} // namespace epm::test
