@@ -1,8 +1,7 @@
-// Reading XML back: round trips of every record, documents that are wrong or hostile, memory that runs out, and the
-// calls that a reader makes. text_form_test.cpp tests writing.
+// Reading XML back: documents that lack something, are wrong or hostile, and the calls that a reader makes. That every
+// record comes back from its XML is tested in model_test.cpp, writing in text_form_test.cpp.
 #include "support/bundle_test.hpp"
 #include "support/calls.hpp"
-#include "support/fill.hpp"
 #include "support/imports.hpp"
 #include "support/text.hpp"
 #include "support/types.hpp"
@@ -31,60 +30,6 @@ std::string repeated(const std::string& text, std::size_t count) {
     all.reserve(text.size() * count);
     for (; count != 0; --count) all += text;
     return all;
-}
-
-TEST_F(TextRead, RoundTripOfEveryRecord) {
-    check_no_writes();
-    for (const Mode& mode : all_modes())
-        for (const Record* r : catalogue::all_records) {
-            TestDomain in_mode(mode);
-            const TextOperations text(r->name);
-            for (unsigned seed = 1; seed <= (r->is_union() ? r->count : 3); ++seed) {
-                SCOPED_TRACE(r->name + std::string(" seed ") + std::to_string(seed) + mode.text());
-                Instance* x = create(r->name, in_mode);
-                EXPECT_TRUE(Fill(in_mode, seed).fill(*r, x));
-                const std::string xml = text.xml(in_mode, x, r->name);
-                Instance* y = create(r->name, in_mode);
-                EXPECT_NE(text.compare(x, y), 0);
-                EXPECT_EQ(text.read(in_mode, sound_xml(xml).get(), y), 0u);
-                EXPECT_EQ(text.compare(x, y), 0);
-                EXPECT_TRUE(Fill(in_mode, seed).check(*r, y));
-                EXPECT_EQ(in_mode.st, 0u);
-                destroy(r->name, in_mode, x);
-                destroy(r->name, in_mode, y);
-            }
-        }
-}
-
-TEST_F(TextRead, TextsOfEveryByte) {
-    std::string bytes;
-    for (int c = 1; c < 256; ++c) bytes += static_cast<char>(c);
-    std::size_t texts = 0;
-    for (const Record* r : catalogue::all_records)
-        for (std::size_t i = 0; i < r->count; ++i) {
-            const Field& f = r->fields[i];
-            if (f.kind != Kind::text && f.kind != Kind::characters) continue;
-            SCOPED_TRACE(r->name + std::string(".") + f.name);
-            ++texts;
-            const TextOperations text(r->name);
-            // Runs of blanks and what looks like an escape, too; of a fixed run, one window after the other.
-            const std::string all = bytes + " \\41  &amp;]]> " + bytes;
-            const std::size_t step = f.kind == Kind::text ? all.size() : f.capacity;
-            for (std::size_t from = 0; from < all.size(); from += step) {
-                const std::string part = all.substr(from, step);
-                Instance* x = create(r->name, D);
-                Instance* y = create(r->name, D);
-                call(D, *r, f, "set", x, part.data(), static_cast<std::uint32_t>(part.size()));
-                const std::string xml = text.xml(D, x, r->name);
-                text.read(D, sound_xml(xml).get(), y);
-                EXPECT_EQ(text.compare(x, y), 0) << xml;
-                EXPECT_EQ(text.xml(D, y, r->name), xml);
-                destroy(r->name, D, x);
-                destroy(r->name, D, y);
-            }
-            EXPECT_EQ(std::exchange(D.st, 0), 0u);
-        }
-    EXPECT_EQ(texts, 24u);
 }
 
 TEST_F(TextRead, WhatIsAbsent) {
