@@ -119,10 +119,11 @@ inline std::string in_memory(std::uint64_t number, std::size_t width) {
 class Imported {
 public:
     static constexpr std::int32_t room = 1 << 18;
+    std::uint32_t st = 0;
 
-    Imported(const Foreign& type, const std::string& wire = "") : type_(type) {
+    Imported(const Foreign& type, const std::string& wire = "", zur_domain* D = domain()) : type_(type), D_(D) {
         if (!wire.empty())
-            call<std::uint32_t>("unmarshal", wire.data(), memory_, static_cast<std::int32_t>(wire.size()), 0u, &st_);
+            call<std::uint32_t>("unmarshal", wire.data(), memory_, static_cast<std::int32_t>(wire.size()), 0u, &st);
     }
     ~Imported() {
         if (type_.is_object()) call<void>("destroy_internal", memory_, 0u);
@@ -130,22 +131,35 @@ public:
     Imported(const Imported&) = delete;
     Imported& operator=(const Imported&) = delete;
 
-    std::string wire() {
-        return text([&](char* to) { return call<std::uint32_t>("marshal", to, memory_, room, &st_); });
+    std::string wire() { return wire(memory_); }
+    std::string wire(const void* of) {
+        return text([&](char* to) { return call<std::uint32_t>("marshal", to, of, room, &st); });
     }
+    void* object() { return memory_; }
     std::int32_t compare(const Imported& other) const {
         return operation<std::int32_t(const void*, const void*)>("compare")(memory_, other.memory_);
     }
     std::uint32_t hash(std::uint32_t h) const {
         return operation<std::uint32_t(const void*, std::uint32_t)>("hash")(memory_, h);
     }
-    std::string line(const std::string& name, std::uint32_t indent) {
-        return text(
-            [&](char* to) { return call<std::uint32_t>("print", to, indent, name.c_str(), memory_, room, &st_); });
-    }
-    std::string element(const std::string& name, std::uint8_t flag) {
+    /// In print form, or as an element where the indent is negative.
+    std::string shown(const std::string& name, std::int32_t indent, std::uint8_t flag) {
         return text([&](char* to) {
-            return call<std::uint32_t>("to_xml", name.c_str(), to, memory_, room, std::uint32_t{flag}, &st_);
+            return indent < 0 ? call<std::uint32_t>("to_xml", name.c_str(), to, memory_, room, std::uint32_t{flag}, &st)
+                              : call<std::uint32_t>("print", to, indent, name.c_str(), memory_, room, &st);
+        });
+    }
+    /// A text of the Bundle's own, printed or as an element.
+    static std::string characters(const Field& f, const std::string& text, std::int32_t indent, std::uint8_t flag) {
+        const bool is_text = f.kind == Kind::text;
+        const auto size = static_cast<std::uint32_t>(text.size());
+        std::uint32_t st = 0;
+        return Imported::text([&](char* to) {
+            return indent < 0 ? (is_text ? var_string_to_xml : null_string_to_xml)(domain(), 0, f.name, to, text.data(),
+                                                                                   room, size, flag, &st)
+                              : (is_text ? var_string_print : null_string_print)(domain(), 0, to,
+                                                                                 static_cast<std::uint32_t>(indent),
+                                                                                 f.name, text.data(), room, size, &st);
         });
     }
     /// What is written into a buffer.
@@ -169,11 +183,11 @@ private:
     }
     template <class Result, class... A>
     Result call(const char* name, A... arguments) const {
-        return operation<Result(zur_domain*, std::uint32_t, A...)>(name)(domain(), ZUR_NO_SET, arguments...);
+        return operation<Result(zur_domain*, std::uint32_t, A...)>(name)(D_, ZUR_NO_SET, arguments...);
     }
     const Foreign& type_;
+    zur_domain* D_;
     alignas(8) char memory_[64] = {};
-    std::uint32_t st_ = 0;
 };
 
 // ---- trees ----
@@ -311,98 +325,7 @@ inline std::string dump(const Tree& t, const std::string& indent = "") {
     return text;
 }
 
-// ---- Instances ----
-
-/// A type's operations, fetched once.
-struct Operations {
-    explicit Operations(const std::string& name) : text(name) {
-        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
-        fetch(create, "create"), fetch(destroy, "destroy"), fetch(marshal, "marshal"), fetch(unmarshal, "unmarshal");
-        fetch(len, "len"), fetch(compare, "compare"), fetch(hash, "hash");
-    }
-    TextOperations text;
-    Operation<Instance*(zur_domain*, std::uint32_t)> create;
-    Operation<void(zur_domain*, std::uint32_t, Instance*)> destroy;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)> marshal;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                            std::uint32_t*)>
-        unmarshal;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, const Instance*)> len;
-    Operation<std::int32_t(const Instance*, const Instance*)> compare;
-    Operation<std::uint32_t(const Instance*, std::uint32_t)> hash;
-};
-
-/// Whether a Domain tracks now; a test may take its handle away.
-inline bool is_tracking(const zur_domain* D) {
-    return D->tracking_handle != nullptr && D->tracking_handle->handle_kind == ZUR_TRACKED_MODE;
-}
-
-/// Fills and reads Instances through what the library exports. Chooses at random between all operations that do the
-/// same. Stops when the Domain's status word is raised.
-class Hands {
-public:
-    Hands(TestDomain& domain, const Agreement& agreement, Random& chance)
-        : D(domain), agreed(agreement), random(chance), mark_(is_tracking(domain) ? 2 : 0) {}
-
-    /// The marks that the setters leave are noted in the tree.
-    void fill(Tree& t, Instance* x);
-    /// Writes the tree's state flags.
-    void paint(const Tree& t, Instance* x);
-    Tree read(const Record& r, Instance* x);
-    Tree read(const Tree& like, Instance* x);
-
-private:
-    TestDomain& D;
-    const Agreement& agreed;
-    Random& random;
-    std::uint8_t mark_;
-
-    template <class... A>
-    void put(const Tree& t, const Field& f, const std::string& name, Instance* x, A... arguments) {
-        if (!name.ends_with("_cr")) return call(D, *t.r, f, name, x, arguments...);
-        if (D.st != 0) return;
-        D->last_error = 0;
-        D.st = operation<std::uint32_t(zur_domain*, Instance*, A...)>(*t.r, f, name)(D, x, arguments...);
-    }
-    template <class T, class... A>
-    T get(const Record& r, const Field& f, const std::string& name, Instance* x, A... arguments) {
-        return call<T>(D, r, f, name, x, arguments...);
-    }
-    const char* either(const char* a, const char* b) { return random.once_in(2) ? a : b; }
-    /// A new Instance with a tree's content; null when there is no memory.
-    Instance* made(Tree& t) {
-        auto* x = bare<Instance*>(D, *t.r, "create");
-        if (x == nullptr && D.st == 0) D.st = ZUR_NO_MEMORY;
-        if (x != nullptr) fill(t, x);
-        return x;
-    }
-    template <class Type>
-    void give_back(const Type& type, Instance* x) {
-        if (x != nullptr) bare(D, type, "destroy", x);
-    }
-    template <class Body>
-    static auto with_number(const Field& f, Body body) {
-        switch (width_of(f)) {
-        case 1: return body(char());
-        case 2: return body(std::uint16_t());
-        case 8: return body(std::uint64_t());
-        default: return body(std::uint32_t());
-        }
-    }
-    static std::vector<std::size_t> order_of_elements(std::size_t count, bool is_from_last) {
-        std::vector<std::size_t> order(count);
-        for (std::size_t n = 0; n < count; ++n) order[n] = is_from_last ? count - 1 - n : n;
-        return order;
-    }
-    template <class Body>
-    void for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body);
-    template <class T>
-    void fill_elements(Tree& t, const Field& f, Cell& c, Instance* x);
-    void fill_records(Tree& t, const Field& f, Cell& c, Instance* x);
-    void fill(Tree& t, const Field& f, Cell& c, Instance* x);
-    void read(Tree& t, const Field& f, Cell& c, Instance* x);
-    void read_flags(const Record& r, const Field& f, Cell& c, Instance* x);
-};
+// ---- reading ----
 
 /// What a reader leaves in `to`, and in what it nests, of a record that was sent: no more than variant `cap`.
 struct Receipt {
@@ -475,6 +398,27 @@ private:
         else // flags of more elements than before do not exist
             to.flags = count > to.flags.size() ? std::string(count, '\0') : to.flags.substr(0, count);
     }
+};
+
+// ---- Instances ----
+
+/// A type's operations, fetched once.
+struct Operations {
+    explicit Operations(const std::string& name) : text(name) {
+        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
+        fetch(create, "create"), fetch(destroy, "destroy"), fetch(marshal, "marshal"), fetch(unmarshal, "unmarshal");
+        fetch(len, "len"), fetch(compare, "compare"), fetch(hash, "hash");
+    }
+    TextOperations text;
+    Operation<Instance*(zur_domain*, std::uint32_t)> create;
+    Operation<void(zur_domain*, std::uint32_t, Instance*)> destroy;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)> marshal;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
+                            std::uint32_t*)>
+        unmarshal;
+    Operation<std::uint32_t(zur_domain*, std::uint32_t, const Instance*)> len;
+    Operation<std::int32_t(const Instance*, const Instance*)> compare;
+    Operation<std::uint32_t(const Instance*, std::uint32_t)> hash;
 };
 
 // ---- bytes ----
@@ -716,96 +660,59 @@ inline std::string wire_of(const Tree& t, std::size_t i, std::size_t n = 0) {
     return {bytes.rbegin(), bytes.rend()};
 }
 
-inline std::string enumerator(const Enum& e, std::uint64_t number) {
-    return number < e.count ? e.enumerators[number].name : "";
-}
-
-inline std::string printed(const Tree& t, const std::string& name, std::uint32_t indent) {
-    const std::string blanks(indent, ' ');
-    const auto enumeration = [](const Enum& e, const std::string& field, std::uint64_t number) {
-        const std::string value = enumerator(e, number);
-        return field + "@" + e.name + ":" + (value.empty() ? "Enum value out of range" : value + "\n");
+/// The print form, at an indent; the XML form with a flag in its tag where the indent is negative.
+inline std::string shown(const Tree& t, const std::string& name, std::int32_t indent, std::uint8_t flag) {
+    const bool is_xml = indent < 0;
+    const std::int32_t deeper = is_xml ? indent : indent + 2;
+    const auto blanks = [](std::int32_t n) { return std::string(static_cast<std::size_t>(std::max(n, 0)), ' '); };
+    const auto enumeration = [&](const Enum& e, const std::string& field, std::uint64_t number, std::int32_t at) {
+        const std::string known = number < e.count ? e.enumerators[number].name : "";
+        if (is_xml)
+            return "<" + field + "><" + (known.empty() ? std::string(e.name) + " value out of range" : known) + "/></" +
+                   field + ">";
+        return blanks(at) + field + "@" + e.name + ":" + (known.empty() ? "Enum value out of range" : known + "\n");
     };
-    if (t.r == nullptr) return blanks + enumeration(*t.e, name, t.cells[0].number);
-    std::string text = blanks + name + "@" + t.name() + ": {\n";
-    std::uint32_t st = 0;
+    if (t.r == nullptr) return enumeration(*t.e, name, t.cells[0].number, indent);
+    std::string text = is_xml ? "<" + name + (flag != 0 ? " flag=\"" + std::to_string(flag) + "\">" : ">")
+                              : blanks(indent) + name + "@" + t.name() + ": {\n";
     for (std::size_t i = 0; i < t.r->count; ++i) {
         const Field& f = t.r->fields[i];
         const Cell& c = t.cells[i];
-        if (!t.shows(i)) return text; // the block stays open
-        if (f.is_own_enum()) {
-            text += blanks + "  " + enumeration(*f.enumeration, f.name, c.number);
-        } else if (f.kind == Kind::list) {
-            text += blanks + "  list " + f.name + " count@u_int32:" + std::to_string(c.trees.size()) + "\n";
-            for (const Tree& element : c.trees) text += printed(element, std::string("list ") + f.name, indent + 2);
-        } else if (f.kind == Kind::arm) {
-            if (t.selects(f) && !c.trees.empty())
-                text += printed(c.trees[0], std::string("epm_type.") + f.name, indent + 2);
-        } else if (f.kind == Kind::embedded) {
-            text += printed(c.trees[0], f.name, indent + 2);
-        } else if (f.has_element_flags()) {
-            for (std::size_t n = 0; n < t.count(f); ++n) {
-                const std::string element = f.name + ("[" + std::to_string(n) + "]");
-                if (f.is_of_record())
-                    text += printed(c.trees[n], element, indent + 2);
-                else
-                    text += Imported(*f.foreign, wire_of(t, i, n)).line(element, indent + 2);
-            }
-        } else if (f.kind == Kind::text || f.kind == Kind::characters) {
-            text += Imported::text([&](char* to) {
-                return (f.kind == Kind::text ? var_string_print : null_string_print)(
-                    Imported::domain(), 0, to, indent + 2, f.name, c.bytes.data(), Imported::room,
-                    static_cast<std::uint32_t>(c.bytes.size()), &st);
-            });
-        } else {
-            text += Imported(*f.foreign, wire_of(t, i)).line(f.name, indent + 2);
+        if (!t.shows(i) && !is_xml) return text; // the block stays open
+        if (!t.shows(i)) continue;
+        std::string label = f.name;
+        if (f.kind == Kind::arm) label = std::string("epm_type") + (is_xml ? "-" : ".") + f.name;
+        if (f.kind == Kind::list && !is_xml) {
+            label = "list " + label;
+            text += blanks(deeper) + label + " count@u_int32:" + std::to_string(c.trees.size()) + "\n";
+        }
+        const std::size_t count = f.kind == Kind::arm && !t.selects(f)        ? 0
+                                  : f.is_of_record() || f.has_element_flags() ? t.count(f)
+                                                                              : 1;
+        for (std::size_t n = 0; n < count; ++n) {
+            const auto mark = static_cast<std::uint8_t>(f.has_element_flags() ? c.flags[n] : c.flag);
+            const std::string each = f.has_element_flags() && !is_xml ? label + "[" + std::to_string(n) + "]" : label;
+            if (f.is_own_enum())
+                text += enumeration(*f.enumeration, each, c.number, deeper);
+            else if (f.is_of_record())
+                text += shown(c.trees[n], each, deeper, mark);
+            else if (f.kind == Kind::text || f.kind == Kind::characters)
+                text += Imported::characters(f, c.bytes, deeper, mark);
+            else
+                text += Imported(*f.foreign, wire_of(t, i, n)).shown(each, deeper, mark);
         }
     }
+    if (is_xml) return text + "</" + name + ">";
     // The blanks of the last line go to the block's start; where they are missing there is the last terminator, and
     // what the buffer held.
-    if (indent != 0) text += '\0' + std::string(indent - 1, GuardedBuffer::filler);
+    if (indent != 0) text += '\0' + std::string(static_cast<std::size_t>(indent) - 1, GuardedBuffer::filler);
     return text + "}\n";
 }
-
+inline std::string printed(const Tree& t, const std::string& name, std::int32_t indent) {
+    return shown(t, name, indent, 0);
+}
 inline std::string xml(const Tree& t, const std::string& name, std::uint8_t flag) {
-    const auto element = [](const std::string& tag, unsigned mark, const std::string& content) {
-        return "<" + tag + (mark != 0 ? " flag=\"" + std::to_string(mark) + "\"" : "") + ">" + content + "</" + tag +
-               ">";
-    };
-    const auto enumeration = [&](const Enum& e, const std::string& tag, std::uint64_t number) {
-        const std::string value = enumerator(e, number);
-        return element(tag, 0, "<" + (value.empty() ? std::string(e.name) + " value out of range" : value) + "/>");
-    };
-    if (t.r == nullptr) return enumeration(*t.e, name, t.cells[0].number);
-    std::string text;
-    std::uint32_t st = 0;
-    for (std::size_t i = 0; i < t.r->count; ++i) {
-        const Field& f = t.r->fields[i];
-        const Cell& c = t.cells[i];
-        if (!t.shows(i)) continue;
-        if (f.is_own_enum()) {
-            text += enumeration(*f.enumeration, f.name, c.number);
-        } else if (f.has_element_flags()) {
-            for (std::size_t n = 0; n < t.count(f); ++n) {
-                const auto mark = static_cast<std::uint8_t>(c.flags[n]);
-                text += f.is_of_record() ? xml(c.trees[n], f.name, mark)
-                                         : Imported(*f.foreign, wire_of(t, i, n)).element(f.name, mark);
-            }
-        } else if (f.is_of_record()) {
-            const std::string tag = (f.kind == Kind::arm ? "epm_type-" : "") + std::string(f.name);
-            for (const Tree& nested : c.trees)
-                if (f.kind != Kind::arm || t.selects(f)) text += xml(nested, tag, c.flag);
-        } else if (f.kind == Kind::text || f.kind == Kind::characters) {
-            text += Imported::text([&](char* to) {
-                return (f.kind == Kind::text ? var_string_to_xml : null_string_to_xml)(
-                    Imported::domain(), 0, f.name, to, c.bytes.data(), Imported::room,
-                    static_cast<std::uint32_t>(c.bytes.size()), c.flag, &st);
-            });
-        } else {
-            text += Imported(*f.foreign, wire_of(t, i)).element(f.name, c.flag);
-        }
-    }
-    return element(name, flag, text);
+    return shown(t, name, -1, flag);
 }
 
 /// What a fresh record holds that was read from a tree's XML: no flags but those of the setters that a reader uses.
@@ -828,258 +735,303 @@ inline Tree read_from_xml(const Tree& t, const Agreement& agreed, std::uint8_t m
     return read;
 }
 
-// ---- Instances: filling ----
-
-inline void Hands::fill(Tree& t, Instance* x) {
-    if (t.r == nullptr) return whole(D, t.name(), "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
-    if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
-    // Last the arm that is selected.
-    const Field* selected = nullptr;
-    for (std::size_t i = 0; i < t.r->count; ++i) {
-        const Field& f = t.r->fields[i];
-        if (!t.shows(i)) continue;
-        const bool is_selected = f.kind == Kind::arm && t.selects(f) && !t.cells[i].trees.empty();
-        if (is_selected)
-            selected = &f;
-        else
-            fill(t, f, t.cells[i], x);
-    }
-    if (!t.r->is_union() || t.variant < 0) return;
-    if (selected != nullptr) return fill(t, *selected, t.cells[t.r->index_of(selected->name)], x);
-    put(t, t.r->fields[0], "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
-    t.cells[0].flag = mark_;
+/// Whether a Domain tracks now; a test may take its handle away.
+inline bool is_tracking(const zur_domain* D) {
+    return D->tracking_handle != nullptr && D->tracking_handle->handle_kind == ZUR_TRACKED_MODE;
 }
 
-inline void Hands::fill(Tree& t, const Field& f, Cell& c, Instance* x) {
-    if (D.st != 0 || f.kind == Kind::length || (f.kind == Kind::value && t.r->is_union())) return;
-    const bool is_empty = c.bytes.empty() && c.trees.empty();
-    c.flag = mark_;
-    switch (f.kind) {
-    case Kind::value:
-        with_number(f, [&]<class T>(T) {
-            const T number = static_cast<T>(c.number);
-            if (random.once_in(2) || is_auth_domain(f)) return put(t, f, "set_value", x, number);
-            if (!f.is_own_enum()) return put(t, f, "set", x, &number);
-            Tree value = blank(*f.enumeration, agreed);
-            value.cells[0].number = c.number;
-            auto* source = bare<Instance*>(D, *f.enumeration, "create");
-            if (source == nullptr) return void(D.st = ZUR_NO_MEMORY);
-            fill(value, source);
-            put(t, f, "set", x, source);
-            give_back(*f.enumeration, source);
-        });
-        break;
-    case Kind::object: {
-        using Unmarshal =
-            std::uint32_t(zur_domain*, std::uint32_t, const void*, void*, std::int32_t, std::uint32_t, std::uint32_t*);
-        alignas(8) char source[64] = {};
-        auto* const unmarshal =
-            reinterpret_cast<Unmarshal*>(following((f.foreign->name + std::string("_unmarshal")).c_str()));
-        unmarshal(D, D.set_id(), c.bytes.data(), source, static_cast<std::int32_t>(c.bytes.size()), 0, &D.st);
-        put(t, f, "set", x, static_cast<void*>(source));
-        break;
-    }
-    case Kind::text:
-        put(t, f, either("set", "set_cr"), x, c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
-        break;
-    case Kind::characters:
-        put(t, f, either("set", "set_cr"), x, c.bytes.data(),
-            static_cast<std::int32_t>(strnlen(c.bytes.data(), f.capacity)));
-        break;
-    case Kind::run: fill_elements<std::uint8_t>(t, f, c, x); break;
-    case Kind::array:
-        if (is_empty)
-            c.flag = 0;
-        else if (f.is_of_record())
-            fill_records(t, f, c, x);
-        else
-            fill_elements<std::uint32_t>(t, f, c, x);
-        break;
-    case Kind::list:
-        if (is_empty) c.flag = 0;
-        for (const bool is_from_last = random.once_in(2);
-             std::size_t n : order_of_elements(c.trees.size(), is_from_last)) {
-            Instance* element = made(c.trees[n]);
-            if (D.st != 0) return give_back(*f.record, element);
-            put(t, f, is_from_last ? "set_first" : "set_last", x, element);
+/// Fills and reads Instances through what the library exports. Chooses at random between all operations that do the
+/// same. Stops when the Domain's status word is raised.
+class Hands {
+public:
+    Hands(TestDomain& domain, const Agreement& agreement, Random& chance)
+        : D(domain), agreed(agreement), random(chance), mark_(is_tracking(domain) ? 2 : 0) {}
+
+    /// The marks that the setters leave are noted in the tree.
+    void fill(Tree& t, Instance* x) {
+        if (t.r == nullptr) return whole(D, t.name(), "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
+        if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
+        // Last the arm that is selected.
+        const Field* selected = nullptr;
+        for (std::size_t i = 0; i < t.r->count; ++i) {
+            const Field& f = t.r->fields[i];
+            if (!t.shows(i)) continue;
+            const bool is_selected = f.kind == Kind::arm && t.selects(f) && !t.cells[i].trees.empty();
+            if (is_selected)
+                selected = &f;
+            else
+                fill(t, f, t.cells[i], x);
         }
-        break;
-    case Kind::embedded: {
-        auto* nested = get<Instance*>(*t.r, f, "get", x);
-        if (random.once_in(2)) {
-            c.flag = 0;
-            return fill(c.trees[0], nested);
+        if (!t.r->is_union() || t.variant < 0) return;
+        if (selected != nullptr) return fill(t, *selected, t.cells[t.r->index_of(selected->name)], x);
+        put(t, t.r->fields[0], "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
+        t.cells[0].flag = mark_;
+    }
+    /// Writes the tree's state flags.
+    void paint(const Tree& t, Instance* x) {
+        for (std::size_t i = 0; t.r != nullptr && i < t.r->count && D.st == 0; ++i) {
+            const Field& f = t.r->fields[i];
+            const Cell& c = t.cells[i];
+            if (!t.shows(i) || !f.is_tracked()) continue;
+            put(t, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x, std::uint32_t{c.flag});
+            for (std::uint32_t n = 0; n < c.flags.size(); ++n)
+                put(t, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
+            for_each_nested(*t.r, f, c.trees.size(), x,
+                            [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
         }
-        Instance* source = made(c.trees[0]);
-        if (source != nullptr) put(t, f, "set", x, source);
-        give_back(*f.record, source);
-        break;
     }
-    case Kind::arm:
-        if (c.trees.empty()) return void(c.flag = 0);
-        if (Instance* arm = made(c.trees[0]); D.st != 0)
-            give_back(*f.record, arm);
-        else
-            put(t, f, either("set", "set_cr"), x, arm);
-        break;
-    default: break;
+    Tree read(const Tree& like, Instance* x) {
+        if (like.r != nullptr) return read(*like.r, x);
+        Tree t = blank(*like.e, agreed);
+        t.variant = x->variant;
+        t.cells[0].number = whole<std::uint32_t>(D, t.name(), "get_value", x);
+        return t;
     }
-}
+    Tree read(const Record& r, Instance* x) {
+        Tree t = blank(r, agreed);
+        t.variant = x->variant;
+        t.has_ra = (x->flags & ZUR_RA_DATA) != 0;
+        for (std::size_t i = 0; i < r.count; ++i)
+            if (t.shows(i) && r.fields[i].kind != Kind::length) read(t, r.fields[i], t.cells[i], x);
+        return t;
+    }
 
-/// Numbers of an array or a run, all at once or one by one.
-template <class T>
-void Hands::fill_elements(Tree& t, const Field& f, Cell& c, Instance* x) {
-    using Count = std::conditional_t<sizeof(T) == 1, std::int32_t, std::uint32_t>;
-    std::vector<T> numbers(c.bytes.size() / sizeof(T));
-    std::memcpy(numbers.data(), c.bytes.data(), c.bytes.size());
-    const std::string setter =
-        std::array{"set_mem", "set_mem_cr", "set", "set_value", "set_cr"}[random.below(f.kind == Kind::run ? 4 : 5)];
-    const bool is_whole = setter.starts_with("set_mem");
-    c.flags.assign(numbers.size(), static_cast<char>(is_whole ? 0 : mark_));
-    if (is_whole) return put(t, f, setter, x, numbers.data(), static_cast<Count>(numbers.size()));
-    for (std::uint32_t i = 0; i < numbers.size() && D.st == 0; ++i)
-        if (setter == "set")
-            put(t, f, setter, x, i, &numbers[i]);
-        else
-            put(t, f, setter, x, i, numbers[i]);
-}
+private:
+    TestDomain& D;
+    const Agreement& agreed;
+    Random& random;
+    std::uint8_t mark_;
 
-/// Elements are moved, or copied through their wire form; sometimes the last one first, before which others grow.
-inline void Hands::fill_records(Tree& t, const Field& f, Cell& c, Instance* x) {
-    c.flags.assign(c.trees.size(), static_cast<char>(mark_));
-    for (const std::size_t n : order_of_elements(c.trees.size(), random.once_in(2))) {
-        const bool is_moved = random.once_in(2);
-        Instance* element = made(c.trees[n]);
-        if (element != nullptr)
-            put(t, f, either("set", "set_cr"), x, static_cast<std::uint32_t>(n), element, is_moved ? 1u : 0u);
-        give_back(*f.record, element);
+    template <class... A>
+    void put(const Tree& t, const Field& f, const std::string& name, Instance* x, A... arguments) {
+        if (!name.ends_with("_cr")) return call(D, *t.r, f, name, x, arguments...);
         if (D.st != 0) return;
-        if (is_moved) continue;
-        const Tree sent = c.trees[n];
-        c.trees[n] = blank(*f.record, agreed);
-        Receipt{agreed, mark_, mark_ != 0, false}.receive(c.trees[n], sent);
+        D->last_error = 0;
+        D.st = operation<std::uint32_t(zur_domain*, Instance*, A...)>(*t.r, f, name)(D, x, arguments...);
     }
-}
-
-inline void Hands::paint(const Tree& t, Instance* x) {
-    for (std::size_t i = 0; t.r != nullptr && i < t.r->count && D.st == 0; ++i) {
-        const Field& f = t.r->fields[i];
-        const Cell& c = t.cells[i];
-        if (!t.shows(i) || !f.is_tracked()) continue;
-        put(t, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x, std::uint32_t{c.flag});
-        for (std::uint32_t n = 0; n < c.flags.size(); ++n)
-            put(t, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
-        for_each_nested(*t.r, f, c.trees.size(), x,
-                        [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
+    template <class T, class... A>
+    T get(const Record& r, const Field& f, const std::string& name, Instance* x, A... arguments) {
+        return call<T>(D, r, f, name, x, arguments...);
     }
-}
-
-// ---- Instances: reading ----
-
-/// Calls body(n, nested Instance) for what a field nests.
-template <class Body>
-void Hands::for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body) {
-    if (!f.is_of_record()) return;
-    if (f.kind == Kind::list) {
-        std::size_t n = 0;
-        for (auto* e = get<Instance*>(r, f, "get_first", x); e != nullptr; e = get<Instance*>(r, f, "get_next", x, e))
-            body(n++, e);
-        EXPECT_EQ(get<std::uint32_t>(r, f, "get_count", x), n) << r.name;
-        return;
+    const char* either(const char* a, const char* b) { return random.once_in(2) ? a : b; }
+    /// A new Instance with a tree's content; null when there is no memory.
+    Instance* made(Tree& t) {
+        auto* x = bare<Instance*>(D, *t.r, "create");
+        if (x == nullptr && D.st == 0) D.st = ZUR_NO_MEMORY;
+        if (x != nullptr) fill(t, x);
+        return x;
     }
-    for (std::uint32_t n = 0; n < count; ++n)
-        if (auto* nested = f.kind == Kind::array ? get<Instance*>(r, f, "get", x, n) : get<Instance*>(r, f, "get", x))
-            body(n, nested);
-}
-
-inline Tree Hands::read(const Tree& like, Instance* x) {
-    if (like.r != nullptr) return read(*like.r, x);
-    Tree t = blank(*like.e, agreed);
-    t.variant = x->variant;
-    t.cells[0].number = whole<std::uint32_t>(D, t.name(), "get_value", x);
-    return t;
-}
-
-inline Tree Hands::read(const Record& r, Instance* x) {
-    Tree t = blank(r, agreed);
-    t.variant = x->variant;
-    t.has_ra = (x->flags & ZUR_RA_DATA) != 0;
-    for (std::size_t i = 0; i < r.count; ++i)
-        if (t.shows(i) && r.fields[i].kind != Kind::length) read(t, r.fields[i], t.cells[i], x);
-    return t;
-}
-
-inline void Hands::read(Tree& t, const Field& f, Cell& c, Instance* x) {
-    const Record& r = *t.r;
-    std::uint32_t count = f.kind == Kind::run ? f.capacity : 1;
-    if (f.companion != nullptr) {
-        const Field& length = r.fields[r.index_of(f.companion)];
-        with_number(length, [&]<class T>(T) { count = static_cast<std::uint32_t>(get<T>(r, length, "get_value", x)); });
+    template <class Type>
+    void give_back(const Type& type, Instance* x) {
+        if (x != nullptr) bare(D, type, "destroy", x);
     }
-    switch (f.kind) {
-    case Kind::value: {
-        with_number(f,
-                    [&]<class T>(T) { c.number = static_cast<std::make_unsigned_t<T>>(get<T>(r, f, "get_value", x)); });
-        const auto* place = get<const Instance*>(r, f, "get", x);
-        if (place != nullptr && (f.is_own_enum() || is_auth_domain(f))) c.variant = place->variant;
-        break;
-    }
-    case Kind::text:
-    case Kind::characters: {
-        const std::uint32_t length = f.kind == Kind::text ? count : f.capacity;
-        std::string text(length + 2, '~');
-        get<void>(r, f, "get", x, text.data(), length + 1);
-        EXPECT_EQ(text.substr(length), std::string("\0~", 2)) << r.name << "." << f.name;
-        text.resize(length);
-        // A getter stops at the first NUL.
-        const char* held = reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)];
-        if (f.kind == Kind::text) {
-            std::memcpy(&held, held, sizeof held);
-            EXPECT_EQ(held == nullptr, length == 0) << r.name << "." << f.name;
-            EXPECT_TRUE(held == nullptr || held[length] == 0) << r.name << "." << f.name;
+    template <class Body>
+    static auto with_number(const Field& f, Body body) {
+        switch (width_of(f)) {
+        case 1: return body(char());
+        case 2: return body(std::uint16_t());
+        case 8: return body(std::uint64_t());
+        default: return body(std::uint32_t());
         }
-        c.bytes = held != nullptr ? std::string(held, length) : "";
-        EXPECT_STREQ(c.bytes.c_str(), text.c_str());
-        break;
     }
-    case Kind::run:
-        c.bytes.resize(count);
-        get<void>(r, f, "get_mem", x, c.bytes.data(), static_cast<std::int32_t>(count));
-        break;
-    case Kind::array:
-        c.flags.resize(count);
-        if (f.is_of_record()) break;
-        for (std::uint32_t n = 0; n < count; ++n) c.bytes += in_memory(get<std::uint32_t>(r, f, "get_value", x, n), 4);
-        break;
-    case Kind::object: {
-        using Marshal = std::uint32_t(zur_domain*, std::uint32_t, void*, const void*, std::int32_t, std::uint32_t*);
-        const void* place = get<void*>(r, f, "get", x);
-        if (place == nullptr) break;
-        c.bytes.resize(1 << 14);
-        auto* const marshal =
-            reinterpret_cast<Marshal*>(following((f.foreign->name + std::string("_marshal")).c_str()));
-        c.bytes.resize(marshal(D, D.set_id(), c.bytes.data(), place, 1 << 14, &D.st));
-        break;
+    static std::vector<std::size_t> order_of_elements(std::size_t count, bool is_from_last) {
+        std::vector<std::size_t> order(count);
+        for (std::size_t n = 0; n < count; ++n) order[n] = is_from_last ? count - 1 - n : n;
+        return order;
     }
-    default: break;
-    }
-    if (f.is_of_record()) {
-        c.trees.clear();
-        for_each_nested(r, f, count, x,
-                        [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
-    }
-    if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
-}
 
-inline void Hands::read_flags(const Record& r, const Field& f, Cell& c, Instance* x) {
-    c.flag = get<std::uint8_t>(r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
-    if (!f.has_element_flags()) return;
-    const char* flags = nullptr;
-    get<void>(r, f, "state_flag_get_arr", x, &flags);
-    if (flags != nullptr) std::memcpy(c.flags.data(), flags, c.flags.size());
-    if (c.flags.empty()) return;
-    EXPECT_EQ(get<std::uint8_t>(r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
-              static_cast<std::uint8_t>(c.flags.back()));
-}
+    void fill(Tree& t, const Field& f, Cell& c, Instance* x) {
+        if (D.st != 0 || f.kind == Kind::length || (f.kind == Kind::value && t.r->is_union())) return;
+        const bool is_empty = c.bytes.empty() && c.trees.empty();
+        c.flag = mark_;
+        switch (f.kind) {
+        case Kind::value:
+            with_number(f, [&]<class T>(T) {
+                const T number = static_cast<T>(c.number);
+                if (random.once_in(2) || is_auth_domain(f)) return put(t, f, "set_value", x, number);
+                if (!f.is_own_enum()) return put(t, f, "set", x, &number);
+                Tree value = blank(*f.enumeration, agreed);
+                value.cells[0].number = c.number;
+                auto* source = bare<Instance*>(D, *f.enumeration, "create");
+                if (source == nullptr) return void(D.st = ZUR_NO_MEMORY);
+                fill(value, source);
+                put(t, f, "set", x, source);
+                give_back(*f.enumeration, source);
+            });
+            break;
+        case Kind::object: {
+            Imported source(*f.foreign, c.bytes, D);
+            D.st = source.st;
+            put(t, f, "set", x, source.object());
+            break;
+        }
+        case Kind::text:
+            put(t, f, either("set", "set_cr"), x, c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
+            break;
+        case Kind::characters:
+            put(t, f, either("set", "set_cr"), x, c.bytes.data(),
+                static_cast<std::int32_t>(strnlen(c.bytes.data(), f.capacity)));
+            break;
+        case Kind::run: fill_elements<std::uint8_t>(t, f, c, x); break;
+        case Kind::array:
+            if (is_empty)
+                c.flag = 0;
+            else if (f.is_of_record())
+                fill_records(t, f, c, x);
+            else
+                fill_elements<std::uint32_t>(t, f, c, x);
+            break;
+        case Kind::list:
+            if (is_empty) c.flag = 0;
+            for (const bool is_from_last = random.once_in(2);
+                 std::size_t n : order_of_elements(c.trees.size(), is_from_last)) {
+                Instance* element = made(c.trees[n]);
+                if (D.st != 0) return give_back(*f.record, element);
+                put(t, f, is_from_last ? "set_first" : "set_last", x, element);
+            }
+            break;
+        case Kind::embedded: {
+            auto* nested = get<Instance*>(*t.r, f, "get", x);
+            if (random.once_in(2)) {
+                c.flag = 0;
+                return fill(c.trees[0], nested);
+            }
+            Instance* source = made(c.trees[0]);
+            if (source != nullptr) put(t, f, "set", x, source);
+            give_back(*f.record, source);
+            break;
+        }
+        case Kind::arm:
+            if (c.trees.empty()) return void(c.flag = 0);
+            if (Instance* arm = made(c.trees[0]); D.st != 0)
+                give_back(*f.record, arm);
+            else
+                put(t, f, either("set", "set_cr"), x, arm);
+            break;
+        default: break;
+        }
+    }
+
+    /// Numbers of an array or a run, all at once or one by one.
+    template <class T>
+    void fill_elements(Tree& t, const Field& f, Cell& c, Instance* x) {
+        using Count = std::conditional_t<sizeof(T) == 1, std::int32_t, std::uint32_t>;
+        std::vector<T> numbers(c.bytes.size() / sizeof(T));
+        std::memcpy(numbers.data(), c.bytes.data(), c.bytes.size());
+        const std::string setter = std::array{"set_mem", "set_mem_cr", "set", "set_value",
+                                              "set_cr"}[random.below(f.kind == Kind::run ? 4 : 5)];
+        const bool is_whole = setter.starts_with("set_mem");
+        c.flags.assign(numbers.size(), static_cast<char>(is_whole ? 0 : mark_));
+        if (is_whole) return put(t, f, setter, x, numbers.data(), static_cast<Count>(numbers.size()));
+        for (std::uint32_t i = 0; i < numbers.size() && D.st == 0; ++i)
+            if (setter == "set")
+                put(t, f, setter, x, i, &numbers[i]);
+            else
+                put(t, f, setter, x, i, numbers[i]);
+    }
+
+    /// Elements are moved, or copied through their wire form; sometimes the last one first, before which others grow.
+    void fill_records(Tree& t, const Field& f, Cell& c, Instance* x) {
+        c.flags.assign(c.trees.size(), static_cast<char>(mark_));
+        for (const std::size_t n : order_of_elements(c.trees.size(), random.once_in(2))) {
+            const bool is_moved = random.once_in(2);
+            Instance* element = made(c.trees[n]);
+            if (element != nullptr)
+                put(t, f, either("set", "set_cr"), x, static_cast<std::uint32_t>(n), element, is_moved ? 1u : 0u);
+            give_back(*f.record, element);
+            if (D.st != 0) return;
+            if (is_moved) continue;
+            const Tree sent = c.trees[n];
+            c.trees[n] = blank(*f.record, agreed);
+            Receipt{agreed, mark_, mark_ != 0, false}.receive(c.trees[n], sent);
+        }
+    }
+
+    /// Calls body(n, nested Instance) for what a field nests.
+    template <class Body>
+    void for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body) {
+        if (!f.is_of_record()) return;
+        if (f.kind == Kind::list) {
+            std::size_t n = 0;
+            for (auto* e = get<Instance*>(r, f, "get_first", x); e != nullptr;
+                 e = get<Instance*>(r, f, "get_next", x, e))
+                body(n++, e);
+            EXPECT_EQ(get<std::uint32_t>(r, f, "get_count", x), n) << r.name;
+            return;
+        }
+        for (std::uint32_t n = 0; n < count; ++n)
+            if (auto* nested =
+                    f.kind == Kind::array ? get<Instance*>(r, f, "get", x, n) : get<Instance*>(r, f, "get", x))
+                body(n, nested);
+    }
+
+    void read(Tree& t, const Field& f, Cell& c, Instance* x) {
+        const Record& r = *t.r;
+        std::uint32_t count = f.kind == Kind::run ? f.capacity : 1;
+        if (f.companion != nullptr) {
+            const Field& length = r.fields[r.index_of(f.companion)];
+            with_number(length,
+                        [&]<class T>(T) { count = static_cast<std::uint32_t>(get<T>(r, length, "get_value", x)); });
+        }
+        switch (f.kind) {
+        case Kind::value: {
+            with_number(
+                f, [&]<class T>(T) { c.number = static_cast<std::make_unsigned_t<T>>(get<T>(r, f, "get_value", x)); });
+            const auto* place = get<const Instance*>(r, f, "get", x);
+            if (place != nullptr && (f.is_own_enum() || is_auth_domain(f))) c.variant = place->variant;
+            break;
+        }
+        case Kind::text:
+        case Kind::characters: {
+            const std::uint32_t length = f.kind == Kind::text ? count : f.capacity;
+            std::string text(length + 2, '~');
+            get<void>(r, f, "get", x, text.data(), length + 1);
+            EXPECT_EQ(text.substr(length), std::string("\0~", 2)) << r.name << "." << f.name;
+            text.resize(length);
+            // A getter stops at the first NUL.
+            const char* held = reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)];
+            if (f.kind == Kind::text) {
+                std::memcpy(&held, held, sizeof held);
+                EXPECT_EQ(held == nullptr, length == 0) << r.name << "." << f.name;
+                EXPECT_TRUE(held == nullptr || held[length] == 0) << r.name << "." << f.name;
+            }
+            c.bytes = held != nullptr ? std::string(held, length) : "";
+            EXPECT_STREQ(c.bytes.c_str(), text.c_str());
+            break;
+        }
+        case Kind::run:
+            c.bytes.resize(count);
+            get<void>(r, f, "get_mem", x, c.bytes.data(), static_cast<std::int32_t>(count));
+            break;
+        case Kind::array:
+            c.flags.resize(count);
+            if (f.is_of_record()) break;
+            for (std::uint32_t n = 0; n < count; ++n)
+                c.bytes += in_memory(get<std::uint32_t>(r, f, "get_value", x, n), 4);
+            break;
+        case Kind::object:
+            if (const void* place = get<void*>(r, f, "get", x)) c.bytes = Imported(*f.foreign).wire(place);
+            break;
+        default: break;
+        }
+        if (f.is_of_record()) {
+            c.trees.clear();
+            for_each_nested(r, f, count, x,
+                            [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
+        }
+        if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
+    }
+
+    void read_flags(const Record& r, const Field& f, Cell& c, Instance* x) {
+        c.flag = get<std::uint8_t>(r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
+        if (!f.has_element_flags()) return;
+        const char* flags = nullptr;
+        get<void>(r, f, "state_flag_get_arr", x, &flags);
+        if (flags != nullptr) std::memcpy(c.flags.data(), flags, c.flags.size());
+        if (c.flags.empty()) return;
+        EXPECT_EQ(get<std::uint8_t>(r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
+                  static_cast<std::uint8_t>(c.flags.back()));
+    }
+};
 
 } // namespace epm::test
