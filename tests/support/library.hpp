@@ -50,7 +50,7 @@ public:
     /// The bare function, which is neither watched nor counted; for threads.
     Function function() const { return function_; }
 
-    [[gnu::no_sanitize("undefined")]] // scenes call everything with words
+    __attribute__((no_sanitize("undefined"))) // scenes call everything with words
     Result
     operator()(Parameters... arguments) const {
         if (function_ == nullptr) {

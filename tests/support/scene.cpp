@@ -53,6 +53,9 @@ void replace_all(std::string& text, const std::string& from, const std::string& 
 
 /// `@name=value`, or `@name`
 std::pair<std::string, std::string> option_of(const std::string& word) {
+    static const std::set<std::string> known = {"each",   "modes", "distinct", "st",  "error", "quiet",
+                                                "refuse", "fail",  "handle",   "any", "for",   "cost"};
+    EXPECT_TRUE(known.contains(word.substr(1, word.find('=') - 1))) << word;
     const auto end = std::min(word.find('='), word.size() - 1);
     return {word.substr(1, word[end] == '=' ? end - 1 : end), word[end] == '=' ? word.substr(end + 1) : ""};
 }
