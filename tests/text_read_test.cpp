@@ -90,7 +90,7 @@ TEST_F(TextRead, FailedLookUpIsToldByTheEnumsPath) {
         char message[40] = "";
         std::uint32_t st = 0;
         const XmlDocument document = sound_xml("<a/>");
-        text.from_xml(D, D.set_id(), "some/path", document.get(), x, &st, message, sizeof message);
+        text.from_xml(D, D.set_id(), "some/path", document.get(), x, &st, message, 24); // exactly
         EXPECT_EQ(st, 71u);
         EXPECT_STREQ(message, "Failed xpath: some/path");
         EXPECT_EQ(D->last_error, 71u);
@@ -101,6 +101,27 @@ TEST_F(TextRead, FailedLookUpIsToldByTheEnumsPath) {
         value = 0;
         destroy(e->name, D, x);
     }
+}
+
+TEST_F(TextRead, ATextThatNoLengthCanHold) {
+    const auto longest = REPLACE(xml_get_element_value, [](auto*, auto*, auto*, auto, std::uint32_t* length) {
+        if (length != nullptr) *length = UINT32_MAX;
+        return 28u;
+    });
+    const TextOperations text("orlan_ial_svm_fqdn_data_create");
+    Instance* x = create(text.type, D);
+    EXPECT_EQ(text.read(D, sound_xml(element(text.type, "<acl_name>a</acl_name>")).get(), x), 12u);
+    destroy(text.type, D, x);
+}
+
+// An element that its list refuses, here because the peer does not know the record, is not lost.
+TEST_F(TextRead, AnElementThatIsRefused) {
+    const TextOperations text("epm_client_acl_feat_ctx");
+    D.agree(text.type.c_str(), -1);
+    Instance* x = create(text.type, D);
+    const std::string one = element("bm_feat_conf_list", "<is_ipv6>1</is_ipv6>");
+    EXPECT_EQ(text.read(D, sound_xml(element(text.type, one)).get(), x), 43u);
+    destroy(text.type, D, x);
 }
 
 // ---- hostile documents ----

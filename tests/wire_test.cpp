@@ -157,6 +157,47 @@ TEST_F(Wire, KeptImagesAreReadAndWrittenAsTheyAre) {
     for (const Enum* e : catalogue::all_enums) check(e->name);
 }
 
+// The codec has written the enumerator already; a store hears of it all the same.
+TEST_F(Wire, AnEnumeratorIsAnnounced) {
+    TestDomain D;
+    auto* x = coa_request_type_create(D, D.set_id());
+    static void* announced = nullptr;
+    D->write_range_fn = [](zur_domain*, void* address, std::uint32_t length, std::uint32_t, void*) {
+        if (length == 4) announced = address;
+    };
+    const Bytes image = {0, 0, 0, 0, 1};
+    EXPECT_EQ(coa_request_type_unmarshal(D, D.set_id(), image.data(), x, 5, 0, &D.st), 5u);
+    EXPECT_EQ(announced, reinterpret_cast<char*>(x) + catalogue::header_length);
+    coa_request_type_destroy(D, D.set_id(), x);
+}
+
+// In a Domain that does not track and does not know where a nested array's flags are, the array does not grow.
+TEST_F(Wire, AnArrayWhoseFlagsAreOutOfReach) {
+    checker.reset(); // it knows of one Domain only
+    TestDomain tracking({.tracking = ZUR_TRACKED_MODE}), plain;
+    const auto made = [](TestDomain& D, std::uint32_t count) {
+        auto* x = orlan_ial_svm_bm_data_create(D, D.set_id());
+        auto* list = orlan_ial_svm_bm_data_intf_templ_list_get(D, D.set_id(), x, &D.st);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            auto* element = rcl_client_intf_templ_create(D, D.set_id());
+            rcl_client_intf_templ_list_data_set(D, D.set_id(), list, i, element, 1, &D.st);
+            rcl_client_intf_templ_destroy(D, D.set_id(), element);
+        }
+        EXPECT_EQ(D.st, 0u);
+        return x;
+    };
+    auto* x = made(tracking, 1);
+    auto* longer = made(plain, 2);
+    const Bytes image = marshalled(Operations("orlan_ial_svm_bm_data"), plain, instance(longer));
+    orlan_ial_svm_bm_data_unmarshal(plain, plain.set_id(), image.data(), x, static_cast<std::int32_t>(image.size()), 1,
+                                    &plain.st);
+    EXPECT_EQ(plain.st, 22u);
+    auto* list = orlan_ial_svm_bm_data_intf_templ_list_get(tracking, tracking.set_id(), x, &tracking.st);
+    EXPECT_EQ(rcl_client_intf_templ_list_max_intf_templ_get_value(tracking, tracking.set_id(), list, &tracking.st), 1u);
+    orlan_ial_svm_bm_data_destroy(tracking, tracking.set_id(), x);
+    orlan_ial_svm_bm_data_destroy(plain, plain.set_id(), longer);
+}
+
 // A jump word may lead anywhere; one that leads backwards, or further than a signed offset, is no error and ignored.
 TEST_F(Wire, JumpWordsThatLie) {
     const Operations type("orlan_ial_svm_preauthacl_data");

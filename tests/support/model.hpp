@@ -991,7 +991,7 @@ private:
             // A getter stops at the first NUL.
             const char* held = reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)];
             if (f.kind == Kind::text) {
-                std::memcpy(&held, held, sizeof held);
+                held = *reinterpret_cast<const char* const*>(held);
                 EXPECT_EQ(held == nullptr, length == 0) << r.name << "." << f.name;
                 EXPECT_TRUE(held == nullptr || held[length] == 0) << r.name << "." << f.name;
             }
