@@ -157,17 +157,17 @@ TEST_F(Wire, KeptImagesAreReadAndWrittenAsTheyAre) {
     for (const Enum* e : catalogue::all_enums) check(e->name);
 }
 
-// The codec has written the enumerator already; a store hears of it all the same.
-TEST_F(Wire, AnEnumeratorIsAnnounced) {
+// The codec announces and writes the enumerator; the reader announces it once more.
+TEST_F(Wire, AnEnumeratorIsAnnouncedTwice) {
     TestDomain D;
     auto* x = coa_request_type_create(D, D.set_id());
-    static void* announced = nullptr;
+    static std::vector<void*> announced;
     D->write_range_fn = [](zur_domain*, void* address, std::uint32_t length, std::uint32_t, void*) {
-        if (length == 4) announced = address;
+        if (length == 4) announced.push_back(address);
     };
     const Bytes image = {0, 0, 0, 0, 1};
     EXPECT_EQ(coa_request_type_unmarshal(D, D.set_id(), image.data(), x, 5, 0, &D.st), 5u);
-    EXPECT_EQ(announced, reinterpret_cast<char*>(x) + catalogue::header_length);
+    EXPECT_EQ(announced, std::vector<void*>(2, reinterpret_cast<char*>(x) + catalogue::header_length));
     coa_request_type_destroy(D, D.set_id(), x);
 }
 
