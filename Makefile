@@ -1,4 +1,4 @@
-# Short commands for what is done every day. More than a line of work stands in scripts/; how things are built, in CMake.
+# Short commands for everyday work. Anything longer than a line is a script in scripts/; CMake describes the build.
 .DEFAULT_GOAL := help
 .PHONY: help demo check release debug test docs bench fuzz packages check-packages format tidy clean
 

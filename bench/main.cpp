@@ -33,7 +33,7 @@ std::uint64_t rounds(const Loop& loop, double wanted, std::uint64_t most) {
     return std::clamp(static_cast<std::uint64_t>(wanted / std::max(once, 1.0)), std::uint64_t{1}, most);
 }
 
-/// Each loop's instructions go into a file of their own, whose head tells the name and how often the loop ran.
+/// Writes each loop's instructions to a file of its own. The head of the file has the name and the number of runs.
 void count(const std::vector<Loop>& loops) {
     for (const Loop& loop : loops) {
         const std::uint64_t times = rounds(loop, 2e7, 1000);

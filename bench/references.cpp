@@ -86,8 +86,8 @@ struct Called {
     }
 };
 
-/// Where a codec stands. `slack` is the room that the fixed fields of the records begun so far leave: one decision for
-/// each record, and one for each part whose length varies.
+/// The position of a codec. `slack` is the room that the fixed fields of the records begun so far leave: one decision
+/// for each record, and one for each part whose length varies.
 template <class Byte>
 struct Cursor {
     Byte *at, *end;

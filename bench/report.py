@@ -30,7 +30,7 @@ counts, floors = read("counts"), read("counts", 2)
 times, allocations, sizes, facts = read("times"), read("allocations"), read("sizes"), read("facts")
 if not counts:
     sys.exit(f"{folder}/counts.csv holds nothing")
-# What was measured tells what there is to report.
+# The report has a row for each loop that was measured.
 workloads, operations, peers = (list(dict.fromkeys(names)) for names in zip(*counts))
 
 
@@ -101,7 +101,7 @@ def goal_rows(operation, workload, peer, goal):
 def goal_tables(goals):
     print("""## Goals
 
-Ratio of the library to the peer; instructions decide, the times stand beside them. The floor is the ratio
+Ratio of the library to the peer; instructions decide, times are shown beside them. The floor is the ratio
 of what the runtime itself executes, with nine instructions for each call that the contract has the library
 make: where it is above the limit, no library can meet the goal on this runtime. Text is mostly the runtime's
 own work, so there is no such floor.

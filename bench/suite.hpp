@@ -28,7 +28,7 @@ void keep(const T& value) {
     asm volatile("" : : "r,m"(value) : "memory");
 }
 
-/// Costs nothing that is worth a mention where it holds, so that it may stand in a loop.
+/// Ends the program when something does not hold. Costs next to nothing when it does, so a loop may contain it.
 inline void require(bool holds, std::string_view what) {
     if (holds) return;
     std::fprintf(stderr, "bench: %.*s\n", static_cast<int>(what.size()), what.data());

@@ -42,8 +42,8 @@ inline constexpr std::nullptr_t no_names = nullptr;
 // clang-format off
 
 // One row for each field in the order of the wire: FIELD(T, kind, name, more), T being the library's type of the record.
-// LENGTH(T, name, field) stands where the count of a text or of an array travels. Who needs code for each field gives a
-// macro for FIELD, most often one that leads to a macro for each kind. The kinds, and what more they are told:
+// LENGTH(T, name, field) marks the position of a text's or an array's count on the wire. A user passes a macro for FIELD,
+// usually one that calls a macro for each kind. The kinds and their further arguments:
 //   NUMBER   its type
 //   ENUM     the names of its values
 //   HANDLE   its type; the library's type, a number in an object
@@ -132,8 +132,8 @@ inline constexpr std::nullptr_t no_names = nullptr;
     LENGTH(T, domain_names_length, domain_names) \
     FIELD(T, ARRAY, domain_names, Name, 2, domain_names_length, fqdn_domain_name)
 
-/// The records: their name here and in the peers' schemas, the library's type, the fields. WRAPPER stands for RECORD
-/// where the peers have no record of its own, but what is in it.
+/// The records: their name here and in the peers' schemas, the library's type, the fields. A WRAPPER is a record that
+/// the peers do not have; they have its fields instead.
 #define BENCH_RECORDS(RECORD, WRAPPER) \
     RECORD(Entry, orlan_ial_svm_acl_data, BENCH_ENTRY) \
     RECORD(ClientVlan, rcl_client_vlan_t, BENCH_CLIENT_VLAN) \

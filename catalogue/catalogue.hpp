@@ -124,7 +124,7 @@ struct FaultWords {
 
 template <FaultWords Type, FaultWords Field, FaultWords Sentence>
 struct Verdict {
-    static_assert(Sentence.text[0] == 0, "the catalogue is faulty: type, field and sentence stand in the arguments");
+    static_assert(Sentence.text[0] == 0, "the catalogue is faulty: see type, field and sentence in the arguments");
 };
 
 inline constexpr Fault fault = first_fault(all_records, all_enums);

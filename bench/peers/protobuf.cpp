@@ -1,5 +1,5 @@
-// protobuf: generated classes, filled from the common data; as text its TextFormat, which stands beside the print form
-// and beside XML alike.
+// protobuf: generated classes, filled from the common data. Its text is TextFormat, which the report shows beside print
+// and beside XML.
 #include "bench/suite.hpp"
 
 #include <google/protobuf/text_format.h>
