@@ -56,7 +56,8 @@ private:
     Word invoke(const Words& words);
     void outcome(const std::string& wanted, const std::string& calls, const std::string& found, Word result);
     void match(const std::string& wanted, const std::string& counted, const std::string& calls);
-    void die(const Words& wanted, const Words& words);
+    /// The n-th of the deaths that a step asks for.
+    void die(const Words& wanted, const Words& words, std::size_t nth);
 
     /// The type behind a short name.
     std::string type(const std::string& word) const;
@@ -74,7 +75,6 @@ private:
     std::map<std::string, std::string> bound_; ///< `$name` as it stands in calls
     std::deque<GuardedBuffer> data_;           ///< bytes of the scene
     std::vector<std::pair<std::string, Instance*>> made_;
-    std::set<std::uint32_t> deaths_;
     std::string subject_; ///< type of the Instance that the step is about
     unsigned width_ = 0;  ///< bytes of the result that count; 0: those of what is wanted
 };

@@ -1,9 +1,8 @@
 // The images of the blocks, and what may be written without an announcement.
 #include "support/write_checker.hpp"
 
-#include "support/domains.hpp"
 #include "support/heap.hpp"
-#include "support/library.hpp"
+#include "support/types.hpp"
 
 #include <zur/foreign.h>
 
@@ -13,6 +12,12 @@ namespace epm::test {
 
 namespace {
 
+const void* word_at(const unsigned char* bytes) {
+    const void* word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
 /// Whether the operation that is running is named so, as `<type>_<name>` or `<type>_<field>_<name>`.
 bool runs(const Change& c, const char* name) {
     return c.within != nullptr &&
@@ -20,15 +25,9 @@ bool runs(const Change& c, const char* name) {
 }
 
 bool is_of_kind(const Change& c, Kind kind) {
-    for (const Record* r : catalogue::all_records)
-        if (c.within != nullptr && c.within->type == r->name && r->index_of(c.within->field) < r->count)
-            return r->fields[r->index_of(c.within->field)].kind == kind;
-    return false;
-}
-
-bool is_of_enum(const Change& c) {
-    return c.within != nullptr &&
-           std::ranges::any_of(catalogue::all_enums, [&](const Enum* e) { return c.within->type == e->name; });
+    const Record* r = c.within != nullptr ? record_named(c.within->type) : nullptr;
+    return r != nullptr && r->index_of(c.within->field) < r->count &&
+           r->fields[r->index_of(c.within->field)].kind == kind;
 }
 
 /// Whether the operation may run a reader: also a clone does, and so does an array that takes a clone.
@@ -46,7 +45,9 @@ const struct {
     {"an enumeration's XML reader stores the value that it finds as it is",
      [](const Change& c) { return runs(c, "from_xml") && !c.is_in_header; }},
     {"a destroyed enumeration's type word is zeroed just before its memory goes",
-     [](const Change& c) { return c.now == 0 && c.is_in_header && is_of_enum(c) && !runs(c, "unmarshal"); }},
+     [](const Change& c) { return c.now == 0 && c.is_in_header && c.within != nullptr && record_named(c.within->type) == nullptr &&
+                !runs(c, "unmarshal");
+     }},
     {"the closing NUL of fixed characters comes after the flag, behind the announced characters",
      [](const Change& c) {
          return c.now == 0 && is_of_kind(c, Kind::characters) && (runs(c, "set") || runs(c, "set_cr"));
@@ -62,8 +63,7 @@ const struct {
 } // namespace
 
 WriteChecker::WriteChecker() {
-    for (const Record* r : catalogue::all_records) types_.insert(type_info_of(*r));
-    for (const Enum* e : catalogue::all_enums) types_.insert(type_info_of(*e));
+    for (const TypeNumbers& t : all_types()) types_.insert(type_info_of(t.name));
     types_.insert({&_sm_auth_domain_type_info_internal, &_aaa_tlv_type_info_internal,
                    &_sess_mgr_conn_hdl_type_info_internal, &_sess_mgr_client_hdl_type_info_internal,
                    &_sess_mgr_session_label_type_info_internal, &_sess_mgr_authorize_result_type_info_internal});
@@ -86,8 +86,7 @@ void WriteChecker::leave_bundle() {
 }
 
 void WriteChecker::before_call(const char* function, const Arguments&) {
-    last_call_ = function;
-    look("before ");
+    look(std::string("before ") + function);
 }
 
 void WriteChecker::after_call() {
@@ -119,28 +118,23 @@ void WriteChecker::accept() {
     for (auto& [block, image] : images_) std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
-void WriteChecker::look(const char* when) {
+void WriteChecker::look(const std::string& when) {
     if (within_.empty()) return;
     for (auto& [block, image] : images_)
         if (std::memcmp(image.bytes.data(), block, image.bytes.size()) != 0) look(when, block, image);
 }
 
-void WriteChecker::look(const char* when, const unsigned char* block, Image& image) {
+void WriteChecker::look(const std::string& when, const unsigned char* block, Image& image) {
     for (std::size_t i = 0; i < image.bytes.size(); ++i) {
         if (block[i] == image.bytes[i]) continue;
-        if (image.announced[i]) {
-            ++bytes_seen_;
-            continue;
-        }
         // A block that this operation has just taken is nobody else's yet.
-        if (image.is_fresh) continue;
+        if (image.announced[i] || image.is_fresh) continue;
         const Change change{within_.back(),          block + i,          block[i],
                             is_in_header(block + i), is_link(block + i), is_flag(block, block + i)};
         if (std::ranges::any_of(exceptions, [&](const auto& e) { return e.covers(change); })) continue;
+        const Export within = change.within == nullptr ? Export{"type table", "", ""} : *change.within;
         ADD_FAILURE() << "unannounced write of byte " << i << " of a block of " << image.bytes.size() << ", "
-                      << (within_.back() == nullptr ? "type table" : within_.back()->type) << " "
-                      << (within_.back() == nullptr ? "" : within_.back()->field + " " + within_.back()->operation)
-                      << ", " << when << (*when == 'b' ? last_call_ : "");
+                      << within.type << " " << within.field << " " << within.operation << ", " << when;
     }
     std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
@@ -153,9 +147,7 @@ const zur_type_info* WriteChecker::type_at(std::uintptr_t start) const {
     const auto offset = static_cast<std::size_t>(place - block);
     if (offset + sizeof(void*) > image.bytes.size()) return nullptr;
     for (const unsigned char* bytes : {place, image.bytes.data() + offset}) {
-        const zur_type_info* type;
-        std::memcpy(&type, bytes, sizeof type);
-        if (types_.contains(type)) return type;
+        if (types_.contains(word_at(bytes))) return static_cast<const zur_type_info*>(word_at(bytes));
     }
     return nullptr;
 }
@@ -168,32 +160,27 @@ bool WriteChecker::is_in_header(const unsigned char* address) const {
 }
 
 bool WriteChecker::is_link(const unsigned char* address) const {
-    const auto lies_in = [&](const Record& r, std::size_t offset) {
-        const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(address) & ~std::uintptr_t{7};
+    const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(address) & ~std::uintptr_t{7};
+    const auto is_of = [&](const Record& r, std::size_t offset) {
         const zur_type_info* type = type_at(word - offset);
-        return type != nullptr && std::string_view(type->name) == r.name;
+        return type != nullptr && type->name == std::string_view(r.name);
     };
     for (const Record* r : catalogue::all_records) {
         const catalogue::Layout l = catalogue::lay_out(*r);
-        if (r->is_linked() && (lies_in(*r, l.links + 8u) || lies_in(*r, l.links + 16u))) return true;
+        if (r->is_linked() && (is_of(*r, l.links + 8u) || is_of(*r, l.links + 16u))) return true;
         for (std::size_t i = 0; i < r->count; ++i)
-            if (r->fields[i].kind == Kind::list)
-                for (const std::size_t link : {0u, 8u, 16u})
-                    if (lies_in(*r, l.offset[i] + link)) return true;
+            for (const std::size_t link : {0u, 8u, 16u})
+                if (r->fields[i].kind == Kind::list && is_of(*r, l.offset[i] + link)) return true;
     }
     return false;
 }
 
+// Behind an Instance or, when there are several, behind the last.
 std::size_t WriteChecker::first_flag(const unsigned char* block) const {
     const std::size_t length = images_.at(block).bytes.size();
     const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
-    for (const Record* r : catalogue::all_records) {
-        if (type == nullptr || std::string_view(type->name) != r->name) continue;
-        const catalogue::Layout l = catalogue::lay_out(*r);
-        const std::size_t with_flags = l.size(*r) + l.block_length(*r);
-        // An array's elements come first, then their blocks.
-        return length % with_flags == 0 ? length / with_flags * l.size(*r) : length;
-    }
+    for (const TypeNumbers& t : all_types())
+        if (type != nullptr && type->name == t.name && length % t.tracked == 0) return length / t.tracked * t.size;
     return length;
 }
 
@@ -201,7 +188,7 @@ bool WriteChecker::is_flag(const unsigned char* block, const unsigned char* addr
     if (static_cast<std::size_t>(address - block) >= first_flag(block)) return true;
     for (const auto& [other, image] : images_)
         for (std::size_t i = catalogue::round_up(first_flag(other), 8); i + 8 <= image.bytes.size(); i += 8)
-            if (std::memcmp(other + i, &block, sizeof block) == 0) return true;
+            if (word_at(other + i) == block) return true;
     return false;
 }
 

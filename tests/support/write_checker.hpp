@@ -28,8 +28,6 @@ class WriteChecker : public Observer {
 public:
     WriteChecker();
 
-    std::size_t bytes_seen() const { return bytes_seen_; } ///< announced and changed
-
     void enter_bundle(const Export* which) override;
     void leave_bundle() override;
     void before_call(const char* function, const Arguments& arguments) override;
@@ -46,8 +44,8 @@ private:
         bool is_fresh; ///< taken by this operation, and nothing in it announced so far
     };
 
-    void look(const char* when);
-    void look(const char* when, const unsigned char* block, Image& image);
+    void look(const std::string& when);
+    void look(const std::string& when, const unsigned char* block, Image& image);
     void accept();
     /// The TypeInfo that the word there names, now or when it was last looked at; null for anything else.
     const zur_type_info* type_at(std::uintptr_t start) const;
@@ -60,8 +58,6 @@ private:
     std::map<const unsigned char*, Image> images_;
     std::set<const void*> types_;
     std::vector<const Export*> within_;
-    std::size_t bytes_seen_ = 0;
-    std::string last_call_;
 };
 
 } // namespace epm::test
