@@ -1,12 +1,13 @@
 // The Domains of the tests and their watched hooks.
 #include "support/domains.hpp"
 
-#include "catalogue/catalogue.hpp"
 #include "support/heap.hpp"
 #include "support/names.hpp"
 #include "support/observation.hpp"
+#include "support/types.hpp"
 
 #include <algorithm>
+#include <cstring>
 
 namespace epm::test {
 
@@ -48,11 +49,9 @@ void counter_range(void* obj_store, void* address, std::uint32_t length, std::ui
 }
 
 /// The name of the type of a digest.
-const char* type_named(std::string_view hex_digest) {
-    for (const auto* r : catalogue::all_records)
-        if (hex_digest == r->digests.identity) return r->name;
-    for (const auto* e : catalogue::all_enums)
-        if (hex_digest == e->digests.identity) return e->name;
+const char* type_named(const char* hex_digest) {
+    for (const TypeNumbers& t : all_types())
+        if (std::memcmp(hex_digest, t.info->hex_digest, sizeof t.info->hex_digest) == 0) return t.name.c_str();
     return "no type of this catalogue";
 }
 

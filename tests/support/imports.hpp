@@ -11,8 +11,6 @@
 
 #include <dlfcn.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 
 namespace epm::test {
@@ -40,12 +38,7 @@ inline FailingImport& failing_import() {
 
 /// The definition behind the test program's own.
 inline void* following(const char* name) {
-    void* symbol = dlsym(RTLD_NEXT, name);
-    if (symbol == nullptr) {
-        std::fprintf(stderr, "no library behind the test program defines %s\n", name);
-        std::abort();
-    }
-    return symbol;
+    return dlsym(RTLD_NEXT, name);
 }
 
 template <Name N, class Signature>
@@ -83,21 +76,16 @@ struct Import<N, Result(Parameters...)> {
     }
 };
 
-template <class ImportOf, class Function>
+template <class ImportOf>
 class Replacement {
 public:
-    explicit Replacement(Function function) { ImportOf::replacement = std::move(function); }
+    explicit Replacement(auto function) { ImportOf::replacement = std::move(function); }
     ~Replacement() { ImportOf::replacement = nullptr; }
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 };
 
-template <class ImportOf, class Function>
-Replacement<ImportOf, Function> replace(Function function) {
-    return Replacement<ImportOf, Function>(std::move(function));
-}
-
-#define REPLACE(name, ...) ::epm::test::replace<::epm::test::Import<#name, decltype(::name)>>(__VA_ARGS__)
+#define REPLACE(name, ...) ::epm::test::Replacement<::epm::test::Import<#name, decltype(::name)>>(__VA_ARGS__)
 
 /// Defines the symbol `name` in the test program: a jump to the operation above, with the arguments as they came.
 #define EPM_WATCHED(name)                                                                                              \

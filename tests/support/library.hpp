@@ -13,7 +13,6 @@
 
 #include <dlfcn.h>
 
-#include <map>
 #include <string>
 
 namespace epm::test {
@@ -29,12 +28,6 @@ inline void* library() {
     return handle;
 }
 
-/// All exports that have been fetched, by name.
-inline std::map<std::string, Export>& fetched_exports() {
-    static std::map<std::string, Export> all;
-    return all;
-}
-
 template <class Signature>
 class Operation;
 
@@ -44,7 +37,7 @@ public:
     using Function = Result (*)(Parameters...);
 
     Operation() = default;
-    Operation(Function f, Export* e) : function_(f), export_(e) {}
+    Operation(Function f, const Export& e) : function_(f), export_(e) {}
 
     explicit operator bool() const { return function_ != nullptr; }
     /// The bare function, which is neither watched nor counted; for threads.
@@ -57,14 +50,14 @@ public:
             ADD_FAILURE() << "call of an export that is not there";
             return Result();
         }
-        if (export_ == nullptr) return function_(arguments...);
-        const BundleCall call(export_);
+        if (export_.operation.empty()) return function_(arguments...);
+        const BundleCall call(&export_);
         return function_(arguments...);
     }
 
 private:
     Function function_ = nullptr;
-    Export* export_ = nullptr;
+    Export export_;
 };
 
 namespace detail {
@@ -77,11 +70,7 @@ Operation<Signature> fetch(const std::string& name, const std::string& type, con
         ADD_FAILURE() << "the library exports no " << name;
         return {};
     }
-    Export& e = fetched_exports()[name];
-    e.type = type;
-    e.field = field;
-    e.operation = operation;
-    return {reinterpret_cast<Signature*>(symbol), &e};
+    return {reinterpret_cast<Signature*>(symbol), {type, field, operation}};
 }
 
 inline std::string name_of(const char* name) {
@@ -123,10 +112,7 @@ template <class Result, class... Parameters>
 Operation<Result(Parameters...)> exported(Result (*function)(Parameters...)) {
     Dl_info info{};
     const bool known = dladdr(reinterpret_cast<void*>(function), &info) != 0 && info.dli_sname != nullptr;
-    const std::string name = known ? info.dli_sname : "?";
-    Export& e = fetched_exports()[name];
-    if (e.operation.empty()) e.operation = name;
-    return {function, &e};
+    return {function, {"", "", known ? info.dli_sname : "?"}};
 }
 
 template <class Type>

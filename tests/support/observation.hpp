@@ -5,16 +5,19 @@
 
 #include <zur/types.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace epm::test {
 
 class Names;
 
-/// One exported operation of the Bundle, as far as it has been fetched.
+/// One exported operation of the Bundle.
 struct Export {
     std::string type;
     std::string field; ///< empty for an operation of the whole type
@@ -44,17 +47,42 @@ public:
     virtual void copied_type(const zur_type_info*) {}
 };
 
-bool is_observed();
-void tell(const std::function<void(Observer&)>& what);
+inline std::vector<Observer*> observers;
+inline std::atomic<bool> is_anyone_observing = false;
+inline thread_local int depth = 0; ///< of calls into the runtime
 
-/// Whether the Bundle is running, rather than the runtime called by it.
-bool in_bundle();
+inline bool is_observed() {
+    return is_anyone_observing.load(std::memory_order_relaxed);
+}
+
+inline Observer::Observer() {
+    observers.push_back(this);
+    is_anyone_observing = true;
+}
+
+inline Observer::~Observer() {
+    std::erase(observers, this);
+    is_anyone_observing = !observers.empty();
+}
+
+inline void tell(const std::function<void(Observer&)>& what) {
+    if (!is_observed()) return;
+    const int before = std::exchange(depth, 1); // the calls that an observer makes are not observed
+    for (Observer* o : observers) what(*o);
+    depth = before;
+}
 
 /// A call from the Bundle into the runtime, for as long as it lasts.
 class RuntimeCall {
 public:
-    RuntimeCall(const char* function, const Arguments& arguments);
-    ~RuntimeCall();
+    RuntimeCall(const char* function, const Arguments& arguments) : is_from_bundle_(depth == 0) {
+        if (is_from_bundle_) tell([&](Observer& o) { o.before_call(function, arguments); });
+        ++depth;
+    }
+    ~RuntimeCall() {
+        --depth;
+        if (is_from_bundle_) tell([](Observer& o) { o.after_call(); });
+    }
     RuntimeCall(const RuntimeCall&) = delete;
     RuntimeCall& operator=(const RuntimeCall&) = delete;
     bool is_from_bundle() const { return is_from_bundle_; }
@@ -66,8 +94,13 @@ private:
 /// A call into the Bundle, by a test or back from the runtime.
 class BundleCall {
 public:
-    explicit BundleCall(const Export* which);
-    ~BundleCall();
+    explicit BundleCall(const Export* which) : depth_before_(std::exchange(depth, 0)) {
+        tell([&](Observer& o) { o.enter_bundle(which); });
+    }
+    ~BundleCall() {
+        tell([](Observer& o) { o.leave_bundle(); });
+        depth = depth_before_;
+    }
     BundleCall(const BundleCall&) = delete;
     BundleCall& operator=(const BundleCall&) = delete;
 

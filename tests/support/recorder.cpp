@@ -1,10 +1,9 @@
 // How calls, addresses and traces are written down.
 #include "support/recorder.hpp"
 
-#include "support/domains.hpp"
 #include "support/heap.hpp"
-#include "support/library.hpp"
 #include "support/traces.hpp"
+#include "support/types.hpp"
 
 #include <pthread.h>
 
@@ -15,7 +14,7 @@ namespace epm::test {
 namespace {
 
 bool is_on_stack(const void* address) {
-    static thread_local const auto bounds = [] {
+    static const auto bounds = [] {
         pthread_attr_t attributes;
         void* low = nullptr;
         std::size_t size = 0;
@@ -27,30 +26,10 @@ bool is_on_stack(const void* address) {
     return reinterpret_cast<std::uintptr_t>(address) - bounds.first < bounds.second;
 }
 
-std::string quoted(const std::string& text) {
-    return '"' + text + '"';
-}
-
-/// A symbol as a test names it: a TypeInfo by its type.
-std::string plain_symbol(const std::string& symbol) {
-    const std::string ending = "_type_info_internal";
-    if (symbol.starts_with("_") && symbol.ends_with(ending)) return symbol.substr(1, symbol.size() - 1 - ending.size());
-    return symbol;
-}
-
-const std::vector<const zur_type_info*>& own_types() {
-    static const std::vector<const zur_type_info*> all = [] {
-        std::vector<const zur_type_info*> list;
-        for (const Record* r : catalogue::all_records) list.push_back(type_info_of(*r));
-        for (const Enum* e : catalogue::all_enums) list.push_back(type_info_of(*e));
-        return list;
-    }();
-    return all;
-}
-
-/// A counter of one of the type's variants; empty for any other address.
-std::string counter(const zur_type_info* type, const void* address) {
-    for (int v = -1; type != nullptr && v < type->variant_table->count; ++v) { // -1: a peer does not know the type
+/// A TypeInfo, or a counter of one of its variants; empty for any other address.
+std::string name_in(const zur_type_info* type, const void* address) {
+    if (address == type) return type->name;
+    for (int v = -1; type->variant_table != nullptr && v < type->variant_table->count; ++v) { // -1: unknown to a peer
         const zur_variant_record& record = type->variant_table->records[v];
         if (address != &record.created && address != &record.destroyed) continue;
         return std::string(type->name) + "[" + std::to_string(v) + "]" +
@@ -61,25 +40,15 @@ std::string counter(const zur_type_info* type, const void* address) {
 
 } // namespace
 
-Names::Names(TestDomain& domain) : domain_(domain), set_id_(domain.set_id()) {
-    const zur_domain* D = domain;
-    add(&D->variant_context, sizeof D->variant_context, "D.variant_context");
-    add(&D->last_error, sizeof D->last_error, "D.last_error");
-    add(&domain.st, sizeof domain.st, "st");
-    if (D->obj_store != nullptr) add(D->obj_store, 1, "store");
+Names::Names(TestDomain& domain) : domain_(domain) {
+    name(&domain->variant_context, sizeof domain->variant_context, "D.variant_context");
+    name(&domain->last_error, sizeof domain->last_error, "D.last_error");
+    name(&domain.st, sizeof domain.st, "st");
+    if (domain->obj_store != nullptr) name(domain->obj_store, 1, "store");
 }
 
-void Names::add(const void* address, std::size_t length, std::string name) {
+void Names::name(const void* address, std::size_t length, std::string name) {
     blocks_[reinterpret_cast<std::uintptr_t>(address)] = {std::max<std::size_t>(length, 1), std::move(name)};
-}
-
-void Names::remove(const void* address) {
-    blocks_.erase(reinterpret_cast<std::uintptr_t>(address));
-}
-
-void Names::add_copy(const zur_type_info* copy) {
-    copies_.push_back(copy);
-    add(copy, sizeof *copy, std::string("copy of ") + copy->name);
 }
 
 bool Names::is_named(const void* address) const {
@@ -88,60 +57,46 @@ bool Names::is_named(const void* address) const {
     return behind != blocks_.begin() && place - std::prev(behind)->first < std::prev(behind)->second.length;
 }
 
-void* Names::find(const std::string& name) const {
-    const auto found = std::ranges::find_if(blocks_, [&](const auto& b) { return b.second.name == name; });
-    return found == blocks_.end() ? nullptr : reinterpret_cast<void*>(found->first);
+const void* Names::find(const std::string& name) const {
+    for (const auto& [start, block] : blocks_)
+        if (block.name == name) return reinterpret_cast<const void*>(start);
+    for (const zur_type_info* copy : domain_.copies())
+        if (name == std::string("copy of ") + copy->name) return copy;
+    return nullptr;
 }
 
-std::string Names::of(const void* address) const {
+std::string Names::name_of(const void* address) const {
     if (address == nullptr) return "null";
     if (is_named(address)) {
         const auto place = reinterpret_cast<std::uintptr_t>(address);
         const auto& [start, block] = *std::prev(blocks_.upper_bound(place));
         return place == start ? block.name : block.name + "+" + std::to_string(place - start);
     }
-    for (const zur_type_info* type : own_types())
-        if (const std::string name = counter(type, address); !name.empty()) return name;
-    for (const zur_type_info* copy : copies_)
-        if (const std::string name = counter(copy, address); !name.empty()) return "copy of " + name;
+    for (const TypeNumbers& t : all_types())
+        if (const std::string name = name_in(t.info, address); !name.empty()) return name;
+    for (const zur_type_info* copy : domain_.copies())
+        if (const std::string name = name_in(copy, address); !name.empty()) return "copy of " + name;
     if (is_on_stack(address)) return "local";
-    static std::map<const void*, std::string> symbols;
-    if (const auto known = symbols.find(address); known != symbols.end()) return known->second;
     Dl_info info{};
     if (dladdr(address, &info) == 0) return "elsewhere";
-    const bool is_bundle = std::string_view(info.dli_fname).find("liborlan_epm") != std::string_view::npos;
-    return symbols[address] = info.dli_sname != nullptr && info.dli_saddr == address ? plain_symbol(info.dli_sname)
-                              : is_bundle                                            ? "bundle"
-                                                                                     : "image";
-}
-
-std::string Names::number(std::uint32_t n) const {
-    return n == set_id_ ? "S" : n == ZUR_NO_SET ? "no_set" : std::to_string(n);
+    if (info.dli_sname == nullptr || info.dli_saddr != address)
+        return std::strstr(info.dli_fname, "liborlan_epm") != nullptr ? "bundle" : "image";
+    // A type of another library appears by its name.
+    const std::string symbol = info.dli_sname;
+    const auto end = symbol.find("_type_info_internal");
+    return end == symbol.npos ? symbol : symbol.substr(1, end - 1);
 }
 
 std::string Names::show(const char* text) const {
-    return text == nullptr || is_named(text) || is_on_stack(text) ? of(text) : quoted(text);
+    return text == nullptr || is_named(text) || is_on_stack(text) ? name_of(text) : '"' + std::string(text) + '"';
 }
 
-std::string trace_text(const void* digest, std::uint32_t index, std::uint32_t level,
-                       std::initializer_list<TraceArgument> arguments) {
-    platform_trace_record record{};
-    std::memcpy(record.digest, digest, sizeof record.digest);
-    record.index = index;
-    record.level = level >> 24;
-    for (const TraceArgument& a : arguments) {
-        platform_trace_argument& to = record.arguments[record.argument_count++];
-        to.number = a.number;
-        to.is_text = a.text != nullptr;
-        if (a.text != nullptr) std::strncpy(to.text, a.text, sizeof to.text - 1);
-    }
-    return Traces::text_of(record);
+std::string Names::text_of(const platform_trace_record& trace) {
+    return Traces::text_of(trace);
 }
 
-Recorder::Recorder(TestDomain& domain) : names_(domain) {
-    for (const zur_type_info* copy : domain.copies()) names_.add_copy(copy);
-    for (const auto& [block, about] : heap().blocks())
-        names_.add(block, about.size, "older" + std::to_string(about.number));
+Recorder::Recorder(TestDomain& domain) : Names(domain) {
+    for (const auto& [block, about] : heap().blocks()) name(block, about.size, "older" + std::to_string(about.number));
 }
 
 std::string Recorder::take() {
@@ -149,23 +104,22 @@ std::string Recorder::take() {
 }
 
 void Recorder::before_call(const char* function, const Arguments& arguments) {
-    if (released_ != nullptr) names_.remove(std::exchange(released_, nullptr));
+    if (released_ != nullptr) forget(std::exchange(released_, nullptr));
     if (left_out_.contains(function)) return;
     const bool is_trace = std::strncmp(function, "__QLf_", 6) == 0;
-    text_ += std::string(is_trace ? "trace" : function) + "(" + arguments(names_) + ")\n";
+    text_ += std::string(is_trace ? "trace" : function) + "(" + arguments(*this) + ")\n";
 }
 
 void Recorder::allocated(void* block, std::size_t size, bool by_bundle) {
     if (released_ == block) released_ = nullptr;
-    if (!by_bundle) return names_.add(block, size, "foreign");
-    const std::string name = block == nullptr ? "null" : "#" + std::to_string(++allocations_);
-    if (block != nullptr) names_.add(block, size, name);
-    if (!left_out_.contains("obj_alloc")) text_.insert(text_.size() - 1, " = " + name);
+    if (!by_bundle) return name(block, size, "foreign");
+    if (block != nullptr) name(block, size, "#" + std::to_string(++allocations_));
+    if (!left_out_.contains("obj_alloc")) text_.insert(text_.size() - 1, " = " + name_of(block));
 }
 
 // The name lives until the next call: the release itself is written down with it.
 void Recorder::releasing(void* block) {
-    if (released_ != nullptr) names_.remove(released_);
+    if (released_ != nullptr) forget(released_);
     released_ = block;
 }
 

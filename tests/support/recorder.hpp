@@ -19,14 +19,10 @@
 
 namespace epm::test {
 
-class Recorder : public Observer {
+class Recorder : public Observer, public Names {
 public:
     explicit Recorder(TestDomain& domain);
 
-    void name(const void* address, std::size_t length, const std::string& name) { names_.add(address, length, name); }
-    std::string name_of(const void* address) const { return names_.of(address); }
-    /// The address behind a name; null where nothing has it.
-    void* find(const std::string& name) const { return names_.find(name); }
     /// Calls of this function are not written down.
     void leave_out(const std::string& function) { left_out_.insert(function); }
     /// The lines since the last call of this, each with a line feed.
@@ -35,10 +31,8 @@ public:
     void before_call(const char* function, const Arguments& arguments) override;
     void allocated(void* block, std::size_t size, bool by_bundle) override;
     void releasing(void* block) override;
-    void copied_type(const zur_type_info* copy) override { names_.add_copy(copy); }
 
 private:
-    Names names_;
     std::set<std::string> left_out_;
     std::string text_;
     std::size_t allocations_ = 0;

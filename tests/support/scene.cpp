@@ -54,8 +54,8 @@ void replace_all(std::string& text, const std::string& from, const std::string& 
 
 /// `@name=value`, or `@name`
 std::pair<std::string, std::string> option_of(const std::string& word) {
-    static const std::set<std::string> known = {"each",   "modes", "st",  "error", "quiet",
-                                                "refuse", "fail",  "handle",   "any", "for",   "cost"};
+    static const std::set<std::string> known = {"each", "modes",  "st",  "error", "quiet", "refuse",
+                                                "fail", "handle", "any", "for",   "cost"};
     EXPECT_TRUE(known.contains(word.substr(1, word.find('=') - 1))) << word;
     const auto end = std::min(word.find('='), word.size() - 1);
     return {word.substr(1, word[end] == '=' ? end - 1 : end), word[end] == '=' ? word.substr(end + 1) : ""};
@@ -425,7 +425,7 @@ Word Stage::invoke(const Words& words) {
         called = operation<Any>(subject_, rest);
     } else if (is_bare) {
         called = bundle_operation<Any>(rest);
-        if (rest.find("orlan_epm") == rest.npos) called = {called.function(), nullptr}; // the runtime's
+        if (rest.find("orlan_epm") == rest.npos) called = {called.function(), {}}; // the runtime's
     } else {
         const std::string& what = words.at(1);
         called = rest.empty() ? operation<Any>(subject_, what) : operation<Any>(subject_, rest, what);
@@ -518,8 +518,7 @@ void Stage::die(const Words& wanted, const Words& words, std::size_t nth) {
     *last = {};
     const pid_t child = fork();
     if (child == 0) {
-        platform_trace_set_sink(
-            [](void*, const platform_trace_record* r) { *last = *r; }, nullptr);
+        platform_trace_set_sink([](void*, const platform_trace_record* r) { *last = *r; }, nullptr);
         if (std::freopen("/dev/null", "w", stderr) != nullptr) invoke(words);
         _exit(0);
     }

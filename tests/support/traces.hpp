@@ -4,8 +4,6 @@
 //     EXPECT_EQ(traces.take(), "3 \" varinfo is NULL\"\n");
 #pragma once
 
-#include "support/names.hpp"
-
 #include <platform/trace.h>
 
 #include <gtest/gtest.h>

@@ -18,6 +18,7 @@ struct TypeNumbers {
     std::vector<std::size_t> used; ///< used length by variant
     std::size_t size = 0;
     std::size_t tracked = 0; ///< size with state flags
+    const zur_type_info* info = type_info_of(name);
 };
 
 /// In type-table order.

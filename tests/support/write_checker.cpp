@@ -45,7 +45,8 @@ const struct {
     {"an enumeration's XML reader stores the value that it finds as it is",
      [](const Change& c) { return runs(c, "from_xml") && !c.is_in_header; }},
     {"a destroyed enumeration's type word is zeroed just before its memory goes",
-     [](const Change& c) { return c.now == 0 && c.is_in_header && c.within != nullptr && record_named(c.within->type) == nullptr &&
+     [](const Change& c) {
+         return c.now == 0 && c.is_in_header && c.within != nullptr && record_named(c.within->type) == nullptr &&
                 !runs(c, "unmarshal");
      }},
     {"the closing NUL of fixed characters comes after the flag, behind the announced characters",
@@ -63,7 +64,7 @@ const struct {
 } // namespace
 
 WriteChecker::WriteChecker() {
-    for (const TypeNumbers& t : all_types()) types_.insert(type_info_of(t.name));
+    for (const TypeNumbers& t : all_types()) types_.insert(t.info);
     types_.insert({&_sm_auth_domain_type_info_internal, &_aaa_tlv_type_info_internal,
                    &_sess_mgr_conn_hdl_type_info_internal, &_sess_mgr_client_hdl_type_info_internal,
                    &_sess_mgr_session_label_type_info_internal, &_sess_mgr_authorize_result_type_info_internal});
