@@ -186,10 +186,10 @@ std::string in_full(const std::string& line) {
     return all;
 }
 
-/// The first entry of each type in the trace table, found by the texts of creation.
-const std::vector<std::pair<std::string, std::uint32_t>>& first_entries() {
+/// The type behind each first entry in the trace table, found by the texts of creation.
+const std::map<std::uint32_t, std::string>& first_entries() {
     static const auto all = [] {
-        std::vector<std::pair<std::string, std::uint32_t>> list;
+        std::map<std::uint32_t, std::string> types;
         platform_trace_reader* reader = platform_trace_open(EPM_LIBRARY_FILE, nullptr, 0);
         for (std::uint32_t i = 0; i < platform_trace_count(reader); ++i) {
             std::uint32_t length = 0;
@@ -197,11 +197,10 @@ const std::vector<std::pair<std::string, std::uint32_t>>& first_entries() {
             const char* start = platform_trace_text(reader, i, &length, &luid);
             const std::string text(start, length);
             if (const std::size_t end = text.find(" create"); text.starts_with(" error in ") && end != text.npos)
-                list.emplace_back(text.substr(10, end - 10), i);
+                types[i] = text.substr(10, end - 10);
         }
-        list.emplace_back("", platform_trace_count(reader));
         platform_trace_close(reader);
-        return list;
+        return types;
     }();
     return all;
 }
@@ -526,14 +525,12 @@ void Stage::die(const Words& wanted, const Words& words, std::size_t nth) {
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
     EXPECT_EQ(Traces::text_of(*last), "0 " + wanted.at(1) + "\"");
-    const auto subject = words[0].find(':') != std::string::npos ? type(words[0].substr(0, words[0].find(':')))
-                                                                 : types_[words[0].substr(0, words[0].find('.'))];
-    const auto first = std::ranges::find(first_entries(), subject, &std::pair<std::string, std::uint32_t>::first);
-    const std::uint32_t entry = last->index - first->second;
-    const bool is_given = wanted.size() > 2 && wanted[2] != "anywhere";
-    EXPECT_TRUE(wanted.back() == "anywhere" || entry < std::next(first)->second - first->second)
-        << "entry " << last->index << " is not one of " << subject;
-    EXPECT_TRUE(!is_given || entry == std::stoul(wanted.at(2 + nth))) << "died at entry " << entry;
+    const std::string name = words[0].substr(0, words[0].find_first_of(":."));
+    const std::string subject = types_.contains(name) ? types_[name] : type(name);
+    const auto& [first, owner] = *std::prev(first_entries().upper_bound(last->index));
+    EXPECT_TRUE(wanted.back() == "anywhere" || owner == subject) << "an entry of " << owner;
+    EXPECT_TRUE(wanted.size() == 2 || wanted[2] == "anywhere" || last->index - first == std::stoul(wanted.at(2 + nth)))
+        << "died at entry " << last->index - first;
 }
 
 std::string Stage::type(const std::string& word) const {
