@@ -55,15 +55,14 @@ struct Cost {
     std::map<int, Names> in;
 
     const Names& base() const { return in.begin()->second; }
-    /// A number in the plain mode, and behind the sign the one in tracked mode, if it is another.
-    template <class Number>
-    std::string both(Number number, const char* sign) const {
-        const std::string plain = std::to_string(number(base()));
-        const std::string tracked = in.contains(1) ? std::to_string(number(in.at(1))) : plain;
+    /// How many calls there are, or those of one function; behind the sign in tracked mode, if that is another number.
+    std::string count(const char* sign, const std::string& function = "") const {
+        const auto among = [&](const Names& names) {
+            return std::to_string(function.empty() ? std::ssize(names) : std::ranges::count(names, function));
+        };
+        const std::string plain = among(base());
+        const std::string tracked = in.contains(1) ? among(in.at(1)) : plain;
         return plain == tracked ? plain : plain + sign + tracked;
-    }
-    std::string allocations(const char* sign) const {
-        return both([](const Names& names) { return std::ranges::count(names, "obj_alloc"); }, sign);
     }
 };
 
@@ -88,7 +87,7 @@ void write_accessors(std::ostream& page, const Scene& scene) {
         std::string text;
         for (int mode = 0; mode < 3; ++mode)
             text += (cost.in.contains(mode) ? std::to_string(cost.in.at(mode).size()) : "–") + " | ";
-        text += cost.allocations(" / ") + " | " + text_of(cost.base());
+        text += cost.count(" / ", "obj_alloc") + " | " + text_of(cost.base());
         for (const auto& [mode, calls] : cost.in)
             if (const Names more = further(calls, cost.base()); !more.empty())
                 text += (mode == 1 ? "; tracked also " : "; with a store also ") + text_of(more);
@@ -112,9 +111,8 @@ void write_records(std::ostream& page, const std::vector<Scene>& scenes) {
         line += "---:|";
         for (const Cost& cost : play(scene)) {
             if (!rows.contains(cost.label)) order.push_back(cost.label);
-            const std::string allocations = cost.allocations("/");
-            rows[cost.label] += " " + cost.both([](const Names& names) { return names.size(); }, "/") +
-                                (allocations == "0" ? "" : " (" + allocations + ")") + " |";
+            const std::string allocations = cost.count("/", "obj_alloc");
+            rows[cost.label] += " " + cost.count("/") + (allocations == "0" ? "" : " (" + allocations + ")") + " |";
         }
     }
     page << line << "\n";

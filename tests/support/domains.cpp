@@ -15,13 +15,7 @@ namespace {
 
 char a_store;
 
-struct {
-    decltype(zur_domain::type_alloc_fn) type_alloc;
-    decltype(zur_domain::write_range_fn) write_range;
-    decltype(zur_domain::counter_range_fn) counter_range;
-    decltype(zur_domain::type_insert_fn) type_insert;
-    decltype(zur_domain::type_lookup_fn) type_lookup;
-} forward;
+zur_domain forward; ///< with the hooks of the platform
 
 void* allocate(void*, std::uint32_t S, std::size_t size) {
     const RuntimeCall call("obj_alloc", [&](const Names& n) { return n.list(S, size); });
@@ -40,12 +34,12 @@ void release(void*, std::uint32_t S, void* block) {
 void write_range(zur_domain* D, void* address, std::uint32_t length, std::uint32_t S, void* owner) {
     const RuntimeCall call("write_range", [&](const Names& n) { return n.list(address, length, S, owner); });
     if (call.is_from_bundle()) tell([&](Observer& o) { o.announced(address, length); });
-    forward.write_range(D, address, length, S, owner);
+    forward.write_range_fn(D, address, length, S, owner);
 }
 
 void counter_range(void* obj_store, void* address, std::uint32_t length, std::uint32_t S) {
     const RuntimeCall call("counter_range", [&](const Names& n) { return n.list(address, length, S); });
-    forward.counter_range(obj_store, address, length, S);
+    forward.counter_range_fn(obj_store, address, length, S);
 }
 
 /// The name of the type of a digest.
@@ -57,7 +51,7 @@ const char* type_named(const char* hex_digest) {
 
 zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_digest) {
     const RuntimeCall call("type_lookup", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
-    return forward.type_lookup(type_table, S, hex_digest);
+    return forward.type_lookup_fn(type_table, S, hex_digest);
 }
 
 } // namespace
@@ -73,14 +67,14 @@ void* TestDomain::allocate_type(void* type_store, std::uint32_t S, std::size_t s
     const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
     std::size_t& refused = of_context(type_store).refused_copy_;
     if (refused != 0 && --refused == 0) return nullptr;
-    return forward.type_alloc(type_store, S, size);
+    return forward.type_alloc_fn(type_store, S, size);
 }
 
 int TestDomain::insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
     const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
     of_context(type_table).copies_.push_back(copy);
     tell([&](Observer& o) { o.copied_type(copy); });
-    return forward.type_insert(type_table, S, hex_digest, copy);
+    return forward.type_insert_fn(type_table, S, hex_digest, copy);
 }
 
 bool TestDomain::any_has_store() {
@@ -122,8 +116,7 @@ TestDomain::TestDomain(const Mode& mode) : mode_(mode) {
     domain_ = platform_domain_create(&options);
     domain_->cr_set_id = mode.set_id;
     domain_->containment_on = mode.containment;
-    forward = {domain_->type_alloc_fn, domain_->write_range_fn, domain_->counter_range_fn, domain_->type_insert_fn,
-               domain_->type_lookup_fn};
+    forward = *domain_;
     domain_->type_alloc_fn = allocate_type;
     domain_->write_range_fn = write_range;
     domain_->counter_range_fn = counter_range;

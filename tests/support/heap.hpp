@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <optional>
 #include <vector>
 
 namespace epm::test {
@@ -27,8 +26,7 @@ public:
 
     void* allocate(std::size_t size) {
         ++allocations_;
-        if (refuse_at_ == allocations_ || allocations_ >= refuse_from_ ||
-            (limit_ && size > *limit_ - allocated_bytes_)) {
+        if (refuse_at_ == allocations_ || allocations_ >= refuse_from_ || size > limit_ - allocated_bytes_) {
             ++refusals_;
             return nullptr;
         }
@@ -41,16 +39,10 @@ public:
     }
     void release(void* block) {
         const auto found = blocks_.find(block);
-        if (found == blocks_.end()) {
-            ADD_FAILURE() << "release of " << block << ", which is no live block";
-            return;
-        }
+        if (found == blocks_.end()) return void(ADD_FAILURE() << "release of " << block << ", which is no live block");
         std::memset(block, fill_, found->second.size);
         blocks_.erase(found);
-        if (has_quarantine_)
-            kept_.push_back(block);
-        else
-            std::free(block);
+        has_quarantine_ ? kept_.push_back(block) : std::free(block);
     }
 
     /// Forgets faults, counts and quarantine. Blocks that are still alive stay.
@@ -67,9 +59,8 @@ public:
     void refuse_from(std::size_t n) { refuse_from_ = allocations_ + n; }
     void refuse_beyond(std::size_t bytes) { limit_ = allocated_bytes_ + bytes; }
     void stop_refusing() {
-        refuse_at_.reset();
-        refuse_from_ = SIZE_MAX;
-        limit_.reset();
+        refuse_at_ = 0;
+        refuse_from_ = limit_ = SIZE_MAX;
     }
     /// Released blocks keep their memory until reset, so that no address comes twice.
     void quarantine() { has_quarantine_ = true; }
@@ -94,9 +85,9 @@ private:
     std::size_t allocations_ = 0;
     std::size_t refusals_ = 0;
     std::size_t allocated_bytes_ = 0;
-    std::optional<std::size_t> refuse_at_;
+    std::size_t refuse_at_ = 0;
     std::size_t refuse_from_ = SIZE_MAX;
-    std::optional<std::size_t> limit_;
+    std::size_t limit_ = SIZE_MAX;
     bool has_quarantine_ = false;
     std::uint8_t fill_ = 0xA5;
 };

@@ -73,15 +73,12 @@ Operation<Signature> fetch(const std::string& name, const std::string& type, con
     return {reinterpret_cast<Signature*>(symbol), {type, field, operation}};
 }
 
-inline std::string name_of(const char* name) {
-    return name;
-}
-inline std::string name_of(const std::string& name) {
-    return name;
-}
-template <class Described>
-std::string name_of(const Described& described) {
-    return described.name;
+template <class Type>
+std::string name_of(const Type& type) {
+    if constexpr (requires { type.name; })
+        return type.name;
+    else
+        return type;
 }
 
 } // namespace detail
