@@ -57,8 +57,8 @@ std::pair<std::string, std::string> option_of(const std::string& word) {
     static const std::set<std::string> known = {"each", "modes",  "st",  "error", "quiet", "refuse",
                                                 "fail", "handle", "any", "for",   "cost"};
     EXPECT_TRUE(known.contains(word.substr(1, word.find('=') - 1))) << word;
-    const auto end = std::min(word.find('='), word.size() - 1);
-    return {word.substr(1, word[end] == '=' ? end - 1 : end), word[end] == '=' ? word.substr(end + 1) : ""};
+    const auto end = word.find('=');
+    return {word.substr(1, end - 1), end == word.npos ? "" : word.substr(end + 1)};
 }
 
 /// What a title may ask a scene for: every type or every field of a kind.
@@ -73,7 +73,7 @@ bool is_of(const std::string& what, const Record& r, const Field& f) {
     const std::string kind = f.is_own_enum()     ? r.is_union() ? "tag" : "enumeration"
                              : f.is_enumerated() ? "imported_enumeration"
                                                  : kinds[static_cast<std::size_t>(f.kind)];
-    return what == kind || what == std::string(r.name) + "." + f.name || (what == "tracked" && f.is_tracked());
+    return what == kind || (what == "tracked" && f.is_tracked());
 }
 
 using Replacements = std::map<std::string, std::string>;
@@ -127,8 +127,7 @@ void add(std::vector<Scene>& scenes, const Scene& scene) {
     if (each == scene.options.end()) return scenes.push_back(scene);
     const std::size_t before = scenes.size();
     for (std::string what : split(each->second, ",")) {
-        if (const auto alias = scene.words.find(what.substr(0, what.find('.'))); alias != scene.words.end())
-            what.replace(0, alias->first.size(), alias->second);
+        if (const auto alias = scene.words.find(what); alias != scene.words.end()) what = alias->second;
         for (const TypeNumbers& t : all_types()) {
             Scene one = scene;
             add_words(one.words, t);

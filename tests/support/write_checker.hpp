@@ -14,16 +14,6 @@
 
 namespace epm::test {
 
-/// A byte that changed without an announcement.
-struct Change {
-    const Export* within; ///< null while the runtime calls the Bundle back
-    const unsigned char* address;
-    unsigned char now;
-    bool is_in_header; ///< in the first 11 bytes of an Instance
-    bool is_link;      ///< in a link of a list's element or head
-    bool is_flag;      ///< in a block of state flags, or in a run of element flags
-};
-
 class WriteChecker : public Observer {
 public:
     WriteChecker();
@@ -47,6 +37,7 @@ private:
     void look(const std::string& when);
     void look(const std::string& when, const unsigned char* block, Image& image);
     void accept();
+    bool is_excepted(const Export& within, const unsigned char* block, const unsigned char* address) const;
     /// The TypeInfo that the word there names, now or when it was last looked at; null for anything else.
     const zur_type_info* type_at(std::uintptr_t start) const;
     bool is_in_header(const unsigned char* address) const;
