@@ -130,15 +130,14 @@ TEST_F(CostPage, IsWhatThePageTells) {
     std::ostringstream page;
     page << kept.str().substr(0, kept.str().find(marker)) << marker;
     std::vector<Scene> records, accessors;
+    std::set<std::string> places;
     for (const std::string& file : scene_files())
         for (const Scene& scene : scenes_of(file)) {
-            const bool is_for_records = scene.title.starts_with("Whole");
-            const auto is_alike = [&](const Scene& s) { return s.steps[0].place == scene.steps[0].place; };
             if (std::ranges::none_of(scene.steps, [](const Step& s) { return s.text.find("@cost") != s.text.npos; }))
                 continue;
-            if (is_for_records)
+            if (scene.title.starts_with("Whole"))
                 records.push_back(scene);
-            else if (std::ranges::none_of(accessors, is_alike)) // one field is like another
+            else if (places.insert(scene.steps[0].place).second) // one field is like another
                 accessors.push_back(scene);
         }
     page << "\n## Accessors, and enumerations by themselves\n";

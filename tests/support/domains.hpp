@@ -37,8 +37,7 @@ class TestDomain {
 public:
     explicit TestDomain(const Mode& mode = {});
     ~TestDomain();
-    TestDomain(const TestDomain&) = delete;
-    TestDomain& operator=(const TestDomain&) = delete;
+    TestDomain& operator=(TestDomain&&) = delete; // nor is it copied
 
     operator zur_domain*() const { return domain_; } // NOLINT: it is passed where a Domain is
     zur_domain* operator->() const { return domain_; }

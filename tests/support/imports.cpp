@@ -106,7 +106,7 @@ extern "C" std::uint32_t zur_snprintf(zur_domain* D, std::uint32_t S, char* buff
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     using Fixed = std::uint32_t (*)(zur_domain*, std::uint32_t, char*, std::uint32_t, std::uint32_t*, const char*, ...);
-    static const auto next = reinterpret_cast<Fixed>(following("zur_snprintf"));
+    static const auto next = reinterpret_cast<Fixed>(dlsym(RTLD_NEXT, "zur_snprintf"));
     const RuntimeCall made("zur_snprintf", [&](const Names& names) {
         return names.list(D, S, buffer, size, st, static_cast<const char*>(text.data()));
     });

@@ -31,15 +31,7 @@ struct FailingImport {
     std::uint32_t code = 0;
     std::uint64_t result = 0;
 };
-inline FailingImport& failing_import() {
-    static FailingImport the_import;
-    return the_import;
-}
-
-/// The definition behind the test program's own.
-inline void* following(const char* name) {
-    return dlsym(RTLD_NEXT, name);
-}
+inline FailingImport failing_import;
 
 template <Name N, class Signature>
 struct Import;
@@ -50,7 +42,7 @@ struct Import<N, Result(Parameters...)> {
 
     static Result forward(Parameters... arguments) {
         if (replacement) return replacement(arguments...);
-        if (FailingImport& f = failing_import(); f.call != 0 && f.name == N.text && --f.call == 0) {
+        if (FailingImport& f = failing_import; f.call != 0 && f.name == N.text && --f.call == 0) {
             [[maybe_unused]] const auto leave = [&](auto argument) {
                 if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>) *argument = f.code;
             };
@@ -60,7 +52,8 @@ struct Import<N, Result(Parameters...)> {
             else
                 return;
         }
-        static auto* const next = reinterpret_cast<Result (*)(Parameters...)>(following(N.text));
+        // The definition behind the test program's own.
+        static auto* const next = reinterpret_cast<Result (*)(Parameters...)>(dlsym(RTLD_NEXT, N.text));
         return next(arguments...);
     }
 
@@ -81,8 +74,7 @@ class Replacement {
 public:
     explicit Replacement(auto function) { ImportOf::replacement = std::move(function); }
     ~Replacement() { ImportOf::replacement = nullptr; }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
+    Replacement& operator=(Replacement&&) = delete; // nor is it copied
 };
 
 #define REPLACE(name, ...) ::epm::test::Replacement<::epm::test::Import<#name, decltype(::name)>>(__VA_ARGS__)

@@ -32,8 +32,7 @@ class Observer {
 public:
     Observer();
     virtual ~Observer();
-    Observer(const Observer&) = delete;
-    Observer& operator=(const Observer&) = delete;
+    Observer& operator=(Observer&&) = delete; // nor is it copied
 
     virtual void enter_bundle(const Export*) {}
     virtual void leave_bundle() {}
@@ -83,8 +82,7 @@ public:
         --depth;
         if (is_from_bundle_) tell([](Observer& o) { o.after_call(); });
     }
-    RuntimeCall(const RuntimeCall&) = delete;
-    RuntimeCall& operator=(const RuntimeCall&) = delete;
+    RuntimeCall& operator=(RuntimeCall&&) = delete; // nor is it copied
     bool is_from_bundle() const { return is_from_bundle_; }
 
 private:
@@ -101,8 +99,7 @@ public:
         tell([](Observer& o) { o.leave_bundle(); });
         depth = depth_before_;
     }
-    BundleCall(const BundleCall&) = delete;
-    BundleCall& operator=(const BundleCall&) = delete;
+    BundleCall& operator=(BundleCall&&) = delete; // nor is it copied
 
 private:
     int depth_before_;

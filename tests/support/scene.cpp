@@ -334,7 +334,7 @@ void Stage::run(const Step& step) {
     const std::size_t first = std::stoul(how[1]);
     const std::size_t last = dots == how[1].npos ? first : std::stoul(how[1].substr(dots + 2));
     for (std::size_t n = first; n <= last; ++n) {
-        failing_import() = {how[0], n, static_cast<std::uint32_t>(std::stoul(how[2])), number(how[3])};
+        failing_import = {how[0], n, static_cast<std::uint32_t>(std::stoul(how[2])), number(how[3])};
         recorder_.take();
         D.st = static_cast<std::uint32_t>(option("st"));
         D->last_error = static_cast<std::uint32_t>(option("error"));
@@ -358,7 +358,7 @@ void Stage::run(const Step& step) {
     D.st = 0;
     D->tracking_handle = handle;
     if (options["handle"] == "damaged") handle->handle_kind = ZUR_TRACKED_MODE;
-    failing_import() = {};
+    failing_import = {};
     heap().stop_refusing();
 }
 

@@ -40,8 +40,7 @@ public:
         if (memory_ == MAP_FAILED || mprotect(memory_ + capacity, 4096, PROT_NONE) != 0) std::abort();
     }
     ~GuardedBuffer() { munmap(memory_, capacity + 4096); }
-    GuardedBuffer(const GuardedBuffer&) = delete;
-    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+    GuardedBuffer& operator=(GuardedBuffer&&) = delete; // nor is it copied
 
     /// The last `size` bytes, all filler, as are some in front of them.
     char* last(std::size_t size) {

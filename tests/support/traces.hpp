@@ -17,8 +17,7 @@ class Traces {
 public:
     Traces() { platform_trace_set_sink(receive, this); }
     ~Traces() { platform_trace_set_sink(nullptr, nullptr); }
-    Traces(const Traces&) = delete;
-    Traces& operator=(const Traces&) = delete;
+    Traces& operator=(Traces&&) = delete; // nor is it copied
 
     /// One line a trace since the last call: its level and its text in quotes.
     std::string take() { return std::exchange(text_, {}); }
