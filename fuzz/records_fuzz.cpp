@@ -81,7 +81,7 @@ void show(zur_domain* D, const TypeCalls& type, const zur_instance* x, std::size
 }
 
 void marshal(zur_domain* D, const TypeCalls& type, const zur_instance* x) {
-    const std::uint32_t length = type.is_enum ? 5 : type.length(D, some_set, x);
+    const std::uint32_t length = type.is_enum ? 5 : type.len(D, some_set, x);
     // A nested record may claim an ra block, which no length counts.
     std::vector<std::uint8_t> buffer(std::size_t{length} * 3 + 64);
     std::uint32_t st = 0;

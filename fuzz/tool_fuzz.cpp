@@ -4,7 +4,6 @@
 // must accept. A message made from a document without a loss must read back. The seeds are the images of the tests'
 // golden corpus and small library files.
 #include "fuzz/target.hpp"
-#include "tests/support/small_library.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
 #include "tool/hex_dump.hpp"
@@ -16,6 +15,8 @@
 #include <bzlib.h>
 #include <nlohmann/json.hpp>
 
+#include <cstring>
+#include <elf.h>
 #include <sstream>
 
 namespace {
@@ -44,13 +45,48 @@ std::string packed(std::string_view text) {
     return stream;
 }
 
+struct Section {
+    std::string name, bytes;
+};
+
+/// A library file of nothing but a few sections.
+std::string small_library(std::vector<Section> sections) {
+    std::string names(1, '\0'), contents;
+    sections.insert(sections.begin(), Section{});
+    sections.push_back({".shstrtab", {}});
+    std::vector<Elf64_Shdr> table(sections.size());
+    Elf64_Ehdr header{};
+    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
+    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_DATA] = ELFDATA2LSB;
+    header.e_version = header.e_ident[EI_VERSION] = EV_CURRENT;
+    header.e_type = ET_DYN;
+    header.e_machine = EM_X86_64;
+    header.e_shoff = header.e_ehsize = sizeof header;
+    header.e_shentsize = sizeof table[0];
+    header.e_shnum = static_cast<std::uint16_t>(table.size());
+    header.e_shstrndx = static_cast<std::uint16_t>(table.size() - 1);
+    for (std::size_t i = 1; i < table.size(); ++i) {
+        table[i].sh_name = static_cast<std::uint32_t>(names.size());
+        names += sections[i].name + '\0';
+        const std::string& bytes = i == header.e_shstrndx ? names : sections[i].bytes;
+        table[i].sh_type = i == header.e_shstrndx ? SHT_STRTAB : SHT_PROGBITS;
+        table[i].sh_offset = sizeof header + table.size() * sizeof table[0] + contents.size();
+        table[i].sh_size = bytes.size();
+        table[i].sh_addralign = 1;
+        contents += bytes;
+    }
+    return std::string(reinterpret_cast<const char*>(&header), sizeof header) +
+           std::string(reinterpret_cast<const char*>(table.data()), table.size() * sizeof table[0]) + contents;
+}
+
 /// The first half of the bytes is the table. Its digest is part of the section's name.
 std::string library_with_traces(std::string_view data, bool is_packed) {
     const std::string_view table = data.substr(0, data.size() / 2), texts = data.substr(data.size() / 2);
     const std::string_view digest = table.substr(std::min<std::size_t>(4, table.size()), 16);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(digest.data());
-    return test::small_library({{".quelog_luids_" + to_hex({bytes, digest.size()}), std::string(table)},
-                                {".quelog_format_strings", is_packed ? std::string(texts) : packed(texts)}});
+    return small_library({{".quelog_luids_" + to_hex(ByteView(bytes, digest.size())), std::string(table)},
+                          {".quelog_format_strings", is_packed ? std::string(texts) : packed(texts)}});
 }
 
 /// Runs something that may refuse. Returns false when it does.
@@ -127,7 +163,7 @@ void epm::fuzz::write_seeds(const Seeds& write) {
     traces += std::string(16, '\7') + std::string("\1\0\0\0\x06\0\2\0\0\0\x07\0", 12) + " one %s two %u";
     traces.resize(64, ' ');
     seed(a_library, 0, library_with_traces(traces, false));
-    seed(a_library, 0, test::small_library({{".corbe", manifest}}));
+    seed(a_library, 0, small_library({{".corbe", manifest}}));
     seed(a_manifest, 0, manifest);
     seed(a_trace_table, 0, traces);
     seed(packed_texts, 0, traces);
@@ -147,7 +183,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         demand(from_hex(to_hex(bytes)) == Bytes(bytes.begin(), bytes.end()), "digits are their bytes");
         break;
     case a_library: look_into_library(as_text(bytes)); break;
-    case a_manifest: look_into_library(test::small_library({{".corbe", std::string(as_text(bytes))}})); break;
+    case a_manifest: look_into_library(small_library({{".corbe", std::string(as_text(bytes))}})); break;
     case a_trace_table: look_into_library(library_with_traces(as_text(bytes), false)); break;
     case packed_texts: look_into_library(library_with_traces(as_text(bytes), true)); break;
     }

@@ -1,8 +1,6 @@
 // The stand-in runtime by itself, where the tests of the Bundle do not lean on it: wire forms and bad texts of imported
-// types, pinned hashes, agreement by name, XML paths and hostile documents, damaged library files, ranges that a store
+// types, pinned hashes, agreement by name, XML paths and hostile documents, ranges that a store
 // judges; refused memory and the limits of a Domain.
-#include "support/small_library.hpp"
-
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/store.h>
@@ -14,11 +12,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <memory>
 #include <new>
 #include <sstream>
-#include <unistd.h>
 
 // What the libraries ask of the C++ run-time library; the nth request from now is refused.
 static size_t nth_refused = 0;
@@ -104,7 +102,7 @@ TEST(Platform, WireFormsAtEveryRoom) {
         const auto size = static_cast<int32_t>(wire.size());
         alignas(8) zur_mac_addr object[11] = {};
         uint32_t st = 0;
-        for (int32_t room = 0; room <= size; ++room) {
+        for (int32_t room = 0; room <= size; ++room) { // the object keeps what the last one has read
             // The heap block ends where the room does, so that a sanitizer sees a read beyond it.
             const std::vector<char> source(wire.begin(), wire.begin() + room);
             EXPECT_EQ(read(D.get(), set_id, room > 0 ? source.data() : "", object, room, 0, &st),
@@ -247,14 +245,10 @@ TEST(Platform, HostileDocumentsAreRefused) {
         {repeated("<a>", 100000) + repeated("</a>", 100000), many, "line 1, column 194: elements nested too deeply"},
         {"<!DOCTYPE r [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;&a;\">]>\n<r>&b;</r>", many,
          "line 1, column 11: document type declarations are not accepted"},
-        {repeated("</a>", 100000), many, "line 1"},
-        {"<!DOCTYPE " + repeated("[", 100000), many, "line 1"},
-        {"<a " + repeated("b='c' ", 100000), many, "line 1"},
         {"<a b='" + repeated("c", 1000000), many, "line 1"},
         {repeated("x", 17 << 20), {}, "line 1"},
         {"<a>" + repeated("<b/>", 8191) + "</a>", {}, ""},
         {"<a>" + repeated("<b/>", 8192) + "</a>", {}, "too many elements"},
-        {"<r>\n <a>\n  </b>\n</r>", many, "line 3, column 5: Start-end tags mismatch"},
         {std::string("<r>\0</r>", 8), many, "line 1, column 4: NUL byte"},
         {"<a/>\n<b/>", many, "line 2, column 2: more than one root element"},
         {"", many, "No document element"},
@@ -278,63 +272,6 @@ TEST(Platform, HostileDocumentsAreRefused) {
     EXPECT_STREQ(text, "&unknown;A");
 }
 
-// ---- traces ----
-
-// A library file with nothing but a catalogue of the texts " nothing", " lost %s after %d of %u%%" and " oid %p. Error
-// %s", which are one bzip2 stream.
-const std::string library_file = epm::test::small_library(
-    {{".quelog_luids_30313233343536373839616263646566",
-      hex("01000000") + "0123456789abcdef" + hex("010000000800020000001900030000091100")},
-     {".quelog_format_strings",
-      hex("425a68393141592653592fb9354900000415804201020027e5de00200022269a32681a6d429931320c8c"
-          "859abace8d7041e840ca2da1d0892cc7480ce31716248154f8bb9229c284817dc9aa48")}});
-
-using Reader = std::unique_ptr<platform_trace_reader, decltype(&platform_trace_close)>;
-
-std::string write_library(const std::string& content) {
-    std::string name = "platform_test_XXXXXX";
-    const int file = mkstemp(name.data());
-    EXPECT_EQ(write(file, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    close(file);
-    return name;
-}
-
-Reader open_library(const std::string& content, std::string* message = nullptr) {
-    const std::string name = write_library(content);
-    char line[200] = "";
-    Reader reader(platform_trace_open(name.c_str(), line, sizeof line), platform_trace_close);
-    std::remove(name.c_str());
-    EXPECT_EQ(reader == nullptr, line[0] != 0);
-    if (message != nullptr) *message = line;
-    return reader;
-}
-
-TEST(Trace, DamagedLibraryFiles) {
-    std::string message;
-    EXPECT_EQ(open_library("", &message), nullptr);
-    EXPECT_THAT(message, HasSubstr("not a 64-bit little-endian ELF file"));
-    EXPECT_EQ(platform_trace_open("no such file", nullptr, 0), nullptr);
-    size_t sound = 0;
-    for (size_t at = 0; at < library_file.size(); ++at) {
-        EXPECT_EQ(open_library(library_file.substr(0, at)), nullptr) << at;
-        for (const int change : {0x01, 0x80, 0xFF}) {
-            std::string damaged = library_file;
-            damaged[at] = static_cast<char>(damaged[at] ^ change);
-            const Reader reader = open_library(damaged);
-            if (reader == nullptr) continue;
-            ++sound;
-            uint32_t length = 0;
-            size_t sum = 0;
-            for (uint32_t i = 0; i < platform_trace_count(reader.get()); ++i) {
-                const char* text = platform_trace_text(reader.get(), i, &length, nullptr);
-                sum += std::string(text, length).size(); // reads it all
-            }
-            EXPECT_EQ(sum, 50u);
-        }
-    }
-    EXPECT_GT(sound, 0u) << "some bytes carry nothing";
-}
-
 // ---- memory ----
 
 using List = rcl_client_intf_templ_list;
@@ -347,7 +284,7 @@ uint32_t grow(zur_domain* D, List* x) {
     return st;
 }
 
-std::string list_message, library_name; // for those that read
+std::string list_message; // for what reads
 
 // What may ask for memory in a tracking Domain, and how it ends.
 const struct {
@@ -366,7 +303,8 @@ const struct {
     {"trace_open",
      [](auto*, auto*) {
          char line[200] = "";
-         const Reader reader(platform_trace_open(library_name.c_str(), line, sizeof line), platform_trace_close);
+         platform_trace_reader* reader = platform_trace_open(EPM_LIBRARY_FILE, line, sizeof line);
+         platform_trace_close(reader);
          return reader != nullptr ? 0u : std::strstr(line, ": out of memory") != nullptr ? 12u : 99u;
      }},
     {"create in a store",
@@ -393,7 +331,6 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
     if (preloaded != nullptr && std::strstr(preloaded, "vgpreload")) GTEST_SKIP() << "valgrind brings its own new";
     platform_domain_options options{};
     options.tracking = ZUR_TRACKED_MODE;
-    library_name = write_library(library_file);
     for (const auto& call : refusable)
         for (size_t n = 1, left = 0; left == 0; ++n) {
             SCOPED_TRACE(call.name + (" " + std::to_string(n)));
@@ -413,7 +350,6 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
             if (code == 0 && call.run == grow) list_message = wire;
             rcl_client_intf_templ_list_destroy(D.get(), set_id, x);
         }
-    std::remove(library_name.c_str());
 }
 
 TEST(Platform, DomainsAreLimited) {
