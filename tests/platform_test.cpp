@@ -102,7 +102,7 @@ TEST(Platform, WireFormsAtEveryRoom) {
         const auto size = static_cast<int32_t>(wire.size());
         alignas(8) zur_mac_addr object[11] = {};
         uint32_t st = 0;
-        for (int32_t room = 0; room <= size; ++room) { // the object keeps what the last one has read
+        for (int32_t room = 0; room <= size; ++room) {
             // The heap block ends where the room does, so that a sanitizer sees a read beyond it.
             const std::vector<char> source(wire.begin(), wire.begin() + room);
             EXPECT_EQ(read(D.get(), set_id, room > 0 ? source.data() : "", object, room, 0, &st),
