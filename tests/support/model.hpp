@@ -1,8 +1,8 @@
 // A model of every record: a tree of plain values, and what each operation must make of it. It goes by the catalogue's
 // tables alone, never through the library's templates, so that a rule is written down twice and a fault in one shows.
 //     Tree t = draw(record, agreement, random);     // what an Instance is to hold
-//     Hands(D, random).fill(t, x);                  // through the exported setters; notes the marks that they leave
-//     EXPECT_EQ(dump(Hands(D, random).read(record, x)), dump(t));
+//     Hands(D, agreement).fill(t, x);               // through exported setters; notes the marks that they leave
+//     EXPECT_EQ(dump(Hands(D, agreement).read(record, x)), dump(t));
 //     Writer out(room, agreement, is_tracked); out.record(t, true);   // the bytes that marshal() must write
 // Cells above a Tree's variant are there but not shown: order and hash look at them.
 #pragma once
@@ -35,16 +35,13 @@ struct Cell {
     std::string flags;        ///< state flags of the elements
 };
 
-/// A record, or an enumeration's Instance, whose value is its one cell's.
 struct Tree {
     const Record* r = nullptr;
-    const Enum* e = nullptr;
     int variant = 0;
     std::vector<Cell> cells;
     bool has_ra = false; ///< a block of the runtime's travels with it
 
-    const char* name() const { return r != nullptr ? r->name : e->name; }
-    bool shows(std::size_t i) const { return r == nullptr || r->fields[i].since <= variant; }
+    bool shows(std::size_t i) const { return r->fields[i].since <= variant; }
     bool selects(const Field& arm) const { return cells[0].number == arm.tag; }
     std::size_t count(const Field& f) const {
         const Cell& c = cells[r->index_of(f.name)];
@@ -53,7 +50,7 @@ struct Tree {
     /// Changes the last byte or element of a field, or one that is a nested record's; false when it has none.
     bool change_end(std::size_t i, const Cell& other) {
         Cell& c = cells[i];
-        if (r == nullptr || r->fields[i].kind == Kind::object) return false;
+        if (r->fields[i].kind == Kind::object) return false;
         if (!c.trees.empty() && !other.trees.empty()) c.trees.back() = other.trees.back();
         if (!c.bytes.empty() && c.bytes.back() != 0) c.bytes.back() ^= 1;
         return !(c.trees.empty() || other.trees.empty()) || (!c.bytes.empty() && c.bytes.back() != 0);
@@ -84,10 +81,7 @@ struct Agreement {
         const auto found = by_type.find(type);
         return found != by_type.end() ? found->second : of_others;
     }
-    template <class Type>
-    int of(const Type& type) const {
-        return std::min<int>(of(type.name), type.top());
-    }
+    int of(const auto& type) const { return std::min<int>(of(type.name), type.top()); }
     void conclude(TestDomain& D) const {
         platform_domain_clear_agreement(D);
         D.agree_all(of_others);
@@ -200,9 +194,6 @@ inline Tree blank(const Record& r, const Agreement& agreed) {
     for (std::size_t i = 0; i < r.count; ++i) t.cells.push_back(empty_cell(r.fields[i], agreed));
     return t;
 }
-inline Tree blank(const Enum& e, const Agreement& agreed) {
-    return {.e = &e, .variant = agreed.of(e), .cells = {{}}};
-}
 
 inline Cell empty_cell(const Field& f, const Agreement& agreed) {
     Cell c;
@@ -288,15 +279,9 @@ inline Tree draw(const Record& r, const Agreement& agreed, Random& random) {
     return t;
 }
 
-inline Tree draw(const Enum& e, const Agreement& agreed, Random& random) {
-    Tree t = blank(e, agreed);
-    t.cells[0].number = random.below(std::max(1u, e.accepted(static_cast<std::int8_t>(t.variant))));
-    return t;
-}
-
 /// Gives every state flag that is shown a value of its own.
 inline void draw_flags(Tree& t, Random& random) {
-    for (std::size_t i = 0; t.r != nullptr && i < t.r->count; ++i) {
+    for (std::size_t i = 0; i < t.r->count; ++i) {
         if (!t.shows(i) || !t.r->fields[i].is_tracked()) continue;
         t.cells[i].flag = static_cast<std::uint8_t>(random.number());
         for (char& flag : t.cells[i].flags) flag = static_cast<char>(random.number());
@@ -313,11 +298,11 @@ inline std::string hex(std::string_view bytes) {
 /// All that a tree shows, to compare and to read.
 inline std::string dump(const Tree& t, const std::string& indent = "") {
     std::string text =
-        std::string(t.name()) + " in variant " + std::to_string(t.variant) + (t.has_ra ? " with ra\n" : "\n");
+        std::string(t.r->name) + " in variant " + std::to_string(t.variant) + (t.has_ra ? " with ra\n" : "\n");
     for (std::size_t i = 0; i < t.cells.size(); ++i) {
         if (!t.shows(i)) continue;
         const Cell& c = t.cells[i];
-        text += indent + "  " + (t.r != nullptr ? t.r->fields[i].name : "") + " " + std::to_string(c.number) + " in " +
+        text += indent + "  " + t.r->fields[i].name + " " + std::to_string(c.number) + " in " +
                 std::to_string(c.variant) + " " + hex(c.bytes) + " flags " + std::to_string(c.flag) + " " +
                 hex(c.flags) + "\n";
         for (const Tree& nested : c.trees) text += indent + "    " + dump(nested, indent + "    ");
@@ -337,11 +322,11 @@ struct Receipt {
     void receive(Tree& to, const Tree& from, int cap = PLATFORM_HIGHEST_VARIANT) const {
         const int variant = std::min(from.variant, cap);
         for (std::size_t i = 0; i < to.cells.size(); ++i) {
-            if (to.shows(i) && to.r != nullptr && to.r->fields[i].since > variant) empty(to.r->fields[i], to.cells[i]);
-            if (to.r == nullptr)
-                to.cells = from.cells;
-            else if (to.r->fields[i].since <= variant)
-                field(to.r->fields[i], to.cells[i], from.cells[i], from.selects(to.r->fields[i]));
+            const Field& f = to.r->fields[i];
+            if (f.since <= variant)
+                field(f, to.cells[i], from.cells[i], from.selects(f));
+            else if (to.shows(i))
+                empty(f, to.cells[i]);
         }
         to.variant = variant;
         to.has_ra = to.has_ra || from.has_ra;
@@ -441,7 +426,7 @@ public:
     /// `is_bound`: what was agreed limits the variant.
     void record(const Tree& t, bool is_bound) {
         if (!opens()) return;
-        const int variant = bound(t.variant, agreed_.of(t.name()), is_bound, t.r->top());
+        const int variant = bound(t.variant, agreed_.of(t.r->name), is_bound, t.r->top());
         const bool is_later = is_of_future && variant == t.r->top();
         later += is_later;
         part(big_endian(static_cast<std::uint64_t>(variant + is_later), 1));
@@ -459,12 +444,6 @@ public:
         if (!opens()) return;
         part(big_endian(static_cast<std::uint64_t>(bound(variant, agreed_.of(type), true, top)), 1));
         codec(big_endian(number, 4));
-    }
-    void type(const Tree& t, bool is_bound = true) {
-        if (t.r != nullptr)
-            record(t, is_bound);
-        else
-            enumeration(t.cells[0].number, t.variant, t.name(), t.e->top());
     }
 
 private:
@@ -557,9 +536,15 @@ private:
     }
 };
 
+inline Writer written(const Tree& t, const Agreement& agreed, bool is_tracked, std::size_t room = 1 << 16,
+                      bool is_bound = true) {
+    Writer out(room, agreed, is_tracked);
+    out.record(t, is_bound);
+    return out;
+}
+
 /// What len() counts: by the Instance's own variant, in tracked mode with a flag for each character of a text.
 inline std::size_t length_of(const Tree& t, bool is_tracked) {
-    if (t.r == nullptr) return 5;
     std::size_t sum = 6;
     for (std::size_t i = 0; i < t.r->count; ++i) {
         if (!t.shows(i)) continue;
@@ -594,7 +579,6 @@ inline Order order_of_bytes(std::string_view a, std::string_view b) {
 }
 
 inline Order compare(const Tree& a, const Tree& b) {
-    if (a.r == nullptr) return {static_cast<std::int32_t>(a.cells[0].number - b.cells[0].number)};
     Order order;
     for (std::size_t i = 0; i < a.r->count && order.sign == 0; ++i) {
         const Field& f = a.r->fields[i];
@@ -624,7 +608,6 @@ inline std::uint32_t hash(std::string_view bytes, std::uint32_t h) {
 }
 
 inline std::uint32_t hash(const Tree& t, std::uint32_t h) {
-    if (t.r == nullptr) return hash(in_memory(t.cells[0].number, 4), h);
     for (std::size_t i = 0; i < t.r->count; ++i) {
         const Field& f = t.r->fields[i];
         const Cell& c = t.cells[i];
@@ -665,16 +648,14 @@ inline std::string shown(const Tree& t, const std::string& name, std::int32_t in
     const bool is_xml = indent < 0;
     const std::int32_t deeper = is_xml ? indent : indent + 2;
     const auto blanks = [](std::int32_t n) { return std::string(static_cast<std::size_t>(std::max(n, 0)), ' '); };
-    const auto enumeration = [&](const Enum& e, const std::string& field, std::uint64_t number, std::int32_t at) {
+    const auto enumeration = [&](const Enum& e, const std::string& field, std::uint64_t number) {
         const std::string known = number < e.count ? e.enumerators[number].name : "";
-        if (is_xml)
-            return "<" + field + "><" + (known.empty() ? std::string(e.name) + " value out of range" : known) + "/></" +
-                   field + ">";
-        return blanks(at) + field + "@" + e.name + ":" + (known.empty() ? "Enum value out of range" : known + "\n");
+        const std::string unknown = is_xml ? std::string(e.name) + " value out of range" : "Enum value out of range";
+        return is_xml ? "<" + field + "><" + (known.empty() ? unknown : known) + "/></" + field + ">"
+                      : blanks(deeper) + field + "@" + e.name + ":" + (known.empty() ? unknown : known + "\n");
     };
-    if (t.r == nullptr) return enumeration(*t.e, name, t.cells[0].number, indent);
     std::string text = is_xml ? "<" + name + (flag != 0 ? " flag=\"" + std::to_string(flag) + "\">" : ">")
-                              : blanks(indent) + name + "@" + t.name() + ": {\n";
+                              : blanks(indent) + name + "@" + t.r->name + ": {\n";
     for (std::size_t i = 0; i < t.r->count; ++i) {
         const Field& f = t.r->fields[i];
         const Cell& c = t.cells[i];
@@ -693,7 +674,7 @@ inline std::string shown(const Tree& t, const std::string& name, std::int32_t in
             const auto mark = static_cast<std::uint8_t>(f.has_element_flags() ? c.flags[n] : c.flag);
             const std::string each = f.has_element_flags() && !is_xml ? label + "[" + std::to_string(n) + "]" : label;
             if (f.is_own_enum())
-                text += enumeration(*f.enumeration, each, c.number, deeper);
+                text += enumeration(*f.enumeration, each, c.number);
             else if (f.is_of_record())
                 text += shown(c.trees[n], each, deeper, mark);
             else if (f.kind == Kind::text || f.kind == Kind::characters)
@@ -717,9 +698,8 @@ inline std::string xml(const Tree& t, const std::string& name, std::uint8_t flag
 
 /// What a fresh record holds that was read from a tree's XML: no flags but those of the setters that a reader uses.
 inline Tree read_from_xml(const Tree& t, const Agreement& agreed, std::uint8_t mark) {
-    Tree read = t.r != nullptr ? blank(*t.r, agreed) : blank(*t.e, agreed);
-    if (t.r == nullptr) read.cells = t.cells;
-    for (std::size_t i = 0; t.r != nullptr && i < t.r->count; ++i) {
+    Tree read = blank(*t.r, agreed);
+    for (std::size_t i = 0; i < t.r->count; ++i) {
         const Field& f = t.r->fields[i];
         Cell& c = read.cells[i];
         if (!t.shows(i)) continue;
@@ -740,36 +720,24 @@ inline bool is_tracking(const zur_domain* D) {
     return D->tracking_handle != nullptr && D->tracking_handle->handle_kind == ZUR_TRACKED_MODE;
 }
 
-/// Fills and reads Instances through what the library exports. Chooses at random between all operations that do the
-/// same. Stops when the Domain's status word is raised.
+/// Fills Instances through exported setters and reads what lies in their memory, and the state flags. Every way to set
+/// and get each field is played in calls/. Stops when the Domain's status word is raised.
 class Hands {
 public:
-    Hands(TestDomain& domain, const Agreement& agreement, Random& chance)
-        : D(domain), agreed(agreement), random(chance), mark_(is_tracking(domain) ? 2 : 0) {}
+    Hands(TestDomain& domain, const Agreement& agreement)
+        : D(domain), agreed(agreement), mark_(is_tracking(domain) ? 2 : 0) {}
 
     /// The marks that the setters leave are noted in the tree.
     void fill(Tree& t, Instance* x) {
-        if (t.r == nullptr) return whole(D, t.name(), "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
         if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
-        // Last the arm that is selected.
-        const Field* selected = nullptr;
-        for (std::size_t i = 0; i < t.r->count; ++i) {
-            const Field& f = t.r->fields[i];
-            if (!t.shows(i)) continue;
-            const bool is_selected = f.kind == Kind::arm && t.selects(f) && !t.cells[i].trees.empty();
-            if (is_selected)
-                selected = &f;
-            else
-                fill(t, f, t.cells[i], x);
-        }
-        if (!t.r->is_union() || t.variant < 0) return;
-        if (selected != nullptr) return fill(t, *selected, t.cells[t.r->index_of(selected->name)], x);
-        put(t, t.r->fields[0], "set_value", x, static_cast<std::uint32_t>(t.cells[0].number));
-        t.cells[0].flag = mark_;
+        // The tag of a union, its first field, comes last, because each arm selects itself.
+        for (std::size_t i = t.r->is_union(); i < t.r->count && D.st == 0; ++i)
+            if (t.shows(i)) fill(t, t.r->fields[i], t.cells[i], x);
+        if (t.r->is_union() && t.shows(0) && D.st == 0) fill(t, t.r->fields[0], t.cells[0], x);
     }
     /// Writes the tree's state flags.
     void paint(const Tree& t, Instance* x) {
-        for (std::size_t i = 0; t.r != nullptr && i < t.r->count && D.st == 0; ++i) {
+        for (std::size_t i = 0; i < t.r->count && D.st == 0; ++i) {
             const Field& f = t.r->fields[i];
             const Cell& c = t.cells[i];
             if (!t.shows(i) || !f.is_tracked()) continue;
@@ -780,173 +748,71 @@ public:
                             [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
         }
     }
-    Tree read(const Tree& like, Instance* x) {
-        if (like.r != nullptr) return read(*like.r, x);
-        Tree t = blank(*like.e, agreed);
-        t.variant = x->variant;
-        t.cells[0].number = whole<std::uint32_t>(D, t.name(), "get_value", x);
-        return t;
-    }
     Tree read(const Record& r, Instance* x) {
         Tree t = blank(r, agreed);
         t.variant = x->variant;
         t.has_ra = (x->flags & ZUR_RA_DATA) != 0;
-        for (std::size_t i = 0; i < r.count; ++i)
-            if (t.shows(i) && r.fields[i].kind != Kind::length) read(t, r.fields[i], t.cells[i], x);
+        const catalogue::Layout layout = catalogue::lay_out(r);
+        for (std::size_t i = 0; i < r.count; ++i) {
+            const Field& f = r.fields[i];
+            if (!t.shows(i) || f.kind == Kind::length) continue;
+            std::size_t count = f.kind == Kind::run || f.kind == Kind::characters ? f.capacity : 1;
+            if (f.companion != nullptr) {
+                const std::size_t length = r.index_of(f.companion);
+                count = number(reinterpret_cast<char*>(x) + layout.offset[length], width_of(r.fields[length]));
+            }
+            read(r, f, t.cells[i], count, x, reinterpret_cast<char*>(x) + layout.offset[i]);
+        }
         return t;
     }
 
 private:
     TestDomain& D;
     const Agreement& agreed;
-    Random& random;
     std::uint8_t mark_;
 
     template <class... A>
     void put(const Tree& t, const Field& f, const std::string& name, Instance* x, A... arguments) {
-        if (!name.ends_with("_cr")) return call(D, *t.r, f, name, x, arguments...);
-        if (D.st != 0) return;
-        D->last_error = 0;
-        D.st = operation<std::uint32_t(zur_domain*, Instance*, A...)>(*t.r, f, name)(D, x, arguments...);
+        call(D, *t.r, f, name, x, arguments...);
     }
     template <class T, class... A>
     T get(const Record& r, const Field& f, const std::string& name, Instance* x, A... arguments) {
         return call<T>(D, r, f, name, x, arguments...);
     }
-    const char* either(const char* a, const char* b) { return random.once_in(2) ? a : b; }
-    /// A new Instance with a tree's content; null when there is no memory.
-    Instance* made(Tree& t) {
-        auto* x = bare<Instance*>(D, *t.r, "create");
-        if (x == nullptr && D.st == 0) D.st = ZUR_NO_MEMORY;
-        if (x != nullptr) fill(t, x);
-        return x;
-    }
-    template <class Type>
-    void give_back(const Type& type, Instance* x) {
-        if (x != nullptr) bare(D, type, "destroy", x);
-    }
-    template <class Body>
-    static auto with_number(const Field& f, Body body) {
-        switch (width_of(f)) {
-        case 1: return body(char());
-        case 2: return body(std::uint16_t());
-        case 8: return body(std::uint64_t());
-        default: return body(std::uint32_t());
-        }
-    }
-    static std::vector<std::size_t> order_of_elements(std::size_t count, bool is_from_last) {
-        std::vector<std::size_t> order(count);
-        for (std::size_t n = 0; n < count; ++n) order[n] = is_from_last ? count - 1 - n : n;
-        return order;
+    static std::uint64_t number(const char* at, std::size_t width) {
+        std::uint64_t number = 0;
+        std::memcpy(&number, at, width);
+        return number;
     }
 
     void fill(Tree& t, const Field& f, Cell& c, Instance* x) {
-        if (D.st != 0 || f.kind == Kind::length || (f.kind == Kind::value && t.r->is_union())) return;
-        const bool is_empty = c.bytes.empty() && c.trees.empty();
-        c.flag = mark_;
-        switch (f.kind) {
-        case Kind::value:
-            with_number(f, [&]<class T>(T) {
-                const T number = static_cast<T>(c.number);
-                if (random.once_in(2) || is_auth_domain(f)) return put(t, f, "set_value", x, number);
-                if (!f.is_own_enum()) return put(t, f, "set", x, &number);
-                Tree value = blank(*f.enumeration, agreed);
-                value.cells[0].number = c.number;
-                auto* source = bare<Instance*>(D, *f.enumeration, "create");
-                if (source == nullptr) return void(D.st = ZUR_NO_MEMORY);
-                fill(value, source);
-                put(t, f, "set", x, source);
-                give_back(*f.enumeration, source);
-            });
-            break;
-        case Kind::object: {
+        if (f.kind == Kind::length) return;
+        const bool is_set = !(f.kind == Kind::array || f.kind == Kind::list || f.kind == Kind::arm) ||
+                            !(c.bytes.empty() && c.trees.empty());
+        c.flag = is_set && f.kind != Kind::embedded ? mark_ : 0;
+        c.flags.assign(c.flags.size(), static_cast<char>(f.is_of_record() ? mark_ : 0));
+        const std::size_t width = f.has_element_flags() && !f.is_of_record() ? f.foreign->length : 1;
+        const auto size = static_cast<std::uint32_t>(f.kind == Kind::characters ? strnlen(c.bytes.data(), f.capacity)
+                                                                                : c.bytes.size() / width);
+        if (f.kind == Kind::value) return put(t, f, "set_value", x, c.number);
+        if (f.kind == Kind::object) {
             Imported source(*f.foreign, c.bytes, D);
             D.st = source.st;
-            put(t, f, "set", x, source.object());
-            break;
+            return put(t, f, "set", x, source.object());
         }
-        case Kind::text:
-            put(t, f, either("set", "set_cr"), x, c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
-            break;
-        case Kind::characters:
-            put(t, f, either("set", "set_cr"), x, c.bytes.data(),
-                static_cast<std::int32_t>(strnlen(c.bytes.data(), f.capacity)));
-            break;
-        case Kind::run: fill_elements<std::uint8_t>(t, f, c, x); break;
-        case Kind::array:
-            if (is_empty)
-                c.flag = 0;
-            else if (f.is_of_record())
-                fill_records(t, f, c, x);
-            else
-                fill_elements<std::uint32_t>(t, f, c, x);
-            break;
-        case Kind::list:
-            if (is_empty) c.flag = 0;
-            for (const bool is_from_last = random.once_in(2);
-                 std::size_t n : order_of_elements(c.trees.size(), is_from_last)) {
-                Instance* element = made(c.trees[n]);
-                if (D.st != 0) return give_back(*f.record, element);
-                put(t, f, is_from_last ? "set_first" : "set_last", x, element);
-            }
-            break;
-        case Kind::embedded: {
-            auto* nested = get<Instance*>(*t.r, f, "get", x);
-            if (random.once_in(2)) {
-                c.flag = 0;
-                return fill(c.trees[0], nested);
-            }
-            Instance* source = made(c.trees[0]);
-            if (source != nullptr) put(t, f, "set", x, source);
-            give_back(*f.record, source);
-            break;
-        }
-        case Kind::arm:
-            if (c.trees.empty()) return void(c.flag = 0);
-            if (Instance* arm = made(c.trees[0]); D.st != 0)
-                give_back(*f.record, arm);
-            else
-                put(t, f, either("set", "set_cr"), x, arm);
-            break;
-        default: break;
+        if (f.kind == Kind::embedded) return fill(c.trees[0], get<Instance*>(*t.r, f, "get", x));
+        if (is_set && !f.is_of_record()) put(t, f, f.has_element_flags() ? "set_mem" : "set", x, c.bytes.data(), size);
+        for (std::uint32_t n = 0; n < c.trees.size() && D.st == 0; ++n) {
+            auto* element = bare<Instance*>(D, *f.record, "create");
+            if (element == nullptr) return void(D.st = ZUR_NO_MEMORY);
+            fill(c.trees[n], element);
+            if (D.st == 0 && f.kind == Kind::array)
+                put(t, f, "set", x, n, element, 1u); // moved
+            else if (D.st == 0)
+                put(t, f, f.kind == Kind::list ? "set_last" : "set", x, element);
+            if (f.kind == Kind::array || D.st != 0) bare(D, *f.record, "destroy", element);
         }
     }
-
-    /// Numbers of an array or a run, all at once or one by one.
-    template <class T>
-    void fill_elements(Tree& t, const Field& f, Cell& c, Instance* x) {
-        using Count = std::conditional_t<sizeof(T) == 1, std::int32_t, std::uint32_t>;
-        std::vector<T> numbers(c.bytes.size() / sizeof(T));
-        std::memcpy(numbers.data(), c.bytes.data(), c.bytes.size());
-        const std::string setter = std::array{"set_mem", "set_mem_cr", "set", "set_value",
-                                              "set_cr"}[random.below(f.kind == Kind::run ? 4 : 5)];
-        const bool is_whole = setter.starts_with("set_mem");
-        c.flags.assign(numbers.size(), static_cast<char>(is_whole ? 0 : mark_));
-        if (is_whole) return put(t, f, setter, x, numbers.data(), static_cast<Count>(numbers.size()));
-        for (std::uint32_t i = 0; i < numbers.size() && D.st == 0; ++i)
-            if (setter == "set")
-                put(t, f, setter, x, i, &numbers[i]);
-            else
-                put(t, f, setter, x, i, numbers[i]);
-    }
-
-    /// Elements are moved, or copied through their wire form; sometimes the last one first, before which others grow.
-    void fill_records(Tree& t, const Field& f, Cell& c, Instance* x) {
-        c.flags.assign(c.trees.size(), static_cast<char>(mark_));
-        for (const std::size_t n : order_of_elements(c.trees.size(), random.once_in(2))) {
-            const bool is_moved = random.once_in(2);
-            Instance* element = made(c.trees[n]);
-            if (element != nullptr)
-                put(t, f, either("set", "set_cr"), x, static_cast<std::uint32_t>(n), element, is_moved ? 1u : 0u);
-            give_back(*f.record, element);
-            if (D.st != 0) return;
-            if (is_moved) continue;
-            const Tree sent = c.trees[n];
-            c.trees[n] = blank(*f.record, agreed);
-            Receipt{agreed, mark_, mark_ != 0, false}.receive(c.trees[n], sent);
-        }
-    }
-
     /// Calls body(n, nested Instance) for what a field nests.
     template <class Body>
     void for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body) {
@@ -965,60 +831,21 @@ private:
                 body(n, nested);
     }
 
-    void read(Tree& t, const Field& f, Cell& c, Instance* x) {
-        const Record& r = *t.r;
-        std::uint32_t count = f.kind == Kind::run ? f.capacity : 1;
-        if (f.companion != nullptr) {
-            const Field& length = r.fields[r.index_of(f.companion)];
-            with_number(length,
-                        [&]<class T>(T) { count = static_cast<std::uint32_t>(get<T>(r, length, "get_value", x)); });
-        }
-        switch (f.kind) {
-        case Kind::value: {
-            with_number(
-                f, [&]<class T>(T) { c.number = static_cast<std::make_unsigned_t<T>>(get<T>(r, f, "get_value", x)); });
-            const auto* place = get<const Instance*>(r, f, "get", x);
-            if (place != nullptr && (f.is_own_enum() || is_auth_domain(f))) c.variant = place->variant;
-            break;
-        }
-        case Kind::text:
-        case Kind::characters: {
-            const std::uint32_t length = f.kind == Kind::text ? count : f.capacity;
-            std::string text(length + 2, '~');
-            get<void>(r, f, "get", x, text.data(), length + 1);
-            EXPECT_EQ(text.substr(length), std::string("\0~", 2)) << r.name << "." << f.name;
-            text.resize(length);
-            // A getter stops at the first NUL.
-            const char* held = reinterpret_cast<char*>(x) + catalogue::lay_out(r).offset[r.index_of(f.name)];
-            if (f.kind == Kind::text) {
-                held = *reinterpret_cast<const char* const*>(held);
-                EXPECT_EQ(held == nullptr, length == 0) << r.name << "." << f.name;
-                EXPECT_TRUE(held == nullptr || held[length] == 0) << r.name << "." << f.name;
-            }
-            c.bytes = held != nullptr ? std::string(held, length) : "";
-            EXPECT_STREQ(c.bytes.c_str(), text.c_str());
-            break;
-        }
-        case Kind::run:
-            c.bytes.resize(count);
-            get<void>(r, f, "get_mem", x, c.bytes.data(), static_cast<std::int32_t>(count));
-            break;
-        case Kind::array:
-            c.flags.resize(count);
-            if (f.is_of_record()) break;
-            for (std::uint32_t n = 0; n < count; ++n)
-                c.bytes += in_memory(get<std::uint32_t>(r, f, "get_value", x, n), 4);
-            break;
-        case Kind::object:
-            if (const void* place = get<void*>(r, f, "get", x)) c.bytes = Imported(*f.foreign).wire(place);
-            break;
-        default: break;
-        }
-        if (f.is_of_record()) {
-            c.trees.clear();
-            for_each_nested(r, f, count, x,
-                            [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
-        }
+    void read(const Record& r, const Field& f, Cell& c, std::size_t count, Instance* x, const char* at) {
+        const bool is_enumeration = f.is_own_enum() || is_auth_domain(f);
+        if (is_enumeration) c.variant = reinterpret_cast<const Instance*>(at)->variant;
+        const char* held = at; // what a pointer leads to; without it there is nothing, whatever the length says
+        if (f.kind == Kind::text || f.kind == Kind::array) std::memcpy(&held, at, sizeof held);
+        if (held == nullptr) count = 0;
+        if (f.kind == Kind::value) c.number = number(is_enumeration ? at + catalogue::header_length : at, width_of(f));
+        if (f.kind == Kind::object) c.bytes = Imported(*f.foreign).wire(at);
+        EXPECT_TRUE(f.kind != Kind::text || held == nullptr || (count != 0 && held[count] == 0)) << f.name;
+        if (f.kind == Kind::text || f.kind == Kind::characters || (f.has_element_flags() && !f.is_of_record()))
+            c.bytes = std::string(held == nullptr ? at : held, count * f.foreign->length);
+        if (f.kind == Kind::array) c.flags.resize(count);
+        c.trees.clear();
+        for_each_nested(r, f, count, x,
+                        [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
         if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
     }
 
