@@ -600,5 +600,20 @@ TEST_F(Model, BoundsHold) {
     });
 }
 
+// Where the runtime offers no runs of primitives (wire_runs_test.cpp), each element is written by itself.
+TEST_F(Model, RunsAreWrittenAtOnceWhereTheRuntimeOffersThem) {
+    Case c(catalogue::orlan_ial_vlan_group_info, 0, {}, 0);
+    Tree t = c.empty();
+    t.cells[c.r.index_of("vlans")].bytes.resize(12);
+    Instance* x = c.make(t);
+    const bool has_runs = std::string_view(__BASE_FILE__).ends_with("/model_test.cpp");
+    int written = 0;
+    const auto marshal = REPLACE(u_int32_marshal, [&](auto...) { return ++written, 4u; });
+    char image[100];
+    c.ops.marshal(c.D, c.D.set_id(), image, x, sizeof image, &c.D.st);
+    EXPECT_EQ(written, has_runs ? 4 : 7); // four numbers, and three elements
+    c.destroy(x);
+}
+
 } // namespace
 } // namespace epm::test

@@ -1,231 +1,194 @@
-// Wire images written by hand and images that were kept, and what the model (model_test.cpp) does not say: the
-// arguments of a clone, the ids of fields, and bytes that ask for far more than they hold.
+// Images that were kept, the wire tables of the public header, and what neither the model (model_test.cpp) nor scenes
+// (calls/wire.txt) say: the ids of fields, and bytes that announce far more than they hold.
 #include "support/bundle_test.hpp"
 #include "support/images.hpp"
 #include "support/model.hpp"
-#include "support/traces.hpp"
+#include "support/types.hpp"
 
-#include <cstring>
+#include <algorithm>
+#include <fstream>
 #include <orlan_epm.h>
+#include <regex>
 
 namespace epm::test {
 namespace {
 
 class Wire : public BundleTest {
 protected:
-    template <class Object>
-    static Instance* instance(Object* x) {
-        return reinterpret_cast<Instance*>(x);
+    /// These tests make very many calls; the checker would look at every block at each of them.
+    void SetUp() override {
+        BundleTest::SetUp();
+        checker.reset();
     }
-    static Bytes marshalled(const Operations& type, TestDomain& D, const Instance* x) {
-        Bytes buffer(type.len(D, D.set_id(), x) + 16u);
+    static std::string marshalled(const Operations& type, TestDomain& D, const Instance* x) {
+        std::string buffer(type.len(D, D.set_id(), x) + 16u, '\0');
         const auto room = static_cast<std::int32_t>(buffer.size());
         buffer.resize(type.marshal(D, D.set_id(), buffer.data(), x, room, &D.st));
         EXPECT_EQ(D.st, 0u) << type.text.type;
         return buffer;
     }
-    /// The message writes these bytes, and another one reads them to the same bytes.
-    static void expect_message(TestDomain& D, orlan_ial_svm_epm_data* x, const Bytes& image) {
-        const Operations type("orlan_ial_svm_epm_data");
-        EXPECT_EQ(D.st, 0u);
-        EXPECT_EQ(marshalled(type, D, instance(x)), image);
-        Instance* copy = type.create(D, D.set_id());
-        EXPECT_EQ(exported(orlan_ial_svm_epm_data_unmarshal)(D, D.set_id(), image.data(),
-                                                             reinterpret_cast<orlan_ial_svm_epm_data*>(copy),
-                                                             static_cast<std::int32_t>(image.size()), 0, &D.st),
-                  image.size());
-        EXPECT_EQ(marshalled(type, D, copy), image);
-        type.destroy(D, D.set_id(), copy);
-        type.destroy(D, D.set_id(), instance(x));
-        EXPECT_EQ(D.st, 0u);
-        // If the arm cannot be made, the positions behind it are not read.
-        auto* armless = orlan_ial_svm_epm_data_create(D, D.set_id());
-        heap().refuse_nth(1);
-        orlan_ial_svm_epm_data_unmarshal(D, D.set_id(), image.data(), armless, static_cast<std::int32_t>(image.size()),
-                                         0, &D.st);
-        EXPECT_EQ(std::exchange(D.st, 0), 12u);
-        if (D.mode().is_tracking()) {
-            EXPECT_EQ(orlan_ial_svm_epm_data_dacl_dnld_comp_data_state_flag_get(D, D.set_id(), armless, &D.st), 0);
-        }
-        orlan_ial_svm_epm_data_destroy(D, D.set_id(), armless);
-    }
-    static orlan_ial_vlan_group_info* vlan_group(TestDomain& D) {
-        auto* x = orlan_ial_vlan_group_info_create(D, D.set_id());
-        exported(orlan_ial_vlan_group_info_is_added_set_value)(D, D.set_id(), x, 1, &D.st);
-        const std::uint32_t vlans[] = {10, 20};
-        exported(orlan_ial_vlan_group_info_vlans_set_mem)(D, D.set_id(), x, vlans, 2, &D.st);
-        exported(orlan_ial_vlan_group_info_num_of_vlans_set_value)(D, D.set_id(), x, 2, &D.st);
-        exported(orlan_ial_vlan_group_info_gp_name_set)(D, D.set_id(), x, "abc", 3, &D.st);
-        EXPECT_EQ(D.st, 0u);
-        return x;
-    }
 };
 
-const Bytes vlan_group_untracked = {0,  0, 0, 0, 0,  31, 0, 0, 0, 1, 0, 0, 0, 2,   0,   0,  0,
-                                    10, 0, 0, 0, 20, 0,  0, 0, 2, 0, 0, 0, 3, 'a', 'b', 'c'};
-// Every flag is 2, as the setters left them; the elements' flags get a value of their own, to differ from the whole
-// flag.
-const Bytes vlan_group_tracked = {0, 8, 0,  0, 0, 37, 0, 0, 0, 1, 2, 0, 0, 0, 2, 0,   0,   0,   10, 0,
-                                  0, 0, 20, 2, 7, 9,  0, 0, 0, 2, 2, 0, 0, 0, 3, 'a', 'b', 'c', 2};
+// ---- kept images ----
 
-TEST_F(Wire, AVlanGroup) {
-    const Operations type("orlan_ial_vlan_group_info");
-    for (const Mode& mode : tracking_modes()) {
-        TestDomain D(mode);
-        orlan_ial_vlan_group_info* x = vlan_group(D);
-        if (mode.is_tracking()) {
-            exported(orlan_ial_vlan_group_info_vlans_state_flag_set)(D, D.set_id(), x, 0, 7, &D.st);
-            exported(orlan_ial_vlan_group_info_vlans_state_flag_set)(D, D.set_id(), x, 1, 9, &D.st);
-            exported(orlan_ial_vlan_group_info_vlans_state_flag_whole_set)(D, D.set_id(), x, 2, &D.st);
-        }
-        const Bytes& image = mode.is_tracking() ? vlan_group_tracked : vlan_group_untracked;
-        EXPECT_EQ(marshalled(type, D, instance(x)), image) << mode.text();
-        // The length counts a flag for each character, of which only one is written.
-        EXPECT_EQ(type.len(D, D.set_id(), instance(x)), mode.is_tracking() ? 42u : 33u);
-        // In a buffer that is full the last flag lands directly behind the end and is not counted.
-        Bytes buffer(image.size() + 1, 0xEE);
-        const auto length = static_cast<std::int32_t>(image.size()) - (mode.is_tracking() ? 1 : 0);
-        EXPECT_EQ(type.marshal(D, D.set_id(), buffer.data(), instance(x), length, &D.st),
-                  static_cast<std::uint32_t>(length));
-        EXPECT_EQ(buffer[static_cast<std::size_t>(length)], mode.is_tracking() ? 2 : 0xEE);
-        EXPECT_EQ(D.st, 0u);
-        // A reader of as many takes the flag from there.
-        auto* copy = orlan_ial_vlan_group_info_create(D, D.set_id());
-        type.unmarshal(D, D.set_id(), image.data(), instance(copy), length, 0, &D.st);
-        if (mode.is_tracking()) {
-            EXPECT_EQ(orlan_ial_vlan_group_info_gp_name_state_flag_get(D, D.set_id(), copy, &D.st), 2);
-        }
-        orlan_ial_vlan_group_info_destroy(D, D.set_id(), copy);
-        // One byte less, and the text does not fit: what fits is written, and so is the jump word.
-        EXPECT_EQ(type.marshal(D, D.set_id(), buffer.data(), instance(x), length - 1, &D.st),
-                  static_cast<std::uint32_t>(length - 1));
-        EXPECT_EQ(std::exchange(D.st, 0), 90u);
-        EXPECT_EQ(D->last_error, 90u);
-        EXPECT_EQ(type.marshal(D, D.set_id(), buffer.data(), instance(x), 0, &D.st), 0u);
-        EXPECT_EQ(D.st, 90u);
-        EXPECT_EQ(type.marshal(D, D.set_id(), buffer.data(), instance(x), 100, &D.st), 0u) << "the word is raised";
-        EXPECT_EQ(type.len(D, D.set_id(), instance(x)), mode.is_tracking() ? 42u : 33u);
-        EXPECT_EQ(exported(orlan_ial_vlan_group_info_len_cr)(D, x), 0u) << "the chain has failed";
-        D->last_error = 0;
-        EXPECT_NE(exported(orlan_ial_vlan_group_info_len_cr)(D, x), 0u);
-        type.destroy(D, D.set_id(), instance(x));
+/// What the model predicts for a record that is drawn by the image's name, with this arm selected.
+std::string predicted(const std::string& name, const Record& r, int variant, bool is_tracked, const Field* arm) {
+    Random random{std::mt19937(static_cast<unsigned>(std::hash<std::string>()(name)))};
+    const Agreement agreed{.by_type = {{r.name, variant}}};
+    Tree t = draw(r, agreed, random);
+    for (std::size_t i = 1; arm != nullptr && i < r.count; ++i) t.cells[i].trees.resize(0);
+    if (arm != nullptr) {
+        t.cells[0].number = arm->tag;
+        t.cells[r.index_of(arm->name)].trees = {draw(*arm->record, agreed, random)};
     }
+    if (is_tracked) draw_flags(t, random);
+    return written(t, agreed, is_tracked).written();
 }
 
-// Untracked and tracked: each arm's position has a flag, in wire order and not in the order of the tags.
-TEST_F(Wire, AMessageWithAMarkOfPreauthentication) {
-    for (const bool is_tracked : {false, true}) {
-        TestDomain D({.tracking = is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE});
-        auto* message = orlan_ial_svm_epm_data_create(D, D.set_id());
-        auto* mark = orlan_ial_svm_preauthacl_data_create(D, D.set_id());
-        orlan_ial_svm_preauthacl_data_is_create_set_value(D, D.set_id(), mark, 0x11223344, &D.st);
-        orlan_ial_svm_epm_data_preauthacl_data_set(D, D.set_id(), message, mark, &D.st);
-        if (is_tracked) {
-            orlan_ial_svm_epm_data_epm_type_state_flag_set(D, D.set_id(), message, 0x70, &D.st);
-            orlan_ial_svm_epm_data_acl_data_state_flag_set(D, D.set_id(), message, 0x71, &D.st);
-            orlan_ial_svm_epm_data_port_info_state_flag_set(D, D.set_id(), message, 0x75, &D.st);
-            orlan_ial_svm_epm_data_preauthacl_data_state_flag_set(D, D.set_id(), message, 0x78, &D.st);
-            orlan_ial_svm_epm_data_dacl_dnld_comp_data_state_flag_set(D, D.set_id(), message, 0x79, &D.st);
-        }
-        if (is_tracked)
-            expect_message(D, message,
-                           {1, 8, 0, 0, 0, 30, 1,    0,    0,    0,    8, 0x70, 0x71, 0, 0, 0, 0x75, 0, 0, //
-                            0, 8, 0, 0, 0, 9,  0x11, 0x22, 0x33, 0x44, 2, 0x78, 0x79});
-        else
-            expect_message(D, message, {1, 0, 0, 0, 0, 19, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 8, 0x11, 0x22, 0x33, 0x44});
+/// The images that there must be of a type, in the order of its file; EPM_WRITE_GOLDEN=1 adds those that are missing.
+class Golden {
+public:
+    explicit Golden(const std::string& type) : type_(type) {
+        for (const Image& image : images_of(type)) kept_[image.name] = {image.bytes.begin(), image.bytes.end()};
     }
-}
+    void want(int variant, const Record* r) {
+        for (const bool is_tracked : {false, true}) {
+            const std::string name =
+                type_ + ", variant " + std::to_string(variant) + (is_tracked ? ", tracked" : ", untracked");
+            if (r == nullptr)
+                want(name, big_endian(static_cast<std::uint64_t>(variant), 1) + big_endian(0, 4));
+            else if (!r->is_union() || variant < 0)
+                want(name, predicted(name, *r, variant, is_tracked, nullptr));
+            else
+                for (const Field& f : r->fields)
+                    if (f.name != nullptr && f.kind == Kind::arm && f.since <= variant)
+                        want(name + ", " + f.name, predicted(name, *r, variant, is_tracked, &f));
+        }
+    }
+    void finish() const {
+        EXPECT_EQ(wanted_, kept_.size()) << type_ << " has kept images that nobody wants";
+        if (is_writing_) std::ofstream(EPM_SOURCE_DIR "/tests/golden/" + type_ + ".hex") << file_;
+    }
+    const std::map<std::string, std::string>& images() const { return kept_; }
+
+private:
+    void want(const std::string& name, const std::string& predicted) {
+        if (is_writing_) kept_.try_emplace(name, predicted);
+        EXPECT_TRUE(kept_.contains(name)) << name << " is missing";
+        file_ += "[" + name + "]\n" + hex(kept_[name]) + "\n";
+        ++wanted_;
+    }
+    const bool is_writing_ = std::getenv("EPM_WRITE_GOLDEN") != nullptr;
+    std::string type_, file_;
+    std::map<std::string, std::string> kept_;
+    std::size_t wanted_ = 0;
+};
 
 TEST_F(Wire, KeptImagesAreReadAndWrittenAsTheyAre) {
-    checker.reset(); // it would look at every block at every call
-    const auto check = [](const std::string& name) {
+    const auto check = [](const std::string& name, const Record* r, int top) {
         const Operations type(name);
-        for (const Image& image : images_of(name)) {
-            SCOPED_TRACE(image.name);
-            const bool is_tracked = image.name.find(", tracked") != std::string::npos;
+        Golden golden(name);
+        for (int variant = -1; variant <= top; ++variant) golden.want(variant, r);
+        golden.finish();
+        for (const auto& [title, image] : golden.images()) {
+            SCOPED_TRACE(title);
+            const bool is_tracked = title.find(", tracked") != std::string::npos;
             TestDomain D({.tracking = is_tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE});
             Instance* x = type.create(D, D.set_id());
-            EXPECT_EQ(type.unmarshal(D, D.set_id(), image.bytes.data(), x,
-                                     static_cast<std::int32_t>(image.bytes.size()), 0, &D.st),
-                      image.bytes.size());
-            EXPECT_EQ(marshalled(type, D, x), image.bytes);
+            EXPECT_EQ(type.unmarshal(D, D.set_id(), image.data(), x, static_cast<int>(image.size()), 0, &D.st),
+                      image.size());
+            EXPECT_EQ(hex(marshalled(type, D, x)), hex(image));
             type.destroy(D, D.set_id(), x);
         }
-        EXPECT_FALSE(images_of(name).empty()) << name;
     };
-    for (const Record* r : catalogue::all_records) check(r->name);
-    for (const Enum* e : catalogue::all_enums) check(e->name);
+    for (const Record* r : catalogue::all_records) check(r->name, r, r->top());
+    for (const Enum* e : catalogue::all_enums) check(e->name, nullptr, e->top());
 }
 
-// The codec announces and writes the enumerator; the reader announces it once more.
-TEST_F(Wire, AnEnumeratorIsAnnouncedTwice) {
-    TestDomain D;
-    auto* x = coa_request_type_create(D, D.set_id());
-    static std::vector<void*> announced;
-    D->write_range_fn = [](zur_domain*, void* address, std::uint32_t length, std::uint32_t, void*) {
-        if (length == 4) announced.push_back(address);
+// ---- the tables of the public header ----
+
+// Read as a person reads them, against what the library says of an empty record: the Bytes column must add up to len(),
+// and each Offset rule must lead to where the rows before it end.
+class WireTables : public Wire {
+protected:
+    struct Row {
+        std::string offset, field, kind, bytes;
     };
-    const Bytes image = {0, 0, 0, 0, 1};
-    EXPECT_EQ(coa_request_type_unmarshal(D, D.set_id(), image.data(), x, 5, 0, &D.st), 5u);
-    EXPECT_EQ(announced, std::vector<void*>(2, reinterpret_cast<char*>(x) + catalogue::header_length));
-    coa_request_type_destroy(D, D.set_id(), x);
+    WireTables() {
+        std::ifstream header(EPM_STAMPED_DIR "/orlan_epm.h");
+        const std::regex group(R"( \* @defgroup group_\S+ (\S+))");
+        const std::regex row(R"( \* \| (.*?) \| `?([^`|]*?)`? ?\| (.*?) \| (.*?) \|.*)");
+        std::string type;
+        for (std::string line; std::getline(header, line);) {
+            std::smatch m;
+            if (std::regex_match(line, m, group)) type = m[1];
+            if (std::regex_match(line, m, row) && m[1] != "Offset") tables[type].push_back({m[1], m[2], m[3], m[4]});
+        }
+    }
+    /// What a row's field takes in an empty record: every text, array, list and message is empty.
+    std::size_t empty_length(const Row& row) {
+        std::smatch m;
+        if (std::regex_search(row.bytes, m, std::regex("^[0-9]+$|^[0-9]+(?= and)"))) return std::stoul(m[0]);
+        std::regex_search(row.kind, m, std::regex("[\"`](.*)[\"`]"));
+        std::size_t sum = 0;
+        if (row.bytes == "a record")
+            for (const Row& nested : tables.at(m[1])) sum += empty_length(nested);
+        const std::array<std::uint64_t, 8> nothing{};
+        return row.bytes == "by its codec" ? bare<std::uint32_t>(D, m[1].str(), "len", nothing.data()) : sum;
+    }
+
+    TestDomain D;
+    std::map<std::string, std::vector<Row>> tables;
+};
+
+TEST_F(WireTables, AddUpToTheLengthOfAnEmptyRecord) {
+    const std::regex rule("(?:end of `(.*?)`)?(?: \\+ )?([0-9]*)");
+    EXPECT_EQ(tables.size(), catalogue::all_records.size());
+    for (const auto& [type, rows] : tables) {
+        std::map<std::string, std::size_t> ends{{"", 0}};
+        std::size_t end = 0;
+        for (const Row& row : rows) {
+            std::smatch m;
+            ASSERT_TRUE(std::regex_match(row.offset, m, rule)) << row.offset;
+            ASSERT_TRUE(ends.contains(m[1])) << type << " has no field " << m[1] << " before " << row.field;
+            EXPECT_EQ(ends[m[1]] + (m[2].length() > 0 ? std::stoul(m[2]) : 0), end) << type << "." << row.field;
+            end += empty_length(row);
+            if (!row.field.empty()) ends[row.field] = end;
+        }
+        Instance* x = create(type, D);
+        EXPECT_EQ(end, bare<std::uint32_t>(D, type, "len", static_cast<const Instance*>(x))) << type;
+        destroy(type, D, x);
+    }
 }
+
+// ---- what nothing else says ----
 
 // In a Domain that does not track and does not know where a nested array's flags are, the array does not grow.
 TEST_F(Wire, AnArrayWhoseFlagsAreOutOfReach) {
-    checker.reset(); // it knows of one Domain only
     TestDomain tracking({.tracking = ZUR_TRACKED_MODE}), plain;
-    const auto made = [](TestDomain& D, std::uint32_t count) {
-        auto* x = orlan_ial_svm_bm_data_create(D, D.set_id());
-        auto* list = orlan_ial_svm_bm_data_intf_templ_list_get(D, D.set_id(), x, &D.st);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            auto* element = rcl_client_intf_templ_create(D, D.set_id());
-            rcl_client_intf_templ_list_data_set(D, D.set_id(), list, i, element, 1, &D.st);
-            rcl_client_intf_templ_destroy(D, D.set_id(), element);
-        }
-        EXPECT_EQ(D.st, 0u);
+    const Operations type("orlan_ial_svm_bm_data");
+    const Record& r = *record_named(type.text.type);
+    const auto array_of = [&](Tree& t) -> Cell& { return t.cells[r.index_of("intf_templ_list")].trees[0].cells[1]; };
+    const auto made = [&](TestDomain& D, std::size_t count) {
+        Tree t = blank(r, {});
+        array_of(t).trees.assign(count, blank(*record_named("rcl_client_intf_templ"), {}));
+        Instance* x = type.create(D, D.set_id());
+        Hands(D, {}).fill(t, x);
         return x;
     };
-    auto* x = made(tracking, 1);
-    auto* longer = made(plain, 2);
-    const Bytes image = marshalled(Operations("orlan_ial_svm_bm_data"), plain, instance(longer));
-    orlan_ial_svm_bm_data_unmarshal(plain, plain.set_id(), image.data(), x, static_cast<std::int32_t>(image.size()), 1,
-                                    &plain.st);
+    Instance* x = made(tracking, 1);
+    Instance* longer = made(plain, 2);
+    const std::string image = marshalled(type, plain, longer);
+    type.unmarshal(plain, plain.set_id(), image.data(), x, static_cast<int>(image.size()), 1, &plain.st);
     EXPECT_EQ(plain.st, 22u);
-    auto* list = orlan_ial_svm_bm_data_intf_templ_list_get(tracking, tracking.set_id(), x, &tracking.st);
-    EXPECT_EQ(rcl_client_intf_templ_list_max_intf_templ_get_value(tracking, tracking.set_id(), list, &tracking.st), 1u);
-    orlan_ial_svm_bm_data_destroy(tracking, tracking.set_id(), x);
-    orlan_ial_svm_bm_data_destroy(plain, plain.set_id(), longer);
-}
-
-// A jump word may lead anywhere; one that leads backwards, or further than a signed offset, is no error and ignored.
-TEST_F(Wire, JumpWordsThatLie) {
-    const Operations type("orlan_ial_svm_preauthacl_data");
-    const Bytes image = {0, 0, 0, 0, 0, 8, 0x90, 0x30, 0x30, 0x30};
-    for (const auto& [jump, offset] : {std::pair{0u, 10u},
-                                       {4u, 10u},
-                                       {8u, 10u},
-                                       {9u, 11u},
-                                       {0x7FFFFFF0u, 0x7FFFFFF2u},
-                                       {0x80000000u, 10u},
-                                       {0xFFFFFFFFu, 10u}}) {
-        Bytes lying = image;
-        for (std::size_t byte = 0; byte < 4; ++byte)
-            lying[2 + byte] = static_cast<std::uint8_t>(jump >> (24 - 8 * byte));
-        TestDomain D;
-        Instance* x = type.create(D, D.set_id());
-        Traces traces;
-        EXPECT_EQ(type.unmarshal(D, D.set_id(), lying.data(), x, 10, 0, &D.st), offset) << jump;
-        EXPECT_EQ(D.st, 0u) << jump;
-        EXPECT_EQ(traces.take().empty(), offset == 10) << jump;
-        EXPECT_EQ(marshalled(type, D, x), image);
-        type.destroy(D, D.set_id(), x);
-    }
+    Tree left = Hands(tracking, {}).read(r, x);
+    EXPECT_EQ(array_of(left).trees.size(), 1u);
+    type.destroy(tracking, tracking.set_id(), x);
+    type.destroy(plain, plain.set_id(), longer);
 }
 
 // A few bytes that announce very much: the reader stops where they end, and asks for memory once at most.
 TEST_F(Wire, CountsAndLengthsThatLie) {
-    checker.reset();
     const std::pair<const char*, Bytes> rows[] = {
         {"orlan_ial_vlan_group_info", {0, 0, 0, 0, 0, 40, 0, 0, 0, 1}},                          // vlans
         {"rcl_client_intf_templ_list", {0, 0, 0, 0, 0, 40}},                                     // data
@@ -234,16 +197,15 @@ TEST_F(Wire, CountsAndLengthsThatLie) {
         {"linksec_eap_keys", {0, 0, 0, 0, 0, 40}},                                               // msk
     };
     for (const auto& [name, start] : rows)
-        for (const int high : {0x00, 0x7F, 0x80, 0xFF}) {
+        for (const std::uint8_t high : Bytes{0x00, 0x7F, 0x80, 0xFF}) {
             const Operations type(name);
             TestDomain D;
             Instance* x = type.create(D, D.set_id());
             Bytes image = start;
-            for (const int byte : {high, 0xFF, 0xFF, 0xFF}) image.push_back(static_cast<std::uint8_t>(byte));
-            image.push_back(0);
+            image.insert(image.end(), {high, 0xFF, 0xFF, 0xFF, 0});
             heap().refuse_beyond(1 << 20);
             const std::size_t allocations = heap().allocations();
-            type.unmarshal(D, D.set_id(), image.data(), x, static_cast<std::int32_t>(image.size()), 0, &D.st);
+            type.unmarshal(D, D.set_id(), image.data(), x, static_cast<int>(image.size()), 0, &D.st);
             EXPECT_TRUE(D.st == 12 || D.st == 90) << name << " " << D.st;
             EXPECT_LE(heap().allocations(), allocations + 1) << name;
             heap().stop_refusing();
@@ -251,101 +213,28 @@ TEST_F(Wire, CountsAndLengthsThatLie) {
         }
 }
 
-TEST_F(Wire, Clones) {
-    TestDomain D;
-    orlan_ial_vlan_group_info* x = vlan_group(D);
-    const auto clone = exported(orlan_ial_vlan_group_info_clone);
-    const auto clone_internal = exported(orlan_ial_vlan_group_info_clone_internal);
-    const auto compare = exported(orlan_ial_vlan_group_info_compare);
-    Bytes workspace(100);
-    orlan_ial_vlan_group_info* copy = x; // is cleared first, not overwritten
-    clone(D, D.set_id(), x, &copy, workspace.data(), 100, &D.st);
-    EXPECT_EQ(D.st, 0u);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_NE(copy, x);
-    EXPECT_EQ(compare(x, copy), 0);
-
-    // Into one that is there; without a workspace or a reference; in one that is too small.
-    orlan_ial_vlan_group_info* same = copy;
-    clone_internal(D, D.set_id(), x, &same, workspace.data(), 100, &D.st);
-    EXPECT_EQ(same, copy);
-    clone_internal(D, D.set_id(), x, &same, nullptr, 100, &D.st);
-    EXPECT_EQ(std::exchange(D.st, 0), 2u);
-    clone_internal(D, D.set_id(), x, nullptr, workspace.data(), 100, &D.st);
-    EXPECT_EQ(std::exchange(D.st, 0), 2u);
-    clone_internal(D, D.set_id(), x, &same, workspace.data(), 20, &D.st);
-    EXPECT_EQ(std::exchange(D.st, 0), 90u);
-    EXPECT_EQ(same, copy) << "nothing has been read yet";
-
-    // A destination that cannot be filled is destroyed, also the caller's own.
-    heap().refuse_nth(1);
-    clone_internal(D, D.set_id(), x, &same, workspace.data(), 100, &D.st);
-    EXPECT_EQ(std::exchange(D.st, 0), 12u);
-    EXPECT_EQ(same, nullptr);
-    heap().refuse_nth(1);
-    clone(D, D.set_id(), x, &same, workspace.data(), 100, &D.st);
-    EXPECT_EQ(std::exchange(D.st, 0), 12u);
-    EXPECT_EQ(same, nullptr);
-
-    D->last_error = 0;
-    same = exported(orlan_ial_vlan_group_info_clone_cr)(D, x, nullptr);
-    ASSERT_NE(same, nullptr);
-    EXPECT_EQ(compare(x, same), 0);
-    orlan_ial_vlan_group_info_destroy(D, D.set_id(), same);
-    orlan_ial_vlan_group_info_destroy(D, D.set_id(), x);
-}
-
 // Ids count the declared fields from 0, and each later variant opens with one that stands for no field.
 TEST_F(Wire, WhichFieldIdsAreValid) {
-    checker.reset();
     for (const Record* r : catalogue::all_records) {
-        const auto end_of = [&](int variant) {
-            auto end = static_cast<std::uint32_t>(variant);
-            for (std::size_t i = 0; i < r->count; ++i) end += r->fields[i].since <= variant;
-            return end;
-        };
-        const auto is_valid =
-            operation<std::uint32_t(zur_domain*, Instance*, std::uint32_t, std::uint32_t)>(*r, "is_valid_cr");
         TestDomain D;
-        auto* x = bare<Instance*>(D, *r, "create");
+        Instance* x = create(r->name, D);
         for (int agreed = 0; agreed <= r->top(); ++agreed)
-            for (int own = 0; own <= r->top(); ++own) {
-                D.agree_all(agreed);
-                x->variant = static_cast<std::int8_t>(own);
-                for (std::uint32_t id = 0; id < 20; ++id) {
-                    EXPECT_EQ(is_valid(D, x, id, 1), id < end_of(agreed)) << r->name << " " << id;
-                    EXPECT_EQ(is_valid(D, x, id, 0), id < end_of(std::min(agreed, own))) << r->name << " " << id;
-                }
-            }
+            for (int own = 0; own <= r->top(); ++own)
+                for (std::uint32_t id = 0; id < 20; ++id)
+                    for (const bool is_any : {false, true}) {
+                        const int variant = is_any ? agreed : std::min(agreed, own);
+                        const auto fields = std::ranges::count_if(
+                            r->fields, [&](const Field& f) { return f.name != nullptr && f.since <= variant; });
+                        D.agree_all(agreed);
+                        x->variant = static_cast<std::int8_t>(own);
+                        const auto is_valid =
+                            operation<std::uint32_t(zur_domain*, Instance*, std::uint32_t, std::uint32_t)>(
+                                *r, "is_valid_cr");
+                        EXPECT_EQ(is_valid(D, x, id, is_any), id < fields + variant) << r->name << " " << id;
+                    }
         x->variant = r->top();
-        bare(D, *r, "destroy", x);
+        destroy(r->name, D, x);
     }
-}
-
-// A chain by hand: lengths are in it twice.
-TEST_F(Wire, OrderAndHash) {
-    TestDomain D;
-    const std::uint32_t seed = 99;
-    const auto number = [](std::uint32_t n, std::uint32_t h) { return SuperFastHash(&n, sizeof n, h); };
-    orlan_ial_vlan_group_info* x = vlan_group(D);
-    const std::uint32_t vlans[] = {10, 20};
-    std::uint32_t h = number(2, number(2, number(1, seed)));
-    h = number(2, SuperFastHash(vlans, sizeof vlans, h));
-    h = SuperFastHash("abc", 3, number(3, number(3, h)));
-    EXPECT_EQ(exported(orlan_ial_vlan_group_info_hash)(x, seed), h);
-
-    // By the bytes of memory, in which 256 comes before 1.
-    orlan_ial_vlan_group_info* y = vlan_group(D);
-    const auto compare = exported(orlan_ial_vlan_group_info_compare);
-    const std::uint32_t one = 1;
-    const std::uint32_t two_five_six = 256;
-    orlan_ial_vlan_group_info_vlans_set_mem(D, D.set_id(), x, &one, 1, &D.st);
-    EXPECT_EQ(compare(x, y), -1) << "the count comes first";
-    orlan_ial_vlan_group_info_vlans_set_mem(D, D.set_id(), y, &two_five_six, 1, &D.st);
-    EXPECT_GT(compare(x, y), 0);
-    EXPECT_LT(compare(y, x), 0);
-    orlan_ial_vlan_group_info_destroy(D, D.set_id(), x);
-    orlan_ial_vlan_group_info_destroy(D, D.set_id(), y);
 }
 
 } // namespace

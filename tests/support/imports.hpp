@@ -44,7 +44,8 @@ struct Import<N, Result(Parameters...)> {
         if (replacement) return replacement(arguments...);
         if (FailingImport& f = failing_import; f.call != 0 && f.name == N.text && --f.call == 0) {
             [[maybe_unused]] const auto leave = [&](auto argument) {
-                if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>) *argument = f.code;
+                if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>)
+                    if (argument != nullptr) *argument = f.code;
             };
             (leave(arguments), ...);
             if constexpr (!std::is_void_v<Result>)
