@@ -741,9 +741,10 @@ public:
             const Field& f = t.r->fields[i];
             const Cell& c = t.cells[i];
             if (!t.shows(i) || !f.is_tracked()) continue;
-            put(t, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x, std::uint32_t{c.flag});
+            call(D, *t.r, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x,
+                 std::uint32_t{c.flag});
             for (std::uint32_t n = 0; n < c.flags.size(); ++n)
-                put(t, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
+                call(D, *t.r, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
             for_each_nested(*t.r, f, c.trees.size(), x,
                             [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
         }
@@ -771,14 +772,6 @@ private:
     const Agreement& agreed;
     std::uint8_t mark_;
 
-    template <class... A>
-    void put(const Tree& t, const Field& f, const std::string& name, Instance* x, A... arguments) {
-        call(D, *t.r, f, name, x, arguments...);
-    }
-    template <class T, class... A>
-    T get(const Record& r, const Field& f, const std::string& name, Instance* x, A... arguments) {
-        return call<T>(D, r, f, name, x, arguments...);
-    }
     static std::uint64_t number(const char* at, std::size_t width) {
         std::uint64_t number = 0;
         std::memcpy(&number, at, width);
@@ -794,22 +787,23 @@ private:
         const std::size_t width = f.has_element_flags() && !f.is_of_record() ? f.foreign->length : 1;
         const auto size = static_cast<std::uint32_t>(f.kind == Kind::characters ? strnlen(c.bytes.data(), f.capacity)
                                                                                 : c.bytes.size() / width);
-        if (f.kind == Kind::value) return put(t, f, "set_value", x, c.number);
+        if (f.kind == Kind::value) return call(D, *t.r, f, "set_value", x, c.number);
         if (f.kind == Kind::object) {
             Imported source(*f.foreign, c.bytes, D);
             D.st = source.st;
-            return put(t, f, "set", x, source.object());
+            return call(D, *t.r, f, "set", x, source.object());
         }
-        if (f.kind == Kind::embedded) return fill(c.trees[0], get<Instance*>(*t.r, f, "get", x));
-        if (is_set && !f.is_of_record()) put(t, f, f.has_element_flags() ? "set_mem" : "set", x, c.bytes.data(), size);
+        if (f.kind == Kind::embedded) return fill(c.trees[0], call<Instance*>(D, *t.r, f, "get", x));
+        if (is_set && !f.is_of_record())
+            call(D, *t.r, f, f.has_element_flags() ? "set_mem" : "set", x, c.bytes.data(), size);
         for (std::uint32_t n = 0; n < c.trees.size() && D.st == 0; ++n) {
             auto* element = bare<Instance*>(D, *f.record, "create");
             if (element == nullptr) return void(D.st = ZUR_NO_MEMORY);
             fill(c.trees[n], element);
             if (D.st == 0 && f.kind == Kind::array)
-                put(t, f, "set", x, n, element, 1u); // moved
+                call(D, *t.r, f, "set", x, n, element, 1u); // moved
             else if (D.st == 0)
-                put(t, f, f.kind == Kind::list ? "set_last" : "set", x, element);
+                call(D, *t.r, f, f.kind == Kind::list ? "set_last" : "set", x, element);
             if (f.kind == Kind::array || D.st != 0) bare(D, *f.record, "destroy", element);
         }
     }
@@ -819,15 +813,15 @@ private:
         if (!f.is_of_record()) return;
         if (f.kind == Kind::list) {
             std::size_t n = 0;
-            for (auto* e = get<Instance*>(r, f, "get_first", x); e != nullptr;
-                 e = get<Instance*>(r, f, "get_next", x, e))
+            for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
+                 e = call<Instance*>(D, r, f, "get_next", x, e))
                 body(n++, e);
-            EXPECT_EQ(get<std::uint32_t>(r, f, "get_count", x), n) << r.name;
+            EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", x), n) << r.name;
             return;
         }
         for (std::uint32_t n = 0; n < count; ++n)
             if (auto* nested =
-                    f.kind == Kind::array ? get<Instance*>(r, f, "get", x, n) : get<Instance*>(r, f, "get", x))
+                    f.kind == Kind::array ? call<Instance*>(D, r, f, "get", x, n) : call<Instance*>(D, r, f, "get", x))
                 body(n, nested);
     }
 
@@ -850,13 +844,13 @@ private:
     }
 
     void read_flags(const Record& r, const Field& f, Cell& c, Instance* x) {
-        c.flag = get<std::uint8_t>(r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
+        c.flag = call<std::uint8_t>(D, r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
         if (!f.has_element_flags()) return;
         const char* flags = nullptr;
-        get<void>(r, f, "state_flag_get_arr", x, &flags);
+        call<void>(D, r, f, "state_flag_get_arr", x, &flags);
         if (flags != nullptr) std::memcpy(c.flags.data(), flags, c.flags.size());
         if (c.flags.empty()) return;
-        EXPECT_EQ(get<std::uint8_t>(r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
+        EXPECT_EQ(call<std::uint8_t>(D, r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
                   static_cast<std::uint8_t>(c.flags.back()));
     }
 };
