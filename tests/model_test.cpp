@@ -70,14 +70,10 @@ struct Case {
     }
     Instance* create() { return ops.create(D, D.set_id()); }
     void destroy(Instance* x) { ops.destroy(D, D.set_id(), x); }
-    /// An Instance that is filled with a tree. In tracked mode it keeps the setters' marks, or has others.
+    /// An Instance that is filled with a tree, which notes the setters' marks.
     Instance* make(Tree& t) {
         Instance* x = create();
         hands().fill(t, x);
-        if (tracks() && random.once_in(2)) {
-            draw_flags(t, random);
-            hands().paint(t, x);
-        }
         EXPECT_EQ(D.st, 0u) << text;
         return x;
     }
@@ -90,8 +86,18 @@ struct Case {
         Receipt{agreed, mark(), has_flags, false}.receive(t, sent);
         return t;
     }
-    std::uint32_t read(Instance* x, const std::string& image, bool is_reuse) {
+    std::uint32_t read(Instance* x, std::string_view image, bool is_reuse) {
         return ops.unmarshal(D, D.set_id(), image.data(), x, static_cast<std::int32_t>(image.size()), is_reuse, &D.st);
+    }
+    std::uint32_t write(const Instance* x, char* to, std::size_t room) {
+        return ops.marshal(D, D.set_id(), to, x, static_cast<std::int32_t>(room), &D.st);
+    }
+    /// What the place held is cleared first.
+    Instance* clone(const Instance* x, std::string& workspace) {
+        auto* copy = const_cast<Instance*>(x);
+        whole(D, type, "clone", x, static_cast<void*>(&copy), static_cast<void*>(workspace.data()),
+              static_cast<std::int32_t>(workspace.size()));
+        return copy;
     }
 
     /// What all operations show of an Instance is what the tree holds.
@@ -102,7 +108,7 @@ struct Case {
         std::string buffer(1 << 16, '\xEE');
         x->flags ^= ZUR_EMBEDDED; // does not travel
         D->last_error = 77;       // is cleared first
-        buffer.resize(ops.marshal(D, D.set_id(), buffer.data(), x, 1 << 16, &D.st));
+        buffer.resize(write(x, buffer.data(), buffer.size()));
         EXPECT_EQ(std::exchange(D.st, 0), wanted.st) << text;
         x->flags ^= ZUR_EMBEDDED;
         EXPECT_EQ(std::exchange(D->last_error, 77), wanted.st) << text;
@@ -233,15 +239,11 @@ TEST_F(Model, Clones) {
         EXPECT_EQ(std::exchange(c.D.st, 0), out.st);
         workspace.resize(workspace.size() + 2); // the last flag of a list needs room for two
         const Writer bound = c.written(t, workspace.size());
-        EXPECT_EQ(c.ops.marshal(c.D, c.D.set_id(), workspace.data(), x, static_cast<int>(workspace.size()), &c.D.st),
-                  bound.used)
-            << c.text;
+        EXPECT_EQ(c.write(x, workspace.data(), workspace.size()), bound.used) << c.text;
         EXPECT_EQ(std::exchange(c.D.st, 0), bound.st) << c.text;
         const bool is_above = t.variant == c.r.top() && c.random.once_in(2); // as a store may hold it
         if (is_above) x->variant = static_cast<std::int8_t>(++t.variant);
-        Instance* copy = x; // is cleared first
-        whole(c.D, c.type, "clone", static_cast<const Instance*>(x), static_cast<void*>(&copy),
-              static_cast<void*>(workspace.data()), static_cast<std::int32_t>(workspace.size()));
+        Instance* copy = c.clone(x, workspace);
         EXPECT_EQ(std::exchange(c.D.st, 0), out.st) << c.text;
         EXPECT_EQ(copy != nullptr, out.st == 0);
         if (is_above) x->variant = static_cast<std::int8_t>(--t.variant);
@@ -298,9 +300,7 @@ TEST_F(Model, WritesIntoEveryRoom) {
             const Writer wanted = c.written(t, room);
             char* buffer = guarded.last(room + 1);
             std::memset(buffer, '\xEE', room + 1);
-            EXPECT_EQ(c.ops.marshal(c.D, c.D.set_id(), buffer, x, static_cast<std::int32_t>(room), &c.D.st),
-                      wanted.used)
-                << c.text << " at " << room;
+            EXPECT_EQ(c.write(x, buffer, room), wanted.used) << c.text << " at " << room;
             EXPECT_EQ(std::exchange(c.D.st, 0), wanted.st) << c.text << " at " << room;
             EXPECT_EQ(hex({buffer, room + 1}), hex(wanted.buffer)) << c.text << " at " << room;
             if (HasFailure()) break;
@@ -432,8 +432,7 @@ TEST_F(Model, SurvivesDamagedBytes) {
                 c.destroy(fresh);
                 c.D.st = 0;
                 fresh = c.create();
-                c.ops.unmarshal(c.D, c.D.set_id(), exact, fresh, static_cast<std::int32_t>(bytes.size()), is_reuse,
-                                &c.D.st);
+                c.read(fresh, {exact, bytes.size()}, is_reuse);
                 heap().stop_refusing();
                 EXPECT_TRUE(bytes.size() > 5 || c.D.st == 90) << c.text;
                 if (is_thorough) c.expect_sound(fresh);
@@ -443,7 +442,7 @@ TEST_F(Model, SurvivesDamagedBytes) {
             }
             c.D.st = 0;
             heap().refuse_beyond(1 << 14);
-            c.ops.unmarshal(c.D, c.D.set_id(), exact, used, static_cast<std::int32_t>(bytes.size()), 1, &c.D.st);
+            c.read(used, {exact, bytes.size()}, true);
             heap().stop_refusing();
             c.D.st = 0;
             c.destroy(fresh);
@@ -471,16 +470,12 @@ TEST_F(Model, SurvivesRefusedMemory) {
         const std::string image = out.written();
         const XmlDocument document = sound_xml(xml(t, c.type, 0));
         const std::vector<std::function<void(Instance*&)>> acts = {
-            [&](Instance*& x) {
-                Tree wanted = t;
-                c.hands().fill(wanted, x);
-            },
+            [&](Instance*& x) { c.hands().fill(t, x); },
             [&](Instance*& x) { c.read(x, image, false); },
             [&](Instance*& x) {
                 c.destroy(std::exchange(x, nullptr));
                 std::string workspace(image.size() + 1, '\0');
-                whole(c.D, c.type, "clone", static_cast<const Instance*>(source), static_cast<void*>(&x),
-                      static_cast<void*>(workspace.data()), static_cast<std::int32_t>(workspace.size()));
+                x = c.clone(source, workspace);
             },
             [&](Instance*& x) { c.D.st = c.ops.text.read(c.D, document.get(), x); },
         };
@@ -489,12 +484,10 @@ TEST_F(Model, SurvivesRefusedMemory) {
             for (const bool is_once : {true, false})
                 for (std::size_t n = 1; !HasFailure() && (out.st == 0 || act == 0 || act == 3); n += n < 20 ? 1 : 7) {
                     Instance* x = c.create();
-                    const Random before = c.random;
                     const std::size_t refusals = heap().refusals();
                     is_once ? heap().refuse_nth(n) : heap().refuse_from(n);
                     acts[act](x);
                     heap().stop_refusing();
-                    c.random = before;
                     const bool is_refused = heap().refusals() != refusals;
                     const std::uint32_t status = std::exchange(c.D.st, 0);
                     EXPECT_TRUE(!is_refused || status == 12)

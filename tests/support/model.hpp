@@ -735,20 +735,6 @@ public:
             if (t.shows(i)) fill(t, t.r->fields[i], t.cells[i], x);
         if (t.r->is_union() && t.shows(0) && D.st == 0) fill(t, t.r->fields[0], t.cells[0], x);
     }
-    /// Writes the tree's state flags.
-    void paint(const Tree& t, Instance* x) {
-        for (std::size_t i = 0; i < t.r->count && D.st == 0; ++i) {
-            const Field& f = t.r->fields[i];
-            const Cell& c = t.cells[i];
-            if (!t.shows(i) || !f.is_tracked()) continue;
-            call(D, *t.r, f, f.has_element_flags() ? "state_flag_whole_set" : "state_flag_set", x,
-                 std::uint32_t{c.flag});
-            for (std::uint32_t n = 0; n < c.flags.size(); ++n)
-                call(D, *t.r, f, "state_flag_set", x, n, std::uint32_t{static_cast<std::uint8_t>(c.flags[n])});
-            for_each_nested(*t.r, f, c.trees.size(), x,
-                            [&](std::size_t n, Instance* nested) { paint(c.trees[n], nested); });
-        }
-    }
     Tree read(const Record& r, Instance* x) {
         Tree t = blank(r, agreed);
         t.variant = x->variant;
@@ -807,24 +793,6 @@ private:
             if (f.kind == Kind::array || D.st != 0) bare(D, *f.record, "destroy", element);
         }
     }
-    /// Calls body(n, nested Instance) for what a field nests.
-    template <class Body>
-    void for_each_nested(const Record& r, const Field& f, std::size_t count, Instance* x, Body body) {
-        if (!f.is_of_record()) return;
-        if (f.kind == Kind::list) {
-            std::size_t n = 0;
-            for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
-                 e = call<Instance*>(D, r, f, "get_next", x, e))
-                body(n++, e);
-            EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", x), n) << r.name;
-            return;
-        }
-        for (std::uint32_t n = 0; n < count; ++n)
-            if (auto* nested =
-                    f.kind == Kind::array ? call<Instance*>(D, r, f, "get", x, n) : call<Instance*>(D, r, f, "get", x))
-                body(n, nested);
-    }
-
     void read(const Record& r, const Field& f, Cell& c, std::size_t count, Instance* x, const char* at) {
         const bool is_enumeration = f.is_own_enum() || is_auth_domain(f);
         if (is_enumeration) c.variant = reinterpret_cast<const Instance*>(at)->variant;
@@ -837,9 +805,20 @@ private:
         if (f.kind == Kind::text || f.kind == Kind::characters || (f.has_element_flags() && !f.is_of_record()))
             c.bytes = std::string(held == nullptr ? at : held, count * f.foreign->length);
         if (f.kind == Kind::array) c.flags.resize(count);
-        c.trees.clear();
-        for_each_nested(r, f, count, x,
-                        [&](std::size_t, Instance* nested) { c.trees.push_back(read(*f.record, nested)); });
+        if (f.is_of_record()) c.trees.clear();
+        const auto keep = [&](Instance* nested) {
+            if (nested != nullptr) c.trees.push_back(read(*f.record, nested));
+            return nested;
+        };
+        if (f.kind == Kind::array && f.is_of_record())
+            for (std::uint32_t n = 0; n < count; ++n) keep(call<Instance*>(D, r, f, "get", x, n));
+        if (f.kind == Kind::embedded || f.kind == Kind::arm) keep(call<Instance*>(D, r, f, "get", x));
+        if (f.kind == Kind::list) {
+            for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
+                 e = call<Instance*>(D, r, f, "get_next", x, keep(e))) {
+            }
+            EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", x), c.trees.size()) << r.name;
+        }
         if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
     }
 
