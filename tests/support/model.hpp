@@ -730,10 +730,13 @@ public:
     /// The marks that the setters leave are noted in the tree.
     void fill(Tree& t, Instance* x) {
         if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
-        // The tag of a union, its first field, comes last, because each arm selects itself.
+        // In a union the selected arm comes last, because each arm selects itself; or the tag, where it selects none.
+        std::size_t last = 0;
+        for (std::size_t i = 0; i < t.r->count; ++i)
+            if (!t.r->is_union() || (t.selects(t.r->fields[i]) && !t.cells[i].trees.empty())) last = i;
         for (std::size_t i = t.r->is_union(); i < t.r->count && D.st == 0; ++i)
-            if (t.shows(i)) fill(t, t.r->fields[i], t.cells[i], x);
-        if (t.r->is_union() && t.shows(0) && D.st == 0) fill(t, t.r->fields[0], t.cells[0], x);
+            if (i != last && t.shows(i)) fill(t, t.r->fields[i], t.cells[i], x);
+        if (t.shows(last) && D.st == 0) fill(t, t.r->fields[last], t.cells[last], x);
     }
     Tree read(const Record& r, Instance* x) {
         Tree t = blank(r, agreed);
