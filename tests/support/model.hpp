@@ -172,7 +172,7 @@ private:
     Signature* operation(const std::string& name) const {
         static std::map<std::string, void*> all;
         void*& found = all[type_.name + ("_" + name)];
-        if (found == nullptr) found = following((type_.name + ("_" + name)).c_str());
+        if (found == nullptr) found = dlsym(RTLD_NEXT, (type_.name + ("_" + name)).c_str());
         return reinterpret_cast<Signature*>(found);
     }
     template <class Result, class... A>
