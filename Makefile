@@ -1,6 +1,6 @@
 # Short commands for everyday work. Anything longer than a line is a script in scripts/; CMake describes the build.
 .DEFAULT_GOAL := help
-.PHONY: help demo check release debug test docs bench fuzz packages check-packages format tidy clean
+.PHONY: help demo check sanitize coverage faults release debug docs bench fuzz packages check-packages format tidy clean
 
 help:           ## show this list
 	@sed -n 's/^\([a-z-]*\):[^#]*## /\1\t/p' Makefile | expand -t 16
@@ -8,18 +8,23 @@ help:           ## show this list
 demo:           ## install what is missing, build, run the policy exchange on the shipped policy
 	@scripts/demo
 
-check:          ## install what is missing, build and run all tests, also under sanitizers and valgrind
+check:          ## install what is missing, build, and run all tests
 	@scripts/check
+
+sanitize:       ## run the tests under the address, undefined-behaviour and thread sanitizers
+	@scripts/check-sanitized
+
+coverage:       ## show which lines and branches of the library the tests reach
+	@scripts/coverage
+
+faults:         ## plant faults and list those that the tests miss; takes most of an hour
+	@scripts/faults
 
 release:        ## build what is shipped into build/release
 	@scripts/build release shipped
 
 debug:          ## build for a debugger into build/debug
 	@scripts/build debug
-
-test:           ## build and run the tests once, without sanitizers
-	@scripts/build release
-	@ctest --preset release
 
 docs:           ## write the reference into build/release/docs/html
 	@scripts/build release docs
