@@ -114,8 +114,8 @@ struct Case {
         EXPECT_EQ(std::exchange(D->last_error, 77), wanted.st) << text;
         EXPECT_EQ(hex(buffer), hex(wanted.written())) << text;
         EXPECT_TRUE(!knows_hidden || ops.hash(x, 77) == hash(t, 77)) << text << "\n" << dump(t);
-        EXPECT_EQ(ops.text.printed(D, x, 3, "n"), printed(t, "n", 3)) << text;
-        const std::string written_xml = ops.text.xml(D, x, "n", 9);
+        EXPECT_EQ(ops.printed(D, x, 3, "n"), printed(t, "n", 3)) << text;
+        const std::string written_xml = ops.xml(D, x, "n", 9);
         // A Domain that tracks asks untracked elements and nested records for their flags.
         const bool is_cut = !knows_hidden && tracks() && D.st == 22;
         if (is_cut) D.st = D->last_error = 0;
@@ -217,7 +217,7 @@ TEST_F(Model, FillsShowsSendsAndCopies) {
         y = c.create();
         const XmlDocument document = sound_xml(xml(t, c.type, 0));
         const bool lacks_last_text = !t.shows(c.r.count - 1) && c.r.fields[c.r.count - 1].kind == Kind::text;
-        EXPECT_EQ(c.ops.text.read(c.D, document.get(), y), lacks_last_text ? 2u : 0u);
+        EXPECT_EQ(c.ops.read(c.D, document.get(), y), lacks_last_text ? 2u : 0u);
         c.expect_holds(y, read_from_xml(t, c.agreed, c.mark()));
         c.destroy(y);
         c.destroy(x);
@@ -321,8 +321,8 @@ TEST_F(Model, ShowsInEveryRoom) {
                  size += whole.size() < 1500 || size + 50 > whole.size() ? 1 : 97) {
                 const bool fits = size > whole.size();
                 char* buffer = guarded.last(size);
-                const std::uint32_t length = is_xml ? c.ops.text.to_xml(c.D, 1, name, buffer, x, size, 0, &c.D.st)
-                                                    : c.ops.text.print(c.D, 1, buffer, 0, name, x, size, &c.D.st);
+                const std::uint32_t length = is_xml ? c.ops.to_xml(c.D, 1, name, buffer, x, size, 0, &c.D.st)
+                                                    : c.ops.print(c.D, 1, buffer, 0, name, x, size, &c.D.st);
                 EXPECT_EQ(std::exchange(c.D.st, 0), fits ? 0u : 28u) << c.text << " at " << size;
                 EXPECT_TRUE(fits ? length == whole.size() : length <= size) << c.text << " at " << size;
                 EXPECT_TRUE((is_xml && !fits) || whole.starts_with(std::string_view(buffer, length))) << c.text;
@@ -477,7 +477,7 @@ TEST_F(Model, SurvivesRefusedMemory) {
                 std::string workspace(image.size() + 1, '\0');
                 x = c.clone(source, workspace);
             },
-            [&](Instance*& x) { c.D.st = c.ops.text.read(c.D, document.get(), x); },
+            [&](Instance*& x) { c.D.st = c.ops.read(c.D, document.get(), x); },
         };
         const std::size_t alive = heap().blocks().size();
         for (std::size_t act = 0; act < acts.size(); ++act)

@@ -46,7 +46,7 @@ TEST_F(Text, HandWrittenRecordsAreReadShownAndWritten) {
     for (const auto& w : records) {
         SCOPED_TRACE(w.file);
         D.agree_all(w.variant);
-        const TextOperations text(w.type);
+        const Operations text(w.type);
         const std::string xml = contents(w.file + ".xml");
         const XmlDocument document = sound_xml(xml);
         Instance* x = create(w.type, D);
@@ -75,18 +75,20 @@ TEST_F(Text, EnumeratorsAndOthers) {
         Instance* y = type.create(D, D.set_id());
         auto& value = *reinterpret_cast<std::uint32_t*>(reinterpret_cast<char*>(x) + catalogue::header_length);
         const auto document_of = [&](const std::string& content) { return sound_xml(element(name, content)); };
+        using Chained = std::uint32_t(zur_domain*, const Instance*, char*, std::uint32_t);
+        const auto print_cr = operation<Chained>(name, "print_cr"), toxml_cr = operation<Chained>(name, "toxml_cr");
         for (const std::uint32_t v : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 200u, 0xFFFFFFFFu}) {
             value = v;
             const bool is_known = v < e->count;
             const std::string enumerator = is_known ? e->enumerators[v].name : name + " value out of range";
             const std::string printed =
                 "@" + name + ":" + (is_known ? enumerator + "\n" : std::string("Enum value out of range"));
-            EXPECT_EQ(type.text.printed(D, x, 3, "f"), "   f" + printed);
-            EXPECT_EQ(type.text.xml(D, x, "f", 7), element("f", "<" + enumerator + "/>"));
+            EXPECT_EQ(type.printed(D, x, 3, "f"), "   f" + printed);
+            EXPECT_EQ(type.xml(D, x, "f", 7), element("f", "<" + enumerator + "/>"));
             char buffer[200];
-            EXPECT_EQ(type.text.print_cr(D, x, buffer, sizeof buffer), name.size() + printed.size());
+            EXPECT_EQ(print_cr(D, x, buffer, sizeof buffer), name.size() + printed.size());
             EXPECT_EQ(buffer, name + printed);
-            type.text.toxml_cr(D, x, buffer, sizeof buffer);
+            toxml_cr(D, x, buffer, sizeof buffer);
             EXPECT_EQ(buffer, element(name, "<" + enumerator + "/>"));
             // On the wire, and by number.
             EXPECT_EQ(type.len(D, D.set_id(), x), 5u);
@@ -101,17 +103,16 @@ TEST_F(Text, EnumeratorsAndOthers) {
             type.unmarshal(D, D.set_id(), std::array<char, 5>{}.data(), y, 5, 0, &D.st);
             // Read back; where no enumerator is found, or not even the element, the value stays.
             value = is_known ? 200 : v;
-            EXPECT_EQ(
-                type.text.read(D, document_of(" <x/><" + enumerator.substr(0, enumerator.find(' ')) + "/>").get(), x),
-                0u);
+            EXPECT_EQ(type.read(D, document_of(" <x/><" + enumerator.substr(0, enumerator.find(' ')) + "/>").get(), x),
+                      0u);
             EXPECT_EQ(value, v);
-            EXPECT_EQ(type.text.read(D, sound_xml("<other/>").get(), x), 0u);
+            EXPECT_EQ(type.read(D, sound_xml("<other/>").get(), x), 0u);
             EXPECT_EQ(value, v);
         }
         if (e->count > 1) { // the first that is found wins, wherever it is
             const std::string first = e->enumerators[e->count - 2].name;
             const std::string last = e->enumerators[e->count - 1].name;
-            type.text.read(D, document_of("<" + last + "/><" + first + "/>").get(), x);
+            type.read(D, document_of("<" + last + "/><" + first + "/>").get(), x);
             EXPECT_EQ(value, e->count - 2);
         }
         // No variant above the top is written or taken.
@@ -154,7 +155,7 @@ std::string repeated(const std::string& text, std::size_t count) {
 TEST_F(Text, WhatIsAbsent) {
     for (const Record* r : catalogue::all_records) {
         SCOPED_TRACE(r->name);
-        const TextOperations text(r->name);
+        const Operations text(r->name);
         Instance* x = create(r->name, D);
         Instance* untouched = create(r->name, D);
         EXPECT_EQ(text.read(D, sound_xml("<other/>").get(), x), 2u);
@@ -177,7 +178,7 @@ double seconds_now() {
 }
 
 TEST_F(Text, DocumentsThatAreTolerated) {
-    const TextOperations text("orlan_ial_vlan_notify_name");
+    const Operations text("orlan_ial_vlan_notify_name");
     const std::string fields = "<vlan_id>7</vlan_id><vlan_name>v</vlan_name><prev_vlan_name>p</prev_vlan_name>";
     const std::string deep = repeated("<d>", 60) + repeated("</d>", 60);
     for (const std::string& content : {
@@ -213,7 +214,7 @@ TEST_F(Text, PathsThatAreTooLong) {
                     children += element(name.substr(0, cut), cut % 2 != 0 ? "1" : "");
             }
             const XmlDocument document = sound_xml(element(root, children));
-            const TextOperations text(r->name);
+            const Operations text(r->name);
             Instance* x = create(r->name, D);
             std::uint32_t st = 0;
             heap().refuse_beyond(1 << 20);

@@ -24,7 +24,7 @@ protected:
         std::string buffer(type.len(D, D.set_id(), x) + 16u, '\0');
         const auto room = static_cast<std::int32_t>(buffer.size());
         buffer.resize(type.marshal(D, D.set_id(), buffer.data(), x, room, &D.st));
-        EXPECT_EQ(D.st, 0u) << type.text.type;
+        EXPECT_EQ(D.st, 0u) << type.type;
         return buffer;
     }
 };
@@ -167,7 +167,7 @@ TEST_F(WireTables, AddUpToTheLengthOfAnEmptyRecord) {
 TEST_F(Wire, AnArrayWhoseFlagsAreOutOfReach) {
     TestDomain tracking({.tracking = ZUR_TRACKED_MODE}), plain;
     const Operations type("orlan_ial_svm_bm_data");
-    const Record& r = *record_named(type.text.type);
+    const Record& r = *record_named(type.type);
     const auto array_of = [&](Tree& t) -> Cell& { return t.cells[r.index_of("intf_templ_list")].trees[0].cells[1]; };
     const auto made = [&](TestDomain& D, std::size_t count) {
         Tree t = blank(r, {});

@@ -385,27 +385,6 @@ private:
     }
 };
 
-// ---- Instances ----
-
-/// A type's operations, fetched once.
-struct Operations {
-    explicit Operations(const std::string& name) : text(name) {
-        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
-        fetch(create, "create"), fetch(destroy, "destroy"), fetch(marshal, "marshal"), fetch(unmarshal, "unmarshal");
-        fetch(len, "len"), fetch(compare, "compare"), fetch(hash, "hash");
-    }
-    TextOperations text;
-    Operation<Instance*(zur_domain*, std::uint32_t)> create;
-    Operation<void(zur_domain*, std::uint32_t, Instance*)> destroy;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, void*, const Instance*, std::int32_t, std::uint32_t*)> marshal;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, const void*, Instance*, std::int32_t, std::uint32_t,
-                            std::uint32_t*)>
-        unmarshal;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, const Instance*)> len;
-    Operation<std::int32_t(const Instance*, const Instance*)> compare;
-    Operation<std::uint32_t(const Instance*, std::uint32_t)> hash;
-};
-
 // ---- bytes ----
 
 /// The writer into a buffer of some room. It goes on after a failure, as the library's does.

@@ -4,6 +4,7 @@
 
 #include "support/domains.hpp"
 #include "support/library.hpp"
+#include "tool/operations.hpp"
 
 #include <platform/xml.h>
 
@@ -57,26 +58,13 @@ private:
     char* memory_;
 };
 
-/// The operations of one type.
-struct TextOperations {
-    explicit TextOperations(const std::string& name) : type(name) {
-        const auto fetch = [&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); };
-        fetch(print, "print"), fetch(print_cr, "print_cr"), fetch(to_xml, "to_xml"), fetch(toxml_cr, "toxml_cr");
-        fetch(from_xml, "from_xml"), fetch(compare, "compare");
-    }
+/// The operations of one type, watched.
+struct Operations : tool::OperationTable<Operation> {
+    explicit Operations(const std::string& name)
+        : OperationTable([&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); }),
+          type(name) {}
 
     std::string type;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, char*, std::uint32_t, const char*, const Instance*,
-                            std::uint32_t, std::uint32_t*)>
-        print;
-    Operation<std::uint32_t(zur_domain*, const Instance*, char*, std::uint32_t)> print_cr, toxml_cr;
-    Operation<std::uint32_t(zur_domain*, std::uint32_t, const char*, char*, const Instance*, std::uint32_t,
-                            std::uint32_t, std::uint32_t*)>
-        to_xml;
-    Operation<void(zur_domain*, std::uint32_t, const char*, zur_xml_document*, Instance*, std::uint32_t*, char*,
-                   std::uint32_t)>
-        from_xml;
-    Operation<std::int32_t(const Instance*, const Instance*)> compare;
 
     /// The whole text, from a large enough buffer full of filler.
     std::string printed(TestDomain& D, const Instance* x, std::uint32_t indent, const std::string& name) const {
