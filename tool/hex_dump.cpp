@@ -54,7 +54,7 @@ public:
             take_line(text.substr(0, end));
             text.remove_prefix(std::min(end + 1, text.size()));
         }
-        if (is_repeating_) refuse("no offset behind the asterisk tells how often the row stands there");
+        if (is_repeating_) refuse("no offset after the asterisk says how often the row is repeated");
         return std::move(bytes_);
     }
 
@@ -161,7 +161,7 @@ private:
             while (bytes_.size() < goal);
         if (bytes_.size() != goal)
             refuse("the offset is " + std::to_string(goal) + " where " + std::to_string(bytes_.size()) +
-                   " bytes stand before it");
+                   " bytes come before it");
     }
 
     /// The ends of a line may have lost blanks, and some programs show a blank as a dot.

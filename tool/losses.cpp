@@ -192,7 +192,7 @@ private:
         for (const pugi::xml_attribute a : wrote.attributes())
             if (std::string_view(arrived.attribute(a.name()).value()) != a.value())
                 lose(path + "/@" + escaped(std::string_view(a.name())),
-                     "attributes are not read; state flags stand in a note in front of the root element");
+                     "attributes are not read; state flags belong in a note in front of the root element");
     }
 
     void value(const Field& f, Node wrote, Node arrived, const std::string& path, const std::string& unread) {

@@ -110,7 +110,7 @@ int run(int argc, char** argv) {
         return command->add_option("--agreed", call.agreed, text)->type_name("N")->check(CLI::Range(-128, 127));
     };
 
-    CLI::App* types = app.add_subcommand("types", "List all types, or tell of one: fields, kinds, variants, offsets.");
+    CLI::App* types = app.add_subcommand("types", "List all types, or describe one: fields, kinds, variants, offsets.");
     type(types);
     json(types);
     types->add_flag("--names", call.is_names, "List the names alone.");
@@ -153,13 +153,13 @@ int run(int argc, char** argv) {
     const std::string first = argc > 1 ? argv[1] : "-";
     if (!first.starts_with('-') && !std::ranges::count(commands, first)) {
         const std::string near = suggestion(first, commands);
-        throw Told{is_bad_call, first + ": no sub-command" + near + (near.empty() ? ";" : "") + " --help tells more"};
+        throw Told{is_bad_call, first + ": no sub-command" + near + (near.empty() ? ";" : "") + " see --help"};
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
-        throw Told{is_bad_call, std::string(error.what()) + "; --help tells more"};
+        throw Told{is_bad_call, std::string(error.what()) + "; see --help"};
     }
 
     const auto chosen = [&](const CLI::Option* option) {

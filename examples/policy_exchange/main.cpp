@@ -36,7 +36,7 @@ in its newest variant.
   -f, --from-xml FILE  also send the message in this XML file; may be given more than once, and instead of a policy file
   -x, --xml            peers show the XML form of what they have received instead of the print form
   -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt there instead of showing it
-  -t, --trace          tell each trace of the library as a sentence on standard error
+  -t, --trace          show each trace of the library as a sentence on standard error
   -h, --help           show this
 
 )";
@@ -229,7 +229,7 @@ int main(int argc, char** argv) {
         }
     }
     if (argc - optind > 1 || (optind == argc && call.xml_files.empty())) {
-        std::fprintf(stderr, "one policy file or an XML file, please; --help tells more\n");
+        std::fprintf(stderr, "one policy file or an XML file, please; see --help\n");
         return bad_call;
     }
     if (optind < argc) call.policy = argv[optind];

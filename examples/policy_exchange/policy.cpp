@@ -12,8 +12,8 @@
 namespace exchange {
 
 const char policy_format[] =
-    R"(A policy file has one statement on a line. Words stand apart by blanks; a word that starts with # begins a comment.
-A name has at most 255 characters. Numbers are decimal, or hexadecimal behind 0x. What stands in brackets may be left
+    R"(A policy file has one statement on a line. Blanks separate words; a word that starts with # begins a comment.
+A name has at most 255 characters. Numbers are decimal, or hexadecimal behind 0x. What is in brackets may be left
 out; such words may come in any order.
 
   access-list LIST entry SEQUENCE NAME ipv4|ipv6 create|remove
@@ -56,7 +56,7 @@ public:
 
     std::string word(const char* what) {
         if (more()) return words_[next_++];
-        refuse("the line ends where " + std::string(what) + " should stand");
+        refuse("the line ends where " + std::string(what) + " is expected");
         return {};
     }
 
@@ -68,14 +68,14 @@ public:
 
     void keyword(const std::string& expected) {
         const std::string found = word(quoted(expected).c_str());
-        if (found != expected) refuse(quoted(found) + " stands where " + quoted(expected) + " should");
+        if (found != expected) refuse(quoted(found) + " instead of " + quoted(expected));
     }
 
     /// Returns true for the first of two words, false for the second.
     bool choice(const std::string& yes, const std::string& no) {
         const std::string either = quoted(yes) + " or " + quoted(no);
         const std::string found = word(either.c_str());
-        if (found != yes && found != no) refuse(quoted(found) + " stands where " + either + " should");
+        if (found != yes && found != no) refuse(quoted(found) + " instead of " + either);
         return found == yes;
     }
 
@@ -119,7 +119,7 @@ void read_options(Words& words, std::initializer_list<Option> options) {
         const Option* option = options.begin();
         while (option != options.end() && option->word != word) ++option;
         if (option == options.end()) return words.refuse(quoted(word) + " is not known here");
-        if (option->target->has_value()) return words.refuse(quoted(word) + " stands twice");
+        if (option->target->has_value()) return words.refuse(quoted(word) + " is given twice");
         switch (option->value) {
         case Option::Value::none: *option->target = 1; break;
         case Option::Value::number: *option->target = words.number<uint32_t>("a number"); break;
@@ -176,7 +176,7 @@ std::optional<Statement> read_statement(const std::string& line, std::string& re
         } else {
             words.refuse(quoted(first) + " begins no statement; access-list, apply, preauth and download do");
         }
-        if (words.more()) words.refuse(quoted(words.word("a word")) + " stands where the line should end");
+        if (words.more()) words.refuse(quoted(words.word("a word")) + " after the end of the statement");
     }
     reason = words.reason();
     return words.good() ? statement : std::nullopt;

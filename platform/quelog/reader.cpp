@@ -167,7 +167,7 @@ std::optional<Fault> unpack(const Section& section, std::string& texts) {
     if (result == BZ_OK)
         return Fault{texts.size() > most_text ? "the texts are too long" : "the texts' stream is cut", offset};
     if (result != BZ_STREAM_END) return Fault{"the texts' stream is damaged", offset};
-    if (stream.avail_in != 0) return Fault{"bytes stand behind the texts' stream", offset};
+    if (stream.avail_in != 0) return Fault{"bytes after the end of the texts' stream", offset};
     return {};
 }
 
