@@ -100,7 +100,10 @@ const std::vector<Mode>& all_modes() {
                 for (const bool containment : {false, true})
                     for (const bool has_store : {false, true})
                         list.push_back({m.tracking, store_mode, containment, has_store});
-        for (const Mode& m : tracking_modes()) list.push_back({m.tracking, 1, true, true, ZUR_NO_SET});
+        for (const Mode& m : tracking_modes()) {
+            list.push_back({m.tracking, 1, true, true, ZUR_NO_SET});
+            list.push_back({m.tracking, 2, true, true});
+        }
         return list;
     }();
     return all;

@@ -29,8 +29,8 @@ struct Mode {
 
 /// Without a handle, untracked and tracked.
 const std::vector<Mode>& tracking_modes();
-/// Every combination of tracking, store_mode 0 and 1, containment, with and without a store; and with all of them, but
-/// in no set.
+/// Every combination of tracking, store_mode 0 and 1, containment, with and without a store; with all of them, but in
+/// no set; and with all of them in a store that only copies types.
 const std::vector<Mode>& all_modes();
 
 class TestDomain {
