@@ -92,6 +92,28 @@ void for_each_codec(Body body) {
     }
 }
 
+TEST(Platform, TextsAreEscaped) {
+    const Domain D = make_domain();
+    const std::pair<std::string, std::string> rows[] = {
+        {"a\x1F\x7F\\", "a\\1f\\7f\\5c"},
+        {"\xC3\xA4", "\xC3\xA4"},
+        {"\xC3(", "\\c3("},
+        {"\xC1\x81", "\\c1\\81"},
+        {"\xED\xA0\x80", "\\ed\\a0\\80"},
+        {"\xEF\xBF\xBE", "\\ef\\bf\\be"},
+        {"\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
+        {"\xF4\x90\x80\x80", "\\f4\\90\\80\\80"},
+        {"<&>", "&lt;&amp;&gt;"},
+    };
+    for (const auto& [text, written] : rows) {
+        char buffer[64];
+        uint32_t st = 0;
+        const uint32_t length = var_string_to_xml(D.get(), set_id, "n", buffer, text.data(), sizeof buffer,
+                                                  static_cast<uint32_t>(text.size()), 0, &st);
+        EXPECT_EQ(std::string(buffer, length), "<n>" + written + "</n>");
+    }
+}
+
 TEST(Platform, WireFormsAtEveryRoom) {
     const Domain D = make_domain();
     for_each_codec([&](const Codec& codec) {
@@ -384,6 +406,11 @@ TEST(Platform, DomainsAreLimited) {
     EXPECT_EQ(places[placed - 2].flags, ZUR_MOVED_FLAGS);
     EXPECT_EQ(places[placed - 1].flags, 0u);
     expect_refusal(small, "memory_limit of 65536");
+    options.memory_limit = 100; // of which one block takes a little more
+    const Domain tiny = make_domain(&options);
+    void* whole = tiny->obj_alloc_fn(tiny->obj_store, set_id, 100);
+    EXPECT_EQ(tiny->obj_alloc_fn(tiny->obj_store, set_id, 1), nullptr);
+    tiny->obj_free_fn(tiny->obj_store, set_id, whole);
 }
 
 TEST(Siblings, RangesAreJudged) {
