@@ -411,6 +411,15 @@ TEST(Platform, DomainsAreLimited) {
     void* whole = tiny->obj_alloc_fn(tiny->obj_store, set_id, 100);
     EXPECT_EQ(tiny->obj_alloc_fn(tiny->obj_store, set_id, 1), nullptr);
     tiny->obj_free_fn(tiny->obj_store, set_id, whole);
+    options.block_limit = 100;
+    const Domain narrow = make_domain(&options);
+    void* widest = narrow->obj_alloc_fn(narrow->obj_store, set_id, 100);
+    EXPECT_NE(widest, nullptr);
+    narrow->obj_free_fn(narrow->obj_store, set_id, widest);
+    // Flags that nobody has moved are behind the record.
+    auto* mark = orlan_ial_svm_preauthacl_data_create(D.get(), set_id);
+    EXPECT_EQ(zurlib_get_sttr_offset(D.get(), set_id, mark), 24u);
+    orlan_ial_svm_preauthacl_data_destroy(D.get(), set_id, mark);
 }
 
 TEST(Siblings, RangesAreJudged) {
