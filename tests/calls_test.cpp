@@ -38,9 +38,10 @@ TEST_F(BundleTest, UnannouncedWritesAreFound) {
     std::set<int> bytes;
     for (int i = 0; i < found.size(); ++i)
         bytes.insert(std::atoi(std::strstr(found.GetTestPartResult(i).message(), "of byte ") + 8));
-    for (int byte = 16; byte < 24; ++byte) bytes.erase(byte);
+    std::size_t of_pointer = 0;
+    for (int byte = 16; byte < 24; ++byte) of_pointer += bytes.erase(byte);
+    EXPECT_NE(of_pointer, 0u);
     EXPECT_EQ(bytes, (std::set<int>{12, catalogue::size<catalogue::orlan_ial_svm_acl_apply>}));
-    EXPECT_GE(found.size(), 6);
     D->write_range_fn = hook;
     destroy("orlan_ial_svm_acl_apply", D, x);
 }
