@@ -1,6 +1,8 @@
-// The stand-in runtime by itself, where the tests of the Bundle do not lean on it: wire forms and bad texts of imported
-// types, pinned hashes, agreement by name, XML paths and hostile documents, ranges that a store
-// judges; refused memory and the limits of a Domain.
+// The stand-in runtime by itself, where the tests of the Bundle do not lean on it: texts of imported types, pinned
+// hashes, agreement by name, counters of a copied type, XML paths and hostile documents, refused memory, and the limits
+// of a Domain.
+#include "support/images.hpp"
+
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/store.h>
@@ -57,107 +59,38 @@ Document parse(const std::string& text, std::string* message = nullptr, const pl
     return document;
 }
 
-std::string hex(const std::string& digits) {
-    std::string bytes;
-    for (size_t i = 0; i < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
-
-// ---- imported types ----
-
-/// A type, its wire form, and a text that is none of its values; the operations are found by their names.
-struct Codec {
-    std::string type, wire, bad_text;
-
-    template <class Function>
-    Function operation(Function, const char* name) const {
-        return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, (type + name).c_str()));
-    }
-};
-
-template <class Body>
-void for_each_codec(Body body) {
-    std::istringstream table(
-        "u_int8 a1 256 u_int16 a1b2 65536 u_int32 a1b2c3d4 -1 u_int64 a1b2c3d4e5f60718 0x10 char fd 128 "
-        "zur_boolean 00000001 two sm_auth_domain 0000000002 two "
-        "zur_mac_addr 001b44113ab7 00:1b:44:11:3a:g7 zur_vstring 00000003610a62 \\0g "
-        "kesh_bytestr 000000030a00fe 0a0 ip_address 04c0000207 192.0.2 "
-        "aaa_tlv 0000001a000000030a00fe 26 sess_mgr_conn_hdl 0102030405060708 -1 "
-        "sess_mgr_client_hdl 0102030405060708 +9 sess_mgr_session_label 0102030405060708 1_0 "
-        "sess_mgr_authorize_result 0000000b 4294967296");
-    for (Codec codec; table >> codec.type >> codec.wire >> codec.bad_text;) {
-        SCOPED_TRACE(codec.type);
-        body(codec);
-    }
-}
-
 TEST(Platform, TextsAreEscaped) {
     const Domain D = make_domain();
-    const std::pair<std::string, std::string> rows[] = {
-        {"a\x1F\x7F\\", "a\\1f\\7f\\5c"},
-        {"\xC3\xA4", "\xC3\xA4"},
-        {"\xC3(", "\\c3("},
-        {"\xC1\x81", "\\c1\\81"},
-        {"\xED\xA0\x80", "\\ed\\a0\\80"},
-        {"\xEF\xBF\xBE", "\\ef\\bf\\be"},
-        {"\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
-        {"\xF4\x90\x80\x80", "\\f4\\90\\80\\80"},
-        {"<&>", "&lt;&amp;&gt;"},
-    };
-    for (const auto& [text, written] : rows) {
-        char buffer[64];
-        uint32_t st = 0;
-        const uint32_t length = var_string_to_xml(D.get(), set_id, "n", buffer, text.data(), sizeof buffer,
-                                                  static_cast<uint32_t>(text.size()), 0, &st);
-        EXPECT_EQ(std::string(buffer, length), "<n>" + written + "</n>");
-    }
-}
-
-TEST(Platform, WireFormsAtEveryRoom) {
-    const Domain D = make_domain();
-    for_each_codec([&](const Codec& codec) {
-        const auto read = codec.operation(zur_mac_addr_unmarshal, "_unmarshal");
-        const auto write = codec.operation(zur_mac_addr_marshal, "_marshal");
-        const auto destroy = codec.operation(zur_mac_addr_destroy_internal, "_destroy_internal");
-        const std::string wire = hex(codec.wire), filler(wire.size() + 1, '\x5A');
-        const auto size = static_cast<int32_t>(wire.size());
-        alignas(8) zur_mac_addr object[11] = {};
-        uint32_t st = 0;
-        for (int32_t room = 0; room <= size; ++room) {
-            // The heap block ends where the room does, so that a sanitizer sees a read beyond it.
-            const std::vector<char> source(wire.begin(), wire.begin() + room);
-            EXPECT_EQ(read(D.get(), set_id, room > 0 ? source.data() : "", object, room, 0, &st),
-                      room == size ? wire.size() : 0);
-            EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
-        }
-        for (int32_t room = 0; room <= size; ++room) {
-            std::string buffer = filler;
-            EXPECT_EQ(write(D.get(), set_id, buffer.data(), object, room, &st), room == size ? wire.size() : 0);
-            EXPECT_EQ(buffer, room == size ? wire + filler[0] : filler);
-            EXPECT_EQ(std::exchange(st, 0), room == size ? 0u : 90u);
-        }
-        if (destroy != nullptr) destroy(D.get(), set_id, object, 0);
-    });
+    char buffer[200];
+    uint32_t st = 0;
+    const std::string text =
+        "a\x1F\x7F\\ \xC3\xA4 \xC3( \xC1\x81 \xED\xA0\x80 \xEF\xBF\xBE \xF0\x9F\x98\x80 \xF4\x90\x80\x80 <&>";
+    const uint32_t length = var_string_to_xml(D.get(), set_id, "n", buffer, text.data(), sizeof buffer,
+                                              static_cast<uint32_t>(text.size()), 0, &st);
+    EXPECT_EQ(std::string(buffer, length),
+              "<n>a\\1f\\7f\\5c \xC3\xA4 \\c3( \\c1\\81 \\ed\\a0\\80 \\ef\\bf\\be \xF0\x9F\x98\x80 "
+              "\\f4\\90\\80\\80 &lt;&amp;&gt;</n>");
 }
 
 TEST(Platform, BadTextsLeaveNoValue) {
     const Domain D = make_domain();
-    for_each_codec([&](const Codec& codec) {
-        const auto from_xml = codec.operation(zur_mac_addr_from_xml, "_from_xml");
+    std::istringstream table(
+        "u_int8 256 u_int16 65536 u_int32 -1 u_int64 0x10 char 128 zur_boolean two sm_auth_domain two zur_mac_addr "
+        "00:1b:44:11:3a:g7 zur_mac_addr 00:1b:44-11:3a:b7 zur_vstring \\0g kesh_bytestr 0a0 ip_address 192.0.2 aaa_tlv "
+        "26 "
+        "sess_mgr_conn_hdl -1 sess_mgr_client_hdl +9 sess_mgr_session_label 1_0 sess_mgr_authorize_result 4294967296");
+    for (std::string type, bad; table >> type >> bad;) {
+        const auto from_xml =
+            reinterpret_cast<decltype(&zur_mac_addr_from_xml)>(dlsym(RTLD_DEFAULT, (type + "_from_xml").c_str()));
         char message[100] = "";
         alignas(8) zur_mac_addr object[11] = {}, nothing[11] = {};
         uint32_t st = 0;
-        const Document document = parse("<r><bad>" + codec.bad_text + "</bad></r>");
-        from_xml(D.get(), set_id, "r/none", document.get(), object, &st, message, sizeof message);
-        EXPECT_EQ(std::exchange(st, 0), 2u);
-        EXPECT_STREQ(message, "");
-        from_xml(D.get(), set_id, "r/bad", document.get(), object, &st, message, sizeof message);
+        from_xml(D.get(), set_id, "r", parse("<r>" + bad + "</r>").get(), object, &st, message, sizeof message);
         EXPECT_EQ(st, 22u);
         EXPECT_EQ(D->last_error, 22u);
-        EXPECT_EQ(message, "r/bad: not a value of type " + codec.type);
-        EXPECT_EQ(std::memcmp(object, nothing, sizeof object), 0);
-    });
+        EXPECT_EQ(message, "r: not a value of type " + type);
+        EXPECT_EQ(std::memcmp(object, nothing, sizeof object), 0) << type;
+    }
 }
 
 // A value is read in place in the document, which this must not change, or put together from pieces.
@@ -181,6 +114,15 @@ TEST(Platform, HashesStay) {
         EXPECT_EQ(SuperFastHash("\x80\x91\xA2\xB3\xC4\xD5\xE6", length, length != 0 ? 0x1234 : 17), pinned[length]);
 }
 
+TEST(Platform, RunsAreAnnounced) {
+    static uint32_t announced = 0;
+    const Domain D = make_domain();
+    D->write_range_fn = [](zur_domain*, void*, uint32_t length, uint32_t, void*) { announced += length; };
+    uint32_t st = 0, numbers[2] = {};
+    EXPECT_EQ(u_int32_unmarshal_run(D.get(), set_id, "\0\0\0\1\0\0\0\2", numbers, 2, 8, &st), 8u);
+    EXPECT_EQ(announced, 8u);
+}
+
 TEST(Platform, VariantsAreAgreedByName) {
     const Domain D = make_domain();
     const auto agreed = [&](const zur_type_info& type) {
@@ -199,6 +141,19 @@ TEST(Platform, VariantsAreAgreedByName) {
     EXPECT_EQ(agreed(_sm_auth_domain_type_info_internal), 0);
     platform_domain_clear_agreement(D.get());
     EXPECT_EQ(agreed(one), PLATFORM_HIGHEST_VARIANT);
+}
+
+// A store's copy of a type may come from a build that knows fewer variants; its counters go on.
+TEST(Platform, CountersOfACopyGoOn) {
+    const Domain D = make_domain();
+    zur_type_info copy = _orlan_ial_svm_acl_data_type_info_internal;
+    zur_variant_record record = copy.variant_table->records[0];
+    record.created = 5;
+    const zur_variant_table shorter = {1, &record};
+    copy.variant_table = &shorter;
+    zur_update_variant_info(D.get(), set_id, &copy, &_orlan_ial_svm_acl_data_type_info_internal, 0);
+    EXPECT_EQ(copy.variant_table->count, 3);
+    EXPECT_EQ(copy.variant_table->records[0].created, 5u);
 }
 
 // ---- XML ----
@@ -226,28 +181,22 @@ TEST(Platform, PathsFindElementsInAnyOrder) {
             paths.push_back({entry.substr(0, end), static_cast<uint32_t>(entry[end + 1] - '0'), entry.substr(end + 3)});
         else
             paths.push_back({entry, 0, ""});
-    const auto expect = [](zur_xml_document* document, const Path& wanted) {
-        char buffer[8] = "";
-        uint32_t number = 99;
-        EXPECT_EQ(xml_get_element_value(document, wanted.path.c_str(), buffer, sizeof buffer, nullptr),
-                  wanted.count == 0 ? 2u : 0u)
-            << wanted.path;
-        EXPECT_EQ(buffer, wanted.value) << wanted.path;
-        EXPECT_EQ(xml_get_element_nodecount(document, wanted.path.c_str(), &number), 0u);
-        EXPECT_EQ(number, wanted.count) << wanted.path;
-    };
     for (const Path& before : paths)
         for (const Path& wanted : paths) {
-            SCOPED_TRACE(before.path);
             const Document document = parse(text);
-            for (const Path* path : {&before, &wanted, &before}) expect(document.get(), *path);
+            for (const Path* path : {&before, &wanted, &before}) {
+                SCOPED_TRACE(path->path + " after " + before.path);
+                char buffer[8] = "";
+                uint32_t number = 99;
+                EXPECT_EQ(xml_get_element_value(document.get(), path->path.c_str(), buffer, sizeof buffer, nullptr),
+                          path->count == 0 ? 2u : 0u);
+                EXPECT_EQ(buffer, path->value);
+                EXPECT_EQ(xml_get_element_nodecount(document.get(), path->path.c_str(), &number), 0u);
+                EXPECT_EQ(number, path->count);
+            }
         }
-    EXPECT_EQ(xml_get_element_value(nullptr, "r", nullptr, 0, nullptr), 22u);
     char two[2];
-    uint32_t length = 0;
-    EXPECT_EQ(xml_get_element_value(parse(text).get(), "r/abcdefghijklmnopqrs", two, sizeof two, &length), 28u);
-    EXPECT_STREQ(two, "1");
-    EXPECT_EQ(length, 2u);
+    EXPECT_EQ(xml_get_element_value(parse("<r>10</r>").get(), "r", two, sizeof two, nullptr), 28u);
 }
 
 std::string repeated(const char* text, int times) {
@@ -258,31 +207,22 @@ std::string repeated(const char* text, int times) {
 
 TEST(Platform, HostileDocumentsAreRefused) {
     const platform_xml_limits many = {0, 0, 1000000}, small = {100, 2, 3};
-    const struct {
-        std::string text;
-        platform_xml_limits limits;
-        const char* message;
-    } cases[] = {
-        {repeated("<a>", 100000) + "       ", many, "line 1, column 300007: Start-end tags mismatch"},
+    const std::tuple<std::string, platform_xml_limits, const char*> cases[] = {
         {repeated("<a>", 100000) + repeated("</a>", 100000), many, "line 1, column 194: elements nested too deeply"},
         {"<!DOCTYPE r [<!ENTITY a \"aaaa\"><!ENTITY b \"&a;&a;&a;\">]>\n<r>&b;</r>", many,
          "line 1, column 11: document type declarations are not accepted"},
-        {"<a b='" + repeated("c", 1000000), many, "line 1"},
-        {repeated("x", 17 << 20), {}, "line 1"},
         {"<a>" + repeated("<b/>", 8191) + "</a>", {}, ""},
         {"<a>" + repeated("<b/>", 8192) + "</a>", {}, "too many elements"},
         {std::string("<r>\0</r>", 8), many, "line 1, column 4: NUL byte"},
-        {"<a/>\n<b/>", many, "line 2, column 2: more than one root element"},
-        {"", many, "No document element"},
         {"<a><b/><c/></a>", small, ""},
         {"<a><b/><c/><d/></a>", small, "too many elements"},
         {"<a><b><c/></b></a>", small, "elements nested too deeply"},
         {"<a>" + std::string(94, ' ') + "</a>", small, "line 1, column 101: document too large"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, limits, wanted] : cases) {
         std::string message;
-        EXPECT_EQ(parse(c.text, &message, &c.limits) != nullptr, *c.message == 0);
-        EXPECT_THAT(message, HasSubstr(c.message));
+        EXPECT_EQ(parse(text, &message, &limits) != nullptr, *wanted == 0);
+        EXPECT_THAT(message, HasSubstr(wanted));
     }
 
     // Any one of very many elements is found in no time, and an entity is not.
@@ -298,30 +238,13 @@ TEST(Platform, HostileDocumentsAreRefused) {
 
 using List = rcl_client_intf_templ_list;
 
-uint32_t grow(zur_domain* D, List* x) {
-    uint32_t st = 0;
-    auto* source = rcl_client_intf_templ_create(D, set_id);
-    for (uint32_t i = 0; i < 20; ++i) rcl_client_intf_templ_list_data_set(D, set_id, x, i, source, 1, &st);
-    rcl_client_intf_templ_destroy(D, set_id, source);
-    return st;
-}
-
-std::string list_message; // for what reads
+const std::vector<uint8_t> message =
+    epm::test::images_of("rcl_client_intf_templ_list").back().bytes; // with three elements
 
 // What may ask for memory in a tracking Domain, and how it ends.
-const struct {
-    const char* name;
-    uint32_t (*run)(zur_domain* D, List* x);
-} refusable[] = {
+const std::pair<const char*, uint32_t (*)(zur_domain* D, List* x)> refusable[] = {
     {"agree", [](auto* D, auto*) { return platform_domain_agree(D, "longer than what fits into a string", 1); }},
     {"oid_assign", [](auto* D, auto* x) { return platform_oid_assign(D, set_id, x, 5, nullptr); }},
-    {"field_set_oids", [](auto* D, auto* x) { return platform_field_set_oids(D, x, std::begin({uint64_t{5}}), 1); }},
-    {"module",
-     [](auto*, auto*) {
-         uint16_t id = 0;
-         uint32_t state = 0;
-         return static_cast<uint32_t>(quelog_module_init_fn("longer than what fits into a string", &id, &state));
-     }},
     {"trace_open",
      [](auto*, auto*) {
          char line[200] = "";
@@ -338,12 +261,11 @@ const struct {
          D->store_mode = 0;
          return code;
      }},
-    {"grow", grow},
     {"unmarshal",
      [](auto* D, auto* x) {
          uint32_t st = 0;
-         rcl_client_intf_templ_list_unmarshal(D, set_id, list_message.data(), x,
-                                              static_cast<int32_t>(list_message.size()), 0, &st);
+         rcl_client_intf_templ_list_unmarshal(D, set_id, message.data(), x, static_cast<int32_t>(message.size()), 0,
+                                              &st);
          return st;
      }},
 };
@@ -353,51 +275,57 @@ TEST(Platform, RefusedMemoryEndsAsTwelve) {
     if (preloaded != nullptr && std::strstr(preloaded, "vgpreload")) GTEST_SKIP() << "valgrind brings its own new";
     platform_domain_options options{};
     options.tracking = ZUR_TRACKED_MODE;
-    for (const auto& call : refusable)
+    for (const auto& [name, run] : refusable)
         for (size_t n = 1, left = 0; left == 0; ++n) {
-            SCOPED_TRACE(call.name + (" " + std::to_string(n)));
+            SCOPED_TRACE(name + (" " + std::to_string(n)));
             const Domain D = make_domain(&options);
             List* x = rcl_client_intf_templ_list_create(D.get(), set_id);
             nth_refused = n;
-            uint32_t code = call.run(D.get(), x);
+            const uint32_t code = run(D.get(), x);
             left = std::exchange(nth_refused, 0);
             EXPECT_EQ(code, left != 0 ? 0u : 12u);
             EXPECT_FALSE(n == 1 && left != 0) << "asks for no memory";
-            EXPECT_EQ(code != 0 && call.run != grow ? call.run(D.get(), x) : 0u, 0u) << "again, with enough memory";
+            EXPECT_EQ(code != 0 ? run(D.get(), x) : 0u, 0u) << "again, with enough memory";
             std::string wire(rcl_client_intf_templ_list_len(D.get(), set_id, x) + 1, 0); // and still it is sound
-            const auto room = static_cast<int32_t>(wire.size());
             uint32_t st = 0;
-            wire.resize(rcl_client_intf_templ_list_marshal(D.get(), set_id, wire.data(), x, room, &st));
+            rcl_client_intf_templ_list_marshal(D.get(), set_id, wire.data(), x, static_cast<int32_t>(wire.size()), &st);
             EXPECT_EQ(st, 0u);
-            if (code == 0 && call.run == grow) list_message = wire;
             rcl_client_intf_templ_list_destroy(D.get(), set_id, x);
         }
 }
 
 TEST(Platform, DomainsAreLimited) {
-    const Domain D = make_domain();
-    const auto expect_refusal = [](const Domain& of, const char* words) {
-        ASSERT_NE(platform_domain_refusal(of.get()), nullptr);
-        EXPECT_THAT(platform_domain_refusal(of.get()), HasSubstr(words));
+    const auto limited = [](size_t block_limit, size_t memory_limit) {
+        platform_domain_options options{};
+        options.block_limit = block_limit;
+        options.memory_limit = memory_limit;
+        return make_domain(&options);
     };
-    auto* x = orlan_ial_svm_fqdn_data_create_create(D.get(), set_id);
-    uint32_t st = 0;
-    orlan_ial_svm_fqdn_data_create_unmarshal(D.get(), set_id, hex("00000000000840000000").data(), x, 10, 0, &st);
-    EXPECT_EQ(std::exchange(st, 0), 12u);
+    const auto allocate = [](const Domain& D, size_t size) { return D->obj_alloc_fn(D->obj_store, set_id, size); };
+    const auto release = [](const Domain& D, void* block) { D->obj_free_fn(D->obj_store, set_id, block); };
+    const auto expect_refusal = [](const Domain& D, const char* words) {
+        ASSERT_NE(platform_domain_refusal(D.get()), nullptr);
+        EXPECT_THAT(platform_domain_refusal(D.get()), HasSubstr(words));
+    };
+    const Domain D = make_domain(), narrow = limited(100, 0), tiny = limited(0, 100), small = limited(0, 1u << 16);
+    EXPECT_EQ(allocate(D, 1073741825), nullptr);
     expect_refusal(D, "1073741825 bytes is refused: the block_limit is 1048576");
-    orlan_ial_svm_fqdn_data_create_destroy(D.get(), set_id, x);
     std::vector<void*> blocks;
     for (int round = 0; round < 2; ++round) { // what is given back is there again
-        while (void* block = D->obj_alloc_fn(D->obj_store, set_id, (1u << 20) - 64)) blocks.push_back(block);
+        while (void* block = allocate(D, (1u << 20) - 64)) blocks.push_back(block);
         EXPECT_EQ(blocks.size(), 64u);
         expect_refusal(D, "memory_limit of 67108864");
-        for (; !blocks.empty(); blocks.pop_back()) D->obj_free_fn(D->obj_store, set_id, blocks.back());
+        for (; !blocks.empty(); blocks.pop_back()) release(D, blocks.back());
     }
-    platform_domain_options options{};
-    options.memory_limit = 1u << 16;
-    const Domain small = make_domain(&options);
+    void* widest = allocate(narrow, 100);
+    EXPECT_NE(widest, nullptr);
+    release(narrow, widest);
+    void* whole = allocate(tiny, 100); // which takes a little more
+    EXPECT_EQ(allocate(tiny, 1), nullptr);
+    release(tiny, whole);
     std::vector<zur_instance> places(10000);
     size_t placed = 0;
+    uint32_t st = 0;
     for (; st == 0 && placed < places.size(); ++placed) {
         zurlib_update_sttr_offset(small.get(), set_id, &places[placed], 40);
         zur_domain_lookup_variant(small.get(), &small->variant_context, nullptr, &st);
@@ -406,16 +334,6 @@ TEST(Platform, DomainsAreLimited) {
     EXPECT_EQ(places[placed - 2].flags, ZUR_MOVED_FLAGS);
     EXPECT_EQ(places[placed - 1].flags, 0u);
     expect_refusal(small, "memory_limit of 65536");
-    options.memory_limit = 100; // of which one block takes a little more
-    const Domain tiny = make_domain(&options);
-    void* whole = tiny->obj_alloc_fn(tiny->obj_store, set_id, 100);
-    EXPECT_EQ(tiny->obj_alloc_fn(tiny->obj_store, set_id, 1), nullptr);
-    tiny->obj_free_fn(tiny->obj_store, set_id, whole);
-    options.block_limit = 100;
-    const Domain narrow = make_domain(&options);
-    void* widest = narrow->obj_alloc_fn(narrow->obj_store, set_id, 100);
-    EXPECT_NE(widest, nullptr);
-    narrow->obj_free_fn(narrow->obj_store, set_id, widest);
     // Flags that nobody has moved are behind the record.
     auto* mark = orlan_ial_svm_preauthacl_data_create(D.get(), set_id);
     EXPECT_EQ(zurlib_get_sttr_offset(D.get(), set_id, mark), 24u);
@@ -424,20 +342,11 @@ TEST(Platform, DomainsAreLimited) {
 
 TEST(Siblings, RangesAreJudged) {
     uint64_t link = 0;
-    int most = 16;
-    EXPECT_EQ(lumeo_set_range(&most, &link, 8, set_id), 1);
-    EXPECT_EQ(lumeo_set_range(nullptr, &link, 8, set_id), 0);
-    platform_set_range_judge(
-        [](void* context, void*, void*, uint32_t length, uint32_t) {
-            return length <= static_cast<uint32_t>(*static_cast<int*>(context)) ? 1 : 0;
-        },
-        &most);
-    EXPECT_EQ(lumeo_set_range(&most, &link, 16, set_id), 1);
-    EXPECT_EQ(lumeo_set_range(&most, &link, 17, set_id), 0);
+    platform_set_range_judge([](void*, void*, void*, uint32_t length, uint32_t) { return length <= 16 ? 1 : 0; },
+                             nullptr);
+    EXPECT_EQ(lumeo_set_range(&link, &link, 16, set_id), 1);
+    EXPECT_EQ(lumeo_set_range(&link, &link, 17, set_id), 0);
     platform_set_range_judge(nullptr, nullptr);
-    testing::internal::CaptureStderr();
-    lumeo_perror();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "lumeo: the store refused the range\n");
 }
 
 } // namespace

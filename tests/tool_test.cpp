@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <sstream>
 
 namespace epm::tool {
 namespace {
@@ -25,67 +24,25 @@ void for_each_image(Body body) {
     }
 }
 
-/// The elements of a list are printed without their numbers.
-std::string without_elements(const std::string& path) {
-    static const std::regex number("\\[[0-9]+\\]\\.");
-    return std::regex_replace(path, number, ".");
-}
-
-struct Told {
-    std::string path, value;
-};
-
-/// The fields that the library prints. Each level of nesting has two more blanks in front, and a field of a union has
-/// the tag's name in front of its own.
-std::vector<Told> printed(const Type& type, const Bytes& image) {
-    static const std::regex form("( *)(?:list )?(?:[^@.]*\\.)?([^@ ]*)(?: count)?@[^:]*:(.*)");
-    std::istringstream text(decode(type, image, TextForm::print, {}));
-    std::vector<Told> fields;
-    std::vector<std::string> within;
-    std::smatch parts;
-    for (std::string line; std::getline(text, line);) {
-        if (!std::regex_match(line, parts, form)) continue;
-        if (type.is_enum()) return {{"value", parts[3]}};
-        const auto depth = static_cast<std::size_t>(parts.length(1)) / 2;
-        within.resize(depth);
-        const std::string path = depth < 2 ? parts.str(2) : within[depth - 1] + "." + parts.str(2);
-        within.push_back(path);
-        if (!parts.str(3).ends_with("{")) fields.push_back({path, parts[3]});
-    }
-    return fields;
-}
-
+// The texts of both differ in form: an array of single bytes is one part, a text stands in quotes, and a number is in
+// front of its enumerator.
 TEST(Tool, TellsTheFieldsThatTheLibraryPrints) {
     for_each_image([](const Type& type, const test::Image& image) {
-        const std::vector<Told> wanted = printed(type, image.bytes);
-        std::size_t end = 0, next = 0;
-        const auto is_next = [&](const std::string& path) {
-            return next < wanted.size() && without_elements(wanted[next].path) == without_elements(path);
-        };
-        // An empty text has no part.
-        const auto skip_empty = [&](const std::string& path) {
-            while (next < wanted.size() && wanted[next].value.empty() && !is_next(path)) ++next;
-        };
+        const std::string text = decode(type, image.bytes, TextForm::print, {});
+        std::size_t end = 0, at = 0;
         walk(type, image.bytes, [&](const Part& part) {
             EXPECT_EQ(part.offset, end);
             end += part.length;
             if (part.kind != Part::Kind::value && part.kind != Part::Kind::count) return;
-            skip_empty(part.path);
-            // An array of single bytes is one part.
-            if (is_next(part.path + "[0]")) {
-                for (std::size_t i = 0; i < part.length; ++i, ++next)
-                    ASSERT_TRUE(is_next(part.path + "[" + std::to_string(i) + "]")) << part.path << i;
-                return;
-            }
-            ASSERT_TRUE(is_next(part.path)) << part.path;
-            // Texts stand in quotes, a number is in front of its enumerator, and a type is a part of its own.
-            const std::string value = wanted[next++].value;
+            const std::string name = type.is_enum() ? type.name : part.path.substr(part.path.rfind('.') + 1);
+            at = text.find(name, at);
+            ASSERT_NE(at, text.npos) << part.path;
+            at = text.find(':', at) + 1;
+            const std::string value = text.substr(at, text.find('\n', at) - at);
             EXPECT_TRUE(part.value.find(value) != std::string::npos || value.ends_with(":" + part.value))
                 << part.path << " " << part.value << " " << value;
         });
-        skip_empty("no field");
         EXPECT_EQ(end, image.bytes.size());
-        EXPECT_EQ(next, wanted.size());
     });
 }
 
@@ -105,17 +62,11 @@ TEST(Tool, TellsACutMessageUpToTheCut) {
 }
 
 TEST(Tool, MakesTheSameMessageOfItsXml) {
-    static const std::regex notes("<\\?orlan-epm[^?]*\\?>\n");
     for_each_image([](const Type& type, const test::Image& image) {
         const std::string xml = decode(type, image.bytes, TextForm::xml, {});
         const Encoded back = encode(type, xml, {});
         EXPECT_EQ(back.message, image.bytes);
         EXPECT_TRUE(back.losses.empty());
-        // Without its notes a document makes an untracked message with everything in the variant that is agreed.
-        const auto agreed = static_cast<std::int8_t>(image.bytes[0]);
-        const std::regex other_variant("variants[^?]*=(?!" + std::to_string(agreed) + "[\\s?])");
-        if (image.name.find(", tracked") != image.name.npos || std::regex_search(xml, other_variant)) return;
-        EXPECT_EQ(encode(type, std::regex_replace(xml, notes, ""), agreed).message, image.bytes);
     });
 }
 
