@@ -6,7 +6,6 @@
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/store.h>
-#include <platform/trace.h>
 #include <platform/values.h>
 #include <platform/xml.h>
 
@@ -23,11 +22,8 @@
 // What the libraries ask of the C++ run-time library; the nth request from now is refused.
 static size_t nth_refused = 0;
 
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return nth_refused != 0 && --nth_refused == 0 ? nullptr : std::malloc(size);
-}
 [[gnu::noinline]] void* operator new(size_t size) {
-    void* block = operator new(size, std::nothrow);
+    void* block = nth_refused != 0 && --nth_refused == 0 ? nullptr : std::malloc(size);
     return block != nullptr ? block : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
@@ -245,13 +241,6 @@ const std::vector<uint8_t> message =
 const std::pair<const char*, uint32_t (*)(zur_domain* D, List* x)> refusable[] = {
     {"agree", [](auto* D, auto*) { return platform_domain_agree(D, "longer than what fits into a string", 1); }},
     {"oid_assign", [](auto* D, auto* x) { return platform_oid_assign(D, set_id, x, 5, nullptr); }},
-    {"trace_open",
-     [](auto*, auto*) {
-         char line[200] = "";
-         platform_trace_reader* reader = platform_trace_open(EPM_LIBRARY_FILE, line, sizeof line);
-         platform_trace_close(reader);
-         return reader != nullptr ? 0u : std::strstr(line, ": out of memory") != nullptr ? 12u : 99u;
-     }},
     {"create in a store",
      [](auto* D, auto*) {
          D->store_mode = 1;
@@ -338,15 +327,6 @@ TEST(Platform, DomainsAreLimited) {
     auto* mark = orlan_ial_svm_preauthacl_data_create(D.get(), set_id);
     EXPECT_EQ(zurlib_get_sttr_offset(D.get(), set_id, mark), 24u);
     orlan_ial_svm_preauthacl_data_destroy(D.get(), set_id, mark);
-}
-
-TEST(Siblings, RangesAreJudged) {
-    uint64_t link = 0;
-    platform_set_range_judge([](void*, void*, void*, uint32_t length, uint32_t) { return length <= 16 ? 1 : 0; },
-                             nullptr);
-    EXPECT_EQ(lumeo_set_range(&link, &link, 16, set_id), 1);
-    EXPECT_EQ(lumeo_set_range(&link, &link, 17, set_id), 0);
-    platform_set_range_judge(nullptr, nullptr);
 }
 
 } // namespace

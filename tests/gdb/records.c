@@ -1,4 +1,5 @@
-/* What gdb is asked to show: records of all kinds of fields, as documents have them. The session damages some. */
+/* What gdb is asked to show: records of all kinds of fields, as documents have them. The session stops at the end and
+ * damages some. */
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/xml.h>
@@ -7,9 +8,6 @@
 /* Global, so that the debugger finds them from everywhere. */
 static zur_domain* D;
 static uint32_t st;
-
-void stop_here(void);
-void stop_here(void) {}
 
 /* RECORD(name, type, the variant agreed on, content) */
 #define RECORDS                                                                                                        \
@@ -39,17 +37,16 @@ RECORDS
 #undef RECORD
 
 int main(void) {
+    const char* text;
     D = platform_domain_create(NULL);
 #define RECORD(name, type, variant, content)                                                                           \
     platform_domain_agree_all(D, variant);                                                                             \
     name = type##_create(D, ZUR_NO_SET);                                                                               \
-    READ(type, name, "<" #type ">" content "</" #type ">")
-#define READ(type, name, text)                                                                                         \
+    text = "<" #type ">" content "</" #type ">";                                                                       \
     type##_from_xml(D, ZUR_NO_SET, #type, platform_xml_parse(text, strlen(text), NULL, NULL, 0), name, &st, NULL, 0);
     RECORDS
     /* Its first arm stays, not selected. */
     orlan_ial_svm_epm_data_acl_data_set(D, ZUR_NO_SET, message, orlan_ial_svm_acl_data_create(D, ZUR_NO_SET), &st);
     header = (zur_instance*)group;
-    stop_here();
     return st != 0;
 }

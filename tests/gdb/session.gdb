@@ -1,6 +1,7 @@
 set width 0
-break stop_here
-run
+start
+break exit
+continue
 echo ---\n
 print *entry
 print *older
