@@ -1,9 +1,8 @@
 // A model of every record: a tree of plain values, and what each operation must make of it. It goes by the catalogue's
 // tables alone, never through the library's templates, so that a rule is written down twice and a fault in one shows.
-//     Tree t = draw(record, agreement, random);     // what an Instance is to hold
-//     Hands(D, agreement).fill(t, x);               // through exported setters; notes the marks that they leave
-//     EXPECT_EQ(dump(Hands(D, agreement).read(record, x)), dump(t));
-//     Writer out(room, agreement, is_tracked); out.record(t, true);   // the bytes that marshal() must write
+//     Tree t = draw(record, agreement, random);             // what an Instance is to hold
+//     fill(D, t, x);                                        // through exported setters; notes the marks that they
+//     leave written(t, agreement, is_tracked, room).written();    // the bytes that marshal() must write
 // Cells above a Tree's variant are there but not shown: order and hash look at them.
 #pragma once
 
@@ -21,7 +20,6 @@
 namespace epm::test {
 
 using catalogue::Foreign;
-using Bytes = std::vector<std::uint8_t>;
 
 struct Tree;
 
@@ -125,9 +123,8 @@ public:
     Imported(const Imported&) = delete;
     Imported& operator=(const Imported&) = delete;
 
-    std::string wire() { return wire(memory_); }
-    std::string wire(const void* of) {
-        return text([&](char* to) { return call<std::uint32_t>("marshal", to, of, room, &st); });
+    std::string wire() {
+        return text([&](char* to) { return call<std::uint32_t>("marshal", to, memory_, room, &st); });
     }
     void* object() { return memory_; }
     std::int32_t compare(const Imported& other) const {
@@ -186,24 +183,20 @@ private:
 
 // ---- trees ----
 
-/// A field that nobody has set yet.
-Cell empty_cell(const Field& f, const Agreement& agreed);
-
+/// A record that nobody has set yet.
 inline Tree blank(const Record& r, const Agreement& agreed) {
-    Tree t{.r = &r, .variant = agreed.of(r), .cells = {}};
-    for (std::size_t i = 0; i < r.count; ++i) t.cells.push_back(empty_cell(r.fields[i], agreed));
+    Tree t{.r = &r, .variant = agreed.of(r), .cells = std::vector<Cell>(r.count)};
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        Cell& c = t.cells[i];
+        if (f.is_own_enum()) c.variant = agreed.of(*f.enumeration);
+        if (is_auth_domain(f)) c.variant = std::min(agreed.of(f.foreign->name), 0);
+        if (f.kind == Kind::embedded) c.trees = {blank(*f.record, agreed)};
+        if (f.kind == Kind::characters || f.kind == Kind::run) c.bytes.resize(f.capacity);
+        if (f.kind == Kind::run) c.flags.resize(f.capacity);
+        if (f.kind == Kind::object) c.bytes = Imported(*f.foreign).wire();
+    }
     return t;
-}
-
-inline Cell empty_cell(const Field& f, const Agreement& agreed) {
-    Cell c;
-    if (f.is_own_enum()) c.variant = agreed.of(*f.enumeration);
-    if (is_auth_domain(f)) c.variant = std::min(agreed.of(f.foreign->name), 0);
-    if (f.kind == Kind::embedded) c.trees = {blank(*f.record, agreed)};
-    if (f.kind == Kind::characters || f.kind == Kind::run) c.bytes.resize(f.capacity);
-    if (f.kind == Kind::run) c.flags.resize(f.capacity);
-    if (f.kind == Kind::object) c.bytes = Imported(*f.foreign).wire();
-    return c;
 }
 
 /// Text in which every character may need an escape, but for NUL, which would end it.
@@ -228,9 +221,9 @@ inline std::string draw_object(const std::string& type, Random& random) {
     return (type == "aaa_tlv" ? "type" : "") + (is_counted ? big_endian(bytes.size(), 4) : "") + bytes;
 }
 
-/// A record with random content in all cells that it shows. The numbers of arms, elements and characters are random,
-/// too, and few of them are 0.
-inline Tree draw(const Record& r, const Agreement& agreed, Random& random) {
+/// A record with random content in all cells that it shows, and random state flags where they are wanted. The numbers
+/// of arms, elements and characters are random, too, and few of them are 0.
+inline Tree draw(const Record& r, const Agreement& agreed, Random& random, bool has_flags = false) {
     Tree t = blank(r, agreed);
     t.has_ra = random.once_in(9);
     for (std::size_t i = 0; i < r.count; ++i) {
@@ -255,38 +248,31 @@ inline Tree draw(const Record& r, const Agreement& agreed, Random& random) {
         case Kind::run:
             for (char& byte : c.bytes) byte = static_cast<char>(random.number());
             break;
-        case Kind::embedded: c.trees = {draw(*f.record, agreed, random)}; break;
+        case Kind::embedded: c.trees = {draw(*f.record, agreed, random, has_flags)}; break;
         case Kind::array:
         case Kind::list:
             for (unsigned n = 0; n < few; ++n)
                 if (f.is_of_record())
-                    c.trees.push_back(draw(*f.record, agreed, random));
+                    c.trees.push_back(draw(*f.record, agreed, random, has_flags));
                 else
                     c.bytes += in_memory(random.number(), f.foreign->length);
             break;
         default: break;
         }
         if (f.kind == Kind::array) c.flags.resize(t.count(f));
+        if (!has_flags || !f.is_tracked()) continue;
+        c.flag = static_cast<std::uint8_t>(random.number());
+        for (char& flag : c.flags) flag = static_cast<char>(random.number());
     }
     if (!r.is_union() || agreed.of(r) < 0) return t;
     // One arm that is selected, or none; and some that were selected before.
     const std::size_t selected = 1 + random.below(static_cast<unsigned>(r.count));
     for (std::size_t i = 1; i < r.count; ++i)
         if (t.shows(i) && (i == selected || random.once_in(6))) {
-            t.cells[i].trees = {draw(*r.fields[i].record, agreed, random)};
+            t.cells[i].trees = {draw(*r.fields[i].record, agreed, random, has_flags)};
             if (i == selected) t.cells[0].number = r.fields[i].tag;
         }
     return t;
-}
-
-/// Gives every state flag that is shown a value of its own.
-inline void draw_flags(Tree& t, Random& random) {
-    for (std::size_t i = 0; i < t.r->count; ++i) {
-        if (!t.shows(i) || !t.r->fields[i].is_tracked()) continue;
-        t.cells[i].flag = static_cast<std::uint8_t>(random.number());
-        for (char& flag : t.cells[i].flags) flag = static_cast<char>(random.number());
-        for (Tree& nested : t.cells[i].trees) draw_flags(nested, random);
-    }
 }
 
 inline std::string hex(std::string_view bytes) {
@@ -295,19 +281,18 @@ inline std::string hex(std::string_view bytes) {
     return text;
 }
 
-/// All that a tree shows, to compare and to read.
-inline std::string dump(const Tree& t, const std::string& indent = "") {
-    std::string text =
-        std::string(t.r->name) + " in variant " + std::to_string(t.variant) + (t.has_ra ? " with ra\n" : "\n");
-    for (std::size_t i = 0; i < t.cells.size(); ++i) {
-        if (!t.shows(i)) continue;
-        const Cell& c = t.cells[i];
-        text += indent + "  " + t.r->fields[i].name + " " + std::to_string(c.number) + " in " +
-                std::to_string(c.variant) + " " + hex(c.bytes) + " flags " + std::to_string(c.flag) + " " +
-                hex(c.flags) + "\n";
-        for (const Tree& nested : c.trees) text += indent + "    " + dump(nested, indent + "    ");
-    }
-    return text;
+// ---- bytes ----
+
+/// A field that is no record in wire form, or its element number n.
+inline std::string wire_of(const Tree& t, std::size_t i, std::size_t n = 0) {
+    const Field& f = t.r->fields[i];
+    const Cell& c = t.cells[i];
+    if (f.kind == Kind::object) return c.bytes;
+    if (!f.has_element_flags() && f.kind != Kind::characters)
+        return (is_auth_domain(f) ? big_endian(static_cast<std::uint64_t>(c.variant), 1) : "") +
+               big_endian(t.number(i), width_of(f));
+    const std::string bytes = c.bytes.substr(n * f.foreign->length, f.foreign->length);
+    return {bytes.rbegin(), bytes.rend()};
 }
 
 // ---- reading ----
@@ -318,7 +303,14 @@ struct Receipt {
     std::uint8_t mark; ///< that a setter leaves; an element is appended with one
     bool has_flags;    ///< sent, and stored
     bool is_reuse;
+    bool is_of_xml; ///< whose reader uses setters
 
+    /// In an Instance that is made for it.
+    Tree fresh(const Tree& from) const {
+        Tree t = blank(*from.r, agreed);
+        receive(t, from);
+        return t;
+    }
     void receive(Tree& to, const Tree& from, int cap = PLATFORM_HIGHEST_VARIANT) const {
         const int variant = std::min(from.variant, cap);
         for (std::size_t i = 0; i < to.cells.size(); ++i) {
@@ -329,33 +321,29 @@ struct Receipt {
                 empty(f, to.cells[i]);
         }
         to.variant = variant;
-        to.has_ra = to.has_ra || from.has_ra;
+        to.has_ra = to.has_ra || (from.has_ra && !is_of_xml);
     }
 
 private:
-    Tree fresh(const Tree& from) const {
-        Tree t = blank(*from.r, agreed);
-        receive(t, from);
-        return t;
-    }
     /// Fields that a lower variant hides give up what they own; numbers stay.
     void empty(const Field& f, Cell& c) const {
         if (f.kind == Kind::embedded) {
             for (std::size_t i = 0; i < f.record->count; ++i) empty(f.record->fields[i], c.trees[0].cells[i]);
         } else if (f.kind != Kind::value && f.kind != Kind::characters && f.kind != Kind::run) {
-            c.bytes = empty_cell(f, agreed).bytes;
+            c.bytes = f.kind == Kind::object ? Imported(*f.foreign).wire() : "";
             c.trees.clear();
             c.flags.clear();
         }
     }
     void field(const Field& f, Cell& to, const Cell& from, bool is_selected) const {
-        bool is_flag_sent = has_flags;
+        const bool is_empty = from.bytes.empty() && from.trees.empty();
+        bool is_flag_sent = has_flags, is_marked = false;
         switch (f.kind) {
         case Kind::embedded: receive(to.trees[0], from.trees[0]); break;
         case Kind::arm:
             if (!is_selected) break;
             if (to.trees.empty()) to.trees = {blank(*f.record, agreed)};
-            receive(to.trees[0], from.trees[0]);
+            if (!from.trees.empty()) receive(to.trees[0], from.trees[0]);
             break;
         case Kind::list:
             if (is_reuse && to.trees.size() == from.trees.size()) {
@@ -364,28 +352,33 @@ private:
             }
             if (is_reuse) to.trees.clear();
             for (const Tree& t : from.trees) to.trees.push_back(fresh(t));
-            if (!from.trees.empty()) to.flag = mark;
+            is_marked = !is_empty;
             break;
         case Kind::array:
             to.trees.clear();
             for (const Tree& t : from.trees) to.trees.push_back(fresh(t));
             [[fallthrough]];
-        case Kind::text: is_flag_sent = has_flags && !(from.bytes.empty() && from.trees.empty()); [[fallthrough]];
+        case Kind::text:
+            is_flag_sent = has_flags && !is_empty;
+            is_marked = is_of_xml && !is_empty;
+            [[fallthrough]];
         default:
             to.bytes = from.bytes;
             to.number = from.number;
             to.variant = from.variant;
         }
-        if (is_flag_sent) to.flag = from.flag;
         const std::size_t count = from.flags.size();
+        if (is_flag_sent || is_marked) to.flag = is_flag_sent ? from.flag : mark;
         if (is_flag_sent)
             to.flags = from.flags;
+        else if (is_of_xml)
+            to.flags = std::string(count, static_cast<char>(is_marked ? mark : 0));
         else // flags of more elements than before do not exist
             to.flags = count > to.flags.size() ? std::string(count, '\0') : to.flags.substr(0, count);
     }
 };
 
-// ---- bytes ----
+// ---- writing ----
 
 /// The writer into a buffer of some room. It goes on after a failure, as the library's does.
 class Writer {
@@ -396,8 +389,8 @@ public:
     std::string buffer; ///< with the byte behind its end, in which a last flag may land
     std::size_t used = 0;
     std::uint32_t st = 0;
-    bool is_of_future =
-        false;          ///< writes as a build that knows one variant more, and fields of it that nobody else does
+    /// Writes as a build that knows one variant more, and fields of it that nobody else does.
+    bool is_of_future = false;
     unsigned later = 0; ///< records of such a variant
 
     std::string written() const { return buffer.substr(0, used); }
@@ -461,52 +454,29 @@ private:
     void flag_with_room(std::uint8_t flag) {
         if (is_tracked_ && left() >= 2) append({reinterpret_cast<const char*>(&flag), 1});
     }
-    void elements(const Cell& c, std::size_t width) {
-        for (std::size_t i = 0; i < c.bytes.size(); i += width) {
-            const std::string bytes = c.bytes.substr(i, width);
-            codec({std::string(bytes.rbegin(), bytes.rend())});
-        }
-    }
-    void array_flags(const Cell& c) {
-        flag(c.flag);
-        if (is_tracked_) append(std::string_view(c.flags).substr(0, left()));
-    }
     void field(const Tree& t, std::size_t i) {
         const Field& f = t.r->fields[i];
         const Cell& c = t.cells[i];
-        switch (f.kind) {
-        case Kind::length: return codec(big_endian(t.number(i), f.foreign->length));
-        case Kind::text:
-            if (c.bytes.empty()) return;
+        const bool is_many = f.has_element_flags() || f.kind == Kind::characters;
+        if ((f.kind == Kind::text || f.kind == Kind::array) && t.count(f) == 0) return;
+        if (f.kind == Kind::text) {
             if (c.bytes.size() > left()) st = 90;
             append(std::string_view(c.bytes).substr(0, left()));
-            break;
-        case Kind::array:
-            if (t.count(f) == 0) return;
-            if (!f.is_of_record()) elements(c, f.foreign->length);
-            for (const Tree& element : c.trees) record(element, true);
-            return array_flags(c);
-        case Kind::run: elements(c, 1); return array_flags(c);
-        case Kind::characters: elements(c, 1); break;
-        case Kind::list:
-            codec(big_endian(c.trees.size(), 4));
-            for (const Tree& element : c.trees) record(element, true);
-            return flag_with_room(c.flag);
-        case Kind::arm:
-            if (t.selects(f) && c.trees.empty()) st = 2;
-            if (t.selects(f) && !c.trees.empty()) record(c.trees[0], true);
-            return flag_with_room(c.flag);
-        case Kind::embedded: record(c.trees[0], true); break;
-        case Kind::object: codec(c.bytes); break;
-        case Kind::value:
-            if (f.is_own_enum())
-                enumeration(c.number, c.variant, f.enumeration->name, f.enumeration->top());
-            else if (is_auth_domain(f))
-                auth_domain(c);
-            else
-                codec(big_endian(c.number, f.foreign->length));
+        } else if (f.is_own_enum()) {
+            enumeration(c.number, c.variant, f.enumeration->name, f.enumeration->top());
+        } else if (is_auth_domain(f)) {
+            auth_domain(c);
+        } else if (!f.is_of_record()) {
+            for (std::size_t n = 0; n < (is_many ? t.count(f) : 1); ++n) codec(wire_of(t, i, n));
         }
+        if (f.kind == Kind::length) return;
+        if (f.kind == Kind::list) codec(big_endian(c.trees.size(), 4));
+        if (f.kind == Kind::arm && t.selects(f) && c.trees.empty()) st = 2;
+        for (const Tree& nested : c.trees)
+            if (f.kind != Kind::arm || t.selects(f)) record(nested, true);
+        if (f.kind == Kind::list || f.kind == Kind::arm) return flag_with_room(c.flag);
         flag(c.flag);
+        if (is_tracked_) append(std::string_view(c.flags).substr(0, left()));
     }
     /// The runtime's own enumeration looks at its whole room first.
     void auth_domain(const Cell& c) {
@@ -531,9 +501,9 @@ inline std::size_t length_of(const Tree& t, bool is_tracked) {
         const Cell& c = t.cells[i];
         const bool is_counted = f.kind != Kind::arm || t.selects(f);
         for (const Tree& nested : c.trees) sum += is_counted ? length_of(nested, is_tracked) : 0;
-        sum += f.is_own_enum() || is_auth_domain(f) ? 5 : f.kind == Kind::list ? 4 : c.bytes.size();
-        if ((f.kind == Kind::value || f.kind == Kind::length) && f.foreign != nullptr && !is_auth_domain(f))
-            sum += f.foreign->length;
+        sum += f.kind == Kind::value || f.kind == Kind::length ? wire_of(t, i).size() + f.is_own_enum()
+               : f.kind == Kind::list                          ? 4
+                                                               : c.bytes.size();
         if (is_tracked && f.is_tracked()) sum += 1 + (f.companion != nullptr ? t.count(f) : f.capacity);
     }
     return sum;
@@ -541,42 +511,31 @@ inline std::size_t length_of(const Tree& t, bool is_tracked) {
 
 // ---- order and hash ----
 
-struct Order {
-    std::int32_t sign = 0;
-    bool is_of_memory = false; ///< then only its sign is known
-
-    bool operator==(std::int32_t found) const {
-        return found == sign || (is_of_memory && (found < 0) == (sign < 0) && found != 0 && sign != 0);
-    }
-};
-
-inline Order order_of(auto a, auto b) {
-    return {a < b ? -1 : a > b ? 1 : 0};
-}
-inline Order order_of_bytes(std::string_view a, std::string_view b) {
-    return {order_of(std::memcmp(a.data(), b.data(), std::min(a.size(), b.size())), 0).sign, true};
+inline std::int32_t order_of(auto a, auto b) {
+    return a < b ? -1 : a > b;
 }
 
-inline Order compare(const Tree& a, const Tree& b) {
-    Order order;
-    for (std::size_t i = 0; i < a.r->count && order.sign == 0; ++i) {
+/// Only its sign is known.
+inline std::int32_t compare(const Tree& a, const Tree& b) {
+    std::int32_t order = 0;
+    for (std::size_t i = 0; i < a.r->count && order == 0; ++i) {
         const Field& f = a.r->fields[i];
         const Cell& of_a = a.cells[i];
         const Cell& of_b = b.cells[i];
         if (f.kind == Kind::arm && !a.selects(f)) continue;
         if (f.is_own_enum())
-            order.sign = static_cast<std::int32_t>(of_a.number - of_b.number);
+            order = static_cast<std::int32_t>(of_a.number - of_b.number);
         else if (f.kind == Kind::value && f.foreign->length == 1)
             order = order_of(static_cast<std::int8_t>(of_a.number), static_cast<std::int8_t>(of_b.number));
         else if (f.kind == Kind::value || f.kind == Kind::length)
             order = order_of(a.number(i), b.number(i));
         else if (f.kind == Kind::object)
-            order.sign = Imported(*f.foreign, of_a.bytes).compare(Imported(*f.foreign, of_b.bytes));
+            order = Imported(*f.foreign, of_a.bytes).compare(Imported(*f.foreign, of_b.bytes));
         else if (f.is_of_record() && f.kind != Kind::array)
             order = order_of(of_a.trees.size(), of_b.trees.size());
         else if (!f.is_of_record())
-            order = order_of_bytes(of_a.bytes, of_b.bytes);
-        for (std::size_t n = 0; n < std::min(of_a.trees.size(), of_b.trees.size()) && order.sign == 0; ++n)
+            order = order_of(of_a.bytes.compare(of_b.bytes), 0);
+        for (std::size_t n = 0; n < std::min(of_a.trees.size(), of_b.trees.size()) && order == 0; ++n)
             order = compare(of_a.trees[n], of_b.trees[n]);
     }
     return order;
@@ -610,29 +569,21 @@ inline std::uint32_t hash(const Tree& t, std::uint32_t h) {
 
 // ---- texts ----
 
-/// A field that is no record in wire form, or its element number n.
-inline std::string wire_of(const Tree& t, std::size_t i, std::size_t n = 0) {
-    const Field& f = t.r->fields[i];
-    const Cell& c = t.cells[i];
-    if (f.kind == Kind::object) return c.bytes;
-    if (!f.has_element_flags())
-        return (is_auth_domain(f) ? big_endian(static_cast<std::uint64_t>(c.variant), 1) : "") +
-               big_endian(t.number(i), width_of(f));
-    const std::string bytes = c.bytes.substr(n * f.foreign->length, f.foreign->length);
-    return {bytes.rbegin(), bytes.rend()};
+inline std::string blanks(std::int32_t n) {
+    return std::string(static_cast<std::size_t>(std::max(n, 0)), ' ');
+}
+inline std::string shown(const Enum& e, const std::string& name, std::uint64_t number, std::int32_t indent) {
+    const std::string known = number < e.count ? e.enumerators[number].name : "";
+    if (indent < 0)
+        return "<" + name + "><" + (known.empty() ? e.name + std::string(" value out of range") : known) + "/></" +
+               name + ">";
+    return blanks(indent) + name + "@" + e.name + ":" + (known.empty() ? "Enum value out of range" : known + "\n");
 }
 
 /// The print form, at an indent; the XML form with a flag in its tag where the indent is negative.
-inline std::string shown(const Tree& t, const std::string& name, std::int32_t indent, std::uint8_t flag) {
+inline std::string shown(const Tree& t, const std::string& name, std::int32_t indent, std::uint8_t flag = 0) {
     const bool is_xml = indent < 0;
     const std::int32_t deeper = is_xml ? indent : indent + 2;
-    const auto blanks = [](std::int32_t n) { return std::string(static_cast<std::size_t>(std::max(n, 0)), ' '); };
-    const auto enumeration = [&](const Enum& e, const std::string& field, std::uint64_t number) {
-        const std::string known = number < e.count ? e.enumerators[number].name : "";
-        const std::string unknown = is_xml ? std::string(e.name) + " value out of range" : "Enum value out of range";
-        return is_xml ? "<" + field + "><" + (known.empty() ? unknown : known) + "/></" + field + ">"
-                      : blanks(deeper) + field + "@" + e.name + ":" + (known.empty() ? unknown : known + "\n");
-    };
     std::string text = is_xml ? "<" + name + (flag != 0 ? " flag=\"" + std::to_string(flag) + "\">" : ">")
                               : blanks(indent) + name + "@" + t.r->name + ": {\n";
     for (std::size_t i = 0; i < t.r->count; ++i) {
@@ -653,7 +604,7 @@ inline std::string shown(const Tree& t, const std::string& name, std::int32_t in
             const auto mark = static_cast<std::uint8_t>(f.has_element_flags() ? c.flags[n] : c.flag);
             const std::string each = f.has_element_flags() && !is_xml ? label + "[" + std::to_string(n) + "]" : label;
             if (f.is_own_enum())
-                text += enumeration(*f.enumeration, each, c.number);
+                text += shown(*f.enumeration, each, c.number, deeper);
             else if (f.is_of_record())
                 text += shown(c.trees[n], each, deeper, mark);
             else if (f.kind == Kind::text || f.kind == Kind::characters)
@@ -668,152 +619,58 @@ inline std::string shown(const Tree& t, const std::string& name, std::int32_t in
     if (indent != 0) text += '\0' + std::string(static_cast<std::size_t>(indent) - 1, GuardedBuffer::filler);
     return text + "}\n";
 }
-inline std::string printed(const Tree& t, const std::string& name, std::int32_t indent) {
-    return shown(t, name, indent, 0);
-}
-inline std::string xml(const Tree& t, const std::string& name, std::uint8_t flag) {
-    return shown(t, name, -1, flag);
-}
 
-/// What a fresh record holds that was read from a tree's XML: no flags but those of the setters that a reader uses.
-inline Tree read_from_xml(const Tree& t, const Agreement& agreed, std::uint8_t mark) {
-    Tree read = blank(*t.r, agreed);
-    for (std::size_t i = 0; i < t.r->count; ++i) {
-        const Field& f = t.r->fields[i];
-        Cell& c = read.cells[i];
-        if (!t.shows(i)) continue;
-        if (f.kind != Kind::arm || t.selects(f)) {
-            c = t.cells[i];
-            for (Tree& nested : c.trees) nested = read_from_xml(nested, agreed, mark);
-            if (f.kind == Kind::arm && c.trees.empty()) c.trees = {blank(*f.record, agreed)};
-        }
-        const bool is_set = f.kind == Kind::text || f.kind == Kind::array || f.kind == Kind::list;
-        c.flag = is_set && !(c.bytes.empty() && c.trees.empty()) ? mark : 0;
-        for (char& flag : c.flags) flag = is_set ? static_cast<char>(mark) : '\0';
-    }
-    return read;
-}
+// ---- setters ----
 
 /// Whether a Domain tracks now; a test may take its handle away.
 inline bool is_tracking(const zur_domain* D) {
     return D->tracking_handle != nullptr && D->tracking_handle->handle_kind == ZUR_TRACKED_MODE;
 }
 
-/// Fills Instances through exported setters and reads what lies in their memory, and the state flags. Every way to set
-/// and get each field is played in calls/. Stops when the Domain's status word is raised.
-class Hands {
-public:
-    Hands(TestDomain& domain, const Agreement& agreement)
-        : D(domain), agreed(agreement), mark_(is_tracking(domain) ? 2 : 0) {}
+inline void fill(TestDomain& D, Tree& t, Instance* x);
 
-    /// The marks that the setters leave are noted in the tree.
-    void fill(Tree& t, Instance* x) {
-        if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
-        // In a union the selected arm comes last, because each arm selects itself; or the tag, where it selects none.
-        std::size_t last = 0;
-        for (std::size_t i = 0; i < t.r->count; ++i)
-            if (!t.r->is_union() || (t.selects(t.r->fields[i]) && !t.cells[i].trees.empty())) last = i;
-        for (std::size_t i = t.r->is_union(); i < t.r->count && D.st == 0; ++i)
-            if (i != last && t.shows(i)) fill(t, t.r->fields[i], t.cells[i], x);
-        if (t.shows(last) && D.st == 0) fill(t, t.r->fields[last], t.cells[last], x);
+inline void fill(TestDomain& D, const Tree& t, const Field& f, Cell& c, Instance* x) {
+    if (f.kind == Kind::length) return;
+    const std::uint8_t mark = is_tracking(D) ? 2 : 0;
+    const bool is_set = !(f.kind == Kind::array || f.kind == Kind::list || f.kind == Kind::arm) ||
+                        !(c.bytes.empty() && c.trees.empty());
+    c.flag = is_set && f.kind != Kind::embedded ? mark : 0;
+    c.flags.assign(c.flags.size(), static_cast<char>(f.is_of_record() ? mark : 0));
+    const std::size_t width = f.has_element_flags() && !f.is_of_record() ? f.foreign->length : 1;
+    const auto size = static_cast<std::uint32_t>(f.kind == Kind::characters ? strnlen(c.bytes.data(), f.capacity)
+                                                                            : c.bytes.size() / width);
+    if (f.kind == Kind::value) return call(D, *t.r, f, "set_value", x, c.number);
+    if (f.kind == Kind::object) {
+        Imported source(*f.foreign, c.bytes, D);
+        D.st = source.st;
+        return call(D, *t.r, f, "set", x, source.object());
     }
-    Tree read(const Record& r, Instance* x) {
-        Tree t = blank(r, agreed);
-        t.variant = x->variant;
-        t.has_ra = (x->flags & ZUR_RA_DATA) != 0;
-        const catalogue::Layout layout = catalogue::lay_out(r);
-        for (std::size_t i = 0; i < r.count; ++i) {
-            const Field& f = r.fields[i];
-            if (!t.shows(i) || f.kind == Kind::length) continue;
-            std::size_t count = f.kind == Kind::run || f.kind == Kind::characters ? f.capacity : 1;
-            if (f.companion != nullptr) {
-                const std::size_t length = r.index_of(f.companion);
-                count = number(reinterpret_cast<char*>(x) + layout.offset[length], width_of(r.fields[length]));
-            }
-            read(r, f, t.cells[i], count, x, reinterpret_cast<char*>(x) + layout.offset[i]);
-        }
-        return t;
+    if (f.kind == Kind::embedded) return fill(D, c.trees[0], call<Instance*>(D, *t.r, f, "get", x));
+    if (is_set && !f.is_of_record())
+        call(D, *t.r, f, f.has_element_flags() ? "set_mem" : "set", x, c.bytes.data(), size);
+    for (std::uint32_t n = 0; n < c.trees.size() && D.st == 0; ++n) {
+        auto* element = bare<Instance*>(D, *f.record, "create");
+        if (element == nullptr) return void(D.st = ZUR_NO_MEMORY);
+        fill(D, c.trees[n], element);
+        if (D.st == 0 && f.kind == Kind::array)
+            call(D, *t.r, f, "set", x, n, element, 1u); // moved
+        else if (D.st == 0)
+            call(D, *t.r, f, f.kind == Kind::list ? "set_last" : "set", x, element);
+        if (f.kind == Kind::array || D.st != 0) bare(D, *f.record, "destroy", element);
     }
+}
 
-private:
-    TestDomain& D;
-    const Agreement& agreed;
-    std::uint8_t mark_;
-
-    static std::uint64_t number(const char* at, std::size_t width) {
-        std::uint64_t number = 0;
-        std::memcpy(&number, at, width);
-        return number;
-    }
-
-    void fill(Tree& t, const Field& f, Cell& c, Instance* x) {
-        if (f.kind == Kind::length) return;
-        const bool is_set = !(f.kind == Kind::array || f.kind == Kind::list || f.kind == Kind::arm) ||
-                            !(c.bytes.empty() && c.trees.empty());
-        c.flag = is_set && f.kind != Kind::embedded ? mark_ : 0;
-        c.flags.assign(c.flags.size(), static_cast<char>(f.is_of_record() ? mark_ : 0));
-        const std::size_t width = f.has_element_flags() && !f.is_of_record() ? f.foreign->length : 1;
-        const auto size = static_cast<std::uint32_t>(f.kind == Kind::characters ? strnlen(c.bytes.data(), f.capacity)
-                                                                                : c.bytes.size() / width);
-        if (f.kind == Kind::value) return call(D, *t.r, f, "set_value", x, c.number);
-        if (f.kind == Kind::object) {
-            Imported source(*f.foreign, c.bytes, D);
-            D.st = source.st;
-            return call(D, *t.r, f, "set", x, source.object());
-        }
-        if (f.kind == Kind::embedded) return fill(c.trees[0], call<Instance*>(D, *t.r, f, "get", x));
-        if (is_set && !f.is_of_record())
-            call(D, *t.r, f, f.has_element_flags() ? "set_mem" : "set", x, c.bytes.data(), size);
-        for (std::uint32_t n = 0; n < c.trees.size() && D.st == 0; ++n) {
-            auto* element = bare<Instance*>(D, *f.record, "create");
-            if (element == nullptr) return void(D.st = ZUR_NO_MEMORY);
-            fill(c.trees[n], element);
-            if (D.st == 0 && f.kind == Kind::array)
-                call(D, *t.r, f, "set", x, n, element, 1u); // moved
-            else if (D.st == 0)
-                call(D, *t.r, f, f.kind == Kind::list ? "set_last" : "set", x, element);
-            if (f.kind == Kind::array || D.st != 0) bare(D, *f.record, "destroy", element);
-        }
-    }
-    void read(const Record& r, const Field& f, Cell& c, std::size_t count, Instance* x, const char* at) {
-        const bool is_enumeration = f.is_own_enum() || is_auth_domain(f);
-        if (is_enumeration) c.variant = reinterpret_cast<const Instance*>(at)->variant;
-        const char* held = at; // what a pointer leads to; without it there is nothing, whatever the length says
-        if (f.kind == Kind::text || f.kind == Kind::array) std::memcpy(&held, at, sizeof held);
-        if (held == nullptr) count = 0;
-        if (f.kind == Kind::value) c.number = number(is_enumeration ? at + catalogue::header_length : at, width_of(f));
-        if (f.kind == Kind::object) c.bytes = Imported(*f.foreign).wire(at);
-        EXPECT_TRUE(f.kind != Kind::text || held == nullptr || (count != 0 && held[count] == 0)) << f.name;
-        if (f.kind == Kind::text || f.kind == Kind::characters || (f.has_element_flags() && !f.is_of_record()))
-            c.bytes = std::string(held == nullptr ? at : held, count * f.foreign->length);
-        if (f.kind == Kind::array) c.flags.resize(count);
-        if (f.is_of_record()) c.trees.clear();
-        const auto keep = [&](Instance* nested) {
-            if (nested != nullptr) c.trees.push_back(read(*f.record, nested));
-            return nested;
-        };
-        if (f.kind == Kind::array && f.is_of_record())
-            for (std::uint32_t n = 0; n < count; ++n) keep(call<Instance*>(D, r, f, "get", x, n));
-        if (f.kind == Kind::embedded || f.kind == Kind::arm) keep(call<Instance*>(D, r, f, "get", x));
-        if (f.kind == Kind::list) {
-            for (auto* e = call<Instance*>(D, r, f, "get_first", x); e != nullptr;
-                 e = call<Instance*>(D, r, f, "get_next", x, keep(e))) {
-            }
-            EXPECT_EQ(call<std::uint32_t>(D, r, f, "get_count", x), c.trees.size()) << r.name;
-        }
-        if (mark_ != 0 && (x->flags & ZUR_TRACKED) != 0) read_flags(r, f, c, x);
-    }
-
-    void read_flags(const Record& r, const Field& f, Cell& c, Instance* x) {
-        c.flag = call<std::uint8_t>(D, r, f, f.has_element_flags() ? "state_flag_whole_get" : "state_flag_get", x);
-        if (!f.has_element_flags()) return;
-        const char* flags = nullptr;
-        call<void>(D, r, f, "state_flag_get_arr", x, &flags);
-        if (flags != nullptr) std::memcpy(c.flags.data(), flags, c.flags.size());
-        if (c.flags.empty()) return;
-        EXPECT_EQ(call<std::uint8_t>(D, r, f, "state_flag_get", x, static_cast<std::uint32_t>(c.flags.size() - 1)),
-                  static_cast<std::uint8_t>(c.flags.back()));
-    }
-};
+/// Fills an Instance through exported setters, and notes in the tree the marks that they leave. Every way to set and
+/// get each field is played in calls/. Stops when the Domain's status word is raised.
+inline void fill(TestDomain& D, Tree& t, Instance* x) {
+    if (t.has_ra && x != nullptr) x->flags |= ZUR_RA_DATA;
+    // In a union the selected arm comes last, because each arm selects itself; or the tag, where it selects none.
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < t.r->count; ++i)
+        if (!t.r->is_union() || (t.selects(t.r->fields[i]) && !t.cells[i].trees.empty())) last = i;
+    for (std::size_t i = t.r->is_union(); i < t.r->count && D.st == 0; ++i)
+        if (i != last && t.shows(i)) fill(D, t, t.r->fields[i], t.cells[i], x);
+    if (t.shows(last) && D.st == 0) fill(D, t, t.r->fields[last], t.cells[last], x);
+}
 
 } // namespace epm::test

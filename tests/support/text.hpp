@@ -64,17 +64,18 @@ struct Operations : tool::OperationTable<Operation> {
         : OperationTable([&]<class F>(Operation<F>& to, const char* what) { to = operation<F>(name, what); }),
           type(name) {}
 
+    static constexpr std::uint32_t room = 1 << 17;
     std::string type;
 
     /// The whole text, from a large enough buffer full of filler.
     std::string printed(TestDomain& D, const Instance* x, std::uint32_t indent, const std::string& name) const {
-        std::string buffer(300000, GuardedBuffer::filler);
-        buffer.resize(print(D, D.set_id(), buffer.data(), indent, name.c_str(), x, 300000, &D.st));
+        std::string buffer(room, GuardedBuffer::filler);
+        buffer.resize(print(D, D.set_id(), buffer.data(), indent, name.c_str(), x, room, &D.st));
         return buffer;
     }
     std::string xml(TestDomain& D, const Instance* x, const std::string& name, std::uint32_t flag = 0) const {
-        std::string buffer(300000, GuardedBuffer::filler);
-        buffer.resize(to_xml(D, D.set_id(), name.c_str(), buffer.data(), x, 300000, flag, &D.st));
+        std::string buffer(room, GuardedBuffer::filler);
+        buffer.resize(to_xml(D, D.set_id(), name.c_str(), buffer.data(), x, room, flag, &D.st));
         return buffer;
     }
     /// Reads from a document whose root bears the type's name; the status word that it leaves.
