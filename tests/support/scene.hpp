@@ -52,17 +52,16 @@ private:
     void run(const Step& step);
     void declare(const Words& words);
     void assign(const Words& words);
-    void compare(const Words& words);
     Word invoke(const Words& words);
     void outcome(const std::string& wanted, const std::string& calls, const std::string& found, Word result);
     void match(const std::string& wanted, const std::string& counted, const std::string& calls);
-    /// The n-th of the deaths that a step asks for.
-    void die(const Words& wanted, const Words& words, std::size_t nth);
+    void die(const Words& wanted, const Words& words);
+    std::string in_full(const std::string& text) const;
 
     /// The type behind a short name.
     std::string type(const std::string& word) const;
     Word number(const std::string& word);
-    std::string bytes_of(const Words& words, std::size_t first);
+    std::string bytes_of(const Words& words);
     /// Takes the modes off a line; false where it does not count in this mode.
     bool counts(std::string& line) const;
     void replace_names(std::string& line) const;
@@ -75,8 +74,8 @@ private:
     std::map<std::string, std::string> bound_; ///< `$name` as it stands in calls
     std::deque<GuardedBuffer> data_;           ///< bytes of the scene
     std::vector<std::pair<std::string, Instance*>> made_;
-    std::string subject_; ///< type of the Instance that the step is about
-    unsigned width_ = 0;  ///< bytes of the result that count; 0: those of what is wanted
+    std::string subject_;   ///< type of the Instance that the step is about
+    std::string operation_; ///< that the step calls
 };
 
 } // namespace epm::test
