@@ -42,6 +42,11 @@ void counter_range(void* obj_store, void* address, std::uint32_t length, std::ui
     forward.counter_range_fn(obj_store, address, length, S);
 }
 
+void* allocate_type(void* type_store, std::uint32_t S, std::size_t size) {
+    const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
+    return forward.type_alloc_fn(type_store, S, size);
+}
+
 /// The name of the type of a digest.
 const char* type_named(const char* hex_digest) {
     for (const TypeNumbers& t : all_types())
@@ -58,27 +63,12 @@ zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_dige
 
 std::vector<TestDomain*> TestDomain::all_;
 
-TestDomain& TestDomain::of_context(void* context) {
-    return **std::ranges::find_if(
-        all_, [&](TestDomain* d) { return context == d->domain_->type_table || context == d->domain_->type_store; });
-}
-
-void* TestDomain::allocate_type(void* type_store, std::uint32_t S, std::size_t size) {
-    const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
-    std::size_t& refused = of_context(type_store).refused_copy_;
-    if (refused != 0 && --refused == 0) return nullptr;
-    return forward.type_alloc_fn(type_store, S, size);
-}
-
 int TestDomain::insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
     const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
-    of_context(type_table).copies_.push_back(copy);
+    for (TestDomain* d : all_)
+        if (d->domain_->type_table == type_table) d->copies_.push_back(copy);
     tell([&](Observer& o) { o.copied_type(copy); });
     return forward.type_insert_fn(type_table, S, hex_digest, copy);
-}
-
-bool TestDomain::any_has_store() {
-    return std::ranges::any_of(all_, [](const TestDomain* d) { return d->mode_.has_store; });
 }
 
 std::string Mode::text() const {
@@ -95,12 +85,11 @@ const std::vector<Mode>& tracking_modes() {
 const std::vector<Mode>& all_modes() {
     static const std::vector<Mode> all = [] {
         std::vector<Mode> list;
-        for (const Mode& m : tracking_modes())
+        for (const Mode& m : tracking_modes()) {
             for (const std::uint32_t store_mode : {0u, 1u})
                 for (const bool containment : {false, true})
                     for (const bool has_store : {false, true})
                         list.push_back({m.tracking, store_mode, containment, has_store});
-        for (const Mode& m : tracking_modes()) {
             list.push_back({m.tracking, 1, true, true, ZUR_NO_SET});
             list.push_back({m.tracking, 2, true, true});
         }

@@ -6,6 +6,7 @@
 
 #include <platform/domain.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -48,24 +49,20 @@ public:
         platform_domain_agree(domain_, type, static_cast<std::int8_t>(variant));
     }
     void agree_all(int variant) { platform_domain_agree_all(domain_, static_cast<std::int8_t>(variant)); }
-    /// Whether a Domain that is alive has a store.
-    static bool any_has_store();
+    /// Whether a Domain that is alive has such a mode.
+    static bool any(bool (*is_such)(const Mode&)) {
+        return std::ranges::any_of(all_, [&](const TestDomain* d) { return is_such(d->mode_); });
+    }
     /// TypeInfos that the Bundle has copied into this Domain's store.
     const std::vector<const zur_type_info*>& copies() const { return copies_; }
-    /// The n-th TypeInfo copy from now is refused; 0: none is.
-    void refuse_type_copy(std::size_t n) { refused_copy_ = n; }
-
     std::uint32_t st = 0; ///< a status word
 
 private:
-    static void* allocate_type(void* type_store, std::uint32_t S, std::size_t size);
     static int insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy);
-    static TestDomain& of_context(void* context);
 
     Mode mode_;
     zur_domain* domain_;
     std::vector<const zur_type_info*> copies_;
-    std::size_t refused_copy_ = 0;
     static std::vector<TestDomain*> all_;
 };
 

@@ -1,8 +1,7 @@
 // Exported operations by type, field and operation, for tests that loop over the catalogue:
 //     const auto create = operation<Instance*(zur_domain*, std::uint32_t)>(type, "create");
 //     Instance* x = create(D, S);
-// An export that is not there fails the test and yields an operation that does nothing. An operation that is linked
-// directly is watched in the same way as exported(orlan_ial_svm_acl_data_create)(D, S).
+// An export that is not there fails the test and yields an operation that does nothing.
 #pragma once
 
 #include "catalogue/catalogue.hpp"
@@ -102,14 +101,6 @@ Operation<Signature> operation(const Type& type, const FieldType& field, const s
 template <class Signature>
 Operation<Signature> bundle_operation(const std::string& name) {
     return detail::fetch<Signature>(name, {}, {}, name);
-}
-
-/// A directly linked operation, to be watched.
-template <class Result, class... Parameters>
-Operation<Result(Parameters...)> exported(Result (*function)(Parameters...)) {
-    Dl_info info{};
-    const bool known = dladdr(reinterpret_cast<void*>(function), &info) != 0 && info.dli_sname != nullptr;
-    return {function, {"", "", known ? info.dli_sname : "?"}};
 }
 
 template <class Type>

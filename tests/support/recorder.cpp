@@ -96,7 +96,6 @@ std::string Recorder::take() {
 
 void Recorder::before_call(const char* function, const Arguments& arguments) {
     if (released_ != nullptr) forget(std::exchange(released_, nullptr));
-    if (left_out_.contains(function)) return;
     const bool is_trace = std::strncmp(function, "__QLf_", 6) == 0;
     text_ += std::string(is_trace ? "trace" : function) + "(" + arguments(*this) + ")\n";
 }
@@ -105,7 +104,7 @@ void Recorder::allocated(void* block, std::size_t size, bool by_bundle) {
     if (released_ == block) released_ = nullptr;
     if (!by_bundle) return name(block, size, "foreign");
     if (block != nullptr) name(block, size, "#" + std::to_string(++allocations_));
-    if (!left_out_.contains("obj_alloc")) text_.insert(text_.size() - 1, " = " + name_of(block));
+    text_.insert(text_.size() - 1, " = " + name_of(block));
 }
 
 // The name lives until the next call: the release itself is written down with it.

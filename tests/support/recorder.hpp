@@ -14,7 +14,6 @@
 #include "support/names.hpp"
 #include "support/observation.hpp"
 
-#include <set>
 #include <string>
 
 namespace epm::test {
@@ -23,8 +22,6 @@ class Recorder : public Observer, public Names {
 public:
     explicit Recorder(TestDomain& domain);
 
-    /// Calls of this function are not written down.
-    void leave_out(const std::string& function) { left_out_.insert(function); }
     /// The lines since the last call of this, each with a line feed.
     std::string take();
 
@@ -33,7 +30,6 @@ public:
     void releasing(void* block) override;
 
 private:
-    std::set<std::string> left_out_;
     std::string text_;
     std::size_t allocations_ = 0;
     void* released_ = nullptr;

@@ -10,16 +10,6 @@
 
 namespace epm::test {
 
-namespace {
-
-const void* word_at(const unsigned char* bytes) {
-    const void* word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-} // namespace
-
 WriteChecker::WriteChecker() {
     for (const TypeNumbers& t : all_types()) types_.insert(t.info);
     types_.insert({&_sm_auth_domain_type_info_internal, &_aaa_tlv_type_info_internal,
@@ -84,43 +74,48 @@ void WriteChecker::look(const std::string& when) {
 
 void WriteChecker::look(const std::string& when, const unsigned char* block, Image& image) {
     for (std::size_t i = 0; i < image.bytes.size(); ++i) {
-        if (block[i] == image.bytes[i]) continue;
         // A block that this operation has just taken is nobody else's yet.
-        if (image.announced[i] || image.is_fresh) continue;
-        const Export within = within_.back() == nullptr ? Export{"type table", "", ""} : *within_.back();
-        if (is_excepted(within, block, block + i)) continue;
+        if (block[i] == image.bytes[i] || image.announced[i] || image.is_fresh || is_excepted(block, block + i))
+            continue;
         ADD_FAILURE() << "unannounced write of byte " << i << " of a block of " << image.bytes.size() << ", "
-                      << within.type << " " << within.field << " " << within.operation << ", " << when;
+                      << (within_.back() == nullptr
+                              ? "type table"
+                              : within_.back()->type + " " + within_.back()->field + " " + within_.back()->operation)
+                      << ", " << when;
     }
     std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
-bool WriteChecker::is_excepted(const Export& within, const unsigned char* block, const unsigned char* address) const {
+bool WriteChecker::is_excepted(const unsigned char* block, const unsigned char* address) const {
+    const Export within = within_.back() == nullptr ? Export{} : *within_.back();
     const Record* r = record_named(within.type);
     const std::size_t field = r != nullptr ? r->index_of(within.field) : 0;
-    const auto is_of_kind = [&](Kind kind) {
-        return r != nullptr && field < r->count && r->fields[field].kind == kind;
-    };
+    const Kind kind = r != nullptr && field < r->count ? r->fields[field].kind : Kind::value;
     const auto runs = [&](const std::string& name) {
-        return within.operation == name || within.operation.ends_with("_" + name);
+        return within.operation == name || within.operation == name + "_cr" || within.operation == name + "_internal";
     };
-    const bool sets = runs("set") || runs("set_cr");
-    // A clone runs a reader, and so does an array that takes a clone.
-    const bool reads = runs("unmarshal") || runs("clone") || runs("clone_cr") || runs("clone_internal") ||
-                       (is_of_kind(Kind::array) && sets);
-    const bool is_header = is_in_header(address);
-    // The reader stores variant, flags, TypeInfo and state flags as they are read.
-    if (reads && (is_header || is_flag(block, address))) return true;
+    // An Instance begins with the address of a TypeInfo.
+    const auto place = reinterpret_cast<std::uintptr_t>(address);
+    const std::uintptr_t word = place & ~std::uintptr_t{7};
+    const bool is_header = type_at(word) != nullptr || (place - word <= 2 && type_at(word - 8) != nullptr);
+    // The reader stores variant, flags, TypeInfo and state flags as they are read. A clone runs a reader, and so does
+    // an array that takes a clone.
+    const bool reads = runs("unmarshal") || runs("clone") || (kind == Kind::array && runs("set"));
+    if (reads && (is_header || TestDomain::any([](const Mode& m) { return m.is_tracking(); }))) return true;
     // An enumeration's XML reader stores the value that it finds as it is.
     if (runs("from_xml") && !is_header) return true;
     // A destroyed enumeration's type word is zeroed just before its memory goes.
-    if (*address == 0 && is_header && r == nullptr && !reads) return true;
+    if (*address == 0 && is_header && r == nullptr) return true;
     // The closing NUL of fixed characters comes after the flag, behind the announced characters.
-    if (*address == 0 && is_of_kind(Kind::characters) && sets) return true;
+    if (*address == 0 && kind == Kind::characters && runs("set")) return true;
     // Without a store nobody is told of the links of a list.
-    if (!TestDomain::any_has_store() && is_link(address)) return true;
+    const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
+    const Record* owner = type != nullptr ? record_named(type->name) : nullptr;
+    const bool has_links =
+        owner != nullptr && (owner->is_linked() || owner->any([](const Field& f) { return f.kind == Kind::list; }));
+    if (has_links && !TestDomain::any([](const Mode& m) { return m.has_store; })) return true;
     // All flags at once are a plain fill of the block; those of an array are copied to its start.
-    return runs("set_all_state_tracking_flag") || runs("state_flag_set_arr");
+    return within.operation == "set_all_state_tracking_flag" || within.operation == "state_flag_set_arr";
 }
 
 const zur_type_info* WriteChecker::type_at(std::uintptr_t start) const {
@@ -131,49 +126,10 @@ const zur_type_info* WriteChecker::type_at(std::uintptr_t start) const {
     const auto offset = static_cast<std::size_t>(place - block);
     if (offset + sizeof(void*) > image.bytes.size()) return nullptr;
     for (const unsigned char* bytes : {place, image.bytes.data() + offset}) {
-        if (types_.contains(word_at(bytes))) return static_cast<const zur_type_info*>(word_at(bytes));
+        const void* word = *reinterpret_cast<const void* const*>(bytes);
+        if (types_.contains(word)) return static_cast<const zur_type_info*>(word);
     }
     return nullptr;
-}
-
-// An Instance begins with the address of a TypeInfo.
-bool WriteChecker::is_in_header(const unsigned char* address) const {
-    const auto place = reinterpret_cast<std::uintptr_t>(address);
-    const std::uintptr_t word = place & ~std::uintptr_t{7};
-    return type_at(word) != nullptr || (place - word <= 2 && type_at(word - 8) != nullptr);
-}
-
-bool WriteChecker::is_link(const unsigned char* address) const {
-    const std::uintptr_t word = reinterpret_cast<std::uintptr_t>(address) & ~std::uintptr_t{7};
-    const auto is_of = [&](const Record& r, std::size_t offset) {
-        const zur_type_info* type = type_at(word - offset);
-        return type != nullptr && type->name == std::string_view(r.name);
-    };
-    for (const Record* r : catalogue::all_records) {
-        const catalogue::Layout l = catalogue::lay_out(*r);
-        if (r->is_linked() && (is_of(*r, l.links + 8u) || is_of(*r, l.links + 16u))) return true;
-        for (std::size_t i = 0; i < r->count; ++i)
-            for (const std::size_t link : {0u, 8u, 16u})
-                if (r->fields[i].kind == Kind::list && is_of(*r, l.offset[i] + link)) return true;
-    }
-    return false;
-}
-
-// Behind an Instance or, when there are several, behind the last.
-std::size_t WriteChecker::first_flag(const unsigned char* block) const {
-    const std::size_t length = images_.at(block).bytes.size();
-    const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
-    for (const TypeNumbers& t : all_types())
-        if (type != nullptr && type->name == t.name && length % t.tracked == 0) return length / t.tracked * t.size;
-    return length;
-}
-
-bool WriteChecker::is_flag(const unsigned char* block, const unsigned char* address) const {
-    if (static_cast<std::size_t>(address - block) >= first_flag(block)) return true;
-    for (const auto& [other, image] : images_)
-        for (std::size_t i = catalogue::round_up(first_flag(other), 8); i + 8 <= image.bytes.size(); i += 8)
-            if (word_at(other + i) == block) return true;
-    return false;
 }
 
 } // namespace epm::test

@@ -37,14 +37,9 @@ private:
     void look(const std::string& when);
     void look(const std::string& when, const unsigned char* block, Image& image);
     void accept();
-    bool is_excepted(const Export& within, const unsigned char* block, const unsigned char* address) const;
+    bool is_excepted(const unsigned char* block, const unsigned char* address) const;
     /// The TypeInfo that the word there names, now or when it was last looked at; null for anything else.
     const zur_type_info* type_at(std::uintptr_t start) const;
-    bool is_in_header(const unsigned char* address) const;
-    bool is_link(const unsigned char* address) const;
-    bool is_flag(const unsigned char* block, const unsigned char* address) const;
-    /// Where the state flags begin in a block that holds an Instance, or several; its end when it holds none.
-    std::size_t first_flag(const unsigned char* block) const;
 
     std::map<const unsigned char*, Image> images_;
     std::set<const void*> types_;
