@@ -81,14 +81,6 @@ void add_words(Replacements& words, const TypeNumbers& t) {
     words["length"] = std::to_string(t.tracked);
     words["end"] = std::to_string(t.tracked - 1);
     words["top"] = std::to_string(t.used.size() - 1);
-    // Arguments for all fields at once.
-    const Record* r = record_named(t.name);
-    words["ins"] = words["outs"] = "";
-    for (std::size_t i = 0; r != nullptr && i < r->count; ++i) {
-        const bool is_value = r->fields[i].kind == Kind::value && !is_of("tag", *r, r->fields[i]);
-        if (is_value) words["ins"] += " 1";
-        if (is_value || is_of("tag", *r, r->fields[i]) || r->fields[i].kind == Kind::length) words["outs"] += " buf";
-    }
 }
 
 void add_words(Replacements& words, const Record& r, std::size_t i, std::size_t size) {
