@@ -6,14 +6,14 @@
 
 #include <platform/store.h>
 
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
 
 #include <array>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 namespace epm::test {
@@ -207,7 +207,6 @@ std::vector<Mode> modes_of(const Scene& scene) {
 
 Stage::Stage(const Scene& scene, const Mode& mode) : scene_(scene), D(mode), recorder_(D) {
     heap().quarantine();
-    values_["D.tracking_handle"] = reinterpret_cast<Word>(D->tracking_handle);
     values_["D.hd_mapping_root"] = reinterpret_cast<Word>(&D->hd_mapping_root);
     values_["D.cr_active"] = reinterpret_cast<Word>(&D->cr_active);
 }
@@ -253,10 +252,9 @@ void Stage::run(const Step& step) {
     if (words.size() > 1 && std::ranges::find(all_types(), type(words[0]), &TypeNumbers::name) != all_types().end())
         return declare(words);
 
-    const auto option = [&](const char* name) { return options.contains(name) ? number(options[name]) : 0; };
-    if (options.contains("refuse")) heap().refuse_nth(option("refuse"));
+    heap().refuse_nth(number(options["refuse"]));
     Words how = split(options["fail"], ":");
-    how.resize(4, "0");
+    how.resize(4);
     if (options.contains("quiet")) { // under a raised status word nothing happens, and readers give nothing
         options["st"] = "5";
         calls = "nothing";
@@ -270,10 +268,10 @@ void Stage::run(const Step& step) {
         handle->handle_kind = 0xDDDE;
         wanted = "dies \" Corrupted ZUR Handle\"";
     }
-    failing_import = {how[0], std::stoul(how[1]), static_cast<std::uint32_t>(std::stoul(how[2])), number(how[3])};
+    failing_import = {how[0], number(how[1]), static_cast<std::uint32_t>(number(how[2])), number(how[3])};
     recorder_.take();
-    D.st = static_cast<std::uint32_t>(option("st"));
-    D->last_error = static_cast<std::uint32_t>(option("error"));
+    D.st = static_cast<std::uint32_t>(number(options["st"]));
+    D->last_error = static_cast<std::uint32_t>(number(options["error"]));
     if (wanted.starts_with("dies ")) {
         die(words_of(wanted), words);
     } else {
@@ -377,9 +375,7 @@ void Stage::outcome(const std::string& wanted, const std::string& calls, const s
     std::string all = in_full(calls);
     for (std::string item : split(wanted, "; ")) {
         if (!counts(item)) continue;
-        const bool is_line = item.starts_with("trace(") || item.starts_with("st ") || item.starts_with("error ") ||
-                             short_forms().contains(words_of(item)[0]);
-        all += is_line ? in_full(item) : "= " + item + "\n";
+        all += item.find(' ') != item.npos ? in_full(item) : "= " + item + "\n";
     }
     std::string rest;
     for (const std::string& line : split(all, "\n")) {
@@ -398,21 +394,16 @@ void Stage::outcome(const std::string& wanted, const std::string& calls, const s
         EXPECT_EQ(result & mask, number(value) & mask)
             << value << " was wanted as result, found " << recorder_.name_of(reinterpret_cast<void*>(result));
     }
-    std::string counted = found;
-    if (calls.empty()) {
-        counted.clear();
-        for (const std::string& line : split(found, "\n"))
-            if ((line.starts_with("trace(") && line.find("Reallocating") == std::string::npos) ||
-                line.starts_with("st ") || line.starts_with("error "))
-                counted += line + "\n";
-    }
-    match(rest, counted, found);
+    Words lines = split(found, "\n");
+    std::erase_if(lines, [&](const std::string& line) {
+        const bool counts = line.starts_with("trace(") || line.starts_with("st ") || line.starts_with("error ");
+        return calls.empty() && (!counts || line.find("Reallocating") != line.npos);
+    });
+    match(rest, lines, found);
 }
 
-void Stage::match(const std::string& wanted, const std::string& counted, const std::string& calls) {
-    const auto fail = [&](const std::string& what) { ADD_FAILURE() << what << "\namong\n" << calls; };
-    std::istringstream found(counted);
-    std::string call;
+void Stage::match(const std::string& wanted, const Words& found, const std::string& all) {
+    auto call = found.begin();
     bool may_skip = false;
     for (std::string line : split(wanted, "\n")) {
         if (line == "...") {
@@ -423,37 +414,26 @@ void Stage::match(const std::string& wanted, const std::string& counted, const s
         const std::string bound = binding == std::string::npos ? "" : line.substr(binding + 3);
         if (!bound.empty()) line.erase(binding + 3);
         replace_names(line);
-        bool is_found = false;
-        while (!is_found && std::getline(found, call)) {
-            is_found = bound.empty() ? call == line : call.starts_with(line);
-            if (!is_found && !may_skip) break;
-        }
-        may_skip = false;
-        if (!is_found) return fail("wanted: " + line + "\nfound: " + call);
+        const auto is_wanted = [&](const std::string& c) { return bound.empty() ? c == line : c.starts_with(line); };
+        if (std::exchange(may_skip, false)) call = std::find_if(call, found.end(), is_wanted);
+        ASSERT_TRUE(call != found.end() && is_wanted(*call)) << line << "\nwas wanted among\n" << all;
         if (!bound.empty()) {
-            bound_[bound] = call.substr(line.size());
+            bound_[bound] = call->substr(line.size());
             values_[bound] = reinterpret_cast<Word>(recorder_.find(bound_[bound]));
         }
+        ++call;
     }
-    if (!may_skip && std::getline(found, call)) fail("one call too many: " + call);
+    EXPECT_TRUE(may_skip || call == found.end()) << "one call too many: " << *call << "\namong\n" << all;
 }
 
 void Stage::die(const Words& wanted, const Words& words) {
-    static platform_trace_record* const last = static_cast<platform_trace_record*>(
-        mmap(nullptr, sizeof *last, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     for (std::size_t n = 2; n == 2 || n < wanted.size(); ++n, ++failing_import.call) {
-        *last = {};
-        const pid_t child = fork();
-        if (child == 0) {
-            platform_trace_set_sink([](void*, const platform_trace_record* r) { *last = *r; }, nullptr);
-            if (std::freopen("/dev/null", "w", stderr) != nullptr) invoke(words);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
-        EXPECT_EQ(Traces::text_of(*last), "0 " + wanted.at(1) + "\"");
-        EXPECT_TRUE(n >= wanted.size() || std::to_string(last->index) == wanted[n]) << "entry " << last->index;
+        const auto tell = [](void*, const platform_trace_record* r) {
+            std::cerr << Traces::text_of(*r) << ", entry " << r->index << "\n";
+        };
+        const std::string entry = n < wanted.size() ? ", entry " + wanted[n] + "\n" : "";
+        EXPECT_EXIT((platform_trace_set_sink(tell, nullptr), invoke(words)), testing::KilledBySignal(SIGABRT),
+                    testing::HasSubstr("0 " + wanted.at(1) + "\"" + entry));
     }
 }
 
@@ -463,19 +443,17 @@ std::string Stage::type(const std::string& word) const {
 }
 
 Word Stage::number(const std::string& word) {
-    if (word[0] == '"') {
+    if (word.empty() || word == "null") return 0;
+    if (word[0] == '"')
         return reinterpret_cast<Word>(std::strcpy(data_.emplace_back().last(word.size()), word.c_str() + 1));
-    }
-    if (word == "null") return 0;
     if (word == "D") return reinterpret_cast<Word>(static_cast<zur_domain*>(D));
     if (word == "S") return D.set_id();
     if (word == "st") return reinterpret_cast<Word>(&D.st);
     if (word[0] == '~') {
-        std::string name = word.substr(0, word.find('+'));
+        std::string name = word;
         replace_names(name);
         const void* copy = recorder_.find(name);
-        return reinterpret_cast<Word>(copy != nullptr ? copy : type_info_of(name)) +
-               (word.find('+') == word.npos ? 0 : std::stoul(word.substr(word.find('+') + 1)));
+        return reinterpret_cast<Word>(copy != nullptr ? copy : type_info_of(name));
     }
     if (word[0] == '*') return *reinterpret_cast<const Word*>(number(word.substr(1)));
     if (word[0] == '&') return reinterpret_cast<Word>(type_info_of(type(word.substr(1))));

@@ -54,7 +54,7 @@ private:
     void assign(const Words& words);
     Word invoke(const Words& words);
     void outcome(const std::string& wanted, const std::string& calls, const std::string& found, Word result);
-    void match(const std::string& wanted, const std::string& counted, const std::string& calls);
+    void match(const std::string& wanted, const Words& found, const std::string& all);
     void die(const Words& wanted, const Words& words);
     std::string in_full(const std::string& text) const;
 
