@@ -38,7 +38,6 @@ public:
     Operation() = default;
     Operation(Function f, const Export& e) : function_(f), export_(e) {}
 
-    explicit operator bool() const { return function_ != nullptr; }
     /// The bare function, which is neither watched nor counted; for threads.
     Function function() const { return function_; }
 
@@ -72,13 +71,13 @@ Operation<Signature> fetch(const std::string& name, const std::string& type, con
     return {reinterpret_cast<Signature*>(symbol), {type, field, operation}};
 }
 
-template <class Type>
-std::string name_of(const Type& type) {
-    if constexpr (requires { type.name; })
-        return type.name;
-    else
-        return type;
+inline std::string name_of(const std::string& name) {
+    return name;
 }
+std::string name_of(const auto& type) requires requires {
+    type.name;
+}
+{ return type.name; }
 
 } // namespace detail
 
