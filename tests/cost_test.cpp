@@ -10,13 +10,11 @@ namespace {
 
 /// One line for each operation of a scene; a mode in which it fails stays empty.
 void write_table(std::ostream& page, const Scene& scene) {
-    std::vector<std::string> labels;
     std::map<std::string, std::array<std::string, 3>> rows;
     const std::array<Mode, 3> modes = {Mode{}, {ZUR_TRACKED_MODE}, {PLATFORM_NO_HANDLE, 1, true, true}};
     for (std::size_t mode = 0; mode < modes.size(); ++mode) {
         Stage stage(scene, modes[mode]);
         stage.on_cost = [&](const std::string& label, const std::string& calls) {
-            if (!rows.contains(label)) labels.push_back(label);
             int count = 0, allocations = 0;
             std::istringstream in(calls);
             for (std::string line; std::getline(in, line);) {
@@ -29,9 +27,9 @@ void write_table(std::ostream& page, const Scene& scene) {
         stage.run();
     }
     page << "\n## " << scene.title << "\n\n| Operation | Calls | Tracked | Store |\n|---|---:|---:|---:|\n";
-    for (const std::string& label : labels) {
+    for (const auto& [label, costs] : rows) {
         page << "| " << label;
-        for (const std::string& cost : rows[label]) page << " | " << cost;
+        for (const std::string& cost : costs) page << " | " << cost;
         page << " |\n";
     }
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "support/domains.hpp"
+#include "support/traces.hpp"
 
 #include <platform/trace.h>
 #include <zur/foreign.h>
@@ -56,23 +57,24 @@ public:
             }
         };
         (append(arguments), ...);
-        return text_of(record);
+        return Traces::text_of(record);
     }
 
     std::string show(const zur_domain* D) const { return D == domain_ ? "" : D == nullptr ? "null" : "other domain"; }
     std::string show(zur_domain* D) const { return show(static_cast<const zur_domain*>(D)); }
     std::string show(const char* text) const;
-    std::string show(const std::int8_t* number) const { return pointed(number); }
-    std::string show(const std::uint8_t* number) const { return pointed(number); }
-    std::string show(const std::uint32_t* number) const { return pointed(number); }
     template <class T>
     std::string show(T argument) const {
         if constexpr (std::is_same_v<T, std::uint32_t>)
-            return number(argument);
+            return argument == domain_.set_id() ? "S" : argument == ZUR_NO_SET ? "no_set" : std::to_string(argument);
         else if constexpr (std::is_integral_v<T>)
             return std::to_string(argument);
         else if constexpr (std::is_function_v<std::remove_pointer_t<T>>)
             return name_of(reinterpret_cast<const void*>(argument));
+        else if constexpr (requires { std::to_string(*argument); } && std::is_const_v<std::remove_pointer_t<T>>)
+            // What counts is the number, unless its address means something.
+            return argument == nullptr || is_named(argument) ? name_of(argument)
+                                                             : "{" + std::to_string(*argument) + "}";
         else
             return name_of(argument);
     }
@@ -83,16 +85,8 @@ private:
         std::string name;
     };
 
-    static std::string text_of(const platform_trace_record& trace);
-    std::string number(std::uint32_t n) const {
-        return n == domain_.set_id() ? "S" : n == ZUR_NO_SET ? "no_set" : std::to_string(n);
-    }
-    /// A number that is handed over by address: what counts is the number, unless the address means something.
-    template <class T>
-    std::string pointed(const T* address) const {
-        return address == nullptr || is_named(address) ? name_of(address) : "{" + std::to_string(*address) + "}";
-    }
-    bool is_named(const void* address) const;
+    const std::pair<const std::uintptr_t, Block>* block_of(const void* address) const;
+    bool is_named(const void* address) const { return block_of(address) != nullptr; }
 
     TestDomain& domain_;
     std::map<std::uintptr_t, Block> blocks_;

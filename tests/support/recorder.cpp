@@ -42,10 +42,12 @@ void Names::name(const void* address, std::size_t length, std::string name) {
     blocks_[reinterpret_cast<std::uintptr_t>(address)] = {std::max<std::size_t>(length, 1), std::move(name)};
 }
 
-bool Names::is_named(const void* address) const {
+const std::pair<const std::uintptr_t, Names::Block>* Names::block_of(const void* address) const {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
     const auto behind = blocks_.upper_bound(place);
-    return behind != blocks_.begin() && place - std::prev(behind)->first < std::prev(behind)->second.length;
+    if (behind == blocks_.begin() || place - std::prev(behind)->first >= std::prev(behind)->second.length)
+        return nullptr;
+    return &*std::prev(behind);
 }
 
 const void* Names::find(const std::string& name) const {
@@ -58,10 +60,9 @@ const void* Names::find(const std::string& name) const {
 
 std::string Names::name_of(const void* address) const {
     if (address == nullptr) return "null";
-    if (is_named(address)) {
-        const auto place = reinterpret_cast<std::uintptr_t>(address);
-        const auto& [start, block] = *std::prev(blocks_.upper_bound(place));
-        return place == start ? block.name : block.name + "+" + std::to_string(place - start);
+    if (const auto* block = block_of(address)) {
+        const auto offset = reinterpret_cast<std::uintptr_t>(address) - block->first;
+        return block->second.name + (offset != 0 ? "+" + std::to_string(offset) : "");
     }
     for (const TypeNumbers& t : all_types())
         if (const std::string name = name_in(t.info, address); !name.empty()) return name;
@@ -80,10 +81,6 @@ std::string Names::name_of(const void* address) const {
 
 std::string Names::show(const char* text) const {
     return text == nullptr || is_named(text) || is_on_stack(text) ? name_of(text) : '"' + std::string(text) + '"';
-}
-
-std::string Names::text_of(const platform_trace_record& trace) {
-    return Traces::text_of(trace);
 }
 
 Recorder::Recorder(TestDomain& domain) : Names(domain) {

@@ -213,8 +213,11 @@ Stage::Stage(const Scene& scene, const Mode& mode) : scene_(scene), D(mode), rec
 
 Stage::~Stage() {
     heap().stop_refusing();
-    for (const auto& [type, x] : made_)
-        if (heap().blocks().contains(x)) destroy(type, D, x);
+    for (const auto& [type, x, header] : made_) {
+        if (!heap().blocks().contains(x)) continue;
+        *x = header; // whatever the scene has made of it
+        destroy(type, D, x);
+    }
 }
 
 void Stage::run() {
@@ -302,7 +305,7 @@ void Stage::declare(const Words& words) {
     }
     Instance* x = create(t, D);
     ASSERT_NE(x, nullptr);
-    made_.emplace_back(t, x);
+    made_.emplace_back(t, x, *x);
     recorder_.name(x, D.mode().is_tracking() ? numbers.tracked : numbers.size, words[1]);
     values_[words[1]] = reinterpret_cast<Word>(x);
 }

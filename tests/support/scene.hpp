@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace epm::test {
@@ -69,13 +70,13 @@ private:
     const Scene& scene_;
     TestDomain D;
     Recorder recorder_;
-    std::map<std::string, std::string> types_; ///< of Instances, by name
-    std::map<std::string, Word> values_;       ///< addresses of Instances and buffers, results
-    std::map<std::string, std::string> bound_; ///< `$name` as it stands in calls
-    std::deque<GuardedBuffer> data_;           ///< bytes of the scene
-    std::vector<std::pair<std::string, Instance*>> made_;
-    std::string subject_;   ///< type of the Instance that the step is about
-    std::string operation_; ///< that the step calls
+    std::map<std::string, std::string> types_;                       ///< of Instances, by name
+    std::map<std::string, Word> values_;                             ///< addresses of Instances and buffers, results
+    std::map<std::string, std::string> bound_;                       ///< `$name` as it stands in calls
+    std::deque<GuardedBuffer> data_;                                 ///< bytes of the scene
+    std::vector<std::tuple<std::string, Instance*, Instance>> made_; ///< with the header as it was
+    std::string subject_;                                            ///< type of the Instance that the step is about
+    std::string operation_;                                          ///< that the step calls
 };
 
 } // namespace epm::test
