@@ -21,7 +21,6 @@ class Heap {
 public:
     struct Block {
         std::size_t size;
-        std::size_t number; ///< of the allocation, counted from the last reset
     };
 
     void* allocate(std::size_t size) {
@@ -33,7 +32,7 @@ public:
         void* block = std::malloc(size);
         if (block == nullptr) return nullptr;
         std::memset(block, fill_, size);
-        blocks_[block] = {size, allocations_};
+        blocks_[block] = {size};
         allocated_bytes_ += size;
         return block;
     }

@@ -3,7 +3,8 @@
 #include "support/imports.hpp"
 
 #include <cstdarg>
-#include <vector>
+#include <cstdlib>
+#include <memory>
 
 using namespace epm::test;
 
@@ -99,16 +100,14 @@ extern "C" std::uint32_t zur_snprintf(zur_domain* D, std::uint32_t S, char* buff
                                       std::uint32_t* st, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::va_list again;
-    va_copy(again, arguments);
-    std::vector<char> text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)) + 1);
-    va_end(again);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    char* text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) std::abort();
     va_end(arguments);
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
     using Fixed = std::uint32_t (*)(zur_domain*, std::uint32_t, char*, std::uint32_t, std::uint32_t*, const char*, ...);
     static const auto next = reinterpret_cast<Fixed>(dlsym(RTLD_NEXT, "zur_snprintf"));
     const RuntimeCall made("zur_snprintf", [&](const Names& names) {
-        return names.list(D, S, buffer, size, st, static_cast<const char*>(text.data()));
+        return names.list(D, S, buffer, size, st, static_cast<const char*>(text));
     });
-    return next(D, S, buffer, size, st, "%s", text.data());
+    return next(D, S, buffer, size, st, "%s", text);
 }

@@ -1,6 +1,6 @@
 // Addresses and numbers as a reader of a test knows them: `acl+44`, `S`, `orlan_ial_svm_acl_data[2].created`,
-// `#1` for the first block that the Bundle has allocated, `older3` for one that was there before. Local variables of
-// the Bundle read `local`, a store's copy of a TypeInfo `copy of orlan_ial_svm_acl_data`.
+// `#1` for the first block that the Bundle has allocated. Local variables of the Bundle read `local`, a store's copy of
+// a TypeInfo `copy of orlan_ial_svm_acl_data`.
 #pragma once
 
 #include "support/domains.hpp"

@@ -1,7 +1,6 @@
 // How calls, addresses and traces are written down.
 #include "support/recorder.hpp"
 
-#include "support/heap.hpp"
 #include "support/traces.hpp"
 #include "support/types.hpp"
 
@@ -81,10 +80,6 @@ std::string Names::name_of(const void* address) const {
 
 std::string Names::show(const char* text) const {
     return text == nullptr || is_named(text) || is_on_stack(text) ? name_of(text) : '"' + std::string(text) + '"';
-}
-
-Recorder::Recorder(TestDomain& domain) : Names(domain) {
-    for (const auto& [block, about] : heap().blocks()) name(block, about.size, "older" + std::to_string(about.number));
 }
 
 std::string Recorder::take() {

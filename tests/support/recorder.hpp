@@ -20,7 +20,7 @@ namespace epm::test {
 
 class Recorder : public Observer, public Names {
 public:
-    explicit Recorder(TestDomain& domain);
+    using Names::Names;
 
     /// The lines since the last call of this, each with a line feed.
     std::string take();
