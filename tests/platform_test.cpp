@@ -321,10 +321,18 @@ TEST(Platform, DomainsAreLimited) {
     EXPECT_EQ(places[placed - 2].flags, ZUR_MOVED_FLAGS);
     EXPECT_EQ(places[placed - 1].flags, 0u);
     expect_refusal(small, "memory_limit of 65536");
+    for (zur_instance& place : places) zur_hd_mapping_destroy(small.get(), set_id, &place, &(st = 0));
+    EXPECT_EQ(small->hd_mapping_root, 0u);
     // Flags that nobody has moved are behind the record.
+    platform_domain_agree_all(D.get(), -1); // for a negative variant nothing is counted
     auto* mark = orlan_ial_svm_preauthacl_data_create(D.get(), set_id);
     EXPECT_EQ(zurlib_get_sttr_offset(D.get(), set_id, mark), 24u);
+    EXPECT_EQ((_orlan_ial_svm_preauthacl_data_type_info_internal.variant_table->records - 1)->created, 0u);
     orlan_ial_svm_preauthacl_data_destroy(D.get(), set_id, mark);
+    platform_domain_set_workspace(D.get(), 64);
+    void* workspace = nullptr;
+    zurlib_get_handle_ws(D.get(), &workspace, &st, nullptr);
+    EXPECT_EQ(st, 64u);
 }
 
 } // namespace

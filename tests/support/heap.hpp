@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <string>
 #include <vector>
 
 namespace epm::test {
@@ -29,9 +30,10 @@ public:
             ++refusals_;
             return nullptr;
         }
-        void* block = std::malloc(size);
+        void* block = std::malloc(size + fence);
         if (block == nullptr) return nullptr;
         std::memset(block, fill_, size);
+        std::memset(static_cast<char*>(block) + size, '~', fence);
         blocks_[block] = {size};
         allocated_bytes_ += size;
         return block;
@@ -39,6 +41,8 @@ public:
     void release(void* block) {
         const auto found = blocks_.find(block);
         if (found == blocks_.end()) return void(ADD_FAILURE() << "release of " << block << ", which is no live block");
+        const std::string behind(static_cast<char*>(block) + found->second.size, fence);
+        EXPECT_EQ(behind, std::string(fence, '~')) << "written behind a block of " << found->second.size;
         std::memset(block, fill_, found->second.size);
         blocks_.erase(found);
         has_quarantine_ ? kept_.push_back(block) : std::free(block);
@@ -79,6 +83,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t fence = 64; ///< bytes behind each block that nobody may write
     std::map<void*, Block> blocks_;
     std::vector<void*> kept_;
     std::size_t allocations_ = 0;

@@ -86,6 +86,16 @@ void WriteChecker::look(const std::string& when, const unsigned char* block, Ima
     std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
+namespace {
+
+bool has_links(const Record& r) {
+    return r.is_linked() || r.any([](const Field& f) {
+        return f.kind == Kind::list || (f.kind == Kind::embedded && has_links(*f.record));
+    });
+}
+
+} // namespace
+
 bool WriteChecker::is_excepted(const unsigned char* block, const unsigned char* address) const {
     const Export within = within_.back() == nullptr ? Export{} : *within_.back();
     const Record* r = record_named(within.type);
@@ -111,9 +121,8 @@ bool WriteChecker::is_excepted(const unsigned char* block, const unsigned char* 
     // Without a store nobody is told of the links of a list.
     const zur_type_info* type = type_at(reinterpret_cast<std::uintptr_t>(block));
     const Record* owner = type != nullptr ? record_named(type->name) : nullptr;
-    const bool has_links =
-        owner != nullptr && (owner->is_linked() || owner->any([](const Field& f) { return f.kind == Kind::list; }));
-    if (has_links && !TestDomain::any([](const Mode& m) { return m.has_store; })) return true;
+    if (owner != nullptr && has_links(*owner) && !TestDomain::any([](const Mode& m) { return m.has_store; }))
+        return true;
     // All flags at once are a plain fill of the block; those of an array are copied to its start.
     return within.operation == "set_all_state_tracking_flag" || within.operation == "state_flag_set_arr";
 }
