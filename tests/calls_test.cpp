@@ -1,7 +1,6 @@
 // Scenes: calls of exported operations, and what must come of each: result, status, memory, traces, and the runtime
 // calls in order. Every file in calls/ is one test; calls/README.md has the language. A scene is played in every mode
 // of a Domain, with every write checked and no block alive behind it.
-#include "support/calls.hpp"
 #include "support/scene.hpp"
 
 #include <filesystem>

@@ -1,8 +1,8 @@
 // What the Bundle is to its runtime before any Instance exists: the type tables, their copies in a store, the usage
 // report. What operations do is in the scenes of calls/.
 #include "support/bundle_test.hpp"
-#include "support/imports.hpp"
-#include "support/types.hpp"
+
+#include <zur/runtime.h>
 
 #include <cstdio>
 #include <cstring>
@@ -82,9 +82,11 @@ TEST_F(Lifecycle, UsageReportListsVariantsInTableOrder) {
 }
 
 TEST_F(Lifecycle, HandlerIsKnownBeforeDependantsAreTold) {
-    auto* const* word = static_cast<void* const*>(dlsym(library(), "orlan_epm_bundle_registered_handler"));
-    void* word_then = nullptr;
-    const auto witness = REPLACE(kesh_comm_bundle_handler_register, [&](void*) { return word_then = *word; });
+    static auto* const* const word = static_cast<void**>(dlsym(library(), "orlan_epm_bundle_registered_handler"));
+    static void* word_then = nullptr;
+    struct Witness : Observer {
+        void before_call(const char*, const Arguments&) override { word_then = *word; }
+    } witness;
     bundle_operation<void*(void*)>("orlan_epm_bundle_handler_register")(&word_then);
     EXPECT_EQ(word_then, &word_then);
     bundle_operation<void*()>("orlan_epm_bundle_handler_unregister")();

@@ -3,7 +3,6 @@
 // is tested in model_test.cpp; calls/readers.txt has the calls of a reader.
 #include "support/bundle_test.hpp"
 #include "support/model.hpp"
-#include "support/types.hpp"
 
 #include <fstream>
 #include <regex>

@@ -2,11 +2,9 @@
 // and no block alive behind the test.
 #pragma once
 
-#include "support/domains.hpp"
 #include "support/heap.hpp"
 #include "support/library.hpp"
 #include "support/recorder.hpp"
-#include "support/traces.hpp"
 #include "support/write_checker.hpp"
 
 #include <gtest/gtest-spi.h>

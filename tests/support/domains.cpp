@@ -2,9 +2,8 @@
 #include "support/domains.hpp"
 
 #include "support/heap.hpp"
-#include "support/names.hpp"
-#include "support/observation.hpp"
-#include "support/types.hpp"
+#include "support/library.hpp"
+#include "support/recorder.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -18,7 +17,7 @@ char a_store;
 zur_domain forward; ///< with the hooks of the platform
 
 void* allocate(void*, std::uint32_t S, std::size_t size) {
-    const RuntimeCall call("obj_alloc", [&](const Names& n) { return n.list(S, size); });
+    const RuntimeCall call("obj_alloc", [&](const Recorder& n) { return n.list(S, size); });
     void* block = heap().allocate(size);
     const bool by_bundle = call.is_from_bundle();
     if (block != nullptr || by_bundle) tell([&](Observer& o) { o.allocated(block, size, by_bundle); });
@@ -26,24 +25,24 @@ void* allocate(void*, std::uint32_t S, std::size_t size) {
 }
 
 void release(void*, std::uint32_t S, void* block) {
-    const RuntimeCall call("obj_free", [&](const Names& n) { return n.list(S, block); });
+    const RuntimeCall call("obj_free", [&](const Recorder& n) { return n.list(S, block); });
     tell([&](Observer& o) { o.releasing(block); });
     heap().release(block);
 }
 
 void write_range(zur_domain* D, void* address, std::uint32_t length, std::uint32_t S, void* owner) {
-    const RuntimeCall call("write_range", [&](const Names& n) { return n.list(address, length, S, owner); });
+    const RuntimeCall call("write_range", [&](const Recorder& n) { return n.list(address, length, S, owner); });
     if (call.is_from_bundle()) tell([&](Observer& o) { o.announced(address, length); });
     forward.write_range_fn(D, address, length, S, owner);
 }
 
 void counter_range(void* obj_store, void* address, std::uint32_t length, std::uint32_t S) {
-    const RuntimeCall call("counter_range", [&](const Names& n) { return n.list(address, length, S); });
+    const RuntimeCall call("counter_range", [&](const Recorder& n) { return n.list(address, length, S); });
     forward.counter_range_fn(obj_store, address, length, S);
 }
 
 void* allocate_type(void* type_store, std::uint32_t S, std::size_t size) {
-    const RuntimeCall call("type_alloc", [&](const Names& n) { return n.list(S, size); });
+    const RuntimeCall call("type_alloc", [&](const Recorder& n) { return n.list(S, size); });
     return forward.type_alloc_fn(type_store, S, size);
 }
 
@@ -55,7 +54,7 @@ const char* type_named(const char* hex_digest) {
 }
 
 zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_digest) {
-    const RuntimeCall call("type_lookup", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
+    const RuntimeCall call("type_lookup", [&](const Recorder& n) { return n.list(S, type_named(hex_digest)); });
     return forward.type_lookup_fn(type_table, S, hex_digest);
 }
 
@@ -64,7 +63,7 @@ zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_dige
 std::vector<TestDomain*> TestDomain::all_;
 
 int TestDomain::insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
-    const RuntimeCall call("type_insert", [&](const Names& n) { return n.list(S, type_named(hex_digest)); });
+    const RuntimeCall call("type_insert", [&](const Recorder& n) { return n.list(S, type_named(hex_digest)); });
     for (TestDomain* d : all_)
         if (d->domain_->type_table == type_table) d->copies_.push_back(copy);
     tell([&](Observer& o) { o.copied_type(copy); });

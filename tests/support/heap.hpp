@@ -20,10 +20,6 @@ namespace epm::test {
 
 class Heap {
 public:
-    struct Block {
-        std::size_t size;
-    };
-
     void* allocate(std::size_t size) {
         ++allocations_;
         if (refuse_at_ == allocations_ || allocations_ >= refuse_from_ || size > limit_ - allocated_bytes_) {
@@ -34,16 +30,16 @@ public:
         if (block == nullptr) return nullptr;
         std::memset(block, fill_, size);
         std::memset(static_cast<char*>(block) + size, '~', fence);
-        blocks_[block] = {size};
+        blocks_[block] = size;
         allocated_bytes_ += size;
         return block;
     }
     void release(void* block) {
         const auto found = blocks_.find(block);
         if (found == blocks_.end()) return void(ADD_FAILURE() << "release of " << block << ", which is no live block");
-        const std::string behind(static_cast<char*>(block) + found->second.size, fence);
-        EXPECT_EQ(behind, std::string(fence, '~')) << "written behind a block of " << found->second.size;
-        std::memset(block, fill_, found->second.size);
+        const std::string behind(static_cast<char*>(block) + found->second, fence);
+        EXPECT_EQ(behind, std::string(fence, '~')) << "written behind a block of " << found->second;
+        std::memset(block, fill_, found->second);
         blocks_.erase(found);
         has_quarantine_ ? kept_.push_back(block) : std::free(block);
     }
@@ -72,19 +68,11 @@ public:
 
     std::size_t allocations() const { return allocations_; } ///< asked for since the last reset
     std::size_t refusals() const { return refusals_; }
-    const std::map<void*, Block>& blocks() const { return blocks_; }
-    /// The block that holds an address; null when none does.
-    const std::pair<void* const, Block>* block_of(const void* address) const {
-        auto behind = blocks_.upper_bound(const_cast<void*>(address));
-        if (behind == blocks_.begin()) return nullptr;
-        const auto& block = *--behind;
-        const auto distance = static_cast<const char*>(address) - static_cast<const char*>(block.first);
-        return static_cast<std::size_t>(distance) < block.second.size ? &block : nullptr;
-    }
+    const std::map<void*, std::size_t>& blocks() const { return blocks_; }
 
 private:
     static constexpr std::size_t fence = 64; ///< bytes behind each block that nobody may write
-    std::map<void*, Block> blocks_;
+    std::map<void*, std::size_t> blocks_;    ///< and their sizes
     std::vector<void*> kept_;
     std::size_t allocations_ = 0;
     std::size_t refusals_ = 0;

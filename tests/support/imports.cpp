@@ -66,7 +66,7 @@ EPM_EACH(EPM_WATCHED_PLACED, aaa_tlv, sess_mgr_conn_hdl, sess_mgr_client_hdl, se
 
 namespace {
 
-thread_local zur_typeinfo_initialize_fn bundle_initialize;
+zur_typeinfo_initialize_fn bundle_initialize;
 
 void call_back(zur_domain* D, std::uint32_t S, std::uint32_t* st) {
     const BundleCall call(nullptr);
@@ -79,9 +79,9 @@ void call_back(zur_domain* D, std::uint32_t S, std::uint32_t* st) {
 extern "C" const zur_type_info* zur_type_info_ptr_get(zur_domain* D, std::uint32_t S, const zur_type_info* type,
                                                       zur_typeinfo_initialize_fn initialize) {
     using Plain = Import<"zur_type_info_ptr_get", decltype(::zur_type_info_ptr_get)>;
-    if (!is_observed()) return Plain::forward(D, S, type, initialize);
+    if (observers.empty()) return Plain::forward(D, S, type, initialize);
     const RuntimeCall made("zur_type_info_ptr_get",
-                           [&](const Names& names) { return names.list(D, S, type, initialize); });
+                           [&](const Recorder& names) { return names.list(D, S, type, initialize); });
     bundle_initialize = initialize;
     return Plain::forward(D, S, type, call_back);
 }
@@ -90,7 +90,7 @@ extern "C" const zur_type_info* zur_type_info_ptr_get(zur_domain* D, std::uint32
 extern "C" int lumeo_set_range(void* store, void* address, std::uint32_t length, std::uint32_t S) {
     using Plain = Import<"lumeo_set_range", decltype(::lumeo_set_range)>;
     const RuntimeCall made("lumeo_set_range",
-                           [&](const Names& names) { return names.list(store, address, length, S); });
+                           [&](const Recorder& names) { return names.list(store, address, length, S); });
     if (made.is_from_bundle()) tell([&](Observer& o) { o.announced(address, length); });
     return Plain::forward(store, address, length, S);
 }
@@ -106,7 +106,7 @@ extern "C" std::uint32_t zur_snprintf(zur_domain* D, std::uint32_t S, char* buff
     const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
     using Fixed = std::uint32_t (*)(zur_domain*, std::uint32_t, char*, std::uint32_t, std::uint32_t*, const char*, ...);
     static const auto next = reinterpret_cast<Fixed>(dlsym(RTLD_NEXT, "zur_snprintf"));
-    const RuntimeCall made("zur_snprintf", [&](const Names& names) {
+    const RuntimeCall made("zur_snprintf", [&](const Recorder& names) {
         return names.list(D, S, buffer, size, st, static_cast<const char*>(text));
     });
     return next(D, S, buffer, size, st, "%s", text);

@@ -1,26 +1,21 @@
-// One imported operation as the tests define it: it notifies the observers, then calls the runtime's own. A test can
-// replace the runtime's, for as long as it holds the result:
-//     const auto refusal = REPLACE(zur_domain_lookup_variant, [](auto*, auto*, auto*, uint32_t* st) { *st = 5; return
-//     0; });
+// One imported operation as the tests define it: it notifies the observers, then calls the runtime's own.
 #pragma once
 
-#include "support/names.hpp"
-#include "support/observation.hpp"
+#include "support/recorder.hpp"
 
 #include <zur/foreign.h>
 
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <functional>
 #include <string_view>
 
 namespace epm::test {
 
 template <std::size_t N>
-struct Name {
+struct Symbol {
     char text[N];
-    constexpr Name(const char (&name)[N]) { std::copy_n(name, N, text); }
+    constexpr Symbol(const char (&name)[N]) { std::copy_n(name, N, text); }
 };
 
 /// The n-th call from now of this import is not forwarded: it leaves the code and returns the result, where it can.
@@ -32,15 +27,12 @@ struct FailingImport {
 };
 inline FailingImport failing_import;
 
-template <Name N, class Signature>
+template <Symbol N, class Signature>
 struct Import;
 
-template <Name N, class Result, class... Parameters>
+template <Symbol N, class Result, class... Parameters>
 struct Import<N, Result(Parameters...)> {
-    static inline std::function<Result(Parameters...)> replacement;
-
     static Result forward(Parameters... arguments) {
-        if (replacement) return replacement(arguments...);
         if (FailingImport& f = failing_import; f.call != 0 && f.name == N.text && --f.call == 0) {
             [[maybe_unused]] const auto leave = [&](auto argument) {
                 if constexpr (std::is_same_v<decltype(argument), std::uint32_t*>)
@@ -58,8 +50,8 @@ struct Import<N, Result(Parameters...)> {
     }
 
     static Result call(Parameters... arguments) {
-        if (!is_observed()) return forward(arguments...);
-        const RuntimeCall made(N.text, [&](const Names& names) {
+        if (observers.empty()) return forward(arguments...);
+        const RuntimeCall made(N.text, [&](const Recorder& names) {
             if constexpr (std::string_view(N.text).starts_with("__QLf_"))
                 return names.trace(arguments...);
             else
@@ -68,16 +60,6 @@ struct Import<N, Result(Parameters...)> {
         return forward(arguments...);
     }
 };
-
-template <class ImportOf>
-class Replacement {
-public:
-    explicit Replacement(auto function) { ImportOf::replacement = std::move(function); }
-    ~Replacement() { ImportOf::replacement = nullptr; }
-    Replacement& operator=(Replacement&&) = delete; // nor is it copied
-};
-
-#define REPLACE(name, ...) ::epm::test::Replacement<::epm::test::Import<#name, decltype(::name)>>(__VA_ARGS__)
 
 /// Defines the symbol `name` in the test program: a jump to the operation above, with the arguments as they came.
 #define EPM_WATCHED(name)                                                                                              \

@@ -6,10 +6,10 @@
 // Cells above a Tree's variant are there but not shown: order and hash look at them.
 #pragma once
 
-#include "support/calls.hpp"
 #include "support/heap.hpp"
-#include "support/imports.hpp"
 #include "support/text.hpp"
+
+#include <zur/foreign.h>
 
 #include <array>
 #include <map>

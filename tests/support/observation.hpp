@@ -1,11 +1,10 @@
 // Watching the border between the Bundle and the runtime. Every imported operation and every Domain hook passes here
 // (imports.cpp, runs.cpp, domains.cpp) before it is forwarded; observers see those that the Bundle makes, and not those
-// that the runtime makes inside them. Without an observer everything is forwarded as it is, from any thread.
+// that the runtime makes inside them. Without an observer everything is forwarded as it is.
 #pragma once
 
 #include <zur/types.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,7 +14,7 @@
 
 namespace epm::test {
 
-class Names;
+class Recorder;
 
 /// One exported operation of the Bundle.
 struct Export {
@@ -25,13 +24,16 @@ struct Export {
 };
 
 /// The arguments of a call as text; asked for only where somebody writes them down.
-using Arguments = std::function<std::string(const Names&)>;
+using Arguments = std::function<std::string(const Recorder&)>;
 
-/// Gets what happens while it lives, in order. Observers are made and ended on a single thread, none inside a call.
+inline std::vector<class Observer*> observers;
+inline int depth = 0; ///< of calls into the runtime
+
+/// Gets what happens while it lives, in order. Observers are made and ended outside of calls; there is one thread.
 class Observer {
 public:
-    Observer();
-    virtual ~Observer();
+    Observer() { observers.push_back(this); }
+    virtual ~Observer() { std::erase(observers, this); }
     Observer& operator=(Observer&&) = delete; // nor is it copied
 
     virtual void enter_bundle(const Export*) {}
@@ -46,26 +48,7 @@ public:
     virtual void copied_type(const zur_type_info*) {}
 };
 
-inline std::vector<Observer*> observers;
-inline std::atomic<bool> is_anyone_observing = false;
-inline thread_local int depth = 0; ///< of calls into the runtime
-
-inline bool is_observed() {
-    return is_anyone_observing.load(std::memory_order_relaxed);
-}
-
-inline Observer::Observer() {
-    observers.push_back(this);
-    is_anyone_observing = true;
-}
-
-inline Observer::~Observer() {
-    std::erase(observers, this);
-    is_anyone_observing = !observers.empty();
-}
-
 inline void tell(const std::function<void(Observer&)>& what) {
-    if (!is_observed()) return;
     const int before = std::exchange(depth, 1); // the calls that an observer makes are not observed
     for (Observer* o : observers) what(*o);
     depth = before;

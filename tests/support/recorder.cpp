@@ -1,8 +1,7 @@
 // How calls, addresses and traces are written down.
 #include "support/recorder.hpp"
 
-#include "support/traces.hpp"
-#include "support/types.hpp"
+#include "support/library.hpp"
 
 #include <cstring>
 
@@ -30,18 +29,18 @@ std::string name_in(const zur_type_info* type, const void* address) {
 
 } // namespace
 
-Names::Names(TestDomain& domain) : domain_(domain) {
+Recorder::Recorder(TestDomain& domain) : domain_(domain) {
     name(&domain->variant_context, sizeof domain->variant_context, "D.variant_context");
     name(&domain->last_error, sizeof domain->last_error, "D.last_error");
     name(&domain.st, sizeof domain.st, "st");
     if (domain->obj_store != nullptr) name(domain->obj_store, 1, "store");
 }
 
-void Names::name(const void* address, std::size_t length, std::string name) {
+void Recorder::name(const void* address, std::size_t length, std::string name) {
     blocks_[reinterpret_cast<std::uintptr_t>(address)] = {std::max<std::size_t>(length, 1), std::move(name)};
 }
 
-const std::pair<const std::uintptr_t, Names::Block>* Names::block_of(const void* address) const {
+const std::pair<const std::uintptr_t, Recorder::Block>* Recorder::block_of(const void* address) const {
     const auto place = reinterpret_cast<std::uintptr_t>(address);
     const auto behind = blocks_.upper_bound(place);
     if (behind == blocks_.begin() || place - std::prev(behind)->first >= std::prev(behind)->second.length)
@@ -49,7 +48,7 @@ const std::pair<const std::uintptr_t, Names::Block>* Names::block_of(const void*
     return &*std::prev(behind);
 }
 
-const void* Names::find(const std::string& name) const {
+const void* Recorder::find(const std::string& name) const {
     for (const auto& [start, block] : blocks_)
         if (block.name == name) return reinterpret_cast<const void*>(start);
     for (const zur_type_info* copy : domain_.copies())
@@ -57,7 +56,7 @@ const void* Names::find(const std::string& name) const {
     return nullptr;
 }
 
-std::string Names::name_of(const void* address) const {
+std::string Recorder::name_of(const void* address) const {
     if (address == nullptr) return "null";
     if (const auto* block = block_of(address)) {
         const auto offset = reinterpret_cast<std::uintptr_t>(address) - block->first;
@@ -78,31 +77,21 @@ std::string Names::name_of(const void* address) const {
     return end == symbol.npos ? symbol : symbol.substr(1, end - 1);
 }
 
-std::string Names::show(const char* text) const {
+std::string Recorder::show(const char* text) const {
     return text == nullptr || is_named(text) || is_on_stack(text) ? name_of(text) : '"' + std::string(text) + '"';
 }
 
-std::string Recorder::take() {
-    return std::exchange(text_, {});
-}
-
 void Recorder::before_call(const char* function, const Arguments& arguments) {
-    if (released_ != nullptr) forget(std::exchange(released_, nullptr));
+    blocks_.erase(std::exchange(released_, 0));
     const bool is_trace = std::strncmp(function, "__QLf_", 6) == 0;
     text_ += std::string(is_trace ? "trace" : function) + "(" + arguments(*this) + ")\n";
 }
 
 void Recorder::allocated(void* block, std::size_t size, bool by_bundle) {
-    if (released_ == block) released_ = nullptr;
+    if (released_ == reinterpret_cast<std::uintptr_t>(block)) released_ = 0;
     if (!by_bundle) return name(block, size, "foreign");
     if (block != nullptr) name(block, size, "#" + std::to_string(++allocations_));
     text_.insert(text_.size() - 1, " = " + name_of(block));
-}
-
-// The name lives until the next call: the release itself is written down with it.
-void Recorder::releasing(void* block) {
-    if (released_ != nullptr) forget(released_);
-    released_ = block;
 }
 
 std::string lines(const std::string& text) {

@@ -2,7 +2,6 @@
 #include "support/scene.hpp"
 
 #include "support/imports.hpp"
-#include "support/text.hpp"
 
 #include <platform/store.h>
 
@@ -19,8 +18,6 @@
 namespace epm::test {
 
 namespace {
-
-using Words = std::vector<std::string>;
 
 Words split(const std::string& text, const std::string& between) {
     Words parts;
@@ -90,7 +87,6 @@ void add_words(Replacements& words, const Record& r, std::size_t i, std::size_t 
     words["of"] = f.is_own_enum() ? f.enumeration->name : f.is_of_record() ? f.record->name : f.foreign->name;
     words["of_top"] = std::to_string(f.is_own_enum() ? f.enumeration->top() : f.is_of_record() ? f.record->top() : 0);
     words["at"] = std::to_string(l.offset[i]);
-    words["at_variant"] = std::to_string(l.offset[i] + 8);
     words["at_value"] = std::to_string(l.offset[i] + catalogue::header_length);
     words["flag"] = std::to_string(size + l.flag[i]);
     words["moved_flag"] = std::to_string(4000 + l.flag[i]);
@@ -142,7 +138,6 @@ const std::map<std::string, std::string>& short_forms() {
     return all;
 }
 
-using Word = std::uint64_t;
 using W = Word;
 /// An operation that is called with words, for whatever it takes.
 using Any = Word(W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W, W);

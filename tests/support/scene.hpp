@@ -3,7 +3,6 @@
 
 #include "support/bundle_test.hpp"
 #include "support/text.hpp"
-#include "support/types.hpp"
 
 #include <deque>
 #include <functional>
@@ -35,11 +34,12 @@ std::vector<Scene> scenes_of(const std::string& file);
 /// The modes of a Domain in which a scene is played.
 std::vector<Mode> modes_of(const Scene& scene);
 
+using Word = std::uint64_t;
+using Words = std::vector<std::string>;
+
 /// One Domain in one mode, the Instances and buffers of a scene, and the calls.
 class Stage {
 public:
-    using Word = std::uint64_t;
-
     Stage(const Scene& scene, const Mode& mode);
     ~Stage();
     void run();
@@ -48,8 +48,6 @@ public:
     std::function<void(const std::string& label, const std::string& calls)> on_cost;
 
 private:
-    using Words = std::vector<std::string>;
-
     void run(const Step& step);
     void declare(const Words& words);
     void assign(const Words& words);

@@ -2,7 +2,6 @@
 // does, and documents.
 #pragma once
 
-#include "support/domains.hpp"
 #include "support/library.hpp"
 #include "tool/operations.hpp"
 
@@ -16,7 +15,6 @@
 
 namespace epm::test {
 
-using Instance = zur_instance;
 using XmlDocument = std::unique_ptr<zur_xml_document, decltype(&platform_xml_free)>;
 
 /// A document that must be one.

@@ -2,7 +2,7 @@
 #include "support/write_checker.hpp"
 
 #include "support/heap.hpp"
-#include "support/types.hpp"
+#include "support/library.hpp"
 
 #include <zur/foreign.h>
 
@@ -15,7 +15,7 @@ WriteChecker::WriteChecker() {
     types_.insert({&_sm_auth_domain_type_info_internal, &_aaa_tlv_type_info_internal,
                    &_sess_mgr_conn_hdl_type_info_internal, &_sess_mgr_client_hdl_type_info_internal,
                    &_sess_mgr_session_label_type_info_internal, &_sess_mgr_authorize_result_type_info_internal});
-    for (const auto& [block, about] : heap().blocks()) allocated(block, about.size, false);
+    for (const auto& [block, size] : heap().blocks()) allocated(block, size, false);
 }
 
 void WriteChecker::enter_bundle(const Export* which) {
@@ -31,14 +31,6 @@ void WriteChecker::leave_bundle() {
         image.announced.assign(image.bytes.size(), false);
         image.is_fresh = false;
     }
-}
-
-void WriteChecker::before_call(const char* function, const Arguments&) {
-    look(std::string("before ") + function);
-}
-
-void WriteChecker::after_call() {
-    accept();
 }
 
 void WriteChecker::announced(const void* address, std::size_t length) {
@@ -58,32 +50,23 @@ void WriteChecker::allocated(void* block, std::size_t size, bool by_bundle) {
     images_[bytes] = {{bytes, bytes + size}, std::vector<bool>(size, false), by_bundle && !within_.empty()};
 }
 
-void WriteChecker::releasing(void* block) {
-    images_.erase(static_cast<const unsigned char*>(block));
-}
-
 void WriteChecker::accept() {
     for (auto& [block, image] : images_) std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
 void WriteChecker::look(const std::string& when) {
     if (within_.empty()) return;
-    for (auto& [block, image] : images_)
-        if (std::memcmp(image.bytes.data(), block, image.bytes.size()) != 0) look(when, block, image);
-}
-
-void WriteChecker::look(const std::string& when, const unsigned char* block, Image& image) {
-    for (std::size_t i = 0; i < image.bytes.size(); ++i) {
-        // A block that this operation has just taken is nobody else's yet.
-        if (block[i] == image.bytes[i] || image.announced[i] || image.is_fresh || is_excepted(block, block + i))
-            continue;
-        ADD_FAILURE() << "unannounced write of byte " << i << " of a block of " << image.bytes.size() << ", "
-                      << (within_.back() == nullptr
-                              ? "type table"
-                              : within_.back()->type + " " + within_.back()->field + " " + within_.back()->operation)
-                      << ", " << when;
+    const Export within = within_.back() == nullptr ? Export{"type table", {}, {}} : *within_.back();
+    for (auto& [block, image] : images_) {
+        if (std::memcmp(image.bytes.data(), block, image.bytes.size()) == 0) continue;
+        for (std::size_t i = 0; i < image.bytes.size(); ++i) {
+            // A block that this operation has just taken is nobody else's yet.
+            if (block[i] != image.bytes[i] && !image.announced[i] && !image.is_fresh && !is_excepted(block, block + i))
+                ADD_FAILURE() << "unannounced write of byte " << i << " of a block of " << image.bytes.size() << ", "
+                              << within.type << " " << within.field << " " << within.operation << ", " << when;
+        }
+        std::memcpy(image.bytes.data(), block, image.bytes.size());
     }
-    std::memcpy(image.bytes.data(), block, image.bytes.size());
 }
 
 namespace {

@@ -20,11 +20,11 @@ public:
 
     void enter_bundle(const Export* which) override;
     void leave_bundle() override;
-    void before_call(const char* function, const Arguments& arguments) override;
-    void after_call() override;
+    void before_call(const char* function, const Arguments&) override { look(std::string("before ") + function); }
+    void after_call() override { accept(); }
     void announced(const void* address, std::size_t length) override;
     void allocated(void* block, std::size_t size, bool by_bundle) override;
-    void releasing(void* block) override;
+    void releasing(void* block) override { images_.erase(static_cast<const unsigned char*>(block)); }
     void copied_type(const zur_type_info* copy) override { types_.insert(copy); }
 
 private:
@@ -35,7 +35,6 @@ private:
     };
 
     void look(const std::string& when);
-    void look(const std::string& when, const unsigned char* block, Image& image);
     void accept();
     bool is_excepted(const unsigned char* block, const unsigned char* address) const;
     /// The TypeInfo that the word there names, now or when it was last looked at; null for anything else.
