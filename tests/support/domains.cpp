@@ -60,12 +60,9 @@ zur_type_info* find_type(void* type_table, std::uint32_t S, const char* hex_dige
 
 } // namespace
 
-std::vector<TestDomain*> TestDomain::all_;
-
 int TestDomain::insert_type(void* type_table, std::uint32_t S, const char* hex_digest, zur_type_info* copy) {
     const RuntimeCall call("type_insert", [&](const Recorder& n) { return n.list(S, type_named(hex_digest)); });
-    for (TestDomain* d : all_)
-        if (d->domain_->type_table == type_table) d->copies_.push_back(copy);
+    current->copies_.push_back(copy);
     tell([&](Observer& o) { o.copied_type(copy); });
     return forward.type_insert_fn(type_table, S, hex_digest, copy);
 }
@@ -113,11 +110,11 @@ TestDomain::TestDomain(const Mode& mode) : mode_(mode) {
     domain_->counter_range_fn = counter_range;
     domain_->type_insert_fn = insert_type;
     domain_->type_lookup_fn = find_type;
-    all_.push_back(this);
+    current = this;
 }
 
 TestDomain::~TestDomain() {
-    std::erase(all_, this);
+    current = nullptr;
     platform_domain_destroy(domain_);
 }
 

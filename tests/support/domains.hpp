@@ -6,7 +6,6 @@
 
 #include <platform/domain.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -49,10 +48,8 @@ public:
         platform_domain_agree(domain_, type, static_cast<std::int8_t>(variant));
     }
     void agree_all(int variant) { platform_domain_agree_all(domain_, static_cast<std::int8_t>(variant)); }
-    /// Whether a Domain that is alive has such a mode.
-    static bool any(bool (*is_such)(const Mode&)) {
-        return std::ranges::any_of(all_, [&](const TestDomain* d) { return is_such(d->mode_); });
-    }
+    /// The one that is alive; there is no other beside it.
+    static inline TestDomain* current = nullptr;
     /// TypeInfos that the Bundle has copied into this Domain's store.
     const std::vector<const zur_type_info*>& copies() const { return copies_; }
     std::uint32_t st = 0; ///< a status word
@@ -63,7 +60,6 @@ private:
     Mode mode_;
     zur_domain* domain_;
     std::vector<const zur_type_info*> copies_;
-    static std::vector<TestDomain*> all_;
 };
 
 } // namespace epm::test
