@@ -1,7 +1,7 @@
 // Reads an arbitrary image or document into a type. The first byte chooses the type, the second how it is read, the
-// rest is what is read. The result must be an ordinary record: it is written, read back to an equal one, hashed
-// and destroyed, and leaves no memory behind. Each input may use little memory, so that growing by one element at a
-// time stays cheap and refusals happen. The seeds are the images of the tests' golden corpus and their documents.
+// rest is what is read. The result must be an ordinary record: it is written, read back to an equal one, hashed and
+// destroyed, and leaves no memory behind. Each input may use little memory, so that growing by one element at a time
+// stays cheap and refusals happen. The seeds are the images of the tests' golden corpus and their documents.
 #include "fuzz/target.hpp"
 #include "tool/message.hpp"
 #include "tool/operations.hpp"

@@ -1,7 +1,7 @@
 // Domains for tests, in all modes:
 //     TestDomain D({.tracking = ZUR_TRACKED_MODE, .store_mode = 1, .containment = true});
 //     create(D, D.set_id()); ... ; EXPECT_EQ(D.st, 0u);
-// Memory comes from heap(), and all hooks can be watched. for_each_mode() runs a test body in every mode.
+// Memory comes from heap(), and all hooks can be watched.
 #pragma once
 
 #include <platform/domain.h>

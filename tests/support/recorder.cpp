@@ -94,14 +94,4 @@ void Recorder::allocated(void* block, std::size_t size, bool by_bundle) {
     text_.insert(text_.size() - 1, " = " + name_of(block));
 }
 
-std::string lines(const std::string& text) {
-    std::string result;
-    for (std::size_t start = 0, end = 0; start < text.size(); start = end + 1) {
-        for (end = start; end < text.size() && text[end] != '\n' && text.compare(end, 2, "; ") != 0;) ++end;
-        const std::size_t first = std::min(text.find_first_not_of(' ', start), end);
-        if (first != end) result += text.substr(first, end - first) + "\n";
-    }
-    return result;
-}
-
 } // namespace epm::test

@@ -2,10 +2,8 @@
 //     Recorder recorder(domain);
 //     recorder.name(acl, 96, "acl");
 //     set_value(D, S, acl, 7, &domain.st);
-//     EXPECT_EQ(recorder.take(), lines(R"(
-//         zur_clear_last_error()
-//         zurlib_adjust_variant(S, acl, orlan_ial_svm_acl_data, 2, st)
-//     )"));
+//     EXPECT_EQ(recorder.take(), "zur_clear_last_error()\nzurlib_adjust_variant(S, acl, orlan_ial_svm_acl_data, 2,
+//     st)\n");
 // Hooks appear as obj_alloc, obj_free, write_range, counter_range, type_alloc, type_insert, type_lookup, without the
 // context that they are given. Traces appear as trace(level " text"). Calls that the runtime itself makes do not
 // appear.
@@ -138,9 +136,5 @@ private:
     std::size_t allocations_ = 0;
     std::uintptr_t released_ = 0; ///< the name lives until the next call: the release itself is written down with it
 };
-
-/// A hand-written list of lines, several of which may stand in one with semicolons between; indentation and empty lines
-/// are dropped.
-std::string lines(const std::string& text);
 
 } // namespace epm::test

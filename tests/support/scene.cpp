@@ -28,6 +28,14 @@ Words split(const std::string& text, const std::string& between) {
     return parts;
 }
 
+/// The calls on a line, which have semicolons between, one on each line.
+std::string lines(const std::string& text) {
+    std::string result;
+    for (const std::string& call : split(text, "; "))
+        result += call.substr(std::min(call.find_first_not_of(' '), call.size())) + "\n";
+    return result;
+}
+
 /// Words with blanks between; those in quotes stay together, and keep the first quote.
 Words words_of(const std::string& text) {
     Words words;
