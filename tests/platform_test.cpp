@@ -22,8 +22,11 @@
 // What the libraries ask of the C++ run-time library; the nth request from now is refused.
 static size_t nth_refused = 0;
 
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return nth_refused != 0 && --nth_refused == 0 ? nullptr : std::malloc(size);
+}
 [[gnu::noinline]] void* operator new(size_t size) {
-    void* block = nth_refused != 0 && --nth_refused == 0 ? nullptr : std::malloc(size);
+    void* block = operator new(size, std::nothrow);
     return block != nullptr ? block : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
