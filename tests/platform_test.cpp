@@ -256,7 +256,7 @@ const std::pair<const char*, uint32_t (*)(zur_domain* D, List* x)> refusable[] =
     {"unmarshal",
      [](auto* D, auto* x) {
          uint32_t st = 0;
-         rcl_client_intf_templ_list_unmarshal(D, set_id, message.data(), x, static_cast<int32_t>(message.size()), 0,
+         rcl_client_intf_templ_list_unmarshal(D, set_id, message.data(), x, static_cast<int32_t>(message.size()), 1,
                                               &st);
          return st;
      }},
