@@ -2,7 +2,7 @@
 // error, testing the variant, recording containment.
 #pragma once
 
-#include "catalogue/description.hpp"
+#include "frame/plain.hpp"
 
 #include <zur/foreign.h>
 
@@ -12,7 +12,6 @@ namespace epm {
 
 using catalogue::Enum;
 using catalogue::Field;
-using catalogue::Foreign;
 using catalogue::Kind;
 using catalogue::Record;
 
@@ -87,7 +86,7 @@ inline constexpr std::uint32_t pointer_length = 8;
 
 /// Announces a write of `length` bytes, which the caller does afterwards.
 inline void announce(Domain* D, std::uint32_t S, void* address, std::uint32_t length, void* owner) {
-    D->write_range_fn(D, address, length, S, owner);
+    if (D->write_range_fn != plain::idle_hook) D->write_range_fn(D, address, length, S, owner);
 }
 
 /// Announces the write of one object, then stores it.

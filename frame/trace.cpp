@@ -1,5 +1,6 @@
 // The trace calls that turn an error number into words, and the Bundle's trace identity.
 #include "frame/trace.hpp"
+#include "frame/plain.hpp"
 
 #include <cstring>
 
@@ -21,7 +22,11 @@ const char* words(std::uint32_t code) {
 } // namespace
 
 int init() {
-    return quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &state);
+    static bool is_known = false;
+    if (plain::is_believed() && __atomic_load_n(&is_known, __ATOMIC_RELAXED)) return 0;
+    const int code = quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &state);
+    if (code == 0) __atomic_store_n(&is_known, true, __ATOMIC_RELAXED);
+    return code;
 }
 
 void failed(std::uint32_t site, std::uint32_t code) {

@@ -18,7 +18,7 @@ template <const auto& T>
 struct Symbol;
 
 template <const auto& T>
-const zur_type_info* type_info() {
+constexpr const zur_type_info* type_info() {
     return &Symbol<T>::type_info;
 }
 

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <malloc.h>
 #include <memory>
 #include <new>
 #include <sstream>
@@ -303,16 +304,39 @@ TEST(Platform, DomainsAreLimited) {
     EXPECT_EQ(allocate(D, 1073741825), nullptr);
     expect_refusal(D, "1073741825 bytes is refused: the block_limit is 1048576");
     std::vector<void*> blocks;
+    const auto fill = [&](const Domain& from, size_t size) {
+        while (void* block = allocate(from, size)) blocks.push_back(block);
+        return blocks.size();
+    };
+    const auto release_all = [&](const Domain& to) {
+        for (; !blocks.empty(); blocks.pop_back()) release(to, blocks.back());
+    };
     for (int round = 0; round < 2; ++round) { // what is given back is there again
-        while (void* block = allocate(D, (1u << 20) - 64)) blocks.push_back(block);
-        EXPECT_EQ(blocks.size(), 64u);
+        EXPECT_EQ(fill(D, (1u << 20) - 64), 64u);
         expect_refusal(D, "memory_limit of 67108864");
-        for (; !blocks.empty(); blocks.pop_back()) release(D, blocks.back());
+        release_all(D);
     }
     void* whole = allocate(tiny, 100); // which takes a little more
     EXPECT_NE(whole, nullptr);
     EXPECT_EQ(allocate(tiny, 1), nullptr);
     release(tiny, whole);
+    EXPECT_EQ(allocate(tiny, 101), nullptr) << "the block that is kept may have room for it";
+    // Blocks that are kept are bounded, are not in use, end with their Domain, and may be another's.
+    Domain other = limited(0, 1u << 22);
+    blocks.reserve(1u << 17);
+    const size_t allocated = mallinfo2().uordblks;
+    fill(other, 1000);
+    release_all(other);
+    EXPECT_LT(mallinfo2().uordblks, allocated + (5u << 18));
+    for (const size_t size : {40u, 1000u, 40u}) {
+        EXPECT_LE((1u << 22) / size - fill(other, size), 8u); // malloc may give a little more than asked for
+        release_all(size == 40 ? other : small);              // which has not made them
+        if (size == 1000) other = limited(0, 1u << 22);
+        EXPECT_LE((1u << 16) / size - fill(small, size), 8u);
+        release_all(small);
+    }
+    other.reset();
+    EXPECT_LT(mallinfo2().uordblks, allocated + (1u << 17));
     std::vector<zur_instance> places(10000);
     size_t placed = 0;
     uint32_t st = 0;

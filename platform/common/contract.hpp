@@ -9,6 +9,7 @@
 #include "../include/platform/values.h"
 #include "../include/platform/xml.h"
 #include <zur/foreign.h>
+#include <zur/plain.h>
 #include <zur/runtime.h>
 #pragma GCC visibility pop
 

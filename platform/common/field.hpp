@@ -7,7 +7,8 @@
 // xml)`; `parse(characters, length, Value &)`, which may take `char *` and turn the characters into the value's bytes
 // in place; may_be_empty, an empty element is a value; `compare(Value, Value)`; `hash(Value, seed)`; where there is a
 // header, `type_info()`. A type that owns a buffer has owns_buffer, `terminator` (bytes behind the buffer's content)
-// and `store(Object *, Value, buffer)`; any other `store(Object *, Value)`.
+// and `store(Object *, Value, buffer)`; any other `store(Object *, Value)`. A type whose text is short may also have
+// longest_text and `append_text(to, Value)`, which writes it without a check.
 #pragma once
 
 #include "bytes.hpp"
@@ -179,22 +180,33 @@ struct Field {
     static uint32_t print(zur_domain* D, char* buffer, uint32_t indent, const char* name, const void* field,
                           uint32_t size, uint32_t* st) {
         if (raised(D, st)) return 0;
-        TextWriter writer(buffer, size);
-        writer.line_start(indent, name, T::name);
-        T::text(writer, T::load(static_cast<const Object*>(field)), false);
-        writer.put('\n');
-        return writer.finish(D, st);
+        if constexpr (has_longest_text) {
+            static constexpr std::string_view type = T::name;
+            const std::string_view label(name);
+            if (uint64_t{indent} + label.size() + type.size() + T::longest_text + 4 <= text_room(size)) {
+                char* to = append(append_blanks(buffer, indent), label);
+                *to++ = '@';
+                to = append(to, type);
+                *to++ = ':';
+                to = T::append_text(to, T::load(static_cast<const Object*>(field)));
+                return ended(buffer, append(to, "\n"));
+            }
+        }
+        return print_checked(D, buffer, indent, name, field, size, st);
     }
 
     static uint32_t to_xml(zur_domain* D, const char* name, char* buffer, const void* field, uint32_t size,
                            uint8_t flag, uint32_t* st) {
         if (raised(D, st)) return 0;
-        TextWriter writer(buffer, size);
         const std::string_view tag(name);
-        writer.open_tag(tag, flag);
-        T::text(writer, T::load(static_cast<const Object*>(field)), true);
-        writer.close_tag(tag);
-        return writer.finish(D, st);
+        if constexpr (has_longest_text) {
+            if (flag == 0 && 2 * tag.size() + T::longest_text + 6 <= text_room(size)) {
+                char* to = append(append(append(buffer, "<"), tag), ">");
+                to = T::append_text(to, T::load(static_cast<const Object*>(field)));
+                return ended(buffer, append(append(append(to, "</"), tag), ">"));
+            }
+        }
+        return to_xml_checked(D, tag, buffer, field, size, flag, st);
     }
 
     static void from_xml(zur_domain* D, uint32_t S, const char* path, zur_xml_document* document, void* field,
@@ -311,6 +323,31 @@ struct Field {
 
 private:
     static constexpr uint32_t variant_size = T::shape == Shape::enumeration ? 1 : 0;
+    // Where there is room for a value's longest text, no piece of it need be checked.
+    static constexpr bool has_longest_text = requires { T::longest_text; };
+
+    static uint32_t ended(const char* start, char* end) {
+        *end = 0;
+        return static_cast<uint32_t>(end - start);
+    }
+
+    [[gnu::noinline]] static uint32_t print_checked(zur_domain* D, char* buffer, uint32_t indent, const char* name,
+                                                    const void* field, uint32_t size, uint32_t* st) {
+        TextWriter writer(buffer, size);
+        writer.line_start(indent, name, T::name);
+        T::text(writer, T::load(static_cast<const Object*>(field)), false);
+        writer.put('\n');
+        return writer.finish(D, st);
+    }
+
+    [[gnu::noinline]] static uint32_t to_xml_checked(zur_domain* D, std::string_view tag, char* buffer,
+                                                     const void* field, uint32_t size, uint8_t flag, uint32_t* st) {
+        TextWriter writer(buffer, size);
+        writer.open_tag(tag, flag);
+        T::text(writer, T::load(static_cast<const Object*>(field)), true);
+        writer.close_tag(tag);
+        return writer.finish(D, st);
+    }
 
     static void clear(zur_domain* D, uint32_t S, Object* object) {
         announce(D, S, T::content(object), T::content_size);

@@ -20,9 +20,12 @@ namespace platform {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + i * width), _mm256_shuffle_epi8(words, order));
     };
     std::size_t i = 0;
-    for (; i + 8 <= vectors; i += 8)
-#pragma GCC unroll 8
-        for (std::size_t k = 0; k < 8; ++k) swap(i + k);
+    for (; i + 16 <= vectors; i += 16)
+#pragma GCC unroll 16
+        for (std::size_t k = 0; k < 16; ++k) swap(i + k);
+    for (; i + 4 <= vectors; i += 4)
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < 4; ++k) swap(i + k);
     for (; i < vectors; ++i) swap(i);
     return vectors * (width / sizeof(uint32_t));
 }

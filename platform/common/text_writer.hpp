@@ -4,6 +4,7 @@
 #include "contract.hpp"
 #include "hex.hpp"
 
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -25,10 +26,62 @@ inline unsigned sequence_length(const uint8_t* p, std::size_t left) {
     return point < smallest || point > 0x10FFFF || surrogate || point == 0xFFFE || point == 0xFFFF ? 0 : length;
 }
 
+// What a buffer has room for. A size that wrapped below 0 in the caller's subtraction means no room.
+inline uint32_t text_room(uint32_t size) {
+    return size > INT32_MAX ? 0 : size;
+}
+
+inline char* append(char* to, std::string_view text) {
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
+}
+
+// Writes whole words, so up to 7 bytes more than asked for.
+inline char* append_blanks(char* to, uint32_t count) {
+    for (char* word = to; word < to + count; word += 8) std::memcpy(word, "        ", 8);
+    return to + count;
+}
+
+// The digits of 0 to 255 and how many they are.
+struct ByteDigits {
+    char digits[3];
+    uint8_t count;
+};
+inline constexpr auto byte_digits = [] {
+    std::array<ByteDigits, 256> all{};
+    for (unsigned i = 0; i < 256; ++i) {
+        const char hundreds = static_cast<char>('0' + i / 100), tens = static_cast<char>('0' + i / 10 % 10),
+                   ones = static_cast<char>('0' + i % 10);
+        all[i] = i > 99  ? ByteDigits{{hundreds, tens, ones}, 3}
+                 : i > 9 ? ByteDigits{{tens, ones}, 2}
+                         : ByteDigits{{ones}, 1};
+    }
+    return all;
+}();
+
+// Writes a number without a terminator, and at least 3 bytes even if it has fewer digits.
+inline constexpr uint32_t longest_number = 20;
+template <class Number>
+char* append_number(char* to, Number value) {
+    const auto append_byte = [&](auto byte) {
+        const ByteDigits& digits = byte_digits[static_cast<uint8_t>(byte)];
+        std::memcpy(to, digits.digits, sizeof digits.digits);
+        return to + digits.count;
+    };
+    if (value >= 0 && value <= 255) return append_byte(value);
+    if constexpr (sizeof value > 1) {
+        if (value > 0 && value <= 9999) {
+            to = append_byte(value / 100);
+            std::memcpy(to, byte_digits[static_cast<uint8_t>(100 + value % 100)].digits + 1, 2);
+            return to + 2;
+        }
+    }
+    return std::to_chars(to, to + longest_number, value).ptr;
+}
+
 class TextWriter {
 public:
-    // A size that wrapped below 0 in the caller's subtraction means no room.
-    TextWriter(char* buffer, uint32_t size) : buffer_(buffer), room_(size > INT32_MAX ? 0 : size) {}
+    TextWriter(char* buffer, uint32_t size) : buffer_(buffer), room_(text_room(size)) {}
 
     void put(char c) {
         if (used_ + 1 < room_)
@@ -47,8 +100,8 @@ public:
 
     template <class Number>
     void number(Number value) {
-        char digits[24];
-        put({digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
+        char digits[longest_number];
+        put({digits, append_number(digits, value)});
     }
 
     void hex(uint8_t byte) {
@@ -86,9 +139,9 @@ public:
     void line_start(uint32_t indent, std::string_view name, std::string_view type) {
         if (char* to = claim(std::size_t{indent} + name.size() + type.size() + 2)) {
             std::memset(to, ' ', indent);
-            to = copy(to + indent, name);
+            to = append(to + indent, name);
             *to++ = '@';
-            to = copy(to, type);
+            to = append(to, type);
             *to = ':';
             return;
         }
@@ -103,7 +156,7 @@ public:
         char* to = flag == 0 ? claim(name.size() + 2) : nullptr;
         if (to != nullptr) {
             *to = '<';
-            *copy(to + 1, name) = '>';
+            *append(to + 1, name) = '>';
             return;
         }
         put('<');
@@ -120,7 +173,7 @@ public:
         if (char* to = claim(name.size() + 3)) {
             *to++ = '<';
             *to++ = '/';
-            *copy(to, name) = '>';
+            *append(to, name) = '>';
             return;
         }
         put("</");
@@ -144,11 +197,6 @@ private:
         char* to = buffer_ + used_;
         used_ += static_cast<uint32_t>(length);
         return to;
-    }
-
-    static char* copy(char* to, std::string_view text) {
-        std::memcpy(to, text.data(), text.size());
-        return to + text.size();
     }
 
     char* buffer_;

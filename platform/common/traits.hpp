@@ -23,12 +23,17 @@ struct NumberValue {
         used = sizeof(Number);
         return 0;
     }
-    static void text(TextWriter& writer, Value value, bool) {
-        // A character is shown as its number; to_chars() of a char would show the letter.
+    static constexpr uint32_t longest_text = longest_number;
+    // A character is shown as its number.
+    static char* append_text(char* to, Value value) {
         if constexpr (sizeof(Number) == 1)
-            writer.number(static_cast<int>(value));
+            return append_number(to, static_cast<int>(value));
         else
-            writer.number(value);
+            return append_number(to, value);
+    }
+    static void text(TextWriter& writer, Value value, bool) {
+        char characters[longest_text];
+        writer.put({characters, append_text(characters, value)});
     }
     static bool parse(const char* characters, uint32_t size, Value& value) {
         using Digits = std::conditional_t<std::is_same_v<Number, char>, signed char, Number>;

@@ -2,43 +2,107 @@
 #include "private.hpp"
 
 #include <cstdio>
-#include <malloc.h>
 #include <new>
 
 namespace platform {
 
+void ignore_write(zur_domain*, void*, uint32_t, uint32_t, void*) {}
+
+namespace {
+
+// Where a sanitizer or valgrind watches, it is to see every block come and go.
+#if defined __SANITIZE_ADDRESS__ || defined __SANITIZE_THREAD__
+constexpr bool is_watched = true;
+#elif defined __has_feature
+constexpr bool is_watched = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool is_watched = false;
+#endif
+
+bool keeps_blocks() {
+    static const bool keeps = !is_watched && secure_getenv("PLATFORM_PLAIN_MALLOC") == nullptr;
+    return keeps;
+}
+
+constexpr std::ptrdiff_t most_kept = 1 << 20;
+
+// A limit, or the default in place of 0. Half of what fits, so that sums fit too.
+std::ptrdiff_t limit(std::size_t chosen, std::size_t by_default) {
+    return static_cast<std::ptrdiff_t>(std::min(chosen != 0 ? chosen : by_default, std::size_t{PTRDIFF_MAX} / 2));
+}
+
+} // namespace
+
+Account::Account(std::size_t block_limit, std::size_t memory_limit)
+    : left_(limit(memory_limit, std::size_t{64} << 20)), untouched_(left_), memory_limit_(left_),
+      block_limit_(block_limit != 0 ? block_limit : std::size_t{1} << 20) {
+    largest_kept_ = keeps_blocks() ? std::min(block_limit_, BlockLists::largest) : 0;
+    take(0);
+}
+
+// Takes memory that is not on the lists, or less than none to give it back. One Domain may destroy an Instance that
+// another made, so more can be given back than was taken.
+void Account::take(std::ptrdiff_t size) {
+    size = std::max(size, left_ - memory_limit_);
+    left_ -= size;
+    untouched_ -= size;
+    left_to_keep_ = largest_kept_ != 0 ? std::min(memory_limit_, untouched_ + most_kept) : PTRDIFF_MIN;
+}
+
+std::ptrdiff_t Account::counted_size(std::size_t usable) const {
+    const bool is_kept = largest_kept_ != 0 && BlockLists::takes(usable);
+    return static_cast<std::ptrdiff_t>(is_kept ? BlockLists::size_of(usable) : usable);
+}
+
 bool Account::admits(std::size_t size) {
-    const bool is_admitted = size <= memory_limit_ - std::min(used_, memory_limit_);
+    const auto fits = [&](std::ptrdiff_t room) { return room >= 0 && size <= static_cast<std::size_t>(room); };
+    if (!fits(untouched_)) give_back_kept();
+    const bool is_admitted = fits(left_);
     if (!is_admitted)
-        std::snprintf(refusal_, sizeof refusal_, "%zu bytes are refused: %zu of the memory_limit of %zu are in use",
-                      size, used_, memory_limit_);
+        std::snprintf(refusal_, sizeof refusal_, "%zu bytes are refused: %td of the memory_limit of %td are in use",
+                      size, memory_limit_ - left_, memory_limit_);
     return is_admitted;
 }
 
 bool Account::charge(std::size_t size) {
     const bool is_admitted = admits(size);
-    if (is_admitted) used_ += size;
+    if (is_admitted) take(static_cast<std::ptrdiff_t>(size));
     return is_admitted;
 }
 
+void Account::discharge(std::size_t size) {
+    take(-static_cast<std::ptrdiff_t>(size));
+}
+
+void Account::give_back_kept() {
+    kept_.clear(std::free);
+    untouched_ = left_;
+    take(0);
+}
+
 // Counts what malloc really gave.
-void* Account::allocate(std::size_t size) {
+void* Account::allocate_new(std::size_t size) {
     if (size > block_limit_) {
         std::snprintf(refusal_, sizeof refusal_, "a block of %zu bytes is refused: the block_limit is %zu", size,
                       block_limit_);
         return nullptr;
     }
     if (!admits(size)) return nullptr;
-    void* block = std::malloc(size);
+    const std::size_t wanted = size <= largest_kept_ ? BlockLists::size_for(size) : size;
+    void* block = std::malloc(wanted);
+    if (block == nullptr && untouched_ != left_) {
+        give_back_kept();
+        block = std::malloc(wanted);
+    }
     if (block == nullptr)
         std::snprintf(refusal_, sizeof refusal_, "a block of %zu bytes is refused: malloc has no memory", size);
     else
-        used_ += malloc_usable_size(block);
+        take(counted_size(malloc_usable_size(block)));
     return block;
 }
 
-void Account::release(void* block) {
-    discharge(malloc_usable_size(block));
+void Account::free_block(void* block, std::size_t usable) {
+    take(-counted_size(usable));
     std::free(block);
 }
 
@@ -67,8 +131,6 @@ void* allocate_object(void*, uint32_t, std::size_t size) {
 void free_object(void*, uint32_t, void* block) {
     std::free(block);
 }
-
-void ignore_write(zur_domain*, void*, uint32_t, uint32_t, void*) {}
 
 void ignore_count(void*, void*, uint32_t, uint32_t) {}
 
@@ -129,6 +191,7 @@ zur_domain* platform_domain_create(const platform_domain_options* options) {
     D.type_table = &domain->own.types;
     D.type_store = &domain->own.types;
     D.variant_context.opaque[0] = reinterpret_cast<uintptr_t>(&domain->own.agreement);
+    show_agreement(&D);
     D.cr_set_id = ZUR_NO_SET;
     if (chosen.tracking != PLATFORM_NO_HANDLE) {
         domain->own.handle.handle_kind = chosen.tracking;

@@ -24,6 +24,14 @@ void set_flags(zur_domain* D, uint32_t S, zur_instance* header, uint8_t flags) {
     header->flags = flags;
 }
 
+[[gnu::noinline]] uint32_t change_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length) {
+    auto& fields = own(D).field_oids;
+    if (length != 0)
+        return guarded([&] { fields.insert_or_assign(field, std::vector<uint64_t>(oids, oids + length)); });
+    fields.erase(field);
+    return 0;
+}
+
 } // namespace
 
 int8_t zur_get_instance_variant(const void* instance, int, int) {
@@ -83,7 +91,9 @@ void zurlib_update_sttr_offset(zur_domain* D, uint32_t S, void* instance, uint32
     if (const uint32_t code = guarded([&] { p.flag_offsets[instance] = offset; })) {
         set_flags(D, S, header, static_cast<uint8_t>(header->flags & ~(ZUR_TRACKED | ZUR_MOVED_FLAGS)));
         p.refused_place = RefusedPlace::untold;
+        p.is_telling = true;
         p.unplaced = header->type_info == nullptr ? header : nullptr;
+        show_agreement(D);
         return zur_store_err(D, code);
     }
     D->hd_mapping_root = reinterpret_cast<uintptr_t>(&p.flag_offsets);
@@ -97,12 +107,14 @@ void platform::tell_refused_place(zur_domain* D, uint32_t* st) {
         if (*st == 0) fail(D, ZUR_NO_MEMORY, st);
     } else {
         p.refused_place = RefusedPlace::none; // this look-up is already for another Instance
+        show_agreement(D);
     }
 }
 
 void platform::untrack_unplaced(zur_domain* D, uint32_t S) {
     Private& p = own(D);
     p.refused_place = RefusedPlace::none;
+    show_agreement(D);
     if (p.unplaced != nullptr) set_flags(D, S, p.unplaced, static_cast<uint8_t>(p.unplaced->flags & ~ZUR_TRACKED));
 }
 
@@ -177,12 +189,11 @@ void zurlib_lookup_and_update_oid_ref_count(zur_domain* D, uint32_t, uint64_t oi
         state.destroy(D, state.set_id, state.instance);
 }
 
+// Every field that goes is reported here, while hardly any has references.
 uint32_t platform_field_set_oids(zur_domain* D, const void* field, const uint64_t* oids, uint32_t length) {
-    auto& fields = own(D).field_oids;
-    if (length != 0)
-        return guarded([&] { fields.insert_or_assign(field, std::vector<uint64_t>(oids, oids + length)); });
-    if (!fields.empty()) fields.erase(field);
-    return 0;
+    if (length == 0 && own(D).field_oids.empty()) [[likely]]
+        return 0;
+    return change_oids(D, field, oids, length);
 }
 
 uint32_t platform_field_oid_count(zur_domain* D, const void* field) {

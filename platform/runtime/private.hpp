@@ -1,10 +1,12 @@
 // What the runtime keeps behind a Domain's last contract field.
 #pragma once
 
+#include "../common/block_lists.hpp"
 #include "../common/contract.hpp"
 
 #include <algorithm>
 #include <cstdlib>
+#include <malloc.h>
 #include <memory>
 #include <new>
 #include <string>
@@ -26,29 +28,60 @@ struct NameHash {
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
 };
 
-// The limits of a Domain's memory, the memory in use, and the sentence about the last refusal.
+// The limits of a Domain's memory, the memory in use, and the sentence about the last refusal. Released blocks are kept
+// for the next ones of their size: at most so many bytes, and with the memory in use never more than the limit.
 class Account {
 public:
-    Account(std::size_t block_limit, std::size_t memory_limit)
-        : block_limit_(block_limit != 0 ? block_limit : std::size_t{1} << 20),
-          memory_limit_(memory_limit != 0 ? memory_limit : std::size_t{64} << 20) {}
+    Account(std::size_t block_limit, std::size_t memory_limit);
+    ~Account() { give_back_kept(); }
+    Account(const Account&) = delete;
+    Account& operator=(const Account&) = delete;
 
-    void* allocate(std::size_t size);
-    void release(void* block);
+    void* allocate(std::size_t request) {
+        if (request <= largest_kept_) [[likely]] {
+            const std::size_t size = BlockLists::size_for(request);
+            const std::ptrdiff_t left = left_ - static_cast<std::ptrdiff_t>(size);
+            if (kept_.has(size) && left >= 0) [[likely]] {
+                left_ = left;
+                return kept_.pop(size);
+            }
+        }
+        return allocate_new(request);
+    }
+    void release(void* block) {
+        const std::size_t usable = malloc_usable_size(block);
+        if (BlockLists::takes(usable)) [[likely]] {
+            const std::size_t size = BlockLists::size_of(usable);
+            const std::ptrdiff_t left = left_ + static_cast<std::ptrdiff_t>(size);
+            if (left <= left_to_keep_) [[likely]] {
+                left_ = left;
+                return kept_.push(size, block);
+            }
+        }
+        free_block(block, usable);
+    }
 
     // For memory that comes from elsewhere. Returns false when it is refused.
     bool charge(std::size_t size);
-    // One Domain may destroy an Instance that another made, so more can be given back than was taken.
-    void discharge(std::size_t size) { used_ -= std::min(size, used_); }
+    void discharge(std::size_t size);
 
     const char* refusal() const { return refusal_[0] != 0 ? refusal_ : nullptr; }
 
 private:
+    [[gnu::noinline]] void* allocate_new(std::size_t size);
+    [[gnu::noinline]] void free_block(void* block, std::size_t usable);
+    void give_back_kept();
     bool admits(std::size_t size);
+    void take(std::ptrdiff_t size);
+    std::ptrdiff_t counted_size(std::size_t usable) const;
 
+    std::size_t largest_kept_; // 0 when nothing is kept
+    std::ptrdiff_t left_;      // the limit less what is in use; a block may be larger than asked for, so it can be < 0
+    std::ptrdiff_t left_to_keep_; // a block is kept while no more than this is left, or too much would be kept
+    BlockLists kept_;
+    std::ptrdiff_t untouched_; // the limit less what is in use and what is kept
+    std::ptrdiff_t memory_limit_;
     std::size_t block_limit_;
-    std::size_t memory_limit_;
-    std::size_t used_ = 0;
     char refusal_[120] = "";
 };
 
@@ -90,6 +123,8 @@ public:
         names_.clear();
         default_ = PLATFORM_HIGHEST_VARIANT;
     }
+    bool is_for_all() const { return names_.empty(); } // whether one answer holds for every type
+    int8_t for_all() const { return default_; }
 
 private:
     [[gnu::noinline]] int8_t variant_of_name(std::string_view name) const {
@@ -147,6 +182,7 @@ struct Private {
     RefusedPlace refused_place = RefusedPlace::none;
     zur_instance* unplaced = nullptr;        // an Instance being set up that got no place there
     const zur_type_info* uncopied = nullptr; // the type whose copy could not be made
+    bool is_telling = false;                 // whether counting an Instance must look at these three
     std::unordered_map<uint64_t, OidState> oids;
     std::unordered_map<const void*, uint64_t> oid_of_instance;
     std::unordered_map<const void*, std::vector<uint64_t>> field_oids;
@@ -164,6 +200,12 @@ struct Domain {
 inline Private& own(zur_domain* D) {
     return reinterpret_cast<Domain*>(D)->own;
 }
+
+// The write hook of a Domain whose writes nobody wants to hear.
+void ignore_write(zur_domain*, void*, uint32_t, uint32_t, void*);
+
+// Renews the word by which a Bundle may answer for zur_domain_lookup_variant().
+void show_agreement(zur_domain* D);
 
 void tell_refused_place(zur_domain* D, uint32_t* st);
 void untrack_unplaced(zur_domain* D, uint32_t S);

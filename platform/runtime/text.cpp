@@ -77,7 +77,7 @@ uint32_t held_length(const char* characters, uint32_t length) {
 
 uint32_t zur_print_space(zur_domain* D, uint32_t, char* buffer, uint32_t indent, uint32_t size, uint32_t* st) {
     if (*st != 0) return 0;
-    const uint32_t room = size > INT32_MAX ? 0 : size;
+    const uint32_t room = text_room(size);
     if (indent < room) {
         std::memset(buffer, ' ', indent);
         return indent;
@@ -88,7 +88,7 @@ uint32_t zur_print_space(zur_domain* D, uint32_t, char* buffer, uint32_t indent,
 
 uint32_t zur_snprintf(zur_domain* D, uint32_t, char* buffer, uint32_t size, uint32_t* st, const char* format, ...) {
     if (*st != 0) return 0;
-    const uint32_t room = size > INT32_MAX ? 0 : size;
+    const uint32_t room = text_room(size);
     va_list arguments;
     va_start(arguments, format);
     int length = join(buffer, room, format, arguments);

@@ -24,6 +24,12 @@ extern "C" {
  * default allocation hooks, which a Domain uses if its options name no hook and no obj_store; its obj_store is then the
  * account of that memory. In every Domain memory_limit also covers the places of nested state flags, which the Domain
  * keeps itself. A refusal by a limit leaves 12, and platform_domain_refusal() names the limit.
+ *
+ * With the default hooks a Domain keeps released blocks of up to 1,032 bytes for its next ones, at most 1 MiB of them.
+ * With the memory in use they never take more than memory_limit, and they are given back before anything is refused.
+ * Each stays a block of malloc: another Domain may release it, also after its own has ended. Under a sanitizer, or with
+ * PLATFORM_PLAIN_MALLOC in the environment, as for valgrind, every block comes from malloc and goes back to free, which
+ * then notices a block that is released twice.
  */
 typedef struct platform_domain_options {
     uint32_t tracking;       /**< PLATFORM_NO_HANDLE, ZUR_UNTRACKED_MODE or ZUR_TRACKED_MODE */
