@@ -65,7 +65,9 @@ bool grow_records(Domain* D, std::uint32_t S, Instance* x, std::uint32_t index, 
         release(D, S, former_storage);
     }
     store(D, S, length_of<R, I>(x), count, x);
-    for (std::uint32_t i = former.count; i < count; ++i) elements.initialize(D, S, i, tracking, st);
+    const bool is_plain = lifecycle::is_created_plainly<*R.fields[I].record>(D);
+    for (std::uint32_t i = former.count; i < count; ++i)
+        is_plain ? elements.set_up(D, S, i, tracking, st) : elements.initialize(D, S, i, tracking, st);
     return grow_element_flags<R, I>(D, S, x, count, former_length, tracking, st) && *st == 0;
 }
 

@@ -26,7 +26,7 @@ enum class End : std::uint8_t { first, last };
 
 [[gnu::noinline]] inline Instance* get_end(Domain* D, std::uint32_t S, Instance* owner, End end, std::uint32_t* st,
                                            ListLayout layout) {
-    if (!open_read(D, owner, layout.field, st)) return nullptr;
+    if (!open_any_read(D, owner, layout.field, st)) return nullptr;
     const auto* head = at<ListHead>(owner, layout.head);
     if (head->first == head) return nullptr;
     return hand_out_element(D, S, owner, head, end == End::first ? head->first : head->last);
@@ -36,7 +36,7 @@ enum class Direction : std::uint8_t { next, previous };
 
 [[gnu::noinline]] inline Instance* get_neighbour(Domain* D, std::uint32_t S, Instance* owner, Instance* element,
                                                  Direction direction, std::uint32_t* st, ListLayout layout) {
-    if (!open_read(D, owner, layout.field, st)) return nullptr;
+    if (!open_any_read(D, owner, layout.field, st)) return nullptr;
     const Links* links = links_of(element, layout.links);
     return hand_out_element(D, S, owner, at<ListHead>(owner, layout.head),
                             direction == Direction::next ? links->next : links->prev);
@@ -64,7 +64,7 @@ Instance* list_get_prev(Domain* D, std::uint32_t S, Instance* owner, Instance* e
 
 template <const Record& R, std::size_t I>
 std::uint32_t list_get_count(Domain* D, std::uint32_t /*S*/, const Instance* owner, std::uint32_t* st) {
-    if (!open_read(D, owner, gate<R, I>, st)) return 0;
+    if (!open_any_read(D, owner, gate<R, I>, st)) return 0;
     return field<R, I, ListHead>(owner)->count;
 }
 

@@ -34,8 +34,7 @@ void* storage(const Instance* x) {
 }
 
 template <const Record& R, std::size_t I>
-requires is_plain<R, I>
-void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+[[gnu::always_inline]] inline void* get_here(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
     if (!open_read(D, x, gate<R, I>, st)) return nullptr;
     if constexpr (!is_imported<R, I>) {
         return hand_out_nested(D, S, header(storage<R, I>(x)), x);
@@ -44,6 +43,17 @@ void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
         record_containment(D, S, pointer, x);
         return pointer;
     }
+}
+template <const Record& R, std::size_t I>
+[[gnu::noinline]] void* get_by_calls(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+    return get_here<R, I>(D, S, x, st);
+}
+template <const Record& R, std::size_t I>
+requires is_plain<R, I>
+void* get(Domain* D, std::uint32_t S, Instance* x, std::uint32_t* st) {
+    if constexpr (!is_imported<R, I> || plain::is_bytes(*R.fields[I].foreign))
+        if (open_read_plainly(D, x, gate<R, I>, st)) return field<R, I>(x);
+    return get_by_calls<R, I>(D, S, x, st);
 }
 
 /// The C type of a field's value, or of an element's.
@@ -77,9 +87,21 @@ template <const Record& R, std::size_t I>
 }
 
 template <const Record& R, std::size_t I>
-typename FieldValue<R, I>::type get_value(Domain* D, std::uint32_t S, const Instance* x, std::uint32_t* st) {
+[[gnu::noinline]] typename FieldValue<R, I>::type get_value_by_calls(Domain* D, std::uint32_t S, const Instance* x,
+                                                                     std::uint32_t* st) {
     if (!open_read(D, x, gate<R, I>, st)) return 0;
     return read_value<R, I>(D, S, x, st);
+}
+template <const Record& R, std::size_t I>
+typename FieldValue<R, I>::type get_value(Domain* D, std::uint32_t S, const Instance* x, std::uint32_t* st) {
+    if constexpr (is_own_enum<R, I> || plain::is_number(*R.fields[I].foreign))
+        if (open_read_plainly(D, x, gate<R, I>, st)) {
+            if constexpr (is_own_enum<R, I>)
+                return field<R, I, EnumInstance>(x)->value;
+            else
+                return *static_cast<const typename FieldValue<R, I>::type*>(readable<R, I>(x));
+        }
+    return get_value_by_calls<R, I>(D, S, x, st);
 }
 
 /// Writes the source's content into a field's storage. The content of an object or record moves.
@@ -113,14 +135,26 @@ void write_value(Domain* D, std::uint32_t S, void* address, typename FieldValue<
 }
 
 template <const Record& R, std::size_t I>
-void set_value(Domain* D, std::uint32_t S, Instance* x, typename FieldValue<R, I>::type value, std::uint32_t* st) {
+[[gnu::noinline]] void set_value_by_calls(Domain* D, std::uint32_t S, Instance* x,
+                                          typename FieldValue<R, I>::type value, std::uint32_t* st) {
     if (!open_write(D, S, x, gate<R, I>, st)) return;
-    void* pointer = get<R, I>(D, S, x, st);
+    void* pointer = get_here<R, I>(D, S, x, st);
     record_containment(D, S, pointer, x);
     if (*st != 0) return;
     if (pointer == nullptr) return fail(D, st, ZUR_ABSENT);
     write_value<R, I>(D, S, pointer, value, st);
     mark<R, I, trace::Operation::field_set_value>(D, S, x, st);
+}
+
+template <const Record& R, std::size_t I>
+void set_value(Domain* D, std::uint32_t S, Instance* x, typename FieldValue<R, I>::type value, std::uint32_t* st) {
+    if constexpr (is_imported<R, I> && plain::is_number(*R.fields[I].foreign))
+        if (plain::is_idle(D) && D->tracking_handle == nullptr && D->containment_on == 0 &&
+            open_write_plainly(D, x, gate<R, I>, st)) {
+            *field<R, I, typename FieldValue<R, I>::type>(x) = value;
+            return;
+        }
+    set_value_by_calls<R, I>(D, S, x, value, st);
 }
 
 } // namespace epm::access

@@ -28,13 +28,14 @@ inline constexpr TextLayout text_layout = {
 
 /// Opens a copy. It checks the room before the variant.
 inline bool open_copy(Domain* D, const Instance* x, std::uint32_t size, Gate field, std::uint32_t* st) {
+    if (size != 0 && open_read_plainly(D, x, field, st)) return true;
     if (*st != 0) return false;
     zur_clear_last_error(D);
     if (size == 0) {
         fail(D, st, ZUR_BAD_ARGUMENT);
         return false;
     }
-    return in_variant(D, x, field.since, field.is_enumerated, st);
+    return in_variant(D, x, field.since(), field.is_enumerated(), st);
 }
 
 /// What fits is delivered all the same, and always terminated.

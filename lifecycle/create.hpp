@@ -50,13 +50,13 @@ inline std::int8_t agreed_variant(Domain* D, const zur_type_info* type, std::int
 /// Writes one header member; announces it if the Instance may lie in a store.
 template <class T>
 void put(Domain* D, std::uint32_t S, Instance* x, bool announced, T* address, std::type_identity_t<T> value) {
-    if (announced) announce(D, S, address, sizeof(T), x);
+    if (announced) D->write_range_fn(D, address, sizeof(T), S, x);
     *address = value;
 }
 
 inline void put_type(Domain* D, std::uint32_t S, Instance* x, bool announced, const zur_type_info** word,
                      const zur_type_info* type) {
-    if (announced) announce(D, S, word, sizeof *word, x);
+    if (announced) D->write_range_fn(D, word, sizeof *word, S, x);
     *word = stored_type(D, S, type);
 }
 
@@ -164,11 +164,12 @@ bool place_flags(Domain* D, std::uint32_t S, Instance* x, void*& sttr_base, std:
 }
 
 template <const Record& R>
-void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
-                 std::uint32_t skip_stats, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
+[[gnu::always_inline]] inline void* initialize_here(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type,
+                                                    std::uint32_t announced, std::uint32_t skip_stats,
+                                                    std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
     using trace::site, trace::Operation, trace::Text;
     if (*st != 0) return sttr_base;
-    const bool is_announced = announced != 0;
+    const bool is_announced = announced != 0 && D->write_range_fn != plain::idle_hook;
     const zur_type_info* stored = initialize_header(D, S, x, type, R.top(), is_announced, extra_flags, st);
     const bool tracking = is_tracking(D, site<R, Operation::initialize, Text::corrupted_handle>);
     if (tracking) put_flags(D, S, x, is_announced, ZUR_TRACKED);
@@ -182,6 +183,11 @@ void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* t
     catalogue::for_each_field<R>(
         [&]<std::size_t I>() { initialize_field<R, I>(D, S, x, announced, skip_stats, sttr_base, st); });
     return sttr_base;
+}
+template <const Record& R>
+void* initialize(Domain* D, std::uint32_t S, Instance* x, const zur_type_info* type, std::uint32_t announced,
+                 std::uint32_t skip_stats, std::uint32_t extra_flags, void* sttr_base, std::uint32_t* st) {
+    return initialize_here<R>(D, S, x, type, announced, skip_stats, extra_flags, sttr_base, st);
 }
 
 /// Records a new Instance as handed out. It may be null.
@@ -201,21 +207,119 @@ inline bool chain_has_failed(const Domain* D) {
     return D->cr_active != 0 && D->last_error != 0;
 }
 
+/// What a new record needs; constants of one type.
+struct Creation {
+    std::uint32_t (*size_of)(const Domain*);
+    decltype(&initialize<*catalogue::all_records[0]>) initialize;
+    const zur_type_info* type;
+    void* null;
+    std::uint32_t not_created; ///< the trace entry
+};
+
+[[gnu::cold, gnu::noinline]] inline Instance* give_up(Domain* D, std::uint32_t S, Instance* x, std::uint32_t site,
+                                                      std::uint32_t status) {
+    trace::failed(site, status);
+    release(D, S, x);
+    return nullptr;
+}
+
+[[gnu::noinline]] inline Instance* create_by_calls(Domain* D, std::uint32_t S, const Creation& type) {
+    std::uint32_t status = 0;
+    if (chain_has_failed(D)) return hand_out_null(D, S, header(type.null));
+    const std::uint32_t size = type.size_of(D);
+    auto* x = static_cast<Instance*>(allocate(D, S, size));
+    if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, header(type.null)) : hand_out(D, S, nullptr);
+    std::memset(x, 0, size);
+    type.initialize(D, S, x, type.type, 1, 0, 0, nullptr, &status);
+    return status == 0 ? hand_out(D, S, x) : give_up(D, S, x, type.not_created, status);
+}
+
+/// The highest variant among a record and all that lies in it.
+template <const Record& R>
+inline constexpr std::int8_t highest_top = [] {
+    std::int8_t top = R.top();
+    catalogue::for_each_field<R>([&]<std::size_t I>() {
+        constexpr const Field& f = R.fields[I];
+        if constexpr (f.is_own_enum()) top = std::max(top, f.enumeration->top());
+        if constexpr (f.kind == Kind::embedded) top = std::max(top, highest_top<*f.record>);
+    });
+    return top;
+}();
+
+/// Whether new Instances of a record are set up in plain steps: the agreed variant cuts none of theirs.
+template <const Record& R>
+bool is_created_plainly(const Domain* D) {
+    return plain::is_open(D) && D->cr_active == 0 && plain::agreed(D) >= highest_top<R>;
+}
+
+/// Fills the header of a zeroed Instance.
+template <const auto& T>
+[[gnu::always_inline]] inline void set_up_header(Instance* x, std::uint8_t flags) {
+    x->type_info = type_info<T>();
+    x->variant = T.top();
+    x->layout_variant = T.top();
+    x->flags |= flags; // its state flags may have a place already
+    x->unused = 0;
+}
+
+template <const Record& R>
+void set_up(Domain* D, std::uint32_t S, Instance* x, std::uint8_t flags, void* sttr_base, std::uint32_t* st);
+
+/// Does what initialize_field() does with zeroed memory.
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline void set_up_field(Domain* D, std::uint32_t S, Instance* x, std::uint8_t nested_flags,
+                                                void* sttr_base, std::uint32_t* st) {
+    constexpr const Field& f = R.fields[I];
+    if constexpr (f.is_own_enum()) {
+        set_up_header<*f.enumeration>(field<R, I, Instance>(x), ZUR_NESTED);
+    } else if constexpr (f.kind == Kind::embedded) {
+        if (*st == 0) set_up<*f.record>(D, S, field<R, I, Instance>(x), nested_flags, sttr_base, st);
+    } else {
+        initialize_field<R, I>(D, S, x, 1, 0, sttr_base, st);
+    }
+}
+
+/// Does what initialize() does with zeroed memory. The flags are those of the header.
+template <const Record& R>
+void set_up(Domain* D, std::uint32_t S, Instance* x, std::uint8_t flags, void* sttr_base, std::uint32_t* st) {
+    using trace::site, trace::Operation, trace::Text;
+    D->last_error = 0;
+    set_up_header<R>(x, flags);
+    zur_variant_record* record =
+        counters(type_info<R>(), R.top(), R.top(), site<R, Operation::initialize, Text::no_variant_table>,
+                 site<R, Operation::initialize, Text::variant_not_present>);
+    plain::count(&record->created);
+    const auto nested_flags = static_cast<std::uint8_t>(flags | ZUR_NESTED);
+    if constexpr (catalogue::has_nested_blocks(R))
+        if (flags == ZUR_TRACKED) {
+            offset_update<R>(D, S, x, sttr_base, st);
+            if (!plain::is_open(D)) [[unlikely]] // a place was refused, which the next look-up of a variant tells
+                return catalogue::for_each_field<R>(
+                    [&]<std::size_t I>() { initialize_field<R, I>(D, S, x, 1, 0, sttr_base, st); });
+        }
+    catalogue::for_each_field<R>([&]<std::size_t I>() { set_up_field<R, I>(D, S, x, nested_flags, sttr_base, st); });
+}
+
+template <const Record& R>
+Instance* create_plainly(Domain* D, std::uint32_t S) {
+    using trace::site, trace::Operation, trace::Text;
+    std::uint32_t status = 0;
+    const bool tracking = is_tracking(D, site<R, Operation::sizing, Text::corrupted_handle>);
+    const std::size_t size = catalogue::size<R> + (tracking ? catalogue::block_length<R> : 0);
+    auto* x = static_cast<Instance*>(allocate(D, S, size));
+    if (x == nullptr) return nullptr;
+    std::memset(x, 0, size);
+    set_up<R>(D, S, x, tracking ? ZUR_TRACKED : 0, tracking ? at(x, catalogue::size<R>) : nullptr, &status);
+    if (status != 0) [[unlikely]]
+        return give_up(D, S, x, site<R, Operation::create, Text::record_not_created>, status);
+    return x;
+}
+
 template <const Record& R>
 Instance* create_internal(Domain* D, std::uint32_t S) {
-    std::uint32_t status = 0;
-    if (chain_has_failed(D)) return hand_out_null(D, S, null_instance<R>());
-    const std::uint32_t size = size_of<R>(D);
-    auto* x = static_cast<Instance*>(allocate(D, S, size));
-    if (x == nullptr) return D->cr_active != 0 ? hand_out_null(D, S, null_instance<R>()) : hand_out(D, S, nullptr);
-    std::memset(x, 0, size);
-    initialize<R>(D, S, x, type_info<R>(), 1, 0, 0, nullptr, &status);
-    if (status != 0) {
-        trace::failed(trace::site<R, trace::Operation::create, trace::Text::record_not_created>, status);
-        release(D, S, x);
-        return nullptr;
-    }
-    return hand_out(D, S, x);
+    static constexpr Creation type{size_of<R>, initialize<R>, type_info<R>(), null_record<R>,
+                                   trace::site<R, trace::Operation::create, trace::Text::record_not_created>};
+    return is_created_plainly<R>(D) ? create_plainly<R>(D, S) : create_by_calls(D, S, type);
 }
 
 template <const Enum& E>

@@ -250,10 +250,9 @@ inline const zur_type_info* checked(const zur_type_info* type, std::uint32_t dam
 }
 
 template <const Record& R>
-void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
+void destroy_by_calls(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
     using trace::site, trace::Operation, trace::Text;
     std::uint32_t status = 0;
-    if (x == nullptr || x == null_instance<R>()) return;
     if (has_flag(x, ZUR_HAS_OID) && !release_oid<R>(D, S, x, &status)) return;
     const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
     if (variant >= 0) {
@@ -284,6 +283,40 @@ void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
         }
     }
     if (free_memory != 0) free_instance(D, S, x);
+}
+
+/// Whether an Instance is destroyed in plain steps: nobody hears of it, and it has nothing but its fields.
+template <const Record& R>
+[[gnu::always_inline]] inline bool is_destroyed_plainly(const Domain* D, const Instance* x) {
+    return D != nullptr && plain::is_idle(D) && plain::is_believed() && D->containment_on == 0 && D->store_mode == 0 &&
+           (x->flags & ~ZUR_NESTED) == 0 && x->type_info == type_info<R>() && x->variant == R.top();
+}
+
+template <const Record& R>
+[[gnu::always_inline]] inline void destroy_plainly(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
+    using trace::site, trace::Operation, trace::Text;
+    if constexpr (R.is_linked()) {
+        constexpr std::size_t links = catalogue::layout<R>.links;
+        if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
+            unlink(D, S, head, x, {links, Marked::removed, site<R, Operation::unlink, Text::range_refused>});
+    }
+    std::uint32_t status = 0;
+    if (!destroy_fields<R>(D, S, x, R.top(), &status, std::make_index_sequence<R.count>{})) return;
+    plain::count(&counters(type_info<R>(), R.top(), R.top(), site<R, Operation::destroy, Text::no_variant_table>,
+                           site<R, Operation::destroy, Text::variant_not_present>)
+                      ->destroyed);
+    if (free_memory == 0) return;
+    x->type_info = nullptr;
+    release(D, S, x);
+}
+
+template <const Record& R>
+void destroy_internal(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
+    if (x == nullptr || x == null_instance<R>()) return;
+    if (is_destroyed_plainly<R>(D, x))
+        destroy_plainly<R>(D, S, x, free_memory);
+    else
+        destroy_by_calls<R>(D, S, x, free_memory);
 }
 
 /// An embedded enumeration owns nothing, so this does nothing unless the memory is freed as well.

@@ -35,9 +35,23 @@ struct Elements {
         zurlib_update_sttr_offset(D, S, (*this)[i], static_cast<std::uint32_t>(distance));
         return at((*this)[i], distance);
     }
-    void initialize(Domain* D, std::uint32_t S, std::size_t i, bool tracking, std::uint32_t* st) const {
+    /// Both return where an element's state flags are, null in an untracked one.
+    [[gnu::always_inline]] void* initialize(Domain* D, std::uint32_t S, std::size_t i, bool tracking,
+                                            std::uint32_t* st) const {
         void* block = tracking ? place_block(D, S, i) : nullptr;
-        lifecycle::initialize<E>(D, S, (*this)[i], type_info<E>(), 1, 0, ZUR_NESTED, block, st);
+        initialize_here<E>(D, S, (*this)[i], type_info<E>(), 1, 0, ZUR_NESTED, block, st);
+        return block;
+    }
+    /// The same in plain steps, where these were possible at first.
+    [[gnu::always_inline]] void* set_up(Domain* D, std::uint32_t S, std::size_t i, bool tracking,
+                                        std::uint32_t* st) const {
+        if (*st != 0) return nullptr;
+        void* block = tracking ? place_block(D, S, i) : nullptr;
+        if (tracking && !plain::is_open(D)) [[unlikely]] // a place was refused, which the look-up of the variant tells
+            lifecycle::initialize<E>(D, S, (*this)[i], type_info<E>(), 1, 0, ZUR_NESTED, block, st);
+        else
+            lifecycle::set_up<E>(D, S, (*this)[i], ZUR_NESTED | (tracking ? ZUR_TRACKED : 0), block, st);
+        return block;
     }
 
     /// Bytes for all elements, with their blocks if the Domain tracks. Returns 0 and leaves the error when a distance

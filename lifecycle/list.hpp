@@ -94,9 +94,17 @@ inline constexpr Change removal = {list_layout<R, I>, links_site<R, I, trace::Op
                                      std::uint32_t* st, const Change& how) {
     if (!open_write_here(D, S, owner, how.list.field, st)) return;
     auto* head = at<ListHead>(owner, how.list.head);
-    store(D, S, &head->count, head->count + 1, owner);
-    link(D, S, head, element, spot, how.list.links, how.site);
-    store(D, S, &links_of(element, how.list.links)->list_head, head, element);
+    if (plain::is_idle(D) && D->obj_store == nullptr && spot.position == Position::last) {
+        ++head->count;
+        Links* own = links_of(element, how.list.links);
+        *own = {head, head, head->last};
+        (own->prev == head ? head->first : links_of(own->prev, how.list.links)->next) = element;
+        head->last = element;
+    } else {
+        store(D, S, &head->count, head->count + 1, owner);
+        link(D, S, head, element, spot, how.list.links, how.site);
+        store(D, S, &links_of(element, how.list.links)->list_head, head, element);
+    }
     record_containment(D, S, element, owner);
     mark(D, S, owner, st, how.flag);
 }

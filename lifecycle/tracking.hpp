@@ -18,10 +18,9 @@ inline bool is_tracking(const Domain* D, std::uint32_t site) {
 /// The standard offset of the block: behind the memory of the Instance's layout variant.
 template <const Record& R>
 std::size_t standard_offset(const Instance* x) {
-    if constexpr (R.variants() == 1)
+    if (R.variants() == 1 || x->layout_variant == R.top()) [[likely]]
         return catalogue::size<R>;
-    else
-        return catalogue::layout<R>.body[known_layout(x, R.top())];
+    return catalogue::layout<R>.body[known_layout(x, R.top())];
 }
 
 /// The Instance's state-flag block, which it must have: at the standard offset unless it was moved.

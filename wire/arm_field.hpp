@@ -34,17 +34,17 @@ Instance* arm_to_fill(Domain* D, std::uint32_t S, Instance* x) {
     return *arm;
 }
 
-/// Leaves an arm alone that another tag selected before.
+/// Leaves an arm alone that another tag selected before. An arm that is not due has been read already.
 template <const Record& R, std::size_t I>
-[[gnu::always_inline]] inline void take_arm(Reader& in, Instance* x) {
+[[gnu::always_inline]] inline void take_arm(Reader& in, Instance* x, bool is_due) {
     constexpr const Field& f = R.fields[I];
-    if (is_selected<R, I>(x)) {
+    if (is_selected<R, I>(x) && is_due) {
         if (Instance* arm = arm_to_fill<R, I>(in.D, in.S, x); arm != nullptr)
-            in.pass(unmarshal<*f.record>(in.D, in.S, in.cursor, arm, in.room, in.reuse, in.st));
+            in.pass(unmarshal_worker<*f.record>(in.D, in.S, in.cursor, arm, in.room, in.reuse, in.st));
         else
             fail(in.D, in.st, ZUR_NO_MEMORY);
     }
-    in.take_flag(catalogue::layout<R>.flag[I]);
+    if (in.state_flags != StateFlags::absent && is_due) in.take_flag(catalogue::layout<R>.flag[I]);
 }
 
 } // namespace epm::wire

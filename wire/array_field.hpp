@@ -107,7 +107,7 @@ template <const Record& E>
     const std::int32_t room = in.room;
     for (std::size_t i = 0; i < count && *in.st == 0; ++i) {
         elements.initialize(in.D, in.S, i, in.places_blocks, in.st);
-        in.pass(unmarshal<E>(in.D, in.S, in.cursor, elements[i], in.room, in.reuse, in.st));
+        in.pass(unmarshal_worker<E>(in.D, in.S, in.cursor, elements[i], in.room, in.reuse, in.st));
     }
     return static_cast<std::uint32_t>(std::int64_t{room} - in.room);
 }

@@ -14,13 +14,18 @@ namespace epm::wire {
 /// claim memory arrangements that the destination does not have.
 inline constexpr std::uint8_t travelling_flags = ZUR_TRACKED | ZUR_RA_DATA;
 
+/// A record's variant byte, flag byte and jump word, without an ra block.
+inline constexpr std::uint32_t frame_length = 6;
+inline constexpr std::uint32_t jump_offset = 2;
+
 /// Passes through the template of another record, from a field that holds one.
 template <const Record& R>
 std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
                              int check, std::uint32_t* st);
+/// `reuse` is what the caller said; `going_on` has a meaning of its own.
 template <const Record& R>
-std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
-                        std::uint32_t reuse, std::uint32_t* st);
+std::uint32_t unmarshal_worker(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
+                               std::uint64_t reuse, std::uint32_t* st);
 
 /// Refuses a buffer without a single byte.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t refuse_buffer(Domain* D, std::uint32_t* st) {
@@ -36,6 +41,17 @@ inline constexpr std::size_t longest_block = [] {
 
 /// What travels for an Instance without state flags: all zero, and no element flags.
 alignas(8) inline constexpr std::array<std::uint8_t, longest_block> no_state_flags{};
+
+/// The block to send in tracked mode; the Instance's own flags decide which.
+template <const Record& R>
+const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x, std::uint8_t instance_flags) {
+    if ((instance_flags & ZUR_TRACKED) == 0) return no_state_flags.data();
+    return flag_block<R>(D, S, const_cast<Instance*>(x));
+}
+template <const Record& R>
+const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x) {
+    return flags_to_send<R>(D, S, x, x->flags);
+}
 
 struct Writer {
     Domain* D;

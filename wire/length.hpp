@@ -7,9 +7,6 @@
 
 namespace epm::wire {
 
-/// Variant byte, flag byte and jump word.
-inline constexpr std::uint32_t frame_length = 6;
-
 template <const Record& R>
 std::uint32_t length(Domain* D, std::uint32_t S, const Instance* x);
 

@@ -32,23 +32,30 @@ template <const Record& R, std::size_t I>
     constexpr const Record& type = *R.fields[I].record;
     for (const Instance* element = first_in_list<R, I>(x); element != nullptr;
          element = next_in_list<R, I>(x, element)) {
-        in.pass(unmarshal<type>(in.D, in.S, in.cursor, const_cast<Instance*>(element), in.room, in.reuse, in.st));
+        in.pass(
+            unmarshal_worker<type>(in.D, in.S, in.cursor, const_cast<Instance*>(element), in.room, in.reuse, in.st));
         if (*in.st == 0) continue;
         trace::failed(trace::site<R, trace::Operation::unmarshal, trace::Text::list_element_not_read, I>, *in.st);
         return;
     }
 }
 
-/// Reads a new element and appends it. If it cannot be read or attached, it has no owner, so it is destroyed.
+/// Appends a new element that has been read. If it could not be read or attached, it has no owner, so it is destroyed.
+template <const Record& R, std::size_t I>
+void attach_new_element(Domain* D, std::uint32_t S, Instance* x, Instance* element, std::uint32_t* st) {
+    constexpr const Record& type = *R.fields[I].record;
+    if (*st == 0) lifecycle::append<R, I>(D, S, x, element, st);
+    if (*st != 0 && lifecycle::links_of(element, catalogue::layout<type>.links)->list_head == nullptr)
+        lifecycle::destroy_internal<type>(D, S, element, 1);
+}
+
 template <const Record& R, std::size_t I>
 [[gnu::always_inline]] inline void take_new_element(Reader& in, Instance* x) {
     constexpr const Record& type = *R.fields[I].record;
     Instance* element = lifecycle::create_internal<type>(in.D, in.S);
     if (element == nullptr) return fail(in.D, in.st, ZUR_NO_MEMORY);
-    in.pass(unmarshal<type>(in.D, in.S, in.cursor, element, in.room, in.reuse, in.st));
-    if (*in.st == 0) lifecycle::append<R, I>(in.D, in.S, x, element, in.st);
-    if (*in.st != 0 && lifecycle::links_of(element, catalogue::layout<type>.links)->list_head == nullptr)
-        lifecycle::destroy_internal<type>(in.D, in.S, element, 1);
+    in.pass(unmarshal_worker<type>(in.D, in.S, in.cursor, element, in.room, in.reuse, in.st));
+    attach_new_element<R, I>(in.D, in.S, x, element, in.st);
 }
 
 template <const Record& R, std::size_t I>

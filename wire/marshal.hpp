@@ -14,16 +14,10 @@
 #include "wire/array_field.hpp"
 #include "wire/enumeration.hpp"
 #include "wire/list_field.hpp"
+#include "wire/plain_writer.hpp"
 #include "wire/text_field.hpp"
 
 namespace epm::wire {
-
-/// The block to send in tracked mode; the Instance's own flags decide which.
-template <const Record& R>
-const std::uint8_t* flags_to_send(Domain* D, std::uint32_t S, const Instance* x, std::uint8_t instance_flags) {
-    if ((instance_flags & ZUR_TRACKED) == 0) return no_state_flags.data();
-    return flag_block<R>(D, S, const_cast<Instance*>(x));
-}
 
 /// Writes an ra block without data; the Bundle has none to add.
 [[gnu::cold, gnu::noinline]] inline std::uint32_t put_ra_block(Domain* D, std::uint32_t S, void* destination,
@@ -109,14 +103,8 @@ std::uint32_t marshal_worker(Domain* D, std::uint32_t S, void* buffer, const Ins
 template <const Record& R>
 std::uint32_t marshal(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
                       std::uint32_t* st) {
+    if (plain::is_idle(D)) return marshal_plainly(D, S, buffer, x, length, st, writers<R>);
     return marshal_worker<R>(D, S, buffer, x, length, 1, st);
-}
-
-/// Marshals for a copy in the same process, so the Domain's variant does not cap the outermost record's.
-template <const Record& R>
-std::uint32_t marshal_for_clone(Domain* D, std::uint32_t S, void* buffer, const Instance* x, std::int32_t length,
-                                std::uint32_t* st) {
-    return marshal_worker<R>(D, S, buffer, x, length, 0, st);
 }
 
 } // namespace epm::wire

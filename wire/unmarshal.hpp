@@ -7,6 +7,7 @@
 #include "wire/array_field.hpp"
 #include "wire/enumeration.hpp"
 #include "wire/list_field.hpp"
+#include "wire/plain_steps.hpp"
 #include "wire/text_field.hpp"
 
 namespace epm::wire {
@@ -71,7 +72,16 @@ template <const Record& R>
 using FormerLengths = std::array<std::uint32_t, catalogue::most_fields>;
 
 template <const Record& R, std::size_t I>
-[[gnu::always_inline]] inline Progress take_field(Reader& in, Instance* x, FormerLengths& former) {
+std::uint32_t present_number(const Instance* x) {
+    if constexpr (R.fields[I].foreign->length == sizeof(std::uint16_t))
+        return *field<R, I, std::uint16_t>(x);
+    else
+        return *field<R, I, std::uint32_t>(x);
+}
+
+template <const Record& R, std::size_t I>
+[[gnu::always_inline]] inline Progress take_field(Reader& in, Instance* x, [[maybe_unused]] std::size_t first,
+                                                  [[maybe_unused]] FormerLengths& former) {
     constexpr const Field& f = R.fields[I];
     constexpr std::size_t flag = catalogue::layout<R>.flag[I];
     if constexpr (f.kind == Kind::text) {
@@ -85,7 +95,7 @@ template <const Record& R, std::size_t I>
     } else if constexpr (f.kind == Kind::list) {
         take_list<R, I>(in, x);
     } else if constexpr (f.kind == Kind::arm) {
-        take_arm<R, I>(in, x);
+        take_arm<R, I>(in, x, I >= first);
         if (*in.st != 0) return Progress::last;
     } else if constexpr (f.kind == Kind::run || f.kind == Kind::characters) {
         in.advance(take_run<*f.foreign>(in, field<R, I>(x), f.capacity));
@@ -94,7 +104,7 @@ template <const Record& R, std::size_t I>
         else
             in.take_flag(flag);
     } else if constexpr (f.kind == Kind::embedded) {
-        in.pass(unmarshal<*f.record>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
+        in.pass(unmarshal_worker<*f.record>(in.D, in.S, in.cursor, field<R, I, Instance>(x), in.room, in.reuse, in.st));
         in.take_flag(flag);
     } else if constexpr (f.is_own_enum()) {
         in.advance(
@@ -102,25 +112,66 @@ template <const Record& R, std::size_t I>
         in.take_flag(flag);
         if (R.is_union() && I == 0 && *in.st != 0) return Progress::last;
     } else {
-        if constexpr (f.kind == Kind::length) {
-            if constexpr (f.foreign->length == sizeof(std::uint16_t))
-                former[I] = *field<R, I, std::uint16_t>(x);
-            else
-                former[I] = *field<R, I, std::uint32_t>(x);
-        }
+        if constexpr (f.kind == Kind::length) former[I] = present_number<R, I>(x);
         in.pass(Codec<*f.foreign>::unmarshal(in.D, in.S, in.cursor, field<R, I>(x), in.room, in.reuse, in.st));
         if constexpr (f.is_tracked()) in.take_flag(flag);
     }
     return Progress::next;
 }
 
-template <const Record& R, std::size_t... I>
-[[gnu::always_inline]] inline Progress take_fields(Reader& in, Instance* x, std::int8_t variant,
-                                                   std::index_sequence<I...>) {
+/// A record whose first fields have been read in plain steps; the rest of them is read by calls.
+struct Interrupted {
+    Reader in;
+    std::int8_t variant; ///< up to which fields are read
+    Progress progress;
+    std::size_t next; ///< the field to go on with
     FormerLengths former;
+};
+
+/// In place of `reuse`: the buffer is an Interrupted, and only its fields are read.
+inline constexpr std::uint64_t going_on = std::uint64_t{1} << 32;
+
+/// Fields are read in groups: those that take the same bytes whatever they hold, the arms of a union, any other one by
+/// itself. Among fields that take the same bytes, reading only goes on at the first. The numbers of the groups' first
+/// fields, closed by the number of fields.
+template <const Record& R>
+constexpr bool starts_group(std::size_t i) {
+    if (i == 0 || i == R.count) return true;
+    const Field &f = R.fields[i], &before = R.fields[i - 1];
+    return !(is_fixed(f) && is_fixed(before)) && !(f.kind == Kind::arm && before.kind == Kind::arm);
+}
+template <const Record& R>
+inline constexpr std::size_t group_count = [] {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < R.count; ++i) count += starts_group<R>(i);
+    return count;
+}();
+template <const Record& R>
+inline constexpr auto groups = [] {
+    std::array<std::size_t, group_count<R> + 1> first{};
+    for (std::size_t i = 0, n = 0; i <= R.count; ++i)
+        if (starts_group<R>(i)) first[n++] = i;
+    return first;
+}();
+
+template <const Record& R, std::size_t First, std::size_t... I>
+[[gnu::always_inline]] inline Progress take_group(Reader& in, Instance* x, std::int8_t variant, std::size_t first,
+                                                  FormerLengths& former, std::index_sequence<I...>) {
     Progress progress = Progress::next;
-    (void)(((R.fields[I].since != 0 && variant < R.fields[I].since) ||
-            (progress = take_field<R, I>(in, x, former)) == Progress::next) &&
+    (void)(((R.fields[First + I].since != 0 && variant < R.fields[First + I].since) ||
+            (progress = take_field<R, First + I>(in, x, first, former)) == Progress::next) &&
+           ...);
+    return progress;
+}
+
+template <const Record& R, std::size_t... G>
+[[gnu::always_inline]] inline Progress take_fields(Reader& in, Instance* x, std::int8_t variant, std::size_t first,
+                                                   FormerLengths& former, std::index_sequence<G...>) {
+    constexpr auto& group = groups<R>;
+    Progress progress = Progress::next;
+    (void)((group[G + 1] <= first || (progress = take_group<R, group[G]>(
+                                          in, x, variant, first, former,
+                                          std::make_index_sequence<group[G + 1] - group[G]>{})) == Progress::next) &&
            ...);
     return progress;
 }
@@ -136,29 +187,56 @@ template <const Record& R>
 
 /// The last steps are not announced. Reading never clears a flag of the Instance.
 template <const Record& R>
-std::uint32_t unmarshal(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
-                        std::uint32_t reuse, std::uint32_t* st) {
-    if (*st != 0) return 0;
-    zur_clear_last_error(D);
-    if (length < 1) return refuse_buffer(D, st);
-    Reader in{
-        .D = D, .S = S, .reuse = reuse, .cursor = static_cast<const unsigned char*>(buffer), .room = length, .st = st};
-    std::int8_t variant = 0;
-    in.advance(_zur_instance_variant_unmarshal(D, S, in.cursor, &variant, in.room, st));
-    std::uint8_t wire_flags = 0;
-    in.advance(_zur_instance_obj_flag_unmarshal(D, S, in.cursor, &wire_flags, in.room, st));
-    std::uint8_t flags = wire_flags & travelling_flags;
-    if ((flags & ZUR_RA_DATA) != 0) [[unlikely]]
-        in.pass(take_ra_block(D, S, in.cursor, in.room, st));
-    const std::int8_t known_variant = std::min(variant, static_cast<std::int8_t>(known_layout(x, R.top())));
-    const std::int32_t base_room = in.room;
+std::uint32_t unmarshal_worker(Domain* D, std::uint32_t S, const void* buffer, Instance* x, std::int32_t length,
+                               std::uint64_t reuse, std::uint32_t* st) {
+    const bool is_interrupted = reuse == going_on;
+    if (*st != 0 && !is_interrupted) return 0;
+    Reader in{.D = D,
+              .S = S,
+              .reuse = static_cast<std::uint32_t>(reuse),
+              .cursor = static_cast<const unsigned char*>(buffer),
+              .room = length,
+              .st = st};
+    std::int8_t known_variant = 0;
+    std::uint8_t flags = 0;
+    std::int32_t base_room = 0;
     std::uint32_t jump = 0;
-    in.advance(_zur_variant_jump_unmarshal(D, S, in.cursor, &jump, in.room, st));
-    in.ends_message = jump >= static_cast<std::uint32_t>(base_room);
-    choose_state_flags<R>(in, x, flags);
-    if (known_variant >= 0 &&
-        take_fields<R>(in, x, known_variant, std::make_index_sequence<R.count>{}) == Progress::refused)
+    std::size_t first = 0;
+    FormerLengths former;
+    if (!is_interrupted) [[likely]] {
+        zur_clear_last_error(D);
+        if (length < 1) return refuse_buffer(D, st);
+        std::int8_t variant = 0;
+        in.advance(_zur_instance_variant_unmarshal(D, S, in.cursor, &variant, in.room, st));
+        in.advance(_zur_instance_obj_flag_unmarshal(D, S, in.cursor, &flags, in.room, st));
+        flags &= travelling_flags;
+        if ((flags & ZUR_RA_DATA) != 0) [[unlikely]]
+            in.pass(take_ra_block(D, S, in.cursor, in.room, st));
+        known_variant = std::min(variant, static_cast<std::int8_t>(known_layout(x, R.top())));
+        base_room = in.room;
+        in.advance(_zur_variant_jump_unmarshal(D, S, in.cursor, &jump, in.room, st));
+        in.ends_message = jump >= static_cast<std::uint32_t>(base_room);
+        choose_state_flags<R>(in, x, flags);
+    } else {
+        const auto* record = static_cast<const Interrupted*>(buffer);
+        in = record->in;
+        known_variant = record->variant;
+        first = record->next;
+        former = record->former;
+    }
+    Progress progress = Progress::next;
+    if (known_variant >= 0)
+        progress = take_fields<R>(in, x, known_variant, first, former, std::make_index_sequence<group_count<R>>{});
+    if (is_interrupted) [[unlikely]] {
+        auto* record = static_cast<Interrupted*>(const_cast<void*>(buffer));
+        record->in.room = in.room;
+        record->progress = progress;
         return 0;
+    }
+    if (progress == Progress::refused) { // the destruction must see what has been read
+        x->variant = std::max(x->variant, known_variant);
+        return 0;
+    }
     const auto passed = static_cast<std::uint32_t>(std::int64_t{base_room} - in.room);
     if (jump > passed) [[unlikely]] {
         const auto base = static_cast<std::uint32_t>(std::int64_t{length} - base_room);
