@@ -1,17 +1,22 @@
 // Reads an arbitrary image or document into a type. The first byte chooses the type, the second how it is read, the
 // rest is what is read. The result must be an ordinary record: it is written, read back to an equal one, hashed and
-// destroyed, and leaves no memory behind. Each input may use little memory, so that growing by one element at a time
-// stays cheap and refusals happen. The seeds are the images of the tests' golden corpus and their documents.
+// destroyed, and leaves no memory behind. An image is also read and written with every step made as a call, which must
+// make no difference, whatever is wrong with it. Each input may use little memory, so that growing by one element at a
+// time stays cheap and refusals happen. The seeds are the images of the tests' golden corpus and their documents.
 #include "fuzz/target.hpp"
 #include "tool/message.hpp"
 #include "tool/operations.hpp"
 
 #include <platform/domain.h>
 #include <platform/xml.h>
+#include <zur/plain.h>
 
 #include <array>
 #include <cstring>
 #include <memory>
+#include <span>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -29,6 +34,7 @@ enum : std::uint8_t {
     mode_count = 16,
     with_reuse = 16,
     from_document = 32,
+    with_agreement = 64, ///< times a variant and 1, where plain steps are compared
 };
 
 std::size_t budget = 0; ///< bytes that are left to an input
@@ -58,6 +64,33 @@ zur_domain* domain(std::uint8_t mode) {
     D = platform_domain_create(&options);
     D->containment_on = (mode & mode_containment) != 0;
     return D;
+}
+
+/// Reads an image into a fresh and into a used Instance and writes what that then holds, in plain steps and by calls.
+void compare_modes(zur_domain* D, const tool::Operations& call, std::span<const std::uint8_t> image,
+                   std::uint8_t mode) {
+    platform_domain_agree_all(D, mode < with_agreement ? PLATFORM_HIGHEST_VARIANT : mode / with_agreement - 1);
+    budget = memory_for_each;
+    zur_instance *x = call.create(D, some_set), *y = call.create(D, some_set);
+    for (const bool is_used : {false, true}) {
+        const auto size = static_cast<std::int32_t>(image.size());
+        const std::int32_t room = is_used && size != 0 ? image.back() : size + 64;
+        const auto pass_on = [&](zur_instance* to) {
+            std::vector<std::uint8_t> bytes(static_cast<std::size_t>(room) + 1, 0x5A); // a flag may be written behind
+            std::uint32_t st[] = {0, 0};
+            budget = memory_for_each;
+            const auto read =
+                call.unmarshal(D, some_set, image.data(), to, size, is_used || (mode & with_reuse) != 0, &st[0]);
+            const auto used = call.marshal(D, some_set, bytes.data(), to, room, &st[1]);
+            return std::tuple(read, st[0], used, st[1], D->last_error, bytes);
+        };
+        const auto plain = pass_on(x);
+        const auto agreement = std::exchange(D->variant_context.opaque[ZUR_PLAIN_AGREEMENT], 0);
+        demand(pass_on(y) == plain && call.compare(x, y) == 0, "plain steps do what calls do");
+        D->variant_context.opaque[ZUR_PLAIN_AGREEMENT] = agreement;
+    }
+    call.destroy(D, some_set, x), call.destroy(D, some_set, y);
+    platform_domain_agree_all(D, PLATFORM_HIGHEST_VARIANT);
 }
 
 } // namespace
@@ -111,6 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         call.destroy(D, some_set, copy);
     }
     call.destroy(D, some_set, x);
+    if (document == nullptr) compare_modes(D, call, {image.get(), size - 2}, mode);
     demand(alive == 0, "nothing is lost");
     return 0;
 }

@@ -46,3 +46,8 @@ set var tag = (void*)0x1234
 print *tag
 set var tag = 0
 print *tag
+set print asm-demangle on
+# The library believes what the platform declares plain.
+echo \n-- declared --\n
+output/a (long)'epm::plain::idle_hook'
+echo \n

@@ -106,7 +106,8 @@ TestDomain::TestDomain(const Mode& mode) : mode_(mode) {
     domain_->containment_on = mode.containment;
     forward = *domain_;
     domain_->type_alloc_fn = allocate_type;
-    domain_->write_range_fn = write_range;
+    const bool is_idle = declares_plain && !mode.has_store && !mode.containment && mode.store_mode == 0;
+    domain_->write_range_fn = is_idle ? idle_write_range : write_range;
     domain_->counter_range_fn = counter_range;
     domain_->type_insert_fn = insert_type;
     domain_->type_lookup_fn = find_type;

@@ -33,6 +33,10 @@ const std::vector<Mode>& tracking_modes();
 /// no set; and with all of them in a store that only copies types.
 const std::vector<Mode>& all_modes();
 
+/// The hook that does nothing, where the test program declares plain operations (plain.cpp).
+[[gnu::weak]] void idle_write_range(zur_domain*, void*, std::uint32_t, std::uint32_t, void*);
+inline const bool declares_plain = idle_write_range != nullptr;
+
 class TestDomain {
 public:
     explicit TestDomain(const Mode& mode = {});
