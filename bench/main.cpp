@@ -99,13 +99,15 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::regex wanted(argc > 2 ? argv[2] : "");
+    const bool pooled = dlsym(RTLD_DEFAULT, "bench_is_pooled") != nullptr;
     Workloads workloads;
-    Suite suite(wanted);
+    Suite suite(wanted, pooled);
     add_ours(suite, workloads);
     for (const Peer* peer : Peer::all()) peer->add(suite, peer->name, workloads);
     mode->second(suite.loops());
+    if (pooled) return 0;
     for (const char* workload : {"W3", "W4"}) {
-        Suite scaled(wanted);
+        Suite scaled(wanted, false);
         for (const std::size_t elements : scale) add_ours_scaled(scaled, workload, elements);
         mode->second(scaled.loops());
     }

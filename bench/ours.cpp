@@ -15,9 +15,20 @@ constexpr std::uint32_t S = ZUR_NO_SET;
 
 using Domain = std::unique_ptr<zur_domain, decltype(&platform_domain_destroy)>;
 
-Domain make_domain(bool tracked) {
+void* allocate(void*, std::uint32_t, std::size_t size) {
+    return std::malloc(size);
+}
+
+void release(void*, std::uint32_t, void* block) {
+    std::free(block);
+}
+
+/// The Domain of a site with its own allocator, which here is malloc as the peers have it, or the default Domain, which
+/// keeps released blocks.
+Domain make_domain(bool tracked, bool pooled) {
     platform_domain_options options{};
     options.tracking = tracked ? ZUR_TRACKED_MODE : PLATFORM_NO_HANDLE;
+    if (!pooled) options.obj_alloc_fn = allocate, options.obj_free_fn = release;
     options.block_limit = options.memory_limit = SIZE_MAX; // the largest workloads hold more than strangers may
     return {platform_domain_create(&options), platform_domain_destroy};
 }
@@ -227,7 +238,8 @@ struct Subject {
     std::vector<unsigned char> wire, workspace;
     std::string printed, xml, text;
 
-    Subject(const Data& from, bool tracked) : data(from), domain(make_domain(tracked)), x(Fill{D, &st}.made(data)) {
+    Subject(const Data& from, bool tracked, bool pooled)
+        : data(from), domain(make_domain(tracked, pooled)), x(Fill{D, &st}.made(data)) {
         // One byte more than the length in tracked mode: the last flag may lie right behind it.
         wire.resize(T::len(D, S, x) + 1);
         wire.resize(T::marshal(D, S, wire.data(), x, static_cast<int>(wire.size()), &st));
@@ -312,14 +324,16 @@ struct Subject {
 
 void add_ours(Suite& suite, Workloads& workloads) {
     workloads.for_each([&]<class Data>(Workload<Data>& workload) {
-        Subject<Data> s(workload.data, false);
+        const bool pooled = suite.is_pooled();
+        Subject<Data> s(workload.data, false, pooled);
         workload.wire = s.wire;
         workload.xml = s.xml;
         auto* back = s.parsed();
         require(Type<Data>::compare(back, s.x) == 0, workload.name + ": the library does not read its XML");
         Type<Data>::destroy(s.D, S, back);
-        suite.add<Subject<Data>>(workload.name, "ours", all_operations, workload.data, false);
-        suite.add<Subject<Data>>(workload.name, "tracked", {"marshal", "unmarshal"}, workload.data, true);
+        suite.add<Subject<Data>>(workload.name, "ours", all_operations, workload.data, false, pooled);
+        if (!pooled)
+            suite.add<Subject<Data>>(workload.name, "tracked", {"marshal", "unmarshal"}, workload.data, true, false);
     });
 }
 
@@ -328,9 +342,9 @@ void add_ours_scaled(Suite& suite, const std::string& workload, std::size_t elem
     if (elements <= 10000) operations.push_back("from_xml"); // the cost is quadratic
     const std::string name = workload + "x" + std::to_string(elements);
     if (workload == "W3")
-        suite.add<Subject<VlanGroup>>(name, "ours", operations, vlan_group(elements), false);
+        suite.add<Subject<VlanGroup>>(name, "ours", operations, vlan_group(elements), false, false);
     else
-        suite.add<Subject<DomainNames>>(name, "ours", operations, domain_names(elements), false);
+        suite.add<Subject<DomainNames>>(name, "ours", operations, domain_names(elements), false, false);
 }
 
 } // namespace bench

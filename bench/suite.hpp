@@ -3,7 +3,7 @@
 //
 // To add a peer, write peers/NAME.cpp with a Peer in it and call bench_peer(NAME) in CMakeLists.txt. To add an
 // operation, add a row to BENCH_OPERATIONS and the function to the subjects whose peers know it. To add a goal, add a
-// row to goals.csv.
+// row to goals.csv: a relation with one limit for all its workloads, or with one for each.
 #pragma once
 
 #include "bench/workloads.hpp"
@@ -53,6 +53,7 @@ inline void require(bool holds, std::string_view what) {
 using Operations = std::vector<std::string>;
 #define BENCH_NAME_OF(operation) #operation,
 inline const Operations all_operations = {BENCH_OPERATIONS(BENCH_NAME_OF)};
+inline const Operations allocating = {"unmarshal", "clone", "fill"};
 
 struct Loop {
     std::string workload, operation, peer;
@@ -62,15 +63,23 @@ struct Loop {
 
 class Suite {
 public:
-    /// Holds the loops whose names match.
-    explicit Suite(std::regex wanted) : wanted_(std::move(wanted)) {}
+    /// Holds the loops whose names match. Pooled, it has only the operations that allocate, and says so in the peers'
+    /// names.
+    Suite(std::regex wanted, bool pooled) : wanted_(std::move(wanted)), pooled_(pooled) {}
+    /// Whether memory comes from lists of released blocks: the peers' by the preloaded pool, the library's by its
+    /// Domain.
+    bool is_pooled() const { return pooled_; }
 
     /// Makes a subject and adds those of the operations that it knows.
     template <class Subject>
-    void add(const std::string& workload, const std::string& peer, const Operations& operations, const auto&... from) {
+    void add(const std::string& workload, const std::string& called, const Operations& operations,
+             const auto&... from) {
+        const std::string peer = called + (pooled_ ? "_pooled" : "");
         Operations chosen;
         for (const std::string& operation : operations)
-            if (std::regex_search(workload + "/" + operation + "/" + peer, wanted_)) chosen.push_back(operation);
+            if ((!pooled_ || std::find(allocating.begin(), allocating.end(), operation) != allocating.end()) &&
+                std::regex_search(workload + "/" + operation + "/" + peer, wanted_))
+                chosen.push_back(operation);
         if (chosen.empty()) return;
         const auto subject = std::make_shared<Subject>(from...);
 #define ADD(operation)                                                                                                 \
@@ -96,6 +105,7 @@ private:
     }
 
     std::regex wanted_;
+    bool pooled_;
     std::vector<Loop> loops_;
 };
 
