@@ -20,7 +20,7 @@ struct PlainWriter {
 };
 
 /// Writes a record and returns where it ends, or null to give up. The second is for elements, of which there can be
-/// thousands.
+/// thousands, and is told which state flags to send.
 template <const Record& R, Mode mode>
 unsigned char* put_plainly(const PlainWriter& out, unsigned char* cursor, const Instance* x);
 template <const Record& R, Mode mode>
