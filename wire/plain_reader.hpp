@@ -34,8 +34,8 @@ struct PlainReader {
     }
 };
 
-/// Reads a record. Returns the cursor behind it. The second is for elements, of which there can be thousands, and may be
-/// told where the state flags are.
+/// Reads a record. Returns the cursor behind it. The second is for elements, of which there can be thousands, and may
+/// be told where the state flags are.
 template <const Record& R, Mode mode>
 const unsigned char* take_plainly(PlainReader& in, const unsigned char* cursor, Instance* x);
 template <const Record& R, Mode mode>
