@@ -204,6 +204,8 @@ std::vector<Mode> modes_of(const Scene& scene) {
         {"t", {tracked}},
         {"s", {{.has_store = true}}},
         {"k", {{.store_mode = 2}}}};
+    // Where the runtime declares its operations plain, it cannot let one of them fail.
+    if (declares_plain && scene.options.contains("plain")) return {};
     const auto option = scene.options.find("modes");
     return lists.at(option != scene.options.end() ? option->second : scene.options.contains("each") ? "few" : "all");
 }
