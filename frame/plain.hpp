@@ -29,11 +29,14 @@ inline bool is_idle(const zur_domain* D) {
     return D->write_range_fn == idle_hook;
 }
 
-/// Whether the operations on whole records may take plain steps: nobody hears of writes, and one agreed variant holds
-/// for all types.
+/// Whether the operations on whole records may take plain steps where nobody hears of writes: there is no store, and
+/// one agreed variant holds for all types.
+inline bool is_settled(const zur_domain* D) {
+    return D->store_mode == 0 && D->containment_on == 0 && D->variant_context.opaque[ZUR_PLAIN_AGREEMENT] != 0;
+}
+
 inline bool is_open(const zur_domain* D) {
-    return is_idle(D) && D->store_mode == 0 && D->containment_on == 0 &&
-           D->variant_context.opaque[ZUR_PLAIN_AGREEMENT] != 0;
+    return is_idle(D) && is_settled(D);
 }
 
 /// The variant that is agreed in an open Domain.

@@ -11,9 +11,9 @@ namespace epm::wire {
 
 enum class Mode : std::uint8_t { untracked, tracked, closed };
 
-/// Whether plain steps may be taken now, and with state flags.
+/// Whether plain steps may be taken in an idle Domain, and with state flags.
 inline Mode mode_of(const Domain* D) {
-    if (!plain::is_open(D)) return Mode::closed;
+    if (!plain::is_settled(D)) return Mode::closed;
     const zur_tracking_handle* handle = D->tracking_handle;
     if (handle == nullptr || handle->handle_kind == ZUR_UNTRACKED_MODE) return Mode::untracked;
     return handle->handle_kind == ZUR_TRACKED_MODE ? Mode::tracked : Mode::closed;
