@@ -23,8 +23,10 @@ const char* words(std::uint32_t code) {
 
 int init() {
     static bool is_known = false;
-    if (plain::is_believed() && __atomic_load_n(&is_known, __ATOMIC_RELAXED)) return 0;
-    const int code = quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &state);
+    const auto ask = [] { return quelog_module_init_fn("zur_orlan_epm", &g_zur_orlan_epm_trace_module_id, &state); };
+    if (!plain::is_believed()) return ask();
+    if (__atomic_load_n(&is_known, __ATOMIC_RELAXED)) return 0;
+    const int code = ask();
     if (code == 0) __atomic_store_n(&is_known, true, __ATOMIC_RELAXED);
     return code;
 }
