@@ -40,10 +40,10 @@ std::uint32_t get_value(Domain* D, std::uint32_t /*S*/, const Instance* x, std::
 /// its own.
 inline bool open_enum_write(Domain* D, std::uint32_t S, Instance* x, std::uint32_t value, const EnumLimits& bounds,
                             std::uint32_t* st) {
-    if (plain::is_believed() && x != nullptr && x->variant >= bounds.top) {
+    if (plain::is_believed() && x != nullptr && x->variant >= bounds.top &&
+        value < bounds.accepted[static_cast<std::size_t>(bounds.top)]) [[likely]] {
         D->last_error = 0;
-        if (value < bounds.accepted[static_cast<std::size_t>(bounds.top)]) [[likely]]
-            return true;
+        return true;
     }
     zur_clear_last_error(D);
     zurlib_adjust_variant(D, S, x, x != nullptr ? x->type_info : nullptr, bounds.top, st);

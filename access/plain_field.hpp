@@ -97,7 +97,7 @@ typename FieldValue<R, I>::type get_value(Domain* D, std::uint32_t S, const Inst
     if constexpr (is_own_enum<R, I> || plain::is_number(*R.fields[I].foreign))
         if (open_read_plainly(D, x, gate<R, I>, st)) {
             if constexpr (is_own_enum<R, I>)
-                return field<R, I, EnumInstance>(x)->value;
+                return enumerator_of(field<R, I, Instance>(x));
             else
                 return *static_cast<const typename FieldValue<R, I>::type*>(readable<R, I>(x));
         }

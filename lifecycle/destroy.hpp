@@ -249,6 +249,17 @@ inline const zur_type_info* checked(const zur_type_info* type, std::uint32_t dam
     release(D, S, x);
 }
 
+/// Takes an element out of the list that it is in.
+template <const Record& R>
+[[gnu::always_inline]] inline void leave_list(Domain* D, std::uint32_t S, Instance* x) {
+    if constexpr (R.is_linked()) {
+        constexpr std::size_t links = catalogue::layout<R>.links;
+        constexpr std::uint32_t refused = trace::site<R, trace::Operation::unlink, trace::Text::range_refused>;
+        if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
+            unlink(D, S, head, x, {links, Marked::removed, refused});
+    }
+}
+
 template <const Record& R>
 void destroy_by_calls(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
     using trace::site, trace::Operation, trace::Text;
@@ -256,11 +267,7 @@ void destroy_by_calls(Domain* D, std::uint32_t S, Instance* x, std::uint32_t fre
     if (has_flag(x, ZUR_HAS_OID) && !release_oid<R>(D, S, x, &status)) return;
     const std::int8_t variant = zur_get_instance_variant(x, 1, 0);
     if (variant >= 0) {
-        if constexpr (R.is_linked()) {
-            constexpr std::size_t links = catalogue::layout<R>.links;
-            if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
-                unlink(D, S, head, x, {links, Marked::removed, site<R, Operation::unlink, Text::range_refused>});
-        }
+        leave_list<R>(D, S, x);
         if (!destroy_fields<R>(D, S, x, variant, &status, std::make_index_sequence<R.count>{})) return;
     }
     if (has_flag(x, ZUR_TRACKED)) {
@@ -295,11 +302,7 @@ template <const Record& R>
 template <const Record& R>
 [[gnu::always_inline]] inline void destroy_plainly(Domain* D, std::uint32_t S, Instance* x, std::uint32_t free_memory) {
     using trace::site, trace::Operation, trace::Text;
-    if constexpr (R.is_linked()) {
-        constexpr std::size_t links = catalogue::layout<R>.links;
-        if (ListHead* head = links_of(x, links)->list_head; head != nullptr)
-            unlink(D, S, head, x, {links, Marked::removed, site<R, Operation::unlink, Text::range_refused>});
-    }
+    leave_list<R>(D, S, x);
     std::uint32_t status = 0;
     if (!destroy_fields<R>(D, S, x, R.top(), &status, std::make_index_sequence<R.count>{})) return;
     plain::count(&counters(type_info<R>(), R.top(), R.top(), site<R, Operation::destroy, Text::no_variant_table>,

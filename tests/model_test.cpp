@@ -429,8 +429,8 @@ TEST_F(Model, SurvivesDamagedBytes) {
             damaged[at] = static_cast<char>(damaged[at] + 1 + static_cast<int>(c.random.below(255)));
             read(damaged);
         }
-        c.read(used, std::string(1, 0) + image.substr(1),
-               true); // from an older peer: what only later ones know is released
+        // From an older peer: what only later ones know is released.
+        c.read(used, std::string(1, 0) + image.substr(1), true);
         c.expect_sound(used);
         c.destroy(used);
         EXPECT_EQ(heap().blocks().size(), alive);

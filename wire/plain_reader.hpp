@@ -80,16 +80,17 @@ struct Rest {
     const unsigned char* cursor;
 };
 
-/// What has been read of the field at which plain steps end.
-enum class Stopped : std::uint8_t {
-    before, ///< nothing
-    within, ///< all but its flags
-    behind,
+/// How far an open field has been read.
+enum class Reached : std::uint8_t {
+    nothing, ///< it is left to calls
+    flags,   ///< all but its flags
+    end,
+    refused, ///< no memory
 };
 
 /// Reads the rest of a record's fields by calls.
 [[gnu::cold, gnu::noinline]] inline Rest take_rest(PlainReader& plain, const unsigned char* cursor,
-                                                   const Opening& opening, const Resumption& from, Stopped stopped) {
+                                                   const Opening& opening, const Resumption& from, Reached reached) {
     const bool is_tracked = opening.block != nullptr;
     Interrupted rest{.in = {.D = plain.D,
                             .S = plain.S,
@@ -103,16 +104,16 @@ enum class Stopped : std::uint8_t {
                             .ends_message = opening.ends_message},
                      .variant = opening.variant,
                      .progress = Progress::next,
-                     .next = from.field + std::size_t{stopped != Stopped::before},
+                     .next = from.field + std::size_t{reached != Reached::nothing},
                      .former = opening.former};
     Reader& in = rest.in;
-    if (stopped == Stopped::within) {
+    if (reached == Reached::flags) {
         if (from.array_flags != nullptr)
             from.array_flags(in, opening.x);
         else if (from.is_tracked)
             in.take_flag(from.flag, from.kind == Kind::list && !in.ends_message ? 2 : 1);
     }
-    if (stopped != Stopped::before && from.kind == Kind::arm && *in.st != 0)
+    if (reached != Reached::nothing && from.kind == Kind::arm && *in.st != 0)
         rest.progress = Progress::last;
     else
         from.worker(in.D, in.S, &rest, opening.x, 0, going_on, in.st);
@@ -148,14 +149,6 @@ template <const Record& R, std::size_t I, Mode mode>
     }
     return cursor;
 }
-
-/// How far an open field has been read.
-enum class Reached : std::uint8_t {
-    nothing, ///< it is left to calls
-    flags,   ///< all but its flags
-    end,
-    refused, ///< no memory
-};
 
 /// New characters for a text, with a terminator. Returns false when the Domain refuses memory.
 [[gnu::noinline]] inline bool take_characters_plainly(const PlainReader& in, const unsigned char* cursor, void** text,
@@ -281,7 +274,7 @@ template <const Record& R, std::size_t I, Mode mode>
             fail(in.D, in.st, ZUR_NO_MEMORY);
         if (cursor == nullptr || *in.st != 0 || !has_fixed_room<R, I, mode>(in.room(cursor), opening.variant))
             [[unlikely]]
-            return take_rest(in, cursor, opening, resumption<R, I>, Stopped::within);
+            return take_rest(in, cursor, opening, resumption<R, I>, Reached::flags);
         is_last = mode == Mode::untracked && only_arms_follow<R, I>; // one arm is selected at most
     }
     if constexpr (mode == Mode::tracked) opening.block[catalogue::layout<R>.flag[I]] = *cursor++;
@@ -298,7 +291,7 @@ template <const Record& R, std::size_t I, Mode mode>
     } else {
         const Reached reached = take_open<R, I, mode>(in, cursor, opening);
         if (reached == Reached::refused) return {Progress::refused, cursor};
-        if (reached == Reached::nothing) return take_rest(in, cursor, opening, resumption<R, I>, Stopped::before);
+        if (reached == Reached::nothing) return take_rest(in, cursor, opening, resumption<R, I>, reached);
         if constexpr (f.kind != Kind::text) {
             std::uint32_t flags = mode == Mode::tracked && f.is_tracked() && reached == Reached::flags;
             if constexpr (f.kind == Kind::array)
@@ -306,8 +299,7 @@ template <const Record& R, std::size_t I, Mode mode>
             // The flag of a list is only read where a byte is left behind it.
             if (cursor == nullptr || *in.st != 0 ||
                 (flags != 0 && in.room(cursor) < std::int64_t{flags} + (f.kind == Kind::list))) [[unlikely]]
-                return take_rest(in, cursor, opening, resumption<R, I>,
-                                 reached == Reached::flags ? Stopped::within : Stopped::behind);
+                return take_rest(in, cursor, opening, resumption<R, I>, reached);
             if constexpr (mode == Mode::tracked && f.is_tracked())
                 if (flags != 0) {
                     opening.block[catalogue::layout<R>.flag[I]] = *cursor;
@@ -317,7 +309,7 @@ template <const Record& R, std::size_t I, Mode mode>
                 }
         }
         if (!has_fixed_room<R, I + 1, mode>(in.room(cursor), opening.variant)) [[unlikely]]
-            return take_rest(in, cursor, opening, resumption<R, I>, Stopped::behind);
+            return take_rest(in, cursor, opening, resumption<R, I>, Reached::end);
         return {Progress::next, cursor};
     }
 }
