@@ -8,7 +8,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record orlan_ial_svm_acl_data = record("orlan_ial_svm_acl_data",
+inline constexpr Record orlan_ial_svm_acl_data = record("orlan_ial_svm_acl_data", "Acl",
     "One entry of a named access-control list, and what to do with it.",
     {"62438151968d80c2a0cb2cdbfd820a43", "6836ab909de05b4d123e1566150e5dd6"}, {
     length(u_int32,     "max_acl_length", "Characters that acl_name holds now, without the NUL."),
@@ -29,7 +29,7 @@ static_assert(has_numbers<orlan_ial_svm_acl_data>({.used = {56, 68, 76}, .size =
     .body = {64, 88, 96}, .block = {6, 9, 11}}));
 static_assert(has_flag_offsets<orlan_ial_svm_acl_data>({{"acl_name", 0}, {"ace_name", 1}, {"ip_addr", 10}}));
 
-inline constexpr Record orlan_ial_svm_acl_apply = record("orlan_ial_svm_acl_apply",
+inline constexpr Record orlan_ial_svm_acl_apply = record("orlan_ial_svm_acl_apply", "AclApply",
     "Applies a named access-control list to an interface, with a priority.",
     {"ee2eedd8b55601d10e32419362821c29", "f31d61751005cb1377b2bff47ef32085"}, {
     length(u_int32, "max_acl_length", "Characters that acl_name holds now, without the NUL."),
@@ -40,14 +40,14 @@ inline constexpr Record orlan_ial_svm_acl_apply = record("orlan_ial_svm_acl_appl
 });
 static_assert(has_numbers<orlan_ial_svm_acl_apply>({.used = {40}, .size = 48, .tracked = 52}));
 
-inline constexpr Record orlan_ial_svm_preauthacl_data = record("orlan_ial_svm_preauthacl_data",
+inline constexpr Record orlan_ial_svm_preauthacl_data = record("orlan_ial_svm_preauthacl_data", "PreauthAcl",
     "Marks the pre-authentication access-control list.",
     {"c5acb7cbec18d27816ab6d8162c9ca81", "28deb538d53645ebb5998d0c3ac4fef0"}, {
     value(u_int32, "is_create", "1 when the list is to be created, else 0."),
 });
 static_assert(has_numbers<orlan_ial_svm_preauthacl_data>({.used = {16}, .size = 24, .tracked = 25}));
 
-inline constexpr Record orlan_ial_dacl_dnld_complete = record("orlan_ial_dacl_dnld_complete",
+inline constexpr Record orlan_ial_dacl_dnld_complete = record("orlan_ial_dacl_dnld_complete", "DaclDownloadComplete",
     "Tells whether the download of a named list has succeeded.",
     {"f49415f79cb8ac3c6d19fe7e30fd1704", "9f2f0a9f64fe5ba2344dfebce4c7fd45"}, {
     length(u_int32,     "max_length",      "Characters that acl_name holds now, without the NUL."),
@@ -56,7 +56,7 @@ inline constexpr Record orlan_ial_dacl_dnld_complete = record("orlan_ial_dacl_dn
 });
 static_assert(has_numbers<orlan_ial_dacl_dnld_complete>({.used = {28}, .size = 40, .tracked = 42}));
 
-inline constexpr Record orlan_ial_port_acl_change = record("orlan_ial_port_acl_change",
+inline constexpr Record orlan_ial_port_acl_change = record("orlan_ial_port_acl_change", "PortAclChange",
     "Tells that a list has been attached to a port or removed from it.",
     {"fc9798b1a5b0cc6774a5cfa781209a35", "6942083d401c7b406f0f2a7382f7f49f"}, {
     value (u_int32, "gidb_handle",    "The port's gidb handle, carried unchanged."),
@@ -66,7 +66,7 @@ inline constexpr Record orlan_ial_port_acl_change = record("orlan_ial_port_acl_c
 });
 static_assert(has_numbers<orlan_ial_port_acl_change>({.used = {32}, .size = 40, .tracked = 43}));
 
-inline constexpr Record orlan_ial_svm_epm_acl_name_sync = record("orlan_ial_svm_epm_acl_name_sync",
+inline constexpr Record orlan_ial_svm_epm_acl_name_sync = record("orlan_ial_svm_epm_acl_name_sync", "AclNameSync",
     "Adds or withdraws a list's name for one address family.",
     {"7e222c08374a3bda837c31a2b9aea258", "c808cdc779bda6a482bac478e5eb78b4"}, {
     length(u_int32, "max_length", "Characters that acl_name holds now, without the NUL."),
@@ -76,7 +76,7 @@ inline constexpr Record orlan_ial_svm_epm_acl_name_sync = record("orlan_ial_svm_
 });
 static_assert(has_numbers<orlan_ial_svm_epm_acl_name_sync>({.used = {32}, .size = 40, .tracked = 43}));
 
-inline constexpr Record orlan_ial_svm_dacl_nack = record("orlan_ial_svm_dacl_nack",
+inline constexpr Record orlan_ial_svm_dacl_nack = record("orlan_ial_svm_dacl_nack", "DaclNack",
     "Refuses a downloadable list.",
     {"914450312c98a0dfecca367b9a577620", "8c103a05b7ef412eb1b2c6778727367a"}, {
     length(u_int32, "max_length", "Characters that acl_name holds now, without the NUL."),
@@ -85,7 +85,7 @@ inline constexpr Record orlan_ial_svm_dacl_nack = record("orlan_ial_svm_dacl_nac
 });
 static_assert(has_numbers<orlan_ial_svm_dacl_nack>({.used = {28}, .size = 40, .tracked = 42}));
 
-inline constexpr Record orlan_ial_svm_acl_appln_failure = record("orlan_ial_svm_acl_appln_failure",
+inline constexpr Record orlan_ial_svm_acl_appln_failure = record("orlan_ial_svm_acl_appln_failure", "AclApplyFailure",
     "Tells that the application of a list has failed on a handle.",
     {"2ddac5d9aa924fb676650dbc1747ab3e", "7372424bae0912a3efb98d92a3b50256"}, {
     length(u_int32, "max_length", "Characters that acl_name holds now, without the NUL."),

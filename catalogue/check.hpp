@@ -5,6 +5,7 @@
 #include "catalogue/description.hpp"
 
 #include <span>
+#include <tuple>
 
 namespace epm::catalogue {
 
@@ -36,9 +37,18 @@ constexpr bool is_sentence(const char* doc) {
     return doc != nullptr && std::string_view(doc).ends_with('.');
 }
 
-constexpr const char* faulty_type(const char* name, const char* doc, const Digests& digests) {
+constexpr bool is_title(std::string_view title) {
+    return !title.empty() && title[0] >= 'A' && title[0] <= 'Z' && std::all_of(title.begin(), title.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    });
+}
+
+template <class Type>
+constexpr const char* faulty_type(const Type& type) {
+    const auto& [name, title, doc, digests] = std::tie(type.name, type.title, type.doc, type.digests);
     if (!is_name(name) || std::string_view(name).size() > 63)
         return "the name is not a lower-case word of at most 63 characters";
+    if (!is_title(title)) return "the title is not made of capitalized words without blanks";
     if (!is_sentence(doc)) return "the documentation is not a sentence";
     if (!is_digest(digests.identity) || !is_digest(digests.compatibility))
         return "a digest is not 32 hexadecimal digits";
@@ -85,7 +95,7 @@ constexpr const char* faulty_field(const Record& r, std::size_t i) {
 } // namespace detail
 
 constexpr Fault first_fault(const Enum& e) {
-    if (const char* s = detail::faulty_type(e.name, e.doc, e.digests)) return {e.name, nullptr, s};
+    if (const char* s = detail::faulty_type(e)) return {e.name, nullptr, s};
     for (std::size_t i = 0; i < e.count; ++i) {
         if (!detail::is_sentence(e.enumerators[i].doc))
             return {e.name, e.enumerators[i].name, "the documentation is not a sentence"};
@@ -96,7 +106,7 @@ constexpr Fault first_fault(const Enum& e) {
 }
 
 constexpr Fault first_fault(const Record& r) {
-    if (const char* s = detail::faulty_type(r.name, r.doc, r.digests)) return {r.name, nullptr, s};
+    if (const char* s = detail::faulty_type(r)) return {r.name, nullptr, s};
     if (r.count == 0) return {r.name, nullptr, "the record has no fields"};
     for (std::size_t i = 0; i < r.count; ++i)
         if (const char* s = detail::faulty_field(r, i)) return {r.name, r.fields[i].name, s};
@@ -111,15 +121,17 @@ constexpr Fault first_fault(std::span<const Record* const> records, std::span<co
     // constant evaluation.
     struct Identity {
         std::string_view name;
+        std::string_view title;
         std::string_view identity;
         std::string_view compatibility;
     };
     std::array<Identity, 128> seen{};
     std::size_t n = 0;
-    const auto enter = [&](const char* name, const Digests& d) -> const char* {
-        const Identity entry{name, d.identity, d.compatibility};
+    const auto enter = [&](const auto& type) -> const char* {
+        const Identity entry{type.name, type.title, type.digests.identity, type.digests.compatibility};
         for (std::size_t i = 0; i < n; ++i) {
             if (seen[i].name == entry.name) return "two types have this name";
+            if (seen[i].title == entry.title) return "two types have this title";
             if (seen[i].identity == entry.identity) return "two types have this digest";
             if (seen[i].compatibility == entry.compatibility) return "two types have this digest";
         }
@@ -128,11 +140,11 @@ constexpr Fault first_fault(std::span<const Record* const> records, std::span<co
     };
     for (const Record* r : records) {
         if (const Fault f = first_fault(*r)) return f;
-        if (const char* s = enter(r->name, r->digests)) return {r->name, nullptr, s};
+        if (const char* s = enter(*r)) return {r->name, nullptr, s};
     }
     for (const Enum* e : enums) {
         if (const Fault f = first_fault(*e)) return f;
-        if (const char* s = enter(e->name, e->digests)) return {e->name, nullptr, s};
+        if (const char* s = enter(*e)) return {e->name, nullptr, s};
     }
     return {};
 }

@@ -8,7 +8,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record rcl_client_vlan_t = record("rcl_client_vlan_t",
+inline constexpr Record rcl_client_vlan_t = record("rcl_client_vlan_t", "ClientVlan",
     "A client's VLAN with a preference, for one authentication domain.",
     {"6b2c18ea35dc59fb3f8c919585856049", "13248fee8d395f35528940ff2d9be1c5"}, {
     value     (u_int32,        "gidb_handle", "The client's gidb handle, carried unchanged."),
@@ -22,7 +22,7 @@ static_assert(has_numbers<rcl_client_vlan_t>({.used = {56}, .size = 64, .tracked
 static_assert(has_flag_offsets<rcl_client_vlan_t>({
     {"gidb_handle", 0}, {"pref", 1}, {"vlan_value", 2}, {"ieee_mac", 3}, {"mac", 4}, {"domain", 5}}));
 
-inline constexpr Record rcl_sgt_info_t = record("rcl_sgt_info_t",
+inline constexpr Record rcl_sgt_info_t = record("rcl_sgt_info_t", "SgtInfo",
     "A security-group tag with a generation number.",
     {"8fbe9d7fbc5048d11fd35f605576c0b9", "65fc9ba84ab360a664b6ccf7ff24ba1f"}, {
     value     (u_int32,   "tag",         "The security-group tag."),
@@ -32,14 +32,14 @@ inline constexpr Record rcl_sgt_info_t = record("rcl_sgt_info_t",
 });
 static_assert(has_numbers<rcl_sgt_info_t>({.used = {82}, .size = 104, .tracked = 108}));
 
-inline constexpr Record rcl_template_info_t = record("rcl_template_info_t",
+inline constexpr Record rcl_template_info_t = record("rcl_template_info_t", "TemplateInfo",
     "The bind value of a template.",
     {"83d35cb4c751911526d5095511e7c9ac", "1ac060104e382ac364e02ee6d0236959"}, {
     value(u_int32, "bind_value", "The bind value, carried unchanged."),
 });
 static_assert(has_numbers<rcl_template_info_t>({.used = {16}, .size = 24, .tracked = 25}));
 
-inline constexpr Record rcl_client_voice_vlan_t = record("rcl_client_voice_vlan_t",
+inline constexpr Record rcl_client_voice_vlan_t = record("rcl_client_voice_vlan_t", "ClientVoiceVlan",
     "A client's voice VLAN.",
     {"aee18283b559d28c37926129b4de73a2", "54f27cfe3f188678f38027c1ab2c3a0c"}, {
     object(zur_mac_addr, "mac",         "The client's Ethernet address."),
@@ -48,7 +48,7 @@ inline constexpr Record rcl_client_voice_vlan_t = record("rcl_client_voice_vlan_
 });
 static_assert(has_numbers<rcl_client_voice_vlan_t>({.used = {26}, .size = 40, .tracked = 43}));
 
-inline constexpr Record rcl_client_iaf_t = record("rcl_client_iaf_t",
+inline constexpr Record rcl_client_iaf_t = record("rcl_client_iaf_t", "ClientIaf",
     "A client's idle timeout.",
     {"e91e7957ea4941512eaefeb6810ef48c", "30903e2b8b1f7da6363e4efa77b973c1"}, {
     object(zur_mac_addr, "mac",          "The client's Ethernet address."),
@@ -57,7 +57,7 @@ inline constexpr Record rcl_client_iaf_t = record("rcl_client_iaf_t",
 });
 static_assert(has_numbers<rcl_client_iaf_t>({.used = {28}, .size = 40, .tracked = 43}));
 
-inline constexpr Record rcl_client_intf_templ = record("rcl_client_intf_templ",
+inline constexpr Record rcl_client_intf_templ = record("rcl_client_intf_templ", "ClientTemplate",
     "One interface template by name, bound or not.",
     {"b09e3e2e1f263ea4f5ac3741742b0a27", "2221c4d50b9ef26d916f06f40d9b5791"}, {
     value (zur_boolean, "bind",                  "True when the template is bound."),
@@ -67,7 +67,7 @@ inline constexpr Record rcl_client_intf_templ = record("rcl_client_intf_templ",
 });
 static_assert(has_numbers<rcl_client_intf_templ>({.used = {32}, .size = 40, .tracked = 43}));
 
-inline constexpr Record rcl_client_cfg_macro = record("rcl_client_cfg_macro",
+inline constexpr Record rcl_client_cfg_macro = record("rcl_client_cfg_macro", "ClientMacro",
     "A configuration macro to apply.",
     {"8bed6c96a62dd028e07624a7580d0eff", "b877505ff0d0b1d6f9cbd71d67a4fb22"}, {
     value (zur_boolean, "apply_flag",     "True when the macro is to be applied."),
@@ -76,7 +76,7 @@ inline constexpr Record rcl_client_cfg_macro = record("rcl_client_cfg_macro",
 });
 static_assert(has_numbers<rcl_client_cfg_macro>({.used = {40}, .size = 48, .tracked = 51}));
 
-inline constexpr Record rcl_client_intf_templ_list = record("rcl_client_intf_templ_list",
+inline constexpr Record rcl_client_intf_templ_list = record("rcl_client_intf_templ_list", "ClientTemplateList",
     "A client's interface templates, in an array that grows on demand.",
     {"e7a0d1557930106b9b6276bfb927fdd9", "47680fd41843013d90b6e709b53ae9a2"}, {
     length(u_int32,               "max_intf_templ", "Elements that data holds now."),
@@ -84,7 +84,7 @@ inline constexpr Record rcl_client_intf_templ_list = record("rcl_client_intf_tem
 });
 static_assert(has_numbers<rcl_client_intf_templ_list>({.used = {24}, .size = 32, .tracked = 48}));
 
-inline constexpr Record rcl_client_autocfg_data = record("rcl_client_autocfg_data",
+inline constexpr Record rcl_client_autocfg_data = record("rcl_client_autocfg_data", "ClientAutoconfig",
     "Automatic configuration of a client by a named trigger.",
     {"9a08661d223d32d2777c3526ec403e80", "92023157abb7111884062155efab603e"}, {
     value (u_int32,      "gidb_handle",         "The client's gidb handle, carried unchanged."),
@@ -96,7 +96,7 @@ inline constexpr Record rcl_client_autocfg_data = record("rcl_client_autocfg_dat
 });
 static_assert(has_numbers<rcl_client_autocfg_data>({.used = {48}, .size = 56, .tracked = 61}));
 
-inline constexpr Record rcl_sess_mgr_authorize_ack = record("rcl_sess_mgr_authorize_ack",
+inline constexpr Record rcl_sess_mgr_authorize_ack = record("rcl_sess_mgr_authorize_ack", "AuthorizeAck",
     "Acknowledges an authorization.",
     {"afa66542c0e42268cbf1777c9d0cbc67", "e1e555bcac8700950bb0b74b90ee7081"}, {
     object(sess_mgr_conn_hdl,         "conn_hdl",         "The session manager's handle of the connection."),

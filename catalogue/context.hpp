@@ -10,7 +10,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record epm_client_acl_feat_config = record("epm_client_acl_feat_config",
+inline constexpr Record epm_client_acl_feat_config = record("epm_client_acl_feat_config", "AclFeatureConfig",
     "One list reference of a feature, an element of a feature context's list.",
     {"ac9b1be2221f7caaf9e5848329c480f2", "5cff405bd420c715eb44958c6f9af434"}, {
     value(zur_boolean,                   "is_url_redirect", "True when the list redirects to a URL."),
@@ -22,7 +22,7 @@ static_assert(has_numbers<epm_client_acl_feat_config>({.used = {324}, .size = 34
 static_assert(has_flag_offsets<epm_client_acl_feat_config>({
     {"is_url_redirect", 0}, {"feat_type", 1}, {"is_ipv6", 2}, {"acl_name", 3, 4}}));
 
-inline constexpr Record epm_client_acl_feat_ctx = record("epm_client_acl_feat_ctx",
+inline constexpr Record epm_client_acl_feat_ctx = record("epm_client_acl_feat_ctx", "AclFeatureContext",
     "One feature context of a client, an element of the client's list.",
     {"4608f6428d9c093526191e43d70416bd", "44f0ba733b9d364fb0d2c7173f835b60"}, {
     value(u_int32,                       "handle",            "Handle of the context, carried unchanged."),
@@ -32,7 +32,7 @@ inline constexpr Record epm_client_acl_feat_ctx = record("epm_client_acl_feat_ct
 }).linked("bm_feat_conf_list");
 static_assert(has_numbers<epm_client_acl_feat_ctx>({.used = {92}, .size = 112, .tracked = 116}));
 
-inline constexpr Record rcl_client_acl_t = record("rcl_client_acl_t",
+inline constexpr Record rcl_client_acl_t = record("rcl_client_acl_t", "ClientAcl",
     "The access-control lists applied to one client, by feature context.",
     {"572ff852023962b02c1434913c12f82c", "d0445681977f32befe2481499732844a"}, {
     object(zur_mac_addr,            "mac",              "The client's Ethernet address."),
@@ -42,7 +42,7 @@ inline constexpr Record rcl_client_acl_t = record("rcl_client_acl_t",
 static_assert(has_numbers<rcl_client_acl_t>({.used = {52}, .size = 64, .tracked = 67}));
 static_assert(has_flag_offsets<rcl_client_acl_t>({{"mac", 0}, {"idb", 1}, {"bm_feat_ctx_list", 2}}));
 
-inline constexpr Record orlan_ial_svm_bm_data = record("orlan_ial_svm_bm_data",
+inline constexpr Record orlan_ial_svm_bm_data = record("orlan_ial_svm_bm_data", "Grant",
     "All grants to one client.",
     {"8a738430f72d8a853e59f1e9397f9a7b", "8f42ba210559bae815e0e3d97d338076"}, {
     embedded(rcl_client_vlan_t,          "vlan",            "The VLAN."),

@@ -28,10 +28,24 @@ struct Foreign {
         object,    ///< may own memory and hold references
         placed,    ///< an object with a state-flag block of its own, placed inside its parent's block
     };
+    /// How a value is framed on the wire. The library leaves that to the imported operations; programs that read
+    /// messages without them need to know it. Numbers are big-endian.
+    enum class Framing : std::uint8_t {
+        number,     ///< wire_length bytes
+        character,  ///< one byte, a signed number
+        enumerated, ///< variant byte, number of 4 bytes
+        mac,        ///< six bytes
+        address,    ///< family 0, 4 or 6, then 0, 4 or 16 bytes
+        text,       ///< length of 4 bytes, characters
+        bytes,      ///< length of 4 bytes, bytes
+        typed,      ///< type word of 4 bytes, length of 4 bytes, bytes
+    };
     const char* name;
     Shape shape;
     std::uint8_t length;
     std::uint8_t alignment;
+    Framing framing;
+    std::uint8_t wire_length = length; ///< of a number
     std::uint8_t block_length = 0;
     std::uint8_t block_alignment = 1;
 
@@ -40,22 +54,26 @@ struct Foreign {
     constexpr bool is_initialized() const { return shape != Shape::primitive; }
 };
 
-inline constexpr Foreign u_int8{"u_int8", Foreign::Shape::primitive, 1, 1};
-inline constexpr Foreign u_int16{"u_int16", Foreign::Shape::primitive, 2, 2};
-inline constexpr Foreign u_int32{"u_int32", Foreign::Shape::primitive, 4, 4};
-inline constexpr Foreign u_int64{"u_int64", Foreign::Shape::primitive, 8, 8};
-inline constexpr Foreign character{"char", Foreign::Shape::primitive, 1, 1};
-inline constexpr Foreign zur_boolean{"zur_boolean", Foreign::Shape::value, 4, 4};
-inline constexpr Foreign sm_auth_domain{"sm_auth_domain", Foreign::Shape::value, 16, 8};
-inline constexpr Foreign zur_mac_addr{"zur_mac_addr", Foreign::Shape::object, 6, 1};
-inline constexpr Foreign zur_vstring{"zur_vstring", Foreign::Shape::object, 16, 8};
-inline constexpr Foreign kesh_bytestr{"kesh_bytestr", Foreign::Shape::object, 16, 8};
-inline constexpr Foreign ip_address{"ip_address", Foreign::Shape::object, 48, 8};
-inline constexpr Foreign aaa_tlv{"aaa_tlv", Foreign::Shape::placed, 32, 8, 16, 8};
-inline constexpr Foreign sess_mgr_conn_hdl{"sess_mgr_conn_hdl", Foreign::Shape::placed, 24, 8, 1};
-inline constexpr Foreign sess_mgr_client_hdl{"sess_mgr_client_hdl", Foreign::Shape::placed, 24, 8, 1};
-inline constexpr Foreign sess_mgr_session_label{"sess_mgr_session_label", Foreign::Shape::placed, 24, 8, 1};
-inline constexpr Foreign sess_mgr_authorize_result{"sess_mgr_authorize_result", Foreign::Shape::placed, 24, 8, 1};
+inline constexpr Foreign u_int8{"u_int8", Foreign::Shape::primitive, 1, 1, Foreign::Framing::number};
+inline constexpr Foreign u_int16{"u_int16", Foreign::Shape::primitive, 2, 2, Foreign::Framing::number};
+inline constexpr Foreign u_int32{"u_int32", Foreign::Shape::primitive, 4, 4, Foreign::Framing::number};
+inline constexpr Foreign u_int64{"u_int64", Foreign::Shape::primitive, 8, 8, Foreign::Framing::number};
+inline constexpr Foreign character{"char", Foreign::Shape::primitive, 1, 1, Foreign::Framing::character};
+inline constexpr Foreign zur_boolean{"zur_boolean", Foreign::Shape::value, 4, 4, Foreign::Framing::number};
+inline constexpr Foreign sm_auth_domain{"sm_auth_domain", Foreign::Shape::value, 16, 8, Foreign::Framing::enumerated};
+inline constexpr Foreign zur_mac_addr{"zur_mac_addr", Foreign::Shape::object, 6, 1, Foreign::Framing::mac};
+inline constexpr Foreign zur_vstring{"zur_vstring", Foreign::Shape::object, 16, 8, Foreign::Framing::text};
+inline constexpr Foreign kesh_bytestr{"kesh_bytestr", Foreign::Shape::object, 16, 8, Foreign::Framing::bytes};
+inline constexpr Foreign ip_address{"ip_address", Foreign::Shape::object, 48, 8, Foreign::Framing::address};
+inline constexpr Foreign aaa_tlv{"aaa_tlv", Foreign::Shape::placed, 32, 8, Foreign::Framing::typed, 0, 16, 8};
+inline constexpr Foreign sess_mgr_conn_hdl{
+    "sess_mgr_conn_hdl", Foreign::Shape::placed, 24, 8, Foreign::Framing::number, 8, 1};
+inline constexpr Foreign sess_mgr_client_hdl{
+    "sess_mgr_client_hdl", Foreign::Shape::placed, 24, 8, Foreign::Framing::number, 8, 1};
+inline constexpr Foreign sess_mgr_session_label{
+    "sess_mgr_session_label", Foreign::Shape::placed, 24, 8, Foreign::Framing::number, 8, 1};
+inline constexpr Foreign sess_mgr_authorize_result{
+    "sess_mgr_authorize_result", Foreign::Shape::placed, 24, 8, Foreign::Framing::number, 4, 1};
 
 /// Identity of a type: `identity` goes into its TypeInfo, both go into the manifest. 32 lower-case hexadecimal digits.
 struct Digests {
@@ -72,6 +90,7 @@ struct Enumerator {
 /// An enumeration. Enumerators are numbered from 0 in the order of their lines.
 struct Enum {
     const char* name;
+    const char* title; ///< as a Record's
     const char* doc;
     Digests digests;
     std::array<Enumerator, most_enumerators> enumerators{};
@@ -86,9 +105,9 @@ struct Enum {
     }
 };
 
-constexpr Enum enumeration(const char* name, const char* doc, Digests digests,
+constexpr Enum enumeration(const char* name, const char* title, const char* doc, Digests digests,
                            std::initializer_list<Enumerator> enumerators) {
-    Enum result{name, doc, digests, {}, enumerators.size()};
+    Enum result{name, title, doc, digests, {}, enumerators.size()};
     std::copy(enumerators.begin(), enumerators.end(), result.enumerators.begin());
     return result;
 }
@@ -163,6 +182,7 @@ struct Field {
 
 struct Record {
     const char* name;
+    const char* title; ///< for languages where types are named in this way; may change, unlike the name
     const char* doc;
     Digests digests;
     std::array<Field, most_fields> fields{};
@@ -197,8 +217,9 @@ constexpr const char* Field::type_name() const {
     return is_of_record() ? record->name : foreign->name;
 }
 
-constexpr Record record(const char* name, const char* doc, Digests digests, std::initializer_list<Field> fields) {
-    Record result{name, doc, digests, {}, fields.size()};
+constexpr Record record(const char* name, const char* title, const char* doc, Digests digests,
+                        std::initializer_list<Field> fields) {
+    Record result{name, title, doc, digests, {}, fields.size()};
     std::copy(fields.begin(), fields.end(), result.fields.begin());
     return result;
 }

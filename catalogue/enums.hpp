@@ -8,7 +8,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Enum orlan_ial_svm_epm_type_e = enumeration("orlan_ial_svm_epm_type_e",
+inline constexpr Enum orlan_ial_svm_epm_type_e = enumeration("orlan_ial_svm_epm_type_e", "MessageType",
     "Tag of the message that hands policy out.",
     {"517962b25c03686538bc35fc5a4f845f", "86741268c6f7ad36e9ee7245dd07b379"}, {
     {"ORLAN_IAL_SVM_EPM_TYPE_INVALID",            "Selects no arm; the tag of a new message."},
@@ -24,7 +24,7 @@ inline constexpr Enum orlan_ial_svm_epm_type_e = enumeration("orlan_ial_svm_epm_
     {"ORLAN_IAL_SVM_EPM_TYPE_DACL_DNLD_COMPLETE", "Selects dacl_dnld_comp_data.", 1},
 });
 
-inline constexpr Enum sm_corvane_acl_feature_type_e = enumeration("sm_corvane_acl_feature_type_e",
+inline constexpr Enum sm_corvane_acl_feature_type_e = enumeration("sm_corvane_acl_feature_type_e", "AclFeature",
     "Feature that refers to an access-control list.",
     {"43af80c0fbd392b7f8385b0bacfd61b7", "e4d0835a83b72492b43d5651ef71fb9d"}, {
     {"SM_CORVANE_ACL_PROXY_ACL",    "A proxy list."},
@@ -37,7 +37,7 @@ inline constexpr Enum sm_corvane_acl_feature_type_e = enumeration("sm_corvane_ac
     {"SM_CORVANE_ACL_FEAT_MAX",     "An accepted value and no bound."},
 });
 
-inline constexpr Enum sm_client_acl_feat_ctx_flag_e = enumeration("sm_client_acl_feat_ctx_flag_e",
+inline constexpr Enum sm_client_acl_feat_ctx_flag_e = enumeration("sm_client_acl_feat_ctx_flag_e", "AclFeatureChange",
     "What has become of a feature context.",
     {"3dfa7f3f025bc99aa1b1881ec20c8d8c", "7ce14abd6260ea7da0384de0ac500340"}, {
     {"SM_CORVANE_ACL_FEAT_CTX_UNCHANGED", "The context is as it was."},
@@ -47,7 +47,7 @@ inline constexpr Enum sm_client_acl_feat_ctx_flag_e = enumeration("sm_client_acl
     {"SM_CORVANE_ACL_FEAT_CTX_MAX",       "An accepted value and no bound."},
 });
 
-inline constexpr Enum orlan_ial_svm_epm_in_e = enumeration("orlan_ial_svm_epm_in_e",
+inline constexpr Enum orlan_ial_svm_epm_in_e = enumeration("orlan_ial_svm_epm_in_e", "ReplyType",
     "Tag of the message that comes back; every value selects an arm.",
     {"7bfac9b9a6bac001c9d02a485309158d", "e3da6e16e65e59c4ec867e5858812dba"}, {
     {"ORLAN_IAL_SVM_EPM_PORT_ACL_CHANGE", "Selects port_info; the tag of a new message."},
@@ -61,7 +61,7 @@ inline constexpr Enum orlan_ial_svm_epm_in_e = enumeration("orlan_ial_svm_epm_in
     {"ORLAN_ACL_APPLN_FAILURE",           "Selects appln_fail.", 1},
 });
 
-inline constexpr Enum orlan_ial_svm_epm_nack_e = enumeration("orlan_ial_svm_epm_nack_e",
+inline constexpr Enum orlan_ial_svm_epm_nack_e = enumeration("orlan_ial_svm_epm_nack_e", "NackType",
     "Kind of assignment that is refused.",
     {"92c3d379d102eee2f56d1458ae8ba4da", "098d2eec3ef55672973431d89d35df39"}, {
     {"ORLAN_NACK_TYPE_VLAN",  "A VLAN."},
@@ -70,7 +70,7 @@ inline constexpr Enum orlan_ial_svm_epm_nack_e = enumeration("orlan_ial_svm_epm_
     {"ORLAN_NACK_TYPE_ACL",   "An access-control list."},
 });
 
-inline constexpr Enum wired_tunnel_response_type = enumeration("wired_tunnel_response_type",
+inline constexpr Enum wired_tunnel_response_type = enumeration("wired_tunnel_response_type", "TunnelResponseType",
     "Outcome of a request about a wired tunnel.",
     {"f95ad2a39185f6ac917ebaab6679e973", "227e72446ba9cd69ec71f0ea31e3fe57"}, {
     {"TUNNEL_CLIENT_INVALID_RESP", "No valid outcome; the value of a new answer."},
@@ -79,7 +79,7 @@ inline constexpr Enum wired_tunnel_response_type = enumeration("wired_tunnel_res
     {"TUNNEL_TEAR_DOWN",           "The tunnel is torn down."},
 });
 
-inline constexpr Enum wired_tunnel_add_failure_type = enumeration("wired_tunnel_add_failure_type",
+inline constexpr Enum wired_tunnel_add_failure_type = enumeration("wired_tunnel_add_failure_type", "TunnelAddFailure",
     "Why a client could not be put on a tunnel.",
     {"09356b270f65eb08e05fb591fdda9c63", "94a7d94ddff7e70a71da84985fe66634"}, {
     {"TUNNEL_ADD_FAILURE_UNEFINED",           "No cause is given."},
@@ -91,13 +91,13 @@ inline constexpr Enum wired_tunnel_add_failure_type = enumeration("wired_tunnel_
     {"TUNNEL_ADD_FAILURE_DELETE_IN_PROGRESS", "The client is being deleted."},
 });
 
-inline constexpr Enum wired_tunnel_teardown_type = enumeration("wired_tunnel_teardown_type",
+inline constexpr Enum wired_tunnel_teardown_type = enumeration("wired_tunnel_teardown_type", "TunnelTeardown",
     "Why a tunnel was torn down.",
     {"9128df1af5ed9455100e1188af298a4b", "eb7796a197a4a6ca05a8e5a560112883"}, {
     {"TUNNEL_TEARDOWN_UNDEFINED", "No cause is given; the only value."},
 });
 
-inline constexpr Enum coa_request_type = enumeration("coa_request_type",
+inline constexpr Enum coa_request_type = enumeration("coa_request_type", "CoaRequestType",
     "What a change of authorization does to a client's port.",
     {"d789c984e21715ea6b95fe6e177c6f1d", "70a1fa7f2c9a7c91374fa786132103c5"}, {
     {"COA_BOUNCE_HOST_PORT",  "Bounces the port."},

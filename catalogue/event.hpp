@@ -9,7 +9,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record iaf_timer_expiry_event_info = record("iaf_timer_expiry_event_info",
+inline constexpr Record iaf_timer_expiry_event_info = record("iaf_timer_expiry_event_info", "IafTimerExpiry",
     "Tells that a client's idle timer has expired.",
     {"5e1f44c6d605e9b3b78f84853abb1181", "a46b6f9511ad2617e262bd0e33daf5b5"}, {
     object(zur_mac_addr, "mac",    "The client's Ethernet address."),
@@ -17,7 +17,7 @@ inline constexpr Record iaf_timer_expiry_event_info = record("iaf_timer_expiry_e
 });
 static_assert(has_numbers<iaf_timer_expiry_event_info>({.used = {24}, .size = 32, .tracked = 34}));
 
-inline constexpr Record ch_coa_request_type = record("ch_coa_request_type",
+inline constexpr Record ch_coa_request_type = record("ch_coa_request_type", "CoaRequest",
     "Asks for a change of authorization on a client's port.",
     {"5a3f61b3b32bfc15f3a4fc7d6c1369fc", "b8b23245a2296aa0e49a695c9f122d51"}, {
     value(u_int32,          "client_iif_id", "Id of the client's interface, 32 bits, carried unchanged."),
@@ -26,7 +26,7 @@ inline constexpr Record ch_coa_request_type = record("ch_coa_request_type",
 });
 static_assert(has_numbers<ch_coa_request_type>({.used = {36}, .size = 48, .tracked = 51}));
 
-inline constexpr Record webauth_watch_list = record("webauth_watch_list",
+inline constexpr Record webauth_watch_list = record("webauth_watch_list", "WebauthWatchList",
     "One address of the web-authentication watch list.",
     {"90a19dcdeafd82c37e43ade4d3705925", "cf1d6b2aa3123405d734d2fcd4e329dc"}, {
     object(ip_address, "wl_ip", "The address that is watched."),

@@ -14,7 +14,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record orlan_ial_svm_epm_data = record("orlan_ial_svm_epm_data",
+inline constexpr Record orlan_ial_svm_epm_data = record("orlan_ial_svm_epm_data", "Message",
     "The message that hands policy out: lists, grants, domain-name data and forwarding.",
     {"e3c5b1677083038bbf17a2557d818971", "7910e1d32de0cbe620edac762732d709"}, {
     value(orlan_ial_svm_epm_type_e,          "epm_type",            "Tag of the live arm; 0 and 9 select none."),
@@ -34,7 +34,7 @@ static_assert(has_flag_offsets<orlan_ial_svm_epm_data>({
     {"epm_type", 0}, {"acl_data", 1}, {"apply_acl", 2}, {"bm_data", 3}, {"fqdn_data", 4}, {"port_info", 5},
     {"fqdn_data_create", 6}, {"fqdn_data_delete", 7}, {"preauthacl_data", 8}, {"dacl_dnld_comp_data", 9}}));
 
-inline constexpr Record orlan_ial_svm_epm_nack_info = record("orlan_ial_svm_epm_nack_info",
+inline constexpr Record orlan_ial_svm_epm_nack_info = record("orlan_ial_svm_epm_nack_info", "Nack",
     "Refuses one kind of assignment for one client on one interface.",
     {"4fb7b0c13612e124fb1da8d3058ec223", "76edf218bd00cb8dd5c2a5c493ff3222"}, {
     value (orlan_ial_svm_epm_nack_e, "nack_type", "The kind of assignment that is refused."),
@@ -43,7 +43,7 @@ inline constexpr Record orlan_ial_svm_epm_nack_info = record("orlan_ial_svm_epm_
 });
 static_assert(has_numbers<orlan_ial_svm_epm_nack_info>({.used = {44}, .size = 56, .tracked = 59}));
 
-inline constexpr Record orlan_ial_in_svm_epm_data = record("orlan_ial_in_svm_epm_data",
+inline constexpr Record orlan_ial_in_svm_epm_data = record("orlan_ial_in_svm_epm_data", "Reply",
     "The message that comes back: port changes, VLAN information, refusals and timers.",
     {"5d39144dcc86c4f15dda4b87dc43636f", "64bab72e72be7e4f6f8e587d49b98fb8"}, {
     value(orlan_ial_svm_epm_in_e,              "epm_type",   "Tag of the live arm; 0 selects port_info."),

@@ -8,7 +8,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record wired_tunnel_client_add = record("wired_tunnel_client_add",
+inline constexpr Record wired_tunnel_client_add = record("wired_tunnel_client_add", "TunnelAdd",
     "Asks for a wired client to be put on a tunnel.",
     {"440665f466d7bd1c23d646b72dbfdc1a", "7f549147b85871e55caf4a3a49d0e048"}, {
     object(zur_mac_addr, "client_mac",            "The client's Ethernet address."),
@@ -22,7 +22,7 @@ inline constexpr Record wired_tunnel_client_add = record("wired_tunnel_client_ad
 });
 static_assert(has_numbers<wired_tunnel_client_add>({.used = {64}, .size = 72, .tracked = 78}));
 
-inline constexpr Record wired_tunnel_client_delete = record("wired_tunnel_client_delete",
+inline constexpr Record wired_tunnel_client_delete = record("wired_tunnel_client_delete", "TunnelDelete",
     "Asks for a wired client to be taken off its tunnel.",
     {"fd1ebcf71c805c72e06024e436ad7646", "c945cfa8ad6d613a273793d2f5d05c0b"}, {
     object(zur_mac_addr, "client_mac",            "The client's Ethernet address."),
@@ -32,7 +32,7 @@ inline constexpr Record wired_tunnel_client_delete = record("wired_tunnel_client
 });
 static_assert(has_numbers<wired_tunnel_client_delete>({.used = {40}, .size = 48, .tracked = 51}));
 
-inline constexpr Record wired_tunnel_add_delete_response = record("wired_tunnel_add_delete_response",
+inline constexpr Record wired_tunnel_add_delete_response = record("wired_tunnel_add_delete_response", "TunnelResponse",
     "Answers a request to put a client on a tunnel or to take it off.",
     {"7795167eedaa5a3310e6036c968e8bf8", "bb7ea339989b495d2c3543df9ac18f1a"}, {
     value(u_int32,                       "client_iif_id", "Id of the client's interface, 32 bits, carried unchanged."),

@@ -7,7 +7,7 @@ namespace epm::catalogue {
 
 // clang-format off
 
-inline constexpr Record orlan_ial_vlan_group_info = record("orlan_ial_vlan_group_info",
+inline constexpr Record orlan_ial_vlan_group_info = record("orlan_ial_vlan_group_info", "VlanGroup",
     "A VLAN group with its member VLANs.",
     {"e067fdbee1f669c8c9cadef24313f976", "8a558080ec2de96544ab00395ef4e9fe"}, {
     value (u_int32, "is_added",       "1 when the group appears, 0 when it goes."),
@@ -21,7 +21,7 @@ static_assert(has_numbers<orlan_ial_vlan_group_info>({.used = {48}, .size = 56, 
 static_assert(has_flag_offsets<orlan_ial_vlan_group_info>({
     {"is_added", 0}, {"vlans", 1, 8}, {"num_of_vlans", 16}, {"gp_name", 17}}));
 
-inline constexpr Record orlan_ial_vlan_load_balance_info = record("orlan_ial_vlan_load_balance_info",
+inline constexpr Record orlan_ial_vlan_load_balance_info = record("orlan_ial_vlan_load_balance_info", "VlanLoadBalance",
     "Load information of a VLAN.",
     {"e6bcbd3bd3f7bd65a747a2d034e0f530", "c7d9b4b861abdc126c205a57ec32d901"}, {
     value(u_int32, "vlan_num",       "Number of the VLAN; its range is not checked."),
@@ -30,7 +30,7 @@ inline constexpr Record orlan_ial_vlan_load_balance_info = record("orlan_ial_vla
 });
 static_assert(has_numbers<orlan_ial_vlan_load_balance_info>({.used = {24}, .size = 32, .tracked = 35}));
 
-inline constexpr Record orlan_ial_vlan_notify_name = record("orlan_ial_vlan_notify_name",
+inline constexpr Record orlan_ial_vlan_notify_name = record("orlan_ial_vlan_notify_name", "VlanName",
     "A VLAN's name and the name it had before.",
     {"da3dc144a756e4f6bbb2953c20257a3f", "e2bf691d9d411ce6ee44e9234d4ffbd0"}, {
     value (u_int32, "vlan_id",            "Id of the VLAN; its range is not checked."),

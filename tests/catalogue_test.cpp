@@ -10,25 +10,25 @@ namespace {
 
 using namespace epm::catalogue;
 
-constexpr Enum made_tag =
-    enumeration("made_tag", "A tag.", {"0123456789abcdef0123456789abcde0", "0123456789abcdef0123456789abcde1"},
-                {{"MADE_SMALL", "Small."}, {"MADE_LARGE", "Large.", 1}});
+constexpr Enum made_tag = enumeration("made_tag", "MadeTag", "A tag.",
+                                      {"0123456789abcdef0123456789abcde0", "0123456789abcdef0123456789abcde1"},
+                                      {{"MADE_SMALL", "Small."}, {"MADE_LARGE", "Large.", 1}});
 
 constexpr Record made_part =
-    record("made_part", "A part.", {"0123456789abcdef0123456789abcde2", "0123456789abcdef0123456789abcde3"},
+    record("made_part", "MadePart", "A part.", {"0123456789abcdef0123456789abcde2", "0123456789abcdef0123456789abcde3"},
            {value(zur_boolean, "is_last", "True for the last part.")})
         .linked("is_last");
 
-constexpr Record made_whole =
-    record("made_whole", "A whole.", {"0123456789abcdef0123456789abcde4", "0123456789abcdef0123456789abcde5"},
-           {value(u_int32, "number", "A number."), length(u_int32, "words_length", "Characters held by words."),
-            text("words", "words_length", "Some words."), run(u_int8, 4, "bytes", "Four bytes."),
-            list(made_part, "parts", "The parts."), value(u_int16, "late", "A later number.").from_variant(1)});
+constexpr Record made_whole = record(
+    "made_whole", "MadeWhole", "A whole.", {"0123456789abcdef0123456789abcde4", "0123456789abcdef0123456789abcde5"},
+    {value(u_int32, "number", "A number."), length(u_int32, "words_length", "Characters held by words."),
+     text("words", "words_length", "Some words."), run(u_int8, 4, "bytes", "Four bytes."),
+     list(made_part, "parts", "The parts."), value(u_int16, "late", "A later number.").from_variant(1)});
 
-constexpr Record made_message =
-    record("made_message", "A message.", {"0123456789abcdef0123456789abcde6", "0123456789abcdef0123456789abcde7"},
-           {value(made_tag, "tag", "The live arm."), arm(0, made_part, "small", "A part."),
-            arm(1, made_whole, "large", "A whole.").from_variant(1)});
+constexpr Record made_message = record("made_message", "MadeMessage", "A message.",
+                                       {"0123456789abcdef0123456789abcde6", "0123456789abcdef0123456789abcde7"},
+                                       {value(made_tag, "tag", "The live arm."), arm(0, made_part, "small", "A part."),
+                                        arm(1, made_whole, "large", "A whole.").from_variant(1)});
 
 /// Copies of all of them, to be spoilt.
 struct Made {
@@ -80,6 +80,9 @@ TEST(CatalogueCheck, FaultIsNamed) {
         {"made_message.small: two arms have this tag", [](Made& m, Field*) { m.message.fields[2].tag = 0; }},
         {long_name + ": the name is not a lower-case word of at most 63 characters",
          [](Made& m, Field*) { m.part.name = long_name.c_str(); }},
+        {"made_part: the title is not made of capitalized words without blanks",
+         [](Made& m, Field*) { m.part.title = "Made part"; }},
+        {"made_whole: two types have this title", [](Made& m, Field*) { m.part.title = "MadeWhole"; }},
         {"made_part: a digest is not 32 hexadecimal digits",
          [](Made& m, Field*) { m.part.digests.identity = "0123456789ABCDEF0123456789ABCDEF"; }},
         {"made_part: the record has no fields", [](Made& m, Field*) { m.part.count = 0; }},

@@ -20,44 +20,9 @@ namespace epm::tool {
 namespace {
 
 using catalogue::Foreign;
+using Framing = Foreign::Framing;
 
 constexpr std::size_t ra_block_length = 9;
-
-/// How an imported type is framed on the wire.
-enum class Framing : std::uint8_t {
-    number,     ///< as many bytes as the type is wide
-    enumerated, ///< variant byte, number
-    address,    ///< family, then as many bytes as it has
-    mac,        ///< six bytes
-    text,       ///< length, characters
-    bytes,      ///< length, bytes
-    typed,      ///< type word, length, bytes
-};
-
-struct WireForm {
-    const Foreign* type;
-    Framing framing;
-    std::size_t width = 0; ///< of a number that is not as wide as its type
-};
-
-constexpr WireForm wire_forms[] = {
-    {&catalogue::u_int8, Framing::number},
-    {&catalogue::u_int16, Framing::number},
-    {&catalogue::u_int32, Framing::number},
-    {&catalogue::u_int64, Framing::number},
-    {&catalogue::character, Framing::number},
-    {&catalogue::zur_boolean, Framing::number},
-    {&catalogue::sm_auth_domain, Framing::enumerated},
-    {&catalogue::zur_mac_addr, Framing::mac},
-    {&catalogue::zur_vstring, Framing::text},
-    {&catalogue::kesh_bytestr, Framing::bytes},
-    {&catalogue::ip_address, Framing::address},
-    {&catalogue::aaa_tlv, Framing::typed},
-    {&catalogue::sess_mgr_conn_hdl, Framing::number, 8},
-    {&catalogue::sess_mgr_client_hdl, Framing::number, 8},
-    {&catalogue::sess_mgr_session_label, Framing::number, 8},
-    {&catalogue::sess_mgr_authorize_result, Framing::number, 4},
-};
 
 std::uint64_t number(ByteView bytes) {
     std::uint64_t value = 0;
@@ -243,17 +208,10 @@ private:
 
     /// Takes numbers and everything else that another library supplies.
     void foreign(const Foreign& type, const std::string& path) {
-        const WireForm& form = *std::find_if(std::begin(wire_forms), std::end(wire_forms),
-                                             [&](const WireForm& f) { return f.type == &type; });
         const char* name = type.name;
-        switch (form.framing) {
-        case Framing::number: {
-            const ByteView bytes = next(form.width != 0 ? form.width : type.length, path);
-            const bool is_signed = &type == &catalogue::character;
-            put(PartKind::value, bytes.size(), path, name,
-                is_signed ? signed_text(bytes[0]) : std::to_string(number(bytes)));
-            break;
-        }
+        switch (type.framing) {
+        case Framing::number: take_number(PartKind::value, type.wire_length, path, name); break;
+        case Framing::character: put(PartKind::value, 1, path, name, signed_text(number(next(1, path)))); break;
         case Framing::enumerated:
             take_variant(path, name);
             take_number(PartKind::value, 4, path, name);
@@ -273,7 +231,7 @@ private:
         case Framing::bytes: {
             const auto length = static_cast<std::size_t>(take_number(PartKind::prefix, 4, path, "length"));
             const ByteView bytes = next(length, path);
-            put(PartKind::value, length, path, name, form.framing == Framing::text ? quoted(bytes) : to_hex(bytes));
+            put(PartKind::value, length, path, name, type.framing == Framing::text ? quoted(bytes) : to_hex(bytes));
             break;
         }
         }
