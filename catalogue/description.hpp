@@ -357,6 +357,11 @@ constexpr Layout lay_out(const Record& r) {
     return l;
 }
 
+/// Bytes that a field takes in an Instance.
+constexpr std::size_t length_of(const Field& f) {
+    return detail::extent(f).length;
+}
+
 template <const Record& R>
 inline constexpr Layout layout = lay_out(R);
 

@@ -116,7 +116,7 @@ void write_version_script(const std::filesystem::path& folder) {
     std::string names;
     for (const std::string& name : exported_data()) names += "    " + name + ";\n";
     for_each_export([&](const Export& e) { names += "    " + e.name + ";\n"; });
-    write_file(folder / "orlan_epm.map", "ORLAN_EPM_1 {\nglobal:\n" + names + "local:\n    *;\n};\n");
+    write_file(folder / "orlan_epm.map", version_node + std::string(" {\nglobal:\n") + names + "local:\n    *;\n};\n");
 }
 
 void write_export_list(const std::filesystem::path& folder) {

@@ -6,6 +6,9 @@
 
 namespace epm::stamp {
 
+/// The version node of all exports.
+inline constexpr char version_node[] = "ORLAN_EPM_1";
+
 /// One exported function.
 struct Export {
     std::string name;

@@ -2,10 +2,10 @@
 // written as assembler source, because only the trace catalogue's identifiers may be loaded.
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"
+#include "stamp/trace_messages.hpp"
 #include "stamp/words.hpp"
 
 #include "catalogue/hex.hpp"
-#include "frame/sites.hpp"
 
 #include <bzlib.h>
 
@@ -17,73 +17,6 @@
 namespace epm::stamp {
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
-
-// FNV-1a over 64 bits: spread evenly enough for identifiers, and the same on every machine.
-struct Fingerprint {
-    std::uint64_t value = 0xCBF29CE484222325u;
-
-    void add(std::string_view text) {
-        for (const char c : text) value = (value ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
-        value = (value ^ 0xFF) * 0x100000001B3u;
-    }
-};
-
-/// One message of the catalogue.
-struct Message {
-    std::string text;
-    std::string key; ///< type, field, operation and place, which identify it across builds
-};
-
-std::string text_of(trace::Text text, const std::string& type) {
-    std::string words = trace::texts[static_cast<std::size_t>(text)];
-    const std::string mark = "<type>";
-    if (const std::size_t at = words.find(mark); at != std::string::npos) words.replace(at, mark.size(), type);
-    return words;
-}
-
-template <class Type>
-void add_messages(std::vector<Message>& to, const Type& t) {
-    const trace::Entries entries = trace::entries_of(t);
-    for (std::size_t i = 0; i < entries.count; ++i) {
-        const trace::Entry& e = entries.list[i];
-        std::string key = t.name;
-        if constexpr (std::is_same_v<Type, Record>)
-            if (e.field != trace::whole_record) key += std::string(".") + t.fields[e.field].name;
-        key += "#" + std::to_string(static_cast<int>(e.operation)) + "#" + std::to_string(e.nth);
-        to.push_back({text_of(e.text, t.name), key});
-    }
-}
-
-std::vector<Message> all_messages() {
-    std::vector<Message> all;
-    for (const Enum* e : catalogue::all_enums) add_messages(all, *e);
-    for (const Record* r : catalogue::all_records) add_messages(all, *r);
-    all.push_back({text_of(trace::Text::no_variant_table_in_dump, {}), "orlan_epm_type_variant_dump"});
-    return all;
-}
-
-std::uint32_t luid(const Message& m) {
-    Fingerprint f;
-    f.add(m.key);
-    f.add(m.text);
-    return static_cast<std::uint32_t>(f.value ^ f.value >> 32);
-}
-
-/// Identifies the catalogue: two hashes over all that it holds, the second continued from the first.
-Bytes digest_of(const std::vector<Message>& messages) {
-    Fingerprint f;
-    Bytes digest;
-    for (int half = 0; half < 2; ++half) {
-        for (const Message& m : messages) {
-            f.add(m.key);
-            f.add(m.text);
-        }
-        for (int i = 0; i < 8; ++i) digest.push_back(static_cast<unsigned char>(f.value >> 8 * i));
-    }
-    return digest;
-}
 
 Bytes compressed(const std::string& text) {
     Bytes out(text.size() + text.size() / 100 + 600);
@@ -155,7 +88,7 @@ void put_record(Bytes& section, std::uint32_t kind, const std::string& text) {
 } // namespace
 
 void write_trace_catalogue(const std::filesystem::path& folder) {
-    const std::vector<Message> messages = all_messages();
+    const std::vector<TraceMessage> messages = trace_messages();
     const Bytes digest = digest_of(messages);
     std::ostringstream out;
     out << "    .section .quelog_luids_" << catalogue::to_hex(digest) << ",\"a\",@progbits\n"
@@ -163,8 +96,8 @@ void write_trace_catalogue(const std::filesystem::path& folder) {
         << "    .type epm_trace_catalogue, @object\nepm_trace_catalogue:\n    .long 1\n";
     put_bytes(out, digest);
     std::string texts;
-    for (const Message& m : messages) {
-        out << "    .long " << luid(m) << "\n    .short " << m.text.size() << "\n";
+    for (const TraceMessage& m : messages) {
+        out << "    .long " << m.identifier << "\n    .short " << m.text.size() << "\n";
         texts += m.text;
     }
     out << "    .size epm_trace_catalogue, . - epm_trace_catalogue\n";
