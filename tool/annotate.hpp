@@ -8,7 +8,9 @@
 
 namespace epm::tool {
 
+enum class AnnotationForm { lines, coloured_lines, json };
+
 /// Of a damaged message writes everything up to the fault, then throws it.
-void annotate(const Type& type, ByteView message, bool is_json, std::ostream& out);
+void annotate(const Type& type, ByteView message, AnnotationForm form, std::ostream& out);
 
 } // namespace epm::tool

@@ -12,7 +12,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 namespace {
@@ -67,6 +70,12 @@ void on(const std::string& name, Body body) {
     } catch (const Failure& failure) {
         throw Told{failure.status, shown + ": " + failure.reason};
     }
+}
+
+/// On a terminal, unless the user wants none.
+bool shows_colours() {
+    const char* no_color = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
 }
 
 void encode_file(const Call& call, const Agreed& agreed) {
@@ -176,7 +185,11 @@ int run(int argc, char** argv) {
                                 call.is_xml ? TextForm::xml : TextForm::print, chosen(decode_agreed));
         if (encode_command->parsed()) encode_file(call, chosen(encode_agreed));
         if (annotate_command->parsed())
-            annotate(type_named(call.type), read_and_say_passed_over(call), call.is_json, std::cout);
+            annotate(type_named(call.type), read_and_say_passed_over(call),
+                     call.is_json      ? AnnotationForm::json
+                     : shows_colours() ? AnnotationForm::coloured_lines
+                                       : AnnotationForm::lines,
+                     std::cout);
         if (manifest->parsed()) show_manifest(read_file(call.file, most_library), call.is_json, std::cout);
         if (traces->parsed())
             show_traces(read_file(call.file, most_library),

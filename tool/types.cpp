@@ -7,11 +7,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include <string_view>
+
+extern "C" const char epm_description[], epm_description_end[];
+
 namespace epm::tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using catalogue::kind_name;
 using catalogue::Layout;
 
@@ -39,50 +42,9 @@ std::string note_of(const Field& f) {
     return "";
 }
 
-Json summary(const Type& type) {
-    return {{"name", type.name},
-            {"kind", type.is_enum() ? "enum" : "record"},
-            {"description", type.doc()},
-            {"identity", type.digests().identity},
-            {"top_variant", type.top()},
-            {"size", size_of(type)},
-            {"tracked_size", tracked_size_of(type)}};
-}
-
-Json enumerators(const Enum& e) {
-    Json list = Json::array();
-    for (std::size_t i = 0; i < e.count; ++i)
-        list.push_back({{"number", i},
-                        {"name", e.enumerators[i].name},
-                        {"since", e.enumerators[i].since},
-                        {"description", e.enumerators[i].doc}});
-    return list;
-}
-
-Json layouts(const Record& r, const Layout& l) {
-    Json list = Json::array();
-    for (std::size_t v = 0; v < r.variants(); ++v)
-        list.push_back({{"variant", v}, {"used_length", l.used[v]}, {"size", l.body[v]}, {"state_flags", l.block[v]}});
-    return list;
-}
-
-Json fields(const Record& r, const Layout& l) {
-    Json list = Json::array();
-    for (std::size_t i = 0; i < r.count; ++i) {
-        const Field& f = r.fields[i];
-        Json field{{"name", f.name},
-                   {"kind", kind_name(f.kind)},
-                   {"type", f.type_name()},
-                   {"since", f.since},
-                   {"offset", l.offset[i]}};
-        field["state_flag"] = f.is_tracked() ? Json(l.flag[i]) : Json();
-        if (f.companion != nullptr) field["length_field"] = f.companion;
-        if (f.capacity != 0) field["elements"] = f.capacity;
-        if (f.kind == Kind::arm) field["tag"] = f.tag;
-        field["description"] = f.doc;
-        list.push_back(std::move(field));
-    }
-    return list;
+/// orlan_epm.json.
+std::string_view description() {
+    return {epm_description, static_cast<std::size_t>(epm_description_end - epm_description)};
 }
 
 void show_enum(const Enum& e, std::ostream& out) {
@@ -136,31 +98,26 @@ const Type& type_named(const std::string& name) {
 }
 
 void show_types(TypesForm form, std::ostream& out) {
-    Json list = Json::array();
+    if (form == TypesForm::json) {
+        out << description();
+        return;
+    }
     Table table;
     table.add({"name", "kind", "variants", "members", "size", "tracked"});
     for (const Type& type : all_types()) {
         if (form == TypesForm::names) out << type.name << '\n';
-        list.push_back(summary(type));
         table.add({type.name, type.is_enum() ? "enum" : "record", std::to_string(variants_of(type)),
                    std::to_string(members_of(type)), std::to_string(size_of(type)),
                    std::to_string(tracked_size_of(type))});
     }
-    if (form == TypesForm::json) out << list.dump(2) << '\n';
     if (form == TypesForm::table) table.write(out);
 }
 
 void show_type(const Type& type, bool is_json, std::ostream& out) {
     if (is_json) {
-        Json json = summary(type);
-        if (type.is_enum()) {
-            json["enumerators"] = enumerators(*type.enumeration);
-        } else {
-            const Layout l = catalogue::lay_out(*type.record);
-            json["variants"] = layouts(*type.record, l);
-            json["fields"] = fields(*type.record, l);
-        }
-        out << json.dump(2) << '\n';
+        const auto all = nlohmann::ordered_json::parse(description());
+        for (const auto& entry : all["types"])
+            if (entry["name"] == type.name) out << entry.dump(2) << '\n';
         return;
     }
     out << type.name << ": " << type.doc() << "\n\n";
