@@ -126,6 +126,29 @@ std::string laid_out(const std::string& xml) {
     return lines;
 }
 
+/// print() closes a record only in its highest variant. Closes the others too, with a line that says why they end.
+std::string closed(std::string_view text) {
+    std::string lines;
+    std::vector<std::size_t> open; // indentation of each record that is open
+    const auto close = [&](std::size_t indentation) {
+        for (; !open.empty() && indentation <= open.back(); open.pop_back())
+            lines += std::string(open.back(), ' ') + "} ends here by its variant\n";
+    };
+    for (std::size_t end; !text.empty(); text.remove_prefix(end)) {
+        end = std::min(text.find('\n'), text.size() - 1) + 1;
+        const std::string_view line = text.substr(0, end);
+        const std::size_t indentation = std::min(line.find_first_not_of(' '), line.size());
+        if (!open.empty() && indentation == open.back() && line.substr(indentation, 1) == "}")
+            open.pop_back();
+        else
+            close(indentation);
+        lines += line;
+        if (line.ends_with("{\n")) open.push_back(indentation);
+    }
+    close(0);
+    return lines;
+}
+
 } // namespace
 
 void DestroyMessage::operator()(struct orlan_ial_svm_epm_data* message) const {
@@ -198,7 +221,7 @@ std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::s
     if (form == Form::xml) return *st == 0 ? "<!-- " + name + " -->\n" + laid_out(text) : std::string();
     // print() skips the indentation of a nested record's closing line, so these bytes are still NUL.
     std::replace(text.begin(), text.end(), '\0', ' ');
-    return text;
+    return closed(text);
 }
 
 } // namespace exchange
