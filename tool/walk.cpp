@@ -19,16 +19,7 @@ namespace epm::tool {
 
 namespace {
 
-using catalogue::Foreign;
 using Framing = Foreign::Framing;
-
-constexpr std::size_t ra_block_length = 9;
-
-std::uint64_t number(ByteView bytes) {
-    std::uint64_t value = 0;
-    for (const std::uint8_t b : bytes) value = value << 8 | b;
-    return value;
-}
 
 std::string bytes_text(std::size_t length) {
     return std::to_string(length) + (length == 1 ? " byte" : " bytes");
@@ -42,22 +33,10 @@ std::string quoted(ByteView bytes) {
     return '"' + escaped(bytes) + '"';
 }
 
-std::string mac_text(ByteView bytes) {
-    std::string text;
-    for (std::size_t i = 0; i < bytes.size(); ++i) text += (i != 0 ? ":" : "") + to_hex(bytes.subspan(i, 1));
-    return text;
-}
-
-std::string address_text(ByteView bytes) {
-    char text[INET6_ADDRSTRLEN] = "";
-    if (!bytes.empty()) inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
-    return text;
-}
-
 class MessageWalk {
 public:
-    MessageWalk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell)
-        : type_(type), message_(message), tell_(tell) {}
+    MessageWalk(const Type& type, ByteView message, Listener& listener)
+        : type_(type), message_(message), listener_(listener) {}
 
     void whole() {
         if (type_.is_enum())
@@ -83,7 +62,7 @@ private:
 
     void put(PartKind kind, std::size_t length, const std::string& path, std::string type, std::string value) {
         if (length == 0 && kind != PartKind::remark) return;
-        tell_({kind, offset_, length, path, std::move(type), std::move(value)});
+        listener_.part({kind, offset_, length, path, std::move(type), std::move(value)});
         offset_ += length;
     }
 
@@ -101,10 +80,11 @@ private:
     }
 
     std::uint32_t enumeration(const Enum& e, const std::string& path) {
-        take_variant(path, e.name);
+        const std::int8_t variant = take_variant(path, e.name);
         const auto value = static_cast<std::uint32_t>(number(next(4, path)));
         put(PartKind::value, 4, path, e.name,
             std::to_string(value) + " " + (value < e.count ? e.enumerators[value].name : "(no enumerator)"));
+        listener_.enumerator(e, variant, value);
         return value;
     }
 
@@ -122,13 +102,14 @@ private:
         put(PartKind::flags, 1, path, r.name,
             "0x" + to_hex(message_.subspan(offset_, 1)) + (is_tracked ? " state tracked" : "") +
                 (has_ra_block ? " ra block" : ""));
-        if (has_ra_block)
-            put(PartKind::ra_block, ra_block_length, path, r.name, to_hex(next(ra_block_length, path, ", ra block")));
+        const ByteView ra_block = has_ra_block ? next(ra_block_length, path, ", ra block") : ByteView();
+        put(PartKind::ra_block, ra_block.size(), path, r.name, to_hex(ra_block));
         const std::uint64_t jump = number(next(4, path, ", jump word"));
         const End end{offset_, offset_ + static_cast<std::size_t>(jump)};
         put(PartKind::jump_word, 4, path, r.name, std::to_string(jump) + ", to offset " + std::to_string(end.goal));
+        listener_.begin(r, {variant, static_cast<std::uint8_t>(flags), ra_block});
         fields(r, prefix, variant, is_tracked, end);
-        finish(r, path, variant, end);
+        listener_.end(r, finish(r, path, variant, end));
     }
 
     void fields(const Record& r, const std::string& prefix, std::int8_t variant, bool is_tracked, const End& end) {
@@ -139,31 +120,43 @@ private:
             if (variant < f.since) continue;
             const std::string path = prefix + f.name;
             const std::uint32_t present = f.companion != nullptr ? lengths[r.index_of(f.companion)] : f.capacity;
-            switch (f.kind) {
-            case Kind::length:
+            if (f.kind == Kind::length) {
                 lengths[i] =
                     static_cast<std::uint32_t>(take_number(PartKind::value, f.foreign->length, path, f.foreign->name));
                 continue; // the one kind without a state flag
-            case Kind::text:
-            case Kind::characters: put(PartKind::value, present, path, "char", quoted(next(present, path))); break;
-            case Kind::run: put(PartKind::value, present, path, f.foreign->name, to_hex(next(present, path))); break;
-            case Kind::array:
-                for (std::uint32_t e = 0; e < present; ++e) element(f, path + "[" + std::to_string(e) + "]");
-                break;
-            case Kind::list: list(f, path); break;
-            case Kind::embedded: record(*f.record, path + "."); break;
-            case Kind::arm:
-                if (tag == f.tag) record(*f.record, path + ".");
-                break;
-            case Kind::object:
-            case Kind::value:
+            }
+            if (f.kind != Kind::arm || tag == f.tag) {
+                listener_.begin(f);
                 if (f.is_own_enum())
                     tag = enumeration(*f.enumeration, path);
                 else
-                    foreign(*f.foreign, path);
-                break;
+                    content(f, path, present);
+                listener_.end(f);
             }
             if (is_tracked) state_flags(f, path, present, end);
+        }
+    }
+
+    void content(const Field& f, const std::string& path, std::uint32_t present) {
+        switch (f.kind) {
+        case Kind::text:
+        case Kind::characters: {
+            const ByteView bytes = next(present, path);
+            put(PartKind::value, present, path, "char", quoted(bytes));
+            listener_.text(bytes);
+            break;
+        }
+        case Kind::run: {
+            const ByteView bytes = next(present, path);
+            put(PartKind::value, present, path, f.foreign->name, to_hex(bytes));
+            for (std::uint32_t e = 0; e < present; ++e) listener_.imported(*f.foreign, 0, bytes.subspan(e, 1));
+            break;
+        }
+        case Kind::array:
+            for (std::uint32_t e = 0; e < present; ++e) element(f, path + "[" + std::to_string(e) + "]");
+            break;
+        case Kind::list: list(f, path); break;
+        default: element(f, path);
         }
     }
 
@@ -185,16 +178,18 @@ private:
         // After a list, the last byte of a message is the flag only if the record's jump word reaches that far.
         if (f.kind == Kind::list && rest() == 1 && end.goal <= offset_) return;
         const std::uint64_t wanted = f.has_element_flags() ? std::uint64_t{1} + present : 1;
-        const std::size_t length = std::min<std::uint64_t>(wanted, rest());
-        put(PartKind::state_flags, length, path, "state flag", to_hex(message_.subspan(offset_, length)));
+        const ByteView flags = message_.subspan(offset_, std::min<std::uint64_t>(wanted, rest()));
+        put(PartKind::state_flags, flags.size(), path, "state flag", to_hex(flags));
+        listener_.state_flags(f, flags);
     }
 
-    void finish(const Record& r, const std::string& path, std::int8_t variant, const End& end) {
+    /// Returns the bytes that it passes over.
+    ByteView finish(const Record& r, const std::string& path, std::int8_t variant, const End& end) {
         const std::string jump_word = "the jump word at " + std::to_string(end.jump_word);
         if (end.goal < offset_) {
             put(PartKind::remark, 0, path, r.name,
                 jump_word + " leads back to " + std::to_string(end.goal) + ", the fields end here");
-            return;
+            return {};
         }
         const std::size_t unknown = end.goal - offset_;
         if (unknown > rest())
@@ -204,49 +199,93 @@ private:
             variant > r.top() ? "fields of a later variant than is known here"
             : variant < 0     ? "a body in spite of the variant"
                               : "no field of this record");
+        return message_.subspan(offset_ - unknown, unknown);
     }
 
     /// Takes numbers and everything else that another library supplies.
     void foreign(const Foreign& type, const std::string& path) {
         const char* name = type.name;
+        std::int64_t front = 0;
+        std::size_t length = 0;
         switch (type.framing) {
-        case Framing::number: take_number(PartKind::value, type.wire_length, path, name); break;
-        case Framing::character: put(PartKind::value, 1, path, name, signed_text(number(next(1, path)))); break;
-        case Framing::enumerated:
-            take_variant(path, name);
-            take_number(PartKind::value, 4, path, name);
+        case Framing::number: take_number(PartKind::value, length = type.wire_length, path, name); break;
+        case Framing::character:
+            length = 1;
+            put(PartKind::value, length, path, name, signed_text(number(next(length, path))));
             break;
-        case Framing::mac: put(PartKind::value, 6, path, name, mac_text(next(6, path))); break;
-        case Framing::address: {
-            const std::uint64_t family = number(next(1, path));
-            if (family != 0 && family != 4 && family != 6)
-                throw Damage{offset_, path + ": family " + std::to_string(family) + " is none of 0, 4 and 6"};
-            put(PartKind::prefix, 1, path, "family", std::to_string(family));
-            const std::size_t length = family == 4 ? 4 : family == 6 ? 16 : 0;
+        case Framing::enumerated:
+            front = take_variant(path, name);
+            take_number(PartKind::value, length = 4, path, name);
+            break;
+        case Framing::mac:
+            length = 6;
+            put(PartKind::value, length, path, name, mac_text(next(length, path)));
+            break;
+        case Framing::address:
+            front = static_cast<std::int64_t>(number(next(1, path)));
+            if (front != 0 && front != 4 && front != 6)
+                throw Damage{offset_, path + ": family " + std::to_string(front) + " is none of 0, 4 and 6"};
+            put(PartKind::prefix, 1, path, "family", std::to_string(front));
+            length = front == 4 ? 4 : front == 6 ? 16 : 0;
             put(PartKind::value, length, path, name, address_text(next(length, path)));
             break;
-        }
-        case Framing::typed: take_number(PartKind::prefix, 4, path, "type"); [[fallthrough]];
+        case Framing::typed:
+            front = static_cast<std::int64_t>(take_number(PartKind::prefix, 4, path, "type"));
+            [[fallthrough]];
         case Framing::text:
         case Framing::bytes: {
-            const auto length = static_cast<std::size_t>(take_number(PartKind::prefix, 4, path, "length"));
+            length = static_cast<std::size_t>(take_number(PartKind::prefix, 4, path, "length"));
             const ByteView bytes = next(length, path);
             put(PartKind::value, length, path, name, type.framing == Framing::text ? quoted(bytes) : to_hex(bytes));
             break;
         }
         }
+        listener_.imported(type, front, message_.subspan(offset_ - length, length));
     }
 
     const Type& type_;
     const ByteView message_;
-    const std::function<void(const Part&)>& tell_;
+    Listener& listener_;
     std::size_t offset_ = 0;
+};
+
+/// Hands the parts on.
+class PartTeller : public Listener {
+public:
+    explicit PartTeller(const std::function<void(const Part&)>& tell) : tell_(tell) {}
+    void part(const Part& part) override { tell_(part); }
+
+private:
+    const std::function<void(const Part&)>& tell_;
 };
 
 } // namespace
 
+std::uint64_t number(ByteView bytes) {
+    std::uint64_t value = 0;
+    for (const std::uint8_t b : bytes) value = value << 8 | b;
+    return value;
+}
+
+std::string mac_text(ByteView bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); ++i) text += (i != 0 ? ":" : "") + to_hex(bytes.subspan(i, 1));
+    return text;
+}
+
+std::string address_text(ByteView bytes) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (!bytes.empty()) inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
+    return text;
+}
+
+void walk(const Type& type, ByteView message, Listener& listener) {
+    MessageWalk(type, message, listener).whole();
+}
+
 void walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell) {
-    MessageWalk(type, message, tell).whole();
+    PartTeller teller(tell);
+    walk(type, message, teller);
 }
 
 std::vector<Part> passed_over(const Type& type, ByteView message) {

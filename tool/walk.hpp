@@ -1,6 +1,7 @@
 // Walks over a marshalled message from its first byte to its last and reports what each byte belongs to, using only the
 // catalogue. It accepts what the library's reader accepts, but says where a message is damaged and builds no record.
-// The bytes may come from anybody, so every length is checked against the bytes that are there.
+// The bytes may come from anybody, so every length is checked against the bytes that are there. What listens to a walk
+// gets the parts, one for each range of bytes, or the structure: records, fields and values.
 #pragma once
 
 #include "tool/input.hpp"
@@ -9,6 +10,11 @@
 #include <functional>
 
 namespace epm::tool {
+
+using catalogue::Foreign;
+
+/// As the platform's runtime writes it.
+inline constexpr std::size_t ra_block_length = 9;
 
 /// A range of bytes of the message.
 struct Part {
@@ -32,8 +38,43 @@ struct Part {
     std::string value; ///< as printable ASCII
 };
 
-/// Passes the parts to `tell` in the order of their offsets, without a gap. Throws Damage after the last sound one.
+/// Hears of a message in the order of its bytes; of the parts, in the order of their offsets and without a gap.
+class Listener {
+public:
+    virtual ~Listener() = default;
+
+    virtual void part(const Part&) {}
+
+    struct Header {
+        std::int8_t variant;
+        std::uint8_t flags;
+        ByteView ra_block; ///< empty without its flag
+    };
+    virtual void begin(const Record&, const Header&) {}
+    virtual void end(const Record&, ByteView /*passed_over*/) {}
+
+    /// Of fields that the message holds, except lengths. Values, or whole records, stand between the two calls.
+    virtual void begin(const Field&) {}
+    virtual void end(const Field&) {}
+    /// Also of an arm that the message does not hold.
+    virtual void state_flags(const Field&, ByteView) {}
+
+    virtual void text(ByteView) {} ///< of a text or of fixed characters
+    virtual void enumerator(const Enum&, std::int8_t /*variant*/, std::uint32_t /*number*/) {}
+    /// `front` is what stands in front of an imported value, and is not its length: a variant, a family, a type.
+    virtual void imported(const Foreign&, std::int64_t /*front*/, ByteView /*value*/) {}
+};
+
+/// Throws Damage after the last sound part.
+void walk(const Type& type, ByteView message, Listener& listener);
+/// Passes the parts to `tell`.
 void walk(const Type& type, ByteView message, const std::function<void(const Part&)>& tell);
+
+/// The number that big-endian bytes stand for.
+std::uint64_t number(ByteView bytes);
+/// As people write them; an address of no family is empty.
+std::string mac_text(ByteView bytes);
+std::string address_text(ByteView bytes);
 
 /// The bytes that the reader skips without looking at them, up to the end or to where the message is damaged.
 std::vector<Part> passed_over(const Type& type, ByteView message);
