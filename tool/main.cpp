@@ -78,15 +78,21 @@ bool shows_colours() {
     return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
 }
 
-void encode_file(const Call& call, const Agreed& agreed) {
-    const Type& type = type_named(call.type);
-    const Bytes document = read_file(call.file, most_message);
-    const Encoded encoded = encode(type, std::string(as_text(document)), agreed, call.is_lenient);
+Bytes message_of_xml(const Call& call, std::string_view document, const Agreed& agreed) {
+    const Encoded encoded = encode(type_named(call.type), std::string(document), agreed, call.is_lenient);
     for (const Loss& loss : encoded.losses) say(shown_name(call.file) + ": " + loss.line());
     const auto lost = std::ranges::count(encoded.losses, Loss::Kind::lost, &Loss::kind);
     if (lost != 0 && !call.is_lenient)
         throw Failure{is_damaged, "nothing is written, because this would be lost; --lenient leaves it out"};
-    const std::string content = call.is_hex ? to_hex(encoded.message) + '\n' : std::string(as_text(encoded.message));
+    return encoded.message;
+}
+
+void encode_file(const Call& call, const Agreed& agreed) {
+    const Bytes file = read_file(call.file, most_message);
+    const std::string_view document = as_text(file);
+    const Bytes message =
+        call.is_json ? encode_json(type_named(call.type), document) : message_of_xml(call, document, agreed);
+    const std::string content = call.is_hex ? to_hex(message) + '\n' : std::string(as_text(message));
     if (call.output.empty())
         std::cout << content;
     else
@@ -114,7 +120,9 @@ int run(int argc, char** argv) {
     const auto file = [&](CLI::App* command, const char* name, const char* text) {
         command->add_option(name, call.file, text)->required();
     };
-    const auto json = [&](CLI::App* command) { command->add_flag("--json", call.is_json, "Answer in JSON."); };
+    const auto json = [&](CLI::App* command, const char* text = "Answer in JSON.") {
+        return command->add_flag("--json", call.is_json, text);
+    };
     const auto agreed = [&](CLI::App* command, const char* text) {
         return command->add_option("--agreed", call.agreed, text)->type_name("N")->check(CLI::Range(-128, 127));
     };
@@ -124,22 +132,26 @@ int run(int argc, char** argv) {
     json(types);
     types->add_flag("--names", call.is_names, "List the names alone.");
 
-    CLI::App* decode_command = app.add_subcommand("decode", "Show a message as the library prints it, or as XML.");
+    CLI::App* decode_command =
+        app.add_subcommand("decode", "Show a message as the library prints it, as XML or as JSON.");
     type(decode_command)->required();
     file(decode_command, "FILE", "The message.");
     decode_command->add_flag("--hex", call.is_hex, "FILE is hexadecimal digits or a dump.");
-    decode_command->add_flag("--xml", call.is_xml, "Show it as XML.");
-    const CLI::Option* decode_agreed =
+    CLI::Option* decode_xml = decode_command->add_flag("--xml", call.is_xml, "Show it as XML.");
+    CLI::Option* decode_agreed =
         agreed(decode_command, "Variant that the Domain has agreed. It bounds what is written, not what is read.");
+    json(decode_command, "Show it as JSON.")->excludes(decode_xml, decode_agreed);
 
-    CLI::App* encode_command = app.add_subcommand("encode", "Make a message of XML.");
+    CLI::App* encode_command = app.add_subcommand("encode", "Make a message of XML or JSON.");
     type(encode_command)->required();
     file(encode_command, "FILE", "The document.");
     encode_command->add_flag("--hex", call.is_hex, "Write hexadecimal digits.");
-    encode_command->add_flag("--lenient", call.is_lenient, "Leave out what is not read, and list it.");
+    CLI::Option* lenient =
+        encode_command->add_flag("--lenient", call.is_lenient, "Leave out what is not read, and list it.");
     encode_command->add_option("--output,-o", call.output, "Write to a file.")->type_name("FILE");
-    const CLI::Option* encode_agreed =
+    CLI::Option* encode_agreed =
         agreed(encode_command, "Variant that the Domain has agreed, instead of what the document notes.");
+    json(encode_command, "FILE is JSON.")->excludes(lenient, encode_agreed);
 
     CLI::App* annotate_command = app.add_subcommand("annotate", "Show each range of bytes of a message and its field.");
     type(annotate_command)->required();
@@ -182,7 +194,10 @@ int run(int argc, char** argv) {
     on(call.file, [&] {
         if (decode_command->parsed())
             std::cout << decode(type_named(call.type), read_and_say_passed_over(call),
-                                call.is_xml ? TextForm::xml : TextForm::print, chosen(decode_agreed));
+                                call.is_json  ? TextForm::json
+                                : call.is_xml ? TextForm::xml
+                                              : TextForm::print,
+                                chosen(decode_agreed));
         if (encode_command->parsed()) encode_file(call, chosen(encode_agreed));
         if (annotate_command->parsed())
             annotate(type_named(call.type), read_and_say_passed_over(call),

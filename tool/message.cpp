@@ -2,6 +2,7 @@
 #include "tool/message.hpp"
 
 #include "tool/failure.hpp"
+#include "tool/json_message.hpp"
 #include "tool/notes.hpp"
 #include "tool/operations.hpp"
 
@@ -128,6 +129,23 @@ std::string laid_out(const std::string& xml) {
     return lines;
 }
 
+/// Reads the message into the Instance.
+void read(const Holder& holder, ByteView message) {
+    Bytes exact(message.begin(), message.end());
+    exact.push_back(0); // in tracked mode a flag may be read directly behind the end
+    std::uint32_t st = 0;
+    const std::uint32_t used = holder.operations.unmarshal(holder.domain(), S, exact.data(), holder.x(),
+                                                           static_cast<std::int32_t>(message.size()), 0, &st);
+    if (st != 0) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
+    if (used != message.size())
+        throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
+                                                                      " bytes of " + std::to_string(message.size())};
+}
+
+[[noreturn]] void refuse_message(const Damage& damage) { // the offset refers to the message, not to the document
+    throw Failure{is_damaged, "its message does not read back: " + damage.reason};
+}
+
 } // namespace
 
 std::string decode(const Type& type, ByteView message, TextForm form, Agreed agreed) {
@@ -135,15 +153,8 @@ std::string decode(const Type& type, ByteView message, TextForm form, Agreed agr
     const Notes notes = notes_of(type, message);
     const Holder holder(type, {{}, notes.is_tracked, {}}, agreed);
     const Operations& call = holder.operations;
-    Bytes exact(message.begin(), message.end());
-    exact.push_back(0); // in tracked mode a flag may be read directly behind the end
-    std::uint32_t st = 0;
-    const std::uint32_t used =
-        call.unmarshal(holder.domain(), S, exact.data(), holder.x(), static_cast<std::int32_t>(message.size()), 0, &st);
-    if (st != 0) refuse("the library's reader refuses it: status", st, limit_of(holder.domain()));
-    if (used != message.size())
-        throw Damage{std::min<std::size_t>(used, message.size()), "the library's reader takes " + std::to_string(used) +
-                                                                      " bytes of " + std::to_string(message.size())};
+    read(holder, message);
+    if (form == TextForm::json) return to_json(type, message);
     const std::size_t first_size = 4096 + 8 * message.size();
     if (form == TextForm::xml)
         return written(notes) + laid_out(text_of(first_size, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
@@ -200,11 +211,22 @@ Encoded encode(const Type& type, const std::string& xml, Agreed agreed, bool is_
         for (const std::vector<Loss>& more :
              {losses(type, told, came, variant_of, beyond), losses(notes, notes_of(type, message), beyond)})
             result.losses.insert(result.losses.end(), more.begin(), more.end());
-    } catch (const Damage& damage) { // the offset refers to the message, not to the document
-        throw Failure{is_damaged, "its message does not read back: " + damage.reason};
+    } catch (const Damage& damage) {
+        refuse_message(damage);
     }
     if (stopped != 0 && result.losses.empty()) refuse("the library's reader refuses it: status", stopped);
     return result;
+}
+
+Bytes encode_json(const Type& type, std::string_view document) {
+    Bytes message = from_json(type, document);
+    try {
+        const Holder holder(type, {{}, notes_of(type, message).is_tracked, {}}, {});
+        read(holder, message);
+    } catch (const Damage& damage) {
+        refuse_message(damage);
+    }
+    return message;
 }
 
 } // namespace epm::tool
