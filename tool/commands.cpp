@@ -1,0 +1,347 @@
+// Most sub-commands show a message. With --stream or --capture they show each one of a file in turn, and go on after
+// one that is damaged.
+#include "tool/commands.hpp"
+
+#include "tool/annotate.hpp"
+#include "tool/diff.hpp"
+#include "tool/guess.hpp"
+#include "tool/hex_dump.hpp"
+#include "tool/manifest.hpp"
+#include "tool/message.hpp"
+#include "tool/messages.hpp"
+#include "tool/skew.hpp"
+#include "tool/traces.hpp"
+#include "tool/types.hpp"
+#include "tool/walk.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <sstream>
+
+namespace epm::tool {
+
+namespace {
+
+// ---- options ----
+
+CLI::Option* declare_type(CLI::App& app, Call& call) {
+    return app.add_option("TYPE", call.type, "Name of a type.");
+}
+
+CLI::Option* declare_file(CLI::App& app, Call& call, const char* text, const char* name = "FILE") {
+    return app.add_option(name, call.file, text)->required();
+}
+
+CLI::Option* declare_json(CLI::App& app, Call& call, const char* text = "Answer in JSON.") {
+    return app.add_flag("--json", call.is_json, text);
+}
+
+CLI::Option* declare_agreed(CLI::App& app, Call& call, const char* text) {
+    return app.add_option("--agreed", call.agreed, text)->type_name("N")->check(CLI::Range(-128, 127));
+}
+
+Agreed agreed_in(const Call& call) {
+    return call.agreed ? Agreed(static_cast<std::int8_t>(*call.agreed)) : Agreed();
+}
+
+/// A file that may hold many messages.
+void declare_messages(CLI::App& app, Call& call) {
+    declare_file(app, call, "The message.");
+    CLI::Option* hex = app.add_flag("--hex", call.is_hex, "FILE is hexadecimal digits or a dump.");
+    CLI::Option* stream = app.add_flag("--stream", call.is_stream, "FILE is a stream of messages, each in a frame.");
+    CLI::Option* capture = app.add_flag("--capture", call.is_capture,
+                                        "FILE is a capture (pcap or pcapng) of UDP, or of streams over TCP.");
+    stream->excludes(hex, capture);
+    capture->excludes(hex);
+    app.add_option("--filter", call.filter, "Look only at these packets, as `tcp port 5000`.")->needs(capture);
+}
+
+// ---- messages ----
+
+std::string shown_name(const std::string& file) {
+    return file == "-" ? "standard input" : file;
+}
+
+Bytes read_message(const Call& call, const std::string& file) {
+    const Bytes bytes = read_file(file, most_message);
+    return call.is_hex ? from_hex(as_text(bytes)) : bytes;
+}
+
+void say_passed_over(const Call& call, const std::string& name, ByteView message) {
+    if (call.type.empty()) return;
+    for (const Part& part : passed_over(type_named(call.type), message))
+        say(name + ": offset " + std::to_string(part.offset) + ": " + std::to_string(part.length) +
+            (part.length == 1 ? " byte" : " bytes") + " passed over: " + part.path + ": " + part.value);
+}
+
+/// Shows a message and returns the exit status.
+using Show = std::function<int(ByteView message, std::ostream& out)>;
+
+int show_one(const Call& call, const Show& show) {
+    int status = is_good;
+    on(call.file, [&] {
+        const Bytes message = read_message(call, call.file);
+        say_passed_over(call, shown_name(call.file), message);
+        status = show(message, std::cout);
+    });
+    return status;
+}
+
+/// A heading for each message, or an object around its JSON.
+void write_answer(const Call& call, const std::string& name, ByteView message, const std::string& text) {
+    if (!call.is_json)
+        std::cout << "==== " << name << ", " << message.size() << " bytes\n" << text;
+    else
+        std::cout << "{\"message\": \"" << name << "\", \"length\": " << message.size()
+                  << ", \"answer\": " << (text.empty() ? "null\n" : text) << "}\n";
+}
+
+int show_all(const Call& call, const Show& show) {
+    int status = is_good;
+    const std::string file = shown_name(call.file);
+    const auto tell = [&](const std::string& name, ByteView message) {
+        std::ostringstream text;
+        try {
+            on(file + ": " + name, [&] {
+                say_passed_over(call, file + ": " + name, message);
+                status |= show(message, text);
+            });
+        } catch (const Told& told) {
+            say(told.line);
+            status |= told.status;
+        }
+        write_answer(call, name, message, text.str());
+        if (!std::cout) throw Failure{has_no_file, "standard output cannot be written"};
+    };
+    const auto damaged = [&](const std::string& reason) {
+        say(file + ": " + reason);
+        status |= is_damaged;
+    };
+    on(call.file, [&] { each_message({call.file, call.filter, call.is_capture}, tell, damaged); });
+    return status;
+}
+
+int show_messages(const Call& call, const Show& show) {
+    return (call.is_stream || call.is_capture ? show_all : show_one)(call, show);
+}
+
+/// On a terminal, unless the user wants none.
+bool shows_colours() {
+    const char* no_color = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+}
+
+// ---- sub-commands ----
+
+void declare_types(CLI::App& app, Call& call) {
+    declare_type(app, call);
+    declare_json(app, call);
+    app.add_flag("--names", call.is_names, "List the names alone.");
+}
+
+int run_types(const Call& call) {
+    if (call.type.empty())
+        show_types(call.is_names ? TypesForm::names : call.is_json ? TypesForm::json : TypesForm::table, std::cout);
+    else
+        show_type(type_named(call.type), call.is_json, std::cout);
+    return is_good;
+}
+
+void declare_decode(CLI::App& app, Call& call) {
+    declare_type(app, call)->required();
+    declare_messages(app, call);
+    CLI::Option* xml = app.add_flag("--xml", call.is_xml, "Show it as XML.");
+    CLI::Option* agreed =
+        declare_agreed(app, call, "Variant that the Domain has agreed. It bounds what is written, not what is read.");
+    declare_json(app, call, "Show it as JSON.")->excludes(xml, agreed);
+}
+
+int run_decode(const Call& call) {
+    const Type& type = type_named(call.type);
+    const TextForm form = call.is_json ? TextForm::json : call.is_xml ? TextForm::xml : TextForm::print;
+    return show_messages(call, [&](ByteView message, std::ostream& out) {
+        out << decode(type, message, form, agreed_in(call));
+        return is_good;
+    });
+}
+
+void declare_encode(CLI::App& app, Call& call) {
+    declare_type(app, call)->required();
+    declare_file(app, call, "The document.");
+    app.add_flag("--hex", call.is_hex, "Write hexadecimal digits.");
+    CLI::Option* lenient = app.add_flag("--lenient", call.is_lenient, "Leave out what is not read, and list it.");
+    app.add_option("--output,-o", call.output, "Write to a file.")->type_name("FILE");
+    CLI::Option* agreed =
+        declare_agreed(app, call, "Variant that the Domain has agreed, instead of what the document notes.");
+    declare_json(app, call, "FILE is JSON.")->excludes(lenient, agreed);
+}
+
+Bytes message_of_xml(const Call& call, std::string_view document) {
+    const Encoded encoded = encode(type_named(call.type), std::string(document), agreed_in(call), call.is_lenient);
+    for (const Loss& loss : encoded.losses) say(shown_name(call.file) + ": " + loss.line());
+    const auto lost = std::ranges::count(encoded.losses, Loss::Kind::lost, &Loss::kind);
+    if (lost != 0 && !call.is_lenient)
+        throw Failure{is_damaged, "nothing is written, because this would be lost; --lenient leaves it out"};
+    return encoded.message;
+}
+
+int run_encode(const Call& call) {
+    std::string content;
+    on(call.file, [&] {
+        const Bytes file = read_file(call.file, most_message);
+        const std::string_view document = as_text(file);
+        const Bytes message =
+            call.is_json ? encode_json(type_named(call.type), document) : message_of_xml(call, document);
+        content = call.is_hex ? to_hex(message) + '\n' : std::string(as_text(message));
+    });
+    if (call.output.empty())
+        std::cout << content;
+    else
+        on(call.output, [&] { write_file(call.output, content); });
+    return is_good;
+}
+
+void declare_annotate(CLI::App& app, Call& call) {
+    declare_type(app, call)->required();
+    declare_messages(app, call);
+    declare_json(app, call);
+}
+
+int run_annotate(const Call& call) {
+    const Type& type = type_named(call.type);
+    const AnnotationForm form = call.is_json      ? AnnotationForm::json
+                                : shows_colours() ? AnnotationForm::coloured_lines
+                                                  : AnnotationForm::lines;
+    return show_messages(call, [&](ByteView message, std::ostream& out) {
+        annotate(type, message, form, out);
+        return is_good;
+    });
+}
+
+void declare_diff(CLI::App& app, Call& call) {
+    declare_type(app, call)->required();
+    declare_file(app, call, "A message.", "A");
+    app.add_option("B", call.other_file, "The other message.")->required();
+    app.add_flag("--hex", call.is_hex, "Both are hexadecimal digits or dumps.");
+    app.add_flag("--state-flags", call.has_state_flags, "Compare these too.");
+    declare_json(app, call);
+}
+
+int run_diff(const Call& call) {
+    const Type& type = type_named(call.type);
+    Bytes messages[2];
+    for (const auto& [file, message] : {std::pair(&call.file, messages), std::pair(&call.other_file, messages + 1)})
+        on(*file, [&] {
+            *message = read_message(call, *file);
+            walk(type, *message, [](const Part&) {});
+        });
+    return show_diff(type, messages[0], messages[1], {call.is_json, call.has_state_flags}, std::cout);
+}
+
+void declare_skew(CLI::App& app, Call& call) {
+    declare_type(app, call)->required();
+    declare_messages(app, call);
+    app.get_option("FILE")->required(false);
+    CLI::Option* peer = app.add_option("--peer", call.peer, "The peer's variant of all types, or its description.");
+    peer->type_name("N|FILE");
+    app.add_flag("--all", call.is_all, "Show what each variant misses of each other one.")->excludes(peer, "FILE");
+    declare_json(app, call);
+}
+
+/// Tells a failure from what a peer misses.
+constexpr int skew_failure = 64;
+
+Peer peer_of(const std::string& text) {
+    std::int8_t variant = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), variant);
+    if (error == std::errc() && end == text.data() + text.size()) return peer_of_variant(variant);
+    Peer peer;
+    on(text, [&] { peer = peer_of_description(as_text(read_file(text, most_library))); });
+    return peer;
+}
+
+int run_skew(const Call& call) {
+    const Type& type = type_named(call.type);
+    if (call.is_all) return show_all_skews(type, call.is_json, std::cout), is_good;
+    if (call.file.empty() || call.peer.empty()) throw Told{is_bad_call, "FILE and --peer, or --all; see --help"};
+    const Peer peer = peer_of(call.peer);
+    int bits = nothing_lost;
+    const int failures = show_messages(call, [&](ByteView message, std::ostream& out) {
+        bits |= show_skew(type, message, peer, call.is_json, out);
+        return is_good;
+    });
+    return failures != is_good ? bits | skew_failure | failures : bits;
+}
+
+void declare_guess(CLI::App& app, Call& call) {
+    declare_messages(app, call);
+    declare_json(app, call);
+}
+
+int run_guess(const Call& call) {
+    return show_messages(call, [&](ByteView message, std::ostream& out) {
+        return show_guesses(message, call.is_json, out) ? is_good : is_damaged;
+    });
+}
+
+void declare_manifest(CLI::App& app, Call& call) {
+    declare_file(app, call, "The library file.", "LIBRARY");
+    declare_json(app, call);
+}
+
+int run_manifest(const Call& call) {
+    on(call.file, [&] { show_manifest(read_file(call.file, most_library), call.is_json, std::cout); });
+    return is_good;
+}
+
+void declare_traces(CLI::App& app, Call& call) {
+    declare_file(app, call, "The library file.", "LIBRARY");
+    app.add_option("INDEX", call.index, "Show this one message.");
+    declare_json(app, call);
+}
+
+int run_traces(const Call& call) {
+    on(call.file, [&] { show_traces(read_file(call.file, most_library), call.index, call.is_json, std::cout); });
+    return is_good;
+}
+
+} // namespace
+
+const std::vector<Command>& commands() {
+    static const std::vector<Command> all = {
+        {"types", "List all types, or describe one: fields, kinds, variants, offsets.", declare_types, run_types},
+        {"decode", "Show a message as the library prints it, as XML or as JSON.", declare_decode, run_decode},
+        {"encode", "Make a message of XML or JSON.", declare_encode, run_encode},
+        {"annotate", "Show each range of bytes of a message and its field.", declare_annotate, run_annotate},
+        {"diff", "Show how two messages differ.", declare_diff, run_diff, [](ExitStatus) { return 2; }},
+        {"skew", "Show what a peer of other variants misses of a message.", declare_skew, run_skew,
+         [](ExitStatus status) { return skew_failure + status; }},
+        {"guess", "Show which types a message can be of.", declare_guess, run_guess},
+        {"manifest", "Show the types that a library file declares, and its build.", declare_manifest, run_manifest},
+        {"traces", "Show the trace messages that a library file holds.", declare_traces, run_traces},
+    };
+    return all;
+}
+
+void say(std::string_view line) {
+    std::string shown;
+    for (const char c : line) shown += c == '"' || c == '\\' ? std::string(1, c) : escaped(std::string_view(&c, 1));
+    std::cerr << "orlan-epm: " << shown << '\n';
+}
+
+void on(const std::string& name, const std::function<void()>& body) {
+    const std::string shown = shown_name(name);
+    try {
+        body();
+    } catch (const Damage& damage) {
+        throw Told{is_damaged, shown + ": offset " + std::to_string(damage.offset) + ": " + damage.reason};
+    } catch (const Failure& failure) {
+        throw Told{failure.status, shown + ": " + failure.reason};
+    }
+}
+
+} // namespace epm::tool
