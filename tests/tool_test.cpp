@@ -1,11 +1,13 @@
 // The tool orlan-epm on each image of the golden corpus: what it tells of the image's bytes, wherever the image is cut,
-// and its way to XML and back. How it answers on a command line is in transcripts.
+// and its way to XML or JSON and back. How it answers on a command line is in transcripts.
 #include "support/images.hpp"
 #include "tool/failure.hpp"
 #include "tool/message.hpp"
 #include "tool/walk.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <regex>
 
@@ -75,6 +77,56 @@ TEST(Tool, MakesTheSameMessageOfItsXml) {
             } catch (const Failure&) { // of a value that cannot be read
             }
         }
+    });
+}
+
+// And it tells the place of a member that does not belong there and of a value that no field has.
+TEST(Tool, MakesTheSameMessageOfItsJson) {
+    static const std::regex member("\n *\"([^\"]+)\": ");
+    for_each_image([](const Type& type, const test::Image& image) {
+        const std::string json = decode(type, image.bytes, TextForm::json, {});
+        EXPECT_EQ(encode_json(type, json), image.bytes) << json;
+        const auto refuse = [&](const std::string& document, const std::string& place) {
+            try {
+                encode_json(type, document);
+                ADD_FAILURE() << place << " in " << document;
+            } catch (const Failure& failure) {
+                EXPECT_THAT(failure.reason, testing::HasSubstr(place));
+            }
+        };
+        refuse(json.substr(0, json.size() / 2), "syntax error");
+        if (json.size() > 8192) return;
+        for (std::sregex_iterator i(json.begin(), json.end(), member), end; i != end; ++i)
+            refuse(std::string(json).insert(static_cast<std::size_t>(i->position(1)), "x"), "/x" + i->str(1) + ": ");
+        auto tree = nlohmann::json::parse(json);
+        const auto places = tree.flatten();
+        for (const auto& [place, value] : places.items()) {
+            const auto kept = std::exchange(tree[nlohmann::json::json_pointer(place)], 0.5);
+            refuse(tree.dump(), place.empty() ? "not a" : place + ": not a");
+            tree[nlohmann::json::json_pointer(place)] = kept;
+        }
+    });
+}
+
+/// Copies of an image with what no writer of this library writes, but others may.
+TEST(Tool, KeepsInJsonWhatTheLibraryPassesOver) {
+    const auto put = [](Bytes image, std::size_t at, std::string_view digits) {
+        const Bytes more = *bytes_of(digits);
+        image.insert(image.begin() + static_cast<std::ptrdiff_t>(at), more.begin(), more.end());
+        return image;
+    };
+    for_each_image([&](const Type& type, const test::Image& image) {
+        if (type.is_enum()) return;
+        Bytes longer = put(image.bytes, image.bytes.size(), "aabbcc");
+        const std::size_t jump = longer.size() - 2;
+        for (std::size_t i = 0; i < 4; ++i) longer[2 + i] = static_cast<std::uint8_t>(jump >> 8 * (3 - i));
+        Bytes newer = longer, other = put(longer, 2, "000102030405060708");
+        newer[0] = static_cast<std::uint8_t>(newer[0] < 0x80 ? 9 : 0xF7);
+        other[1] |= 0x23;
+        for (const Bytes& message : {longer, other})
+            EXPECT_EQ(encode_json(type, decode(type, message, TextForm::json, {})), message);
+        if (image.name.find("variant -1") == std::string::npos && std::int8_t(image.bytes[0]) != type.top()) return;
+        EXPECT_EQ(encode_json(type, decode(type, newer, TextForm::json, {})), newer);
     });
 }
 

@@ -222,7 +222,7 @@ Bytes address_from(Value v, const std::string& at) {
             return bytes;
         }
     }
-    refuse(at, "neither an address such as \"10.0.0.1\" or \"2001:db8::1\" nor null");
+    refuse(at, "not an address such as \"10.0.0.1\" or \"2001:db8::1\", nor null");
 }
 
 class MessageWriter {
