@@ -13,6 +13,7 @@ void write_export_list(const std::filesystem::path& folder);
 void write_trace_catalogue(const std::filesystem::path& folder);
 void write_debugger_tables(const std::filesystem::path& folder);
 void write_data(const std::filesystem::path& folder);
+void write_schemas(const std::filesystem::path& folder);
 void write_manifest(const std::filesystem::path& folder, const std::string& build_record);
 
 } // namespace epm::stamp
