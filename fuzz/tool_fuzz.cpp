@@ -1,7 +1,7 @@
-// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document, a dump or a
-// library file. The second byte chooses the type. The tool's report must have no gap and, as JSON, be well-formed. What
-// the tool's own walk accepts, the library must accept. A message made from a document without a loss must read back.
-// The seeds are the images of the tests' golden corpus, two dumps and a small library file.
+// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document of XML or JSON, a
+// dump or a library file. The second byte chooses the type. The tool's report must have no gap and, as JSON, be
+// well-formed. What the tool's own walk accepts, the library must accept. A message made from a document without a loss
+// must read back. The seeds are the images of the tests' golden corpus, two dumps and a small library file.
 #include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
 #include "tool/failure.hpp"
@@ -21,7 +21,7 @@ using namespace epm::tool;
 using epm::fuzz::demand;
 namespace test = epm::test;
 
-enum Subject : std::uint8_t { a_message, a_document, a_library, a_dump, subjects };
+enum Subject : std::uint8_t { a_message, a_document, a_library, a_dump, a_json, subjects };
 
 /// Runs something that may refuse. Returns false when it does.
 template <class Body>
@@ -46,6 +46,15 @@ void look_into_document(const Type& type, const std::string& xml, bool is_decode
     demand(again.losses.empty() && again.message == made.message, "a document is carried whole");
 }
 
+/// A message made from JSON gives JSON that makes the same message.
+void look_into_json(const Type& type, const std::string& json, bool is_decoded) {
+    Bytes made;
+    const bool is_read = accepts([&] { made = encode_json(type, json); });
+    demand(is_read || !is_decoded, "JSON of a message is read");
+    if (is_read)
+        demand(encode_json(type, decode(type, made, TextForm::json, {})) == made, "a message is carried whole by JSON");
+}
+
 void look_into_message(const Type& type, ByteView message) {
     std::size_t told_to = 0;
     const bool is_sound = accepts([&] {
@@ -60,7 +69,8 @@ void look_into_message(const Type& type, ByteView message) {
     accepts([&] { annotate(type, message, true, json); });
     demand(nlohmann::json::accept(json.str()), "JSON is sound");
     demand(is_sound == accepts([&] { decode(type, message, TextForm::print, {}); }), "tool and library agree");
-    std::string xml;
+    std::string xml, own_json;
+    if (accepts([&] { own_json = decode(type, message, TextForm::json, {}); })) look_into_json(type, own_json, true);
     if (accepts([&] { xml = decode(type, message, TextForm::xml, {}); })) look_into_document(type, xml, true);
 }
 
@@ -86,6 +96,7 @@ void epm::fuzz::write_seeds(const Seeds& write) {
         for (const test::Image& image : test::images_of(all_types()[t].name)) {
             seed(a_message, t, as_text(image.bytes));
             seed(a_document, t, decode(all_types()[t], image.bytes, TextForm::xml, {}));
+            seed(a_json, t, decode(all_types()[t], image.bytes, TextForm::json, {}));
         }
     std::ostringstream library;
     library << std::ifstream(EPM_SMALL_LIBRARY, std::ios::binary).rdbuf();
@@ -101,6 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     switch (data[0] % subjects) {
     case a_message: look_into_message(type, bytes); break;
     case a_document: look_into_document(type, std::string(as_text(bytes)), false); break;
+    case a_json: look_into_json(type, std::string(as_text(bytes)), false); break;
     case a_dump:
         accepts([&] { from_hex(as_text(bytes)); });
         demand(from_hex(to_hex(bytes)) == Bytes(bytes.begin(), bytes.end()), "digits are their bytes");
