@@ -227,7 +227,7 @@ void declare_diff(CLI::App& app, Call& call) {
     declare_file(app, call, "A message.", "A");
     app.add_option("B", call.other_file, "The other message.")->required();
     app.add_flag("--hex", call.is_hex, "Both are hexadecimal digits or dumps.");
-    app.add_flag("--state-flags", call.has_state_flags, "Compare these too.");
+    app.add_flag("--state", call.has_state_flags, "Compare these too.");
     declare_json(app, call);
 }
 
