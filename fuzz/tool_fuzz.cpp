@@ -65,8 +65,8 @@ void look_into_message(const Type& type, ByteView message) {
     });
     demand(is_sound ? told_to == message.size() : told_to <= message.size(), "all bytes are told of");
     std::ostringstream text, json;
-    accepts([&] { annotate(type, message, false, text); });
-    accepts([&] { annotate(type, message, true, json); });
+    accepts([&] { annotate(type, message, AnnotationForm::coloured_lines, text); });
+    accepts([&] { annotate(type, message, AnnotationForm::json, json); });
     demand(nlohmann::json::accept(json.str()), "JSON is sound");
     demand(is_sound == accepts([&] { decode(type, message, TextForm::print, {}); }), "tool and library agree");
     std::string xml, own_json;

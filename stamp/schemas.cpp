@@ -71,8 +71,9 @@ Json content(const Record& r, const Field& f) {
     case Kind::length: return whole_number(f.foreign->length);
     case Kind::text:
     case Kind::characters: return text(most);
-    case Kind::array:
-    case Kind::run: return {{"type", "array"}, {"items", one_of(f)}, {"maxItems", most}};
+    case Kind::array: return {{"type", "array"}, {"items", one_of(f)}, {"maxItems", most}};
+    case Kind::run:
+        return {{"type", {"array", "string"}}, {"items", one_of(f)}, {"maxItems", most}, {"maxLength", most}};
     case Kind::list: return {{"type", "array"}, {"items", one_of(f)}};
     default: return one_of(f);
     }

@@ -386,6 +386,13 @@ private:
         const std::size_t start = message_.size();
         switch (f.kind) {
         case Kind::text: put(text_from(v, at)); return message_.size() - start;
+        case Kind::run:
+            if (v == nullptr || !v->is_string()) {
+                elements(f, elements_from(v, at, f.capacity), at);
+                message_.resize(start + f.capacity);
+                return f.capacity;
+            }
+            [[fallthrough]];
         case Kind::characters: {
             const Bytes text = text_from(v, at);
             if (text.size() > f.capacity) refuse(at, "longer than " + std::to_string(f.capacity) + " bytes");
@@ -393,10 +400,6 @@ private:
             message_.resize(start + f.capacity);
             return f.capacity;
         }
-        case Kind::run:
-            elements(f, elements_from(v, at, f.capacity), at);
-            message_.resize(start + f.capacity);
-            return f.capacity;
         case Kind::list: put(elements_from(v, at, most_values).size(), 4); [[fallthrough]];
         case Kind::array: return elements(f, elements_from(v, at, most_values), at);
         default: element(f, v, at); return 1;

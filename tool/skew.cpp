@@ -101,6 +101,13 @@ private:
     std::size_t depth_ = 0; ///< fields around this one
 };
 
+/// The value as JSON, cut if it is long.
+std::string shown(const Json& value) {
+    constexpr std::size_t most = 100;
+    const std::string text = value.dump(-1, ' ', true);
+    return text.size() > most ? text.substr(0, most) + "..." : text;
+}
+
 std::string sentence(const Miss& miss) {
     const std::string since = "came with variant " + std::to_string(miss.since) + ", the peer has " +
                               (miss.peer < 0 ? "none" : std::to_string(miss.peer));
@@ -174,7 +181,7 @@ int show_skew(const Type& type, ByteView message, const Peer& peer, bool is_json
             << '\n';
     } else {
         for (const Miss& miss : result.misses)
-            out << "- " << miss.path << ' ' << miss.value.dump() << ": " << sentence(miss) << '\n';
+            out << "- " << miss.path << ' ' << shown(miss.value) << ": " << sentence(miss) << '\n';
         out << (result.is_refused()     ? "the peer cannot be sent this message\n"
                 : result.misses.empty() ? "the peer gets all of it\n"
                                         : "the peer misses " + std::to_string(result.missed) + " of " +

@@ -36,6 +36,12 @@ std::string text_or_hex(ByteView bytes) {
     }
 }
 
+/// What fixed characters or a run hold in front of the zeros that fill them.
+ByteView without_padding(ByteView bytes) {
+    while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
+    return bytes;
+}
+
 std::string with_variant(std::int64_t variant, std::int8_t usual, const std::string& value) {
     return variant == usual ? value : object({{member::variant, std::to_string(variant)}, {member::value, value}});
 }
@@ -89,9 +95,19 @@ public:
     }
 
     void text(ByteView bytes) override {
-        while (field_->kind == Kind::characters && !bytes.empty() && bytes.back() == 0)
-            bytes = bytes.first(bytes.size() - 1);
-        text_ += text_or_hex(bytes);
+        text_ += text_or_hex(field_->kind == Kind::characters ? without_padding(bytes) : bytes);
+    }
+
+    void run(ByteView bytes) override {
+        const std::string text = text_or_hex(without_padding(bytes));
+        if (text.starts_with('"') && text.find("\\u00") == text.npos) {
+            text_ += text;
+            return;
+        }
+        open("[");
+        levels_.back().is_on_one_line = true;
+        for (const std::uint8_t byte : bytes) begin_item(), text_ += std::to_string(byte);
+        close("]");
     }
 
     void enumerator(const Enum& e, std::int8_t variant, std::uint32_t number) override {
@@ -123,7 +139,7 @@ private:
         std::vector<std::pair<const char*, std::string>> flags; ///< of the record's fields
     };
 
-    static bool has_elements(const Field& f) { return f.has_element_flags() || f.kind == Kind::list; }
+    static bool has_elements(const Field& f) { return f.kind == Kind::array || f.kind == Kind::list; }
 
     void open(const char* bracket) {
         if (!levels_.empty() && levels_.back().is_array) begin_item();

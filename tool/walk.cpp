@@ -149,7 +149,7 @@ private:
         case Kind::run: {
             const ByteView bytes = next(present, path);
             put(PartKind::value, present, path, f.foreign->name, to_hex(bytes));
-            for (std::uint32_t e = 0; e < present; ++e) listener_.imported(*f.foreign, 0, bytes.subspan(e, 1));
+            listener_.run(bytes);
             break;
         }
         case Kind::array:

@@ -60,6 +60,7 @@ public:
     virtual void state_flags(const Field&, ByteView) {}
 
     virtual void text(ByteView) {} ///< of a text or of fixed characters
+    virtual void run(ByteView) {}
     virtual void enumerator(const Enum&, std::int8_t /*variant*/, std::uint32_t /*number*/) {}
     /// `front` is what stands in front of an imported value, and is not its length: a variant, a family, a type.
     virtual void imported(const Foreign&, std::int64_t /*front*/, ByteView /*value*/) {}
