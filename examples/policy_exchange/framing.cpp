@@ -42,15 +42,20 @@ long receive_all(int socket, void* bytes, std::size_t size) {
     return static_cast<long>(have);
 }
 
+std::vector<uint8_t> frame_of(uint32_t line, std::span<const uint8_t> message) {
+    const Header header = {htonl(static_cast<uint32_t>(message.size())), htonl(line)};
+    std::vector<uint8_t> frame(sizeof header + message.size());
+    std::memcpy(frame.data(), &header, sizeof header);
+    std::memcpy(frame.data() + sizeof header, message.data(), message.size());
+    return frame;
+}
+
 bool send_frame(int socket, uint32_t line, std::span<const uint8_t> message) {
     if (message.empty() || message.size() > max_message) {
         errno = EMSGSIZE;
         return false;
     }
-    const Header header = {htonl(static_cast<uint32_t>(message.size())), htonl(line)};
-    std::vector<uint8_t> frame(sizeof header + message.size()); // a single write wakes the peer only once
-    std::memcpy(frame.data(), &header, sizeof header);
-    std::memcpy(frame.data() + sizeof header, message.data(), message.size());
+    const std::vector<uint8_t> frame = frame_of(line, message); // a single write wakes the peer only once
     return send_all(socket, frame.data(), frame.size());
 }
 

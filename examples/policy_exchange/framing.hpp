@@ -26,6 +26,8 @@ bool send_all(int socket, const void* bytes, std::size_t size);
 /// Reads until size bytes are there or the stream ends. Returns how many there are, or -1 with errno.
 long receive_all(int socket, void* bytes, std::size_t size);
 
+/// The frame of a message.
+std::vector<uint8_t> frame_of(uint32_t line, std::span<const uint8_t> message);
 bool send_frame(int socket, uint32_t line, std::span<const uint8_t> message);
 /// The stream may only end between two frames. After a failure, reason says why.
 Received receive_frame(int socket, Frame& frame, std::string& reason);

@@ -36,6 +36,7 @@ in its newest variant.
   -f, --from-xml FILE  also send the message in this XML file; may be given more than once, and instead of a policy file
   -x, --xml            peers show the XML form of what they have received instead of the print form
   -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt there instead of showing it
+  -c, --capture FILE   also write what is sent to a capture file, as TCP to port 20358 of each peer
   -t, --trace          show each trace of the library as a sentence on standard error
   -h, --help           show this
 
@@ -169,6 +170,7 @@ struct Call {
     const char* policy = nullptr;
     std::vector<const char*> xml_files;
     std::string folder;
+    const char* capture = nullptr;
     Form form = Form::print;
     bool is_traced = false;
 };
@@ -187,8 +189,16 @@ int exchange_messages(const Call& call) {
         std::fprintf(stderr, "no traces: %s\n", reason.c_str());
         return bad_call;
     }
+    Capture capture;
+    const auto capture_failed = [&] {
+        std::fprintf(stderr, "%s: %s\n", call.capture, std::strerror(errno));
+        return peer_failed;
+    };
+    if (call.capture != nullptr && !capture.open(call.capture)) return capture_failed();
     Peers peers;
     if (!start_peers(peers, call.folder, call.form)) return peer_failed;
+    if (call.capture != nullptr)
+        for (uint8_t number = 0; const auto& peer : peers) peer->record(capture, ++number);
     show_traces_as("sender");
 
     int status = all_sent;
@@ -199,6 +209,7 @@ int exchange_messages(const Call& call) {
         peer->finish();
         if (peer->failed()) status = peer_failed;
     }
+    if (call.capture != nullptr && !capture.close()) status = capture_failed();
     if (call.folder.empty())
         for (const auto& peer : peers) show_output(*peer);
     std::printf("==== summary ====\n");
@@ -213,16 +224,20 @@ int exchange_messages(const Call& call) {
 } // namespace
 
 int main(int argc, char** argv) {
-    static constexpr option options[] = {
-        {"from-xml", required_argument, nullptr, 'f'}, {"xml", no_argument, nullptr, 'x'},
-        {"output", required_argument, nullptr, 'o'},   {"trace", no_argument, nullptr, 't'},
-        {"help", no_argument, nullptr, 'h'},           {}};
+    static constexpr option options[] = {{"from-xml", required_argument, nullptr, 'f'},
+                                         {"xml", no_argument, nullptr, 'x'},
+                                         {"output", required_argument, nullptr, 'o'},
+                                         {"capture", required_argument, nullptr, 'c'},
+                                         {"trace", no_argument, nullptr, 't'},
+                                         {"help", no_argument, nullptr, 'h'},
+                                         {}};
     Call call;
-    for (int letter; (letter = getopt_long(argc, argv, "f:xo:th", options, nullptr)) != -1;) {
+    for (int letter; (letter = getopt_long(argc, argv, "f:xo:c:th", options, nullptr)) != -1;) {
         switch (letter) {
         case 'f': call.xml_files.push_back(optarg); break;
         case 'x': call.form = Form::xml; break;
         case 'o': call.folder = optarg; break;
+        case 'c': call.capture = optarg; break;
         case 't': call.is_traced = true; break;
         case 'h': std::printf("%s%s%s", usage, policy_format, remarks); return all_sent;
         default: return bad_call; // getopt_long has reported it

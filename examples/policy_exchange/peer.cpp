@@ -94,6 +94,12 @@ bool Peer::start(std::span<const std::unique_ptr<Peer>> earlier) {
     return process_ > 0 || fail(std::strerror(errno));
 }
 
+void Peer::record(Capture& capture, uint8_t number) {
+    capture_ = &capture;
+    number_ = number;
+    capture_->connect(number_);
+}
+
 void Peer::deliver(uint32_t line, const Statement& statement) {
     if (failed_) return; // already reported
     uint32_t st = 0;
@@ -117,10 +123,12 @@ void Peer::send(uint32_t line, std::span<const uint8_t> wire, uint32_t st) {
         fail(origin(line) + " cannot be sent: " + std::strerror(errno));
     } else {
         ++sent_;
+        if (capture_ != nullptr) capture_->send(number_, frame_of(line, wire));
     }
 }
 
 void Peer::finish() {
+    if (capture_ != nullptr) capture_->finish(number_);
     shutdown(socket_, SHUT_WR);
     const bool has_totals = receive_all(socket_, &totals_, sizeof totals_) == sizeof totals_;
     if (!has_totals) totals_ = {};

@@ -2,6 +2,7 @@
 // sender decides what to send; message.hpp builds and reads the messages.
 #pragma once
 
+#include "capture.hpp"
 #include "framing.hpp"
 #include "message.hpp"
 
@@ -40,6 +41,9 @@ public:
 
     /// Starts the process. It closes the sockets of the peers that were started earlier.
     bool start(std::span<const std::unique_ptr<Peer>> earlier);
+    /// From now on, what is sent goes into the capture too, as to the peer of this number. The capture must live
+    /// longer.
+    void record(Capture& capture, uint8_t number);
     /// Builds the message for this peer and sends it, unless the peer's variant cannot represent it.
     void deliver(uint32_t line, const Statement& statement);
     /// Sends a message that has no line, unless it was built in newer variants than the peer speaks.
@@ -61,6 +65,8 @@ private:
     const Role role_;
     const File output_;
     const Domain domain_;
+    Capture* capture_ = nullptr;
+    uint8_t number_ = 0; ///< in the capture
     int socket_ = -1;
     pid_t process_ = -1;
     bool failed_ = false;
