@@ -24,6 +24,7 @@ int main(int argc, char** argv) try {
     write_debugger_tables(folder);
     write_data(folder);
     write_schemas(folder / "schemas");
+    write_wireshark_tables(folder);
     write_manifest(folder, contents(argv[3]));
     return 0;
 } catch (const std::exception& fault) {

@@ -14,6 +14,7 @@ void write_trace_catalogue(const std::filesystem::path& folder);
 void write_debugger_tables(const std::filesystem::path& folder);
 void write_data(const std::filesystem::path& folder);
 void write_schemas(const std::filesystem::path& folder);
+void write_wireshark_tables(const std::filesystem::path& folder);
 void write_manifest(const std::filesystem::path& folder, const std::string& build_record);
 
 } // namespace epm::stamp
