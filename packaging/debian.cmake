@@ -96,6 +96,12 @@ This package holds the program orlan-epm, which decodes, encodes and
 annotates messages, and tells what a library file says about its types and
 traces. It brings a stand-in runtime for itself alone, beside any other."
     DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}")
+debian_package(wireshark orlan-epm-wireshark net
+    "messages of the library orlan_epm in Wireshark and tshark"
+    "${family}
+This package holds a dissector that shows their fields in captures, and an
+example of a capture."
+    DEPENDS "wireshark (>= 4.0) | tshark (>= 4.0)")
 
 # One runtime at a time: a package with another runtime provides the same name and replaces this one.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)
