@@ -54,6 +54,11 @@ struct Foreign {
     constexpr bool is_initialized() const { return shape != Shape::primitive; }
 };
 
+constexpr const char* framing_name(Foreign::Framing framing) {
+    constexpr const char* names[] = {"number", "character", "enumerated", "mac", "address", "text", "bytes", "typed"};
+    return names[static_cast<std::size_t>(framing)];
+}
+
 inline constexpr Foreign u_int8{"u_int8", Foreign::Shape::primitive, 1, 1, Foreign::Framing::number};
 inline constexpr Foreign u_int16{"u_int16", Foreign::Shape::primitive, 2, 2, Foreign::Framing::number};
 inline constexpr Foreign u_int32{"u_int32", Foreign::Shape::primitive, 4, 4, Foreign::Framing::number};

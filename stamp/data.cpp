@@ -68,8 +68,6 @@ Json record(const Record& r) {
 /// The types that fields have and that other libraries supply, in the order of their first use.
 Json imported_types() {
     static constexpr const char* shapes[] = {"primitive", "value", "object", "placed"};
-    static constexpr const char* framings[] = {"number",  "character", "enumerated", "mac",
-                                               "address", "text",      "bytes",      "typed"};
     Json all = Json::array();
     std::vector<const Foreign*> seen;
     for (const Record* r : catalogue::all_records)
@@ -81,7 +79,7 @@ Json imported_types() {
                            {"shape", shapes[static_cast<std::size_t>(t.shape)]},
                            {"size", t.length},
                            {"alignment", t.alignment},
-                           {"framing", framings[static_cast<std::size_t>(t.framing)]}});
+                           {"framing", catalogue::framing_name(t.framing)}});
             if (t.framing == Foreign::Framing::number) all.back()["wire_length"] = t.wire_length;
             if (t.is_placed()) all.back()["state_flags"] = t.block_length;
         }

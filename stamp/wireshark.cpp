@@ -13,12 +13,11 @@ namespace {
 
 /// How the wire has the field's value, or that of an element.
 const char* framing_of(const Field& f) {
-    constexpr const char* names[] = {"number", "character", "enumerated", "mac", "address", "text", "bytes", "typed"};
     if (f.is_own_enum()) return "enumeration";
     if (f.is_of_record()) return "record";
     if (f.kind == Kind::text || f.kind == Kind::characters) return "text";
     if (f.kind == Kind::run) return "bytes";
-    return names[static_cast<std::size_t>(f.foreign->framing)];
+    return catalogue::framing_name(f.foreign->framing);
 }
 
 void write_field(std::ostream& out, const Field& f) {
