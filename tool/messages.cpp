@@ -35,7 +35,10 @@ public:
     Frames& operator=(const Frames&) = delete;
     ~Frames() {
         if (!rest_.empty()) lose("it ends within a frame");
+        if (has_gap) lose("packets are missing");
     }
+
+    bool has_gap = false; ///< bytes are there that do not follow those that were added
 
     void add(ByteView bytes) {
         if (is_lost_) return;
@@ -132,9 +135,6 @@ public:
     Capture(const TellMessage& tell, const TellDamage& damaged) : tell_(tell), damaged_(damaged) {
         follower_.follow_partial_streams(true);
         follower_.new_stream_callback([this](Stream& stream) { follow(stream); });
-        follower_.stream_termination_callback([this](Stream& stream, Follower::TerminationReason reason) {
-            if (reason != Follower::TIMEOUT) damaged_(name_of(stream) + "packets are missing");
-        });
     }
 
     void add(Tins::PDU& packet) {
@@ -161,8 +161,24 @@ private:
     void follow(Stream& stream) {
         const auto there = std::make_shared<Frames>(name_of(stream), tell_, damaged_);
         const auto back = std::make_shared<Frames>(name_of(stream, true), tell_, damaged_);
-        stream.client_data_callback([there](Stream& s) { there->add(s.client_payload()); });
-        stream.server_data_callback([back](Stream& s) { back->add(s.server_payload()); });
+        // Bytes ahead of those that were added may come into their turn later.
+        const auto ahead = [](const Tins::TCPIP::Flow& flow, std::uint32_t place) {
+            return static_cast<std::int32_t>(place - flow.sequence_number()) > 0;
+        };
+        stream.client_out_of_order_callback([=](Stream& s, std::uint32_t place, const auto&) {
+            there->has_gap = there->has_gap || ahead(s.client_flow(), place);
+        });
+        stream.server_out_of_order_callback([=](Stream& s, std::uint32_t place, const auto&) {
+            back->has_gap = back->has_gap || ahead(s.server_flow(), place);
+        });
+        stream.client_data_callback([there](Stream& s) {
+            there->has_gap = !s.client_flow().buffered_payload().empty();
+            there->add(s.client_payload());
+        });
+        stream.server_data_callback([back](Stream& s) {
+            back->has_gap = !s.server_flow().buffered_payload().empty();
+            back->add(s.server_payload());
+        });
     }
 
     void take(const Tins::PDU& packet, const Tins::UDP& datagram) {
@@ -186,6 +202,7 @@ private:
 };
 
 void read_capture(const MessageSource& source, const TellMessage& tell, const TellDamage& damaged) try {
+    if (source.file != "-" && access(source.file.c_str(), R_OK) != 0) throw Failure{has_no_file, std::strerror(errno)};
     Tins::FileSniffer sniffer(source.file, source.filter);
     Progress progress(pcap_file(sniffer.get_pcap_handle()));
     Capture capture(tell, damaged);
