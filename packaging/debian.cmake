@@ -102,6 +102,16 @@ debian_package(wireshark orlan-epm-wireshark net
 This package holds a dissector that shows their fields in captures, and an
 example of a capture."
     DEPENDS "wireshark (>= 4.0) | tshark (>= 4.0)")
+debian_package(python python3-orlan-epm python
+    "typed records of the client-policy control plane (Python 3)"
+    "${family}
+This package holds the module orlan_epm for Python 3."
+    DEPENDS python3 "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform ${same}"
+    CONTROL ${CMAKE_CURRENT_SOURCE_DIR}/debian/python/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/python/prerm)
+
+# The Python package is the same on every machine.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 
 # One runtime at a time: a package with another runtime provides the same name and replaces this one.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)

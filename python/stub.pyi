@@ -14,7 +14,6 @@ from .errors import OwnershipError as OwnershipError
 from .errors import StatusError as StatusError
 from .errors import WrongLengthError as WrongLengthError
 from .fields import Field as Field
-from .library import function as function
 from .library import load as load
 from .records import Enumeration as Enumeration
 from .records import Record as Record

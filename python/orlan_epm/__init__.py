@@ -17,7 +17,7 @@ from . import catalogue as _catalogue
 from .domain import Domain, current_domain
 from .errors import (AbsentError, DocumentError, Error, GoneError, LoadError, NoMemoryError, NotInVariantError,
                      OwnershipError, StatusError, WrongLengthError)
-from .library import function, load
+from .library import load
 from .records import Enumeration, Record, class_of as _class_of
 from .sequences import NumberSequence, RecordArray, RecordList
 from .state import State
@@ -25,7 +25,7 @@ from .values import Tlv
 
 _NAMES = ["AbsentError", "DocumentError", "Domain", "Enumeration", "Error", "GoneError", "LoadError", "NoMemoryError",
           "NotInVariantError", "NumberSequence", "OwnershipError", "Record", "RecordArray", "RecordList", "State",
-          "StatusError", "Tlv", "WrongLengthError", "current_domain", "function", "load", "type_named"]
+          "StatusError", "Tlv", "WrongLengthError", "current_domain", "load", "type_named"]
 
 
 def type_named(name: str) -> Any:

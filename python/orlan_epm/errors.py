@@ -38,14 +38,21 @@ class StatusError(Error):
     number is the status number and name its errno name; type and field are the C names, as far as they are known.
     """
 
+    number: int
+    name: str
+    type: str
+    field: str
+
     def __init__(self, number: int, type: str = "", field: str = "", more: str = "") -> None:
-        self.number = number
-        self.name = errno.errorcode.get(number, str(number))
-        self.type = type
-        self.field = field
+        name = errno.errorcode.get(number, str(number))
         place = f"{type}.{field}" if field else type
         sentence = _SENTENCES.get(number, "the call failed")
-        super().__init__(f"{place + ': ' if place else ''}{sentence}{'; ' + more if more else ''} ({number} {self.name})")
+        words = f"{place}: {sentence}" if place else sentence
+        super().__init__(f"{words}{'; ' + more if more else ''} ({number} {name})")
+        self.number = number
+        self.name = name
+        self.type = type
+        self.field = field
 
 
 class AbsentError(StatusError, LookupError):

@@ -43,8 +43,8 @@ class Field(Generic[Read, Write]):
         try:
             self._write(record, value)
         except (TypeError, ValueError, OverflowError) as refusal:
-            if refusal.args and isinstance(refusal.args[0], str) and type(refusal) in (TypeError, ValueError, OverflowError):
-                refusal.args = (f"{type(record).__name__}.{self.data.name}: {refusal.args[0]}", *refusal.args[1:])
+            if type(refusal) in (TypeError, ValueError, OverflowError):
+                refusal.args = (f"{type(record).__name__}.{self.data.name}: {refusal}",)
             raise
 
     def _read(self, record: Record) -> Any:

@@ -1,7 +1,7 @@
 """The C library: where it is found, and its functions with their prototypes.
 
-All calls keep the interpreter's lock. They are short, and the collector may destroy a record in any thread while another
-one is in a call of the same Domain.
+All calls keep the interpreter's lock. They are short, and the collector may destroy a record in any thread while
+another one is in a call of the same Domain.
 """
 
 from __future__ import annotations
@@ -67,7 +67,8 @@ def load(path: Optional[str | os.PathLike[str]] = None) -> None:
         raise LoadError("the library has been loaded already")
     soname: str = catalogue.document()["soname"]
     beside = os.path.join(os.path.dirname(__file__), "..", "..", "..", soname)
-    name = os.fspath(path) if path else os.environ.get("ORLAN_EPM_LIBRARY", beside if os.path.exists(beside) else soname)
+    found = beside if os.path.exists(beside) else soname
+    name = os.fspath(path) if path else os.environ.get("ORLAN_EPM_LIBRARY") or found
     try:
         dll = ctypes.PyDLL(name)
     except OSError as refusal:

@@ -16,7 +16,7 @@ from typing import TYPE_CHECKING, Any, Callable, ClassVar, Hashable, Optional, T
 
 from . import catalogue, json_form, wire_form
 from .domain import Domain, current_domain
-from .errors import DocumentError, Error, GoneError, OwnershipError, StatusError, WrongLengthError, status_error, suggestion
+from .errors import DocumentError, Error, GoneError, OwnershipError, StatusError, WrongLengthError, suggestion
 from .library import NO_SET, Function, function
 from .state import State
 
@@ -68,7 +68,8 @@ class Record:
     """Base of all record classes.
 
     Each takes the Domain to live in, else the current one, and the fields to set by keyword. Records compare by value
-    and are ordered as the library orders them. They are mutable, so they cannot be keys; hash() gives the library's hash.
+    and are ordered as the library orders them. They are mutable, so they cannot be keys; hash() gives the library's
+    hash.
     """
 
     __slots__ = ("_at", "_domain", "_finalizer", "_parent", "_views", "__weakref__")
@@ -98,10 +99,10 @@ class Record:
 
     def marshal(self) -> bytes:
         """The record as a message."""
-        # In tracked mode the writer needs one byte of room more than the length.
-        length = self.wire_length()
-        buffer = ctypes.create_string_buffer(length + 8)
-        written: int = self._call("marshal", buffer, self._address(), length + 8)
+        # In tracked mode the last flags are written only if there is room left, and one byte behind the room is used.
+        room = self.wire_length() + 8
+        buffer = ctypes.create_string_buffer(room + 1)
+        written: int = self._call("marshal", buffer, self._address(), room)
         return buffer.raw[:written]
 
     @classmethod
@@ -115,7 +116,9 @@ class Record:
         return record
 
     def wire_length(self) -> int:
-        """The length of the record's message."""
+        """The length of the record's message, as the library counts it: exact where the Domain does not track, and an
+        upper bound where it does.
+        """
         return int(self._operation("len")(self._domain._c, NO_SET, self._address()))
 
     @property
@@ -144,7 +147,11 @@ class Record:
 
     @classmethod
     def from_xml(cls, document: Union[str, bytes], domain: Optional[Domain] = None) -> Self:
-        """A record from an XML document whose root element has the type's C name. Unknown elements are passed over."""
+        """A record from an XML document whose root element has the type's C name.
+
+        The library's reader passes over elements that it does not know, and of a document that leaves out a text also
+        over the element behind the text.
+        """
         text = document.encode() if isinstance(document, str) else bytes(memoryview(document))
         words = ctypes.create_string_buffer(512)
         record = cls(domain)
@@ -444,5 +451,5 @@ def class_of(c_name: str) -> Any:
         raise Error(f"{c_name} has fields that are named as methods: {clash}")
     fields: dict[str, Any] = {name: descriptor(type_, field) for name, field in type_.fields.items()}
     return type(type_.title, (Record,),
-                {"__slots__": (), "__module__": "orlan_epm", "__qualname__": type_.title, "c_name": c_name, "_type": type_,
+                {"__slots__": (), "__module__": "orlan_epm", "c_name": c_name, "_type": type_,
                  "__doc__": f"{type_.description}\n\nIn C: struct {c_name}.", **fields})

@@ -174,8 +174,16 @@ class RecordElements(Elements[R], Generic[R]):
     def _places(self, index: Union[int, slice]) -> list[int]:
         return list(range(len(self)))[index] if isinstance(index, slice) else [self._index(index)]
 
-    def _views(self) -> list[R]:
-        return list(self)
+    def _all(self) -> list[R]:
+        """Views of all elements."""
+        raise NotImplementedError
+
+    def __iter__(self) -> Iterator[R]:
+        """Goes over the elements that there are now, so the loop may remove them."""
+        return iter(self._all())
+
+    def __reversed__(self) -> Iterator[R]:
+        return reversed(self._all())
 
     @overload
     def __getitem__(self, index: int) -> R: ...
@@ -183,7 +191,7 @@ class RecordElements(Elements[R], Generic[R]):
     def __getitem__(self, index: slice) -> list[R]: ...
     def __getitem__(self, index: Union[int, slice]) -> Union[R, list[R]]:
         if isinstance(index, slice):
-            return list(self)[index]
+            return self._all()[index]
         return self._at(self._index(index))
 
     def _at(self, index: int) -> R:
@@ -255,22 +263,16 @@ class RecordList(RecordElements[R]):
         count: int = self._call("get_count")
         return count
 
-    def __iter__(self) -> Iterator[R]:
+    def _all(self) -> list[R]:
+        views = []
         element = self._call("get_first")
         while element:
-            view = self._view(element)
-            yield view
-            # The list may have changed meanwhile, and a view that is gone says so.
-            element = self._call("get_next", view._address()) if view._parent is self._record else None
-
-    def __reversed__(self) -> Iterator[R]:
-        return reversed(list(self))
+            views.append(self._view(element))
+            element = self._call("get_next", element)
+        return views
 
     def _view(self, element: int) -> R:
         return self._record._view(self._class, (self._field.data.name, element), element)
-
-    def _addresses(self) -> list[int]:
-        return [r._at for r in self]
 
     def _at(self, index: int) -> R:
         element = self._call("get_first")
@@ -288,7 +290,7 @@ class RecordList(RecordElements[R]):
             self._record._adopt(record, (self._field.data.name, record._at))
 
     def _take_out(self, places: list[int]) -> list[R]:
-        views = list(self)
+        views = self._all()
         taken = []
         for place in places:
             at = views[place]._at
@@ -306,11 +308,8 @@ class RecordArray(RecordElements[R]):
         length: int = getattr(self._record, self._field.data.length_field or "")
         return length
 
-    def __iter__(self) -> Iterator[R]:
-        index = 0
-        while index < len(self):
-            yield self._at(index)
-            index += 1
+    def _all(self) -> list[R]:
+        return [self._at(index) for index in range(len(self))]
 
     def _slot(self, index: int) -> tuple[str, int]:
         return self._field.data.name, index
@@ -326,12 +325,12 @@ class RecordArray(RecordElements[R]):
         """Elements are given back as copies. A view that somebody holds goes on with the copy."""
         if not places:
             return []
-        kept_views = [self._at(i) for i in range(len(self))]
-        copies = [view.copy() for view in kept_views]
+        former = self._all()
+        copies = [view.copy() for view in former]
         remove = self._record._operation(f"{self._field.data.name}_remove_elements")
         remove(self._record._domain._c, 0xFFFFFFFF, self._record._address())
         elements = []
-        for index, (view, copy) in enumerate(zip(kept_views, copies)):
+        for index, (view, copy) in enumerate(zip(former, copies)):
             self._record._children().pop(self._slot(index), None)
             view._end()
             view._become(copy)

@@ -137,7 +137,8 @@ class Object(NamedTuple):
 
 
 def _number_object(type: str, size: int) -> Object:
-    return Object(lambda pointer: function(f"platform_{type}_read")(pointer), lambda value: (whole_number(value, size),))
+    return Object(lambda pointer: function(f"platform_{type}_read")(pointer),
+                  lambda value: (whole_number(value, size),))
 
 
 OBJECTS = {

@@ -1,7 +1,7 @@
 """Messages as plain values and back, by the description alone.
 
-The values are dicts, lists, strings, numbers and truth values, as docs/json.md describes them. They hold everything that
-a message has, so the same bytes come out again.
+The values are dicts, lists, strings, numbers and truth values, as docs/json.md describes them. They hold everything
+that a message has, so the same bytes come out again.
 """
 
 from __future__ import annotations
@@ -298,7 +298,8 @@ class _Writer:
         self.put(byte, 1)
         self.message += ra
 
-    def fields(self, type: Type, variant: int, content: dict[str, Any], state: Optional[dict[str, Any]], at: str) -> None:
+    def fields(self, type: Type, variant: int, content: dict[str, Any], state: Optional[dict[str, Any]],
+               at: str) -> None:
         tag = 0
         for name, field in type.fields.items():
             if field.since > variant:
@@ -332,7 +333,8 @@ class _Writer:
         if count > most:
             raise DocumentError(f"longer than {most} bytes", own)
         if field.name in content and _number(content[field.name], _below(at, field.name), field.size) != count:
-            raise DocumentError(f"not the length of {counted.name}, {count}; it can be left out", _below(at, field.name))
+            reason = f"not the length of {counted.name}, {count}; it can be left out"
+            raise DocumentError(reason, _below(at, field.name))
         self.put(count, field.size)
 
     def field(self, field: Field, content: dict[str, Any], at: str) -> int:
