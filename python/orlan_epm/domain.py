@@ -3,12 +3,12 @@
 from __future__ import annotations
 
 import ctypes
+import sys
 import threading
-import weakref
-from typing import TYPE_CHECKING, Any, Mapping, Optional, Union
+from typing import TYPE_CHECKING, Any, Callable, Mapping, Optional, Union
 
 from . import catalogue
-from .errors import status_error
+from .errors import GoneError, status_error
 from .library import NO_SET, Function, function
 
 if TYPE_CHECKING:
@@ -35,18 +35,18 @@ class Domain:
     `with domain:` makes it the one that this thread's new records live in. It is released when its last record is gone.
     """
 
-    __slots__ = ("_c", "tracked", "__weakref__")
+    __slots__ = ("_c", "_destroy", "tracked", "__weakref__")
 
     def __init__(self, *, tracked: bool = False, variant: Optional[int] = None,
                  variants: Optional[Mapping[TypeName, int]] = None, block_limit: Optional[int] = None,
                  memory_limit: Optional[int] = None) -> None:
         options = _Options(tracking=_TRACKED_MODE if tracked else 0, block_limit=_limit(block_limit),
                            memory_limit=_limit(memory_limit))
-        self._c: int = function("platform_domain_create")(ctypes.byref(options))
+        self.tracked = bool(tracked)
+        self._destroy = function("platform_domain_destroy")
+        self._c: int = function("platform_domain_create")(ctypes.byref(options)) or 0
         if not self._c:
             raise status_error(12)
-        weakref.finalize(self, function("platform_domain_destroy"), self._c).atexit = False
-        self.tracked = bool(tracked)
         self.agree(variant, variants)
 
     def agree(self, variant: Optional[int] = None, variants: Optional[Mapping[TypeName, int]] = None) -> None:
@@ -55,10 +55,10 @@ class Domain:
         Records that exist keep their variant until a field of theirs is set.
         """
         if variant is not None:
-            function("platform_domain_agree_all")(self._c, _variant(variant))
+            function("platform_domain_agree_all")(self._address(), _variant(variant))
         for type, of_type in (variants or {}).items():
             name = catalogue.find(type if isinstance(type, str) else type._type.name).name
-            status = function("platform_domain_agree")(self._c, name.encode(), _variant(of_type))
+            status = function("platform_domain_agree")(self._address(), name.encode(), _variant(of_type))
             if status:
                 raise status_error(status, name)
 
@@ -69,10 +69,21 @@ class Domain:
     def __exit__(self, *_: object) -> None:
         _defaults.stack.pop()
 
+    def __del__(self, is_finalizing: Callable[[], bool] = sys.is_finalizing) -> None:
+        context = getattr(self, "_c", 0)
+        if context and not is_finalizing():
+            self._c = 0
+            self._destroy(context)
+
+    def _address(self) -> int:
+        if not self._c:
+            raise GoneError("this Domain is gone: the collector has released it")
+        return self._c
+
     def _call(self, function: Function, *arguments: Any, type: str = "", field: str = "") -> Any:
         """Calls a function that has a status word behind its other arguments."""
         status = ctypes.c_uint32()
-        result = function(self._c, NO_SET, *arguments, ctypes.byref(status))
+        result = function(self._address(), NO_SET, *arguments, ctypes.byref(status))
         if status.value:
             raise self._error(status.value, type, field)
         return result

@@ -198,9 +198,7 @@ class Arm(Field[Any, Any]):
         """Empties the slot; the arm and its views are gone."""
         arm = self._detach(record)
         if arm is not None:
-            assert arm._finalizer is not None
-            arm._finalizer()
-            arm._end()
+            arm._destroy()
 
     def _write(self, record: Record, value: Any) -> None:
         if value is None:

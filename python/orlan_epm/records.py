@@ -1,8 +1,9 @@
 """Records and enumerations: what all of their classes have in common, and how a class is made from its description.
 
-A record either owns its C Instance or is a view of one that lies in another record. A view keeps its owner alive. Only
-this package changes what a record consists of, so each record knows the views of what it owns: they are told when that
-moves, and when it is gone.
+A record either owns its C Instance or is a view of one that lies in another record. A view keeps its owner alive. Each
+record has a table of the views of what it owns, and a view is good as long as it and the owners above it are in their
+tables. So whatever goes away is taken out of its table first. The table alone decides, because the collector may run
+somebody's __del__() with a view after it has dropped the weak references to that view.
 """
 
 from __future__ import annotations
@@ -11,6 +12,7 @@ import ctypes
 import enum
 import functools
 import operator
+import sys
 import weakref
 from typing import TYPE_CHECKING, Any, Callable, ClassVar, Hashable, Optional, TypeVar, Union
 
@@ -29,8 +31,9 @@ _BUFFER_TOO_SMALL, _ABSENT = 28, 2
 _FIRST_ROOM, _MOST_ROOM = 4096, 1 << 30
 
 
-def _destroy(destroy: Function, domain: Domain, at: int) -> None:
-    destroy(domain._c, NO_SET, at)
+# The Domains of all owned Instances, by address: none is released before its records, in whatever order the collector
+# comes upon them.
+_domains: dict[int, Domain] = {}
 
 
 def _text(write: Callable[[Any, int], Any]) -> bytes:
@@ -72,15 +75,15 @@ class Record:
     hash.
     """
 
-    __slots__ = ("_at", "_domain", "_finalizer", "_parent", "_views", "__weakref__")
+    __slots__ = ("_at", "_domain", "_parent", "_slot", "_views", "__weakref__")
 
     c_name: ClassVar[str]
     _type: ClassVar[catalogue.Type]
 
     _at: int
     _domain: Domain
-    _finalizer: Optional[weakref.finalize]
     _parent: Optional[Record]
+    _slot: Hashable
     _views: Optional[weakref.WeakValueDictionary[Hashable, Record]]
 
     def __init__(self, in_domain: Optional[Domain] = None, /, **fields: Any) -> None:
@@ -91,7 +94,7 @@ class Record:
             in_domain = current_domain()
         elif not isinstance(in_domain, Domain):
             raise TypeError(f"a Domain is wanted, not {type(in_domain).__name__}; fields are set by keyword")
-        self._own(in_domain, self._operation("create")(in_domain._c, NO_SET))
+        self._own(in_domain, self._operation("create")(in_domain._address(), NO_SET))
         for name, value in fields.items():
             setattr(self, name, value)
 
@@ -195,7 +198,9 @@ class Record:
 
     def __repr__(self) -> str:
         """The fields that are neither zero nor empty."""
-        if not self._at:
+        try:
+            self._address()
+        except GoneError:
             return f"<{type(self).__name__}, gone>"
         shown = (f"{name}={value!r}" for name, value in self._contents() if _is_set(value))
         return f"{type(self).__name__}({', '.join(shown)})"
@@ -261,31 +266,44 @@ class Record:
         return self._domain._call(self._operation(operation), *arguments, type=self.c_name)
 
     def _address(self) -> int:
-        if not self._at:
-            raise GoneError(f"this {type(self).__name__} is gone: it was removed, replaced or destroyed")
+        record = self
+        while record._parent is not None:
+            views = record._parent._views
+            if views is None or views.get(record._slot) is not record:
+                raise self._gone()
+            record = record._parent
+        if not record._at:
+            raise self._gone()
         return self._at
 
+    def _gone(self) -> GoneError:
+        return GoneError(f"this {type(self).__name__} is gone: it was removed, replaced or destroyed")
+
     def _own(self, domain: Domain, at: int) -> None:
-        """Makes a new object the owner of an Instance. The collector destroys it; the end of the process does not."""
+        """Makes the object the owner of an Instance. The end of the process leaves it to the system."""
         if not at:
             raise domain._error(12, self.c_name)
+        _domains[at] = domain
         self._at = at
         self._domain = domain
         self._parent = None
+        self._slot = None
         self._views = None
-        self._become_owner()
 
-    def _become_owner(self) -> None:
-        # The finalizer holds the Domain, so that a Domain outlives its records in whatever order they are collected.
-        self._finalizer = weakref.finalize(self, _destroy, self._operation("destroy"), self._domain, self._at)
-        self._finalizer.atexit = False
+    def _disown(self) -> int:
+        """The Instance, which somebody else owns now."""
+        at, self._at = self._at, 0
+        del _domains[at]
+        return at
 
-    def _become(self, other: Record) -> None:
-        """Takes over the Instance that another record owns."""
-        assert other._finalizer is not None
-        other._finalizer.detach()
-        self._own(other._domain, other._at)
-        other._end()
+    def _destroy(self) -> None:
+        """Destroys an owned Instance."""
+        destroy = self._operation("destroy")
+        destroy(self._domain._c, NO_SET, self._disown())
+
+    def __del__(self, is_finalizing: Callable[[], bool] = sys.is_finalizing) -> None:
+        if getattr(self, "_at", 0) and self._parent is None and not is_finalizing():
+            self._destroy()
 
     def _children(self) -> weakref.WeakValueDictionary[Hashable, Record]:
         if self._views is None:
@@ -299,24 +317,17 @@ class Record:
             view = cls.__new__(cls)
             view._at = at
             view._domain = self._domain
-            view._finalizer = None
-            view._views = None
             view._parent = self
+            view._slot = slot
+            view._views = None
             self._children()[slot] = view
         assert isinstance(view, cls)
         return view
 
     def _drop_view(self, slot: Hashable) -> None:
         """What this slot holds is about to go, and with it all views of it."""
-        view = self._views.pop(slot, None) if self._views is not None else None
-        if view is not None:
-            view._end()
-
-    def _end(self) -> None:
-        self._at = 0
-        views, self._views = self._views, None
-        for view in list(views.values()) if views is not None else ():
-            view._end()
+        if self._views is not None:
+            self._views.pop(slot, None)
 
     def _move(self, at: int) -> None:
         """The Instance is now at another address, and what is embedded in it moved along."""
@@ -340,10 +351,9 @@ class Record:
 
     def _adopt(self, record: Record, slot: Hashable) -> None:
         """This record owns the Instance of another from now on, and that one is a view."""
-        assert record._finalizer is not None
-        record._finalizer.detach()
-        record._finalizer = None
+        record._at = record._disown()
         record._parent = self
+        record._slot = slot
         self._children()[slot] = record
 
     def _adopt_content(self, record: Record, slot: Hashable, at: int) -> None:
@@ -351,15 +361,21 @@ class Record:
         husk = record._at
         self._adopt(record, slot)
         record._move(at)
-        _destroy(record._operation("destroy"), record._domain, husk)
+        destroy = record._operation("destroy")
+        destroy(record._domain._c, NO_SET, husk)
 
     def _give_back(self, cls: type[R], slot: Hashable, at: int) -> R:
         """An Instance that has been taken out of this record, with an owner of its own."""
         record = self._view(cls, slot, at)
-        del self._children()[slot]
-        record._parent = None
-        record._become_owner()
+        views = record._views
+        self._drop_view(slot)
+        record._own(self._domain, at)
+        record._views = views
         return record
+
+    def _become(self, other: Record) -> None:
+        """Takes over the Instance that another record owns. Views of what this one had are gone."""
+        self._own(other._domain, other._disown())
 
 
 def _is_set(value: Any) -> bool:
@@ -418,7 +434,7 @@ class _EnumInstance:
     def __init__(self, cls: type[Enumeration], domain: Domain) -> None:
         self._domain = domain
         self._name = cls._type.name
-        self._at: int = function(f"{self._name}_create")(domain._c, NO_SET)
+        self._at: int = function(f"{self._name}_create")(domain._address(), NO_SET)
         if not self._at:
             raise domain._error(12, self._name)
 

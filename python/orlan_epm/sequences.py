@@ -231,9 +231,7 @@ class RecordElements(Elements[R], Generic[R]):
 
     def _discard(self, places: list[int]) -> None:
         for record in self._take_out(places) if places else ():
-            assert record._finalizer is not None
-            record._finalizer()
-            record._end()
+            record._destroy()
 
     def insert(self, index: int, value: R) -> None:
         count = len(self)
@@ -331,8 +329,7 @@ class RecordArray(RecordElements[R]):
         remove(self._record._domain._c, 0xFFFFFFFF, self._record._address())
         elements = []
         for index, (view, copy) in enumerate(zip(former, copies)):
-            self._record._children().pop(self._slot(index), None)
-            view._end()
+            self._record._drop_view(self._slot(index))
             view._become(copy)
             elements.append(view)
         taken = set(places)
