@@ -47,11 +47,14 @@ class Field(Generic[Read, Write]):
                 refusal.args = (f"{type(record).__name__}.{self.data.name}: {refusal}",)
             raise
 
+    def __delete__(self, record: Record) -> None:
+        raise AttributeError(f"{type(record).__name__}.{self.data.name} cannot be deleted, only set")
+
     def _read(self, record: Record) -> Any:
         raise NotImplementedError
 
     def _write(self, record: Record, value: Any) -> None:
-        raise AttributeError(f"{type(record).__name__}.{self.data.name} cannot be set")
+        raise NotImplementedError
 
     def _call(self, record: Record, operation: str, *arguments: Any) -> Any:
         """Calls an accessor of the field with the arguments behind the Instance."""

@@ -87,6 +87,8 @@ class Record:
     _views: Optional[weakref.WeakValueDictionary[Hashable, Record]]
 
     def __init__(self, in_domain: Optional[Domain] = None, /, **fields: Any) -> None:
+        if hasattr(self, "_at"):
+            raise TypeError(f"this {type(self).__name__} is there already")
         for name in fields:
             if name not in self._type.fields:
                 raise TypeError(f"{type(self).__name__} has no field {name}{suggestion(name, list(self._type.fields))}")

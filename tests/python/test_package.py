@@ -58,8 +58,10 @@ from orlan_epm import Acl, ClientAcl, AclFeatureContext, Message
 class Node:
     def __init__(self, **all): self.__dict__.update(all, me=self)
     def __del__(self):
-        try: self.view.handle, self.owner.marshal()
-        except orlan_epm.Error: pass
+        for use in (lambda: self.owner.bm_feat_ctx_list.clear(), lambda: self.view.handle, lambda: self.owner.marshal(),
+                    lambda: ClientAcl(self.domain)):
+            try: use()
+            except orlan_epm.Error: pass
 def cycle():
     with Domain(tracked=True) as D:
         owner = ClientAcl(bm_feat_ctx_list=[AclFeatureContext(handle=1)])

@@ -109,8 +109,11 @@ def test_arms_move_and_come_back():
     del message.acl_data
     message.acl_data = None
     assert message.epm_type == 0 and repr(second) == "<Acl, gone>"
-    with pytest.raises(TypeError):
-        message.detach("epm_type")
+    for refused in (lambda: message.detach("epm_type"), lambda: message.__init__()):
+        with pytest.raises(TypeError):
+            refused()
+    with pytest.raises(AttributeError):
+        del message.epm_type
 
 
 def test_embedded_records_move():
