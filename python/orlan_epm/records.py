@@ -381,12 +381,12 @@ class Record:
 
 
 def _is_set(value: Any) -> bool:
+    """Whether a field's value is other than that of a fresh record."""
     if isinstance(value, Record):
         return any(_is_set(v) for _, v in value._contents())
-    if isinstance(value, tuple):
+    if isinstance(value, tuple) or getattr(value, "is_fixed", False):
         return any(value)
-    return value is not None and value != 0 and value != "" and value != b"" and (
-        not hasattr(value, "__len__") or (len(value) > 0 and (not getattr(value, "is_fixed", False) or any(value))))
+    return bool(value) and value != "00:00:00:00:00:00"
 
 
 class _Named:

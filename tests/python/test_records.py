@@ -10,8 +10,8 @@ import pytest
 import orlan_epm
 from orlan_epm import (Acl, AclFeatureConfig, AclFeatureContext, AuthorizeAck, ClientAcl, ClientMacro, ClientTemplate,
                        ClientTemplateList, ClientVlan, CoaRequest, DomainName, Domain, DomainNamesNotice, Error,
-                       GoneError, Grant, LinksecKeys, Message, MessageType, NotInVariantError, OwnershipError, SgtInfo,
-                       Tlv, VlanGroup, WebauthWatchList)
+                       GoneError, Grant, IpAddressNotice, LinksecKeys, LinksecStart, Message, MessageType,
+                       NotInVariantError, OwnershipError, SgtInfo, Tlv, VlanGroup, WebauthWatchList)
 
 
 @pytest.fixture(params=[False, True], ids=["untracked", "tracked"], autouse=True)
@@ -152,6 +152,7 @@ def test_another_domain_is_refused():
 
 def test_nothing_is_lost(domain):
     """A leak of a few bytes in each round would reach the Domain's limit."""
+    old = LinksecStart(Domain(tracked=domain.tracked, variant=0, memory_limit=200 << 10))
     for _ in range(600):
         message = Message(bm_data=grant())
         message.bm_data.acl = ClientAcl(bm_feat_ctx_list=[AclFeatureContext(bm_feat_conf_list=[AclFeatureConfig()])])
@@ -164,6 +165,28 @@ def test_nothing_is_lost(domain):
         message.copy().detach("bm_data")
         with pytest.raises(Error):
             Message.unmarshal(message.marshal()[:-3])
+        with pytest.raises(NotInVariantError):
+            old.macsec_cipher_suite = b"x" * 400
+
+
+def test_a_domain_lives_as_long_as_its_records():
+    destroyed = []
+    chosen = Domain()
+    chosen._destroy = destroyed.append
+    view = Message(chosen, acl_data=Acl(chosen)).acl_data
+    del chosen
+    gc.collect()
+    assert not destroyed and view.sequence == 0
+    del view
+    assert len(destroyed) == 1
+
+
+def test_texts():
+    text = str(Message(bm_data=grant()))
+    assert "vlan_value@u_int32:7\n" in text and "\0" not in text and len(text) > 4096
+    assert repr(grant().vlan) == "ClientVlan(vlan_value=7, ieee_mac='abc', domain=3)"
+    assert repr(Message(acl_data=Acl(is_dacl=True))).endswith("acl_data=Acl(is_dacl=True))")
+    assert max(map(len, Acl().to_xml(60).splitlines())) <= 60 and Acl.from_xml(Acl(sequence=3).to_xml(60)).sequence == 3
 
 
 def test_copies():
@@ -274,6 +297,12 @@ def test_variants(domain):
             new.marshal()
         peer.agree(variants={Acl: 2, "orlan_ial_svm_bm_data": 1, "Message": -1})
         assert new.marshal() == Acl(domain, ip_addr=5).marshal() and Grant().variant == 1 and Message().variant == -1
+    assert orlan_epm.current_domain() is domain
+    notice, name = IpAddressNotice(domain_name=DomainName(name="old")), DomainName(name="new")
+    domain.agree(variants={DomainName: -1})
+    with pytest.raises(NotInVariantError):
+        notice.domain_name = name
+    assert notice.domain_name.name == "old" and name.name == "new"
     for wrong in ({"variant": 128}, {"variants": {"Acll": 0}}, {"memory_limit": 0}):
         with pytest.raises((ValueError, LookupError)):
             Domain(**wrong)
