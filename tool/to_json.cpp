@@ -99,8 +99,10 @@ public:
     }
 
     void run(ByteView bytes) override {
-        const std::string text = text_or_hex(without_padding(bytes));
-        if (text.starts_with('"') && text.find("\\u00") == text.npos) {
+        const ByteView held = without_padding(bytes);
+        const std::string text = text_or_hex(held);
+        const auto is_control = [](std::uint8_t byte) { return byte < 0x20 || byte == 0x7F; };
+        if (text.starts_with('"') && std::ranges::none_of(held, is_control)) {
             text_ += text;
             return;
         }

@@ -114,9 +114,11 @@ class _Reader:
             return _text(self.take(present, name))
         if field.kind == "characters":
             return _text(self.take(present, name).rstrip(b"\0"))
+        if field.kind == "run":
+            return _run(self.take(present, name))
         if field.kind == "list":
             present = self.number(4, name)
-        if field.kind in ("list", "array", "run"):
+        if field.kind in ("list", "array"):
             return [self.value(field.type, name) for _ in range(present)]
         return self.value(field.type, name)
 
@@ -165,6 +167,13 @@ def _text(characters: bytes) -> Any:
         return characters.decode()
     except UnicodeDecodeError:
         return {"$hex": characters.hex()}
+
+
+def _run(run: bytes) -> Any:
+    """Text where it is one; its zeros at the end fill it up."""
+    text = _text(run.rstrip(b"\0"))
+    is_text = isinstance(text, str) and not any(character < " " or character == "\x7f" for character in text)
+    return text if is_text else list(run)
 
 
 # ---- writing ----
@@ -339,9 +348,10 @@ class _Writer:
 
     def field(self, field: Field, content: dict[str, Any], at: str) -> int:
         """Writes a field; returns the number of its elements or characters."""
-        if field.kind in ("text", "characters"):
+        is_text_run = field.kind == "run" and isinstance(content.get(field.name), str)
+        if field.kind in ("text", "characters") or is_text_run:
             text = _characters(content.get(field.name, ""), at)
-            if field.kind == "characters":
+            if field.kind != "text":
                 if len(text) > field.elements:
                     raise DocumentError(f"longer than {field.elements} bytes", at)
                 text = text.ljust(field.elements, b"\0")
