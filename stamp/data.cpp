@@ -1,6 +1,7 @@
 // The description as data, for everything outside of C++: orlan_epm.json, whose form orlan_epm.schema.json holds.
 // Readers of a later library meet this file of an earlier one and the other way round, so members are added and never
-// change their meaning; `format` counts when one must.
+// change their meaning; `format` counts when one must. The library file holds it too, so that two library files can be
+// compared without anything else.
 #include "stamp/exports.hpp"
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"
@@ -126,7 +127,9 @@ void write_data(const std::filesystem::path& folder) {
     std::string text;
     for (const auto& [name, value] : members)
         text += (text.empty() ? "{\n\"" : ",\n\"") + std::string(name) + "\": " + value;
-    write_file(folder / "orlan_epm.json", text + "\n}\n");
+    text += "\n}\n";
+    write_file(folder / "orlan_epm.json", text);
+    write_description_section(folder, text);
     write_file(folder / "orlan_epm.schema.json", fixed_text("texts/orlan_epm.schema.json"));
 }
 

@@ -15,6 +15,8 @@ void write_debugger_tables(const std::filesystem::path& folder);
 void write_data(const std::filesystem::path& folder);
 void write_schemas(const std::filesystem::path& folder);
 void write_wireshark_tables(const std::filesystem::path& folder);
+/// The description as data in a section of the library file.
+void write_description_section(const std::filesystem::path& folder, const std::string& description);
 void write_manifest(const std::filesystem::path& folder, const std::string& build_record);
 
 } // namespace epm::stamp

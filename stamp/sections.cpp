@@ -1,5 +1,6 @@
-// The sections of the library file that tools read: the trace catalogue and the type compatibility manifest. They are
-// written as assembler source, because only the trace catalogue's identifiers may be loaded.
+// The sections of the library file that tools read: the trace catalogue, the type compatibility manifest, and the
+// description as data. They are written as assembler source, because only the trace catalogue's identifiers may be
+// loaded.
 #include "stamp/file.hpp"
 #include "stamp/outputs.hpp"
 #include "stamp/trace_messages.hpp"
@@ -107,6 +108,14 @@ void write_trace_catalogue(const std::filesystem::path& folder) {
     put_bytes(out, {1, 3, 4, 1, 1, 3, 4, 4, 4, 4, 4, 4, 4, 5, 4, 1, 2, 4});
     end_assembly(out);
     write_file(folder / "trace_catalogue.S", out.str());
+}
+
+void write_description_section(const std::filesystem::path& folder, const std::string& description) {
+    std::ostringstream out;
+    begin_unloaded(out, ".orlan_epm_description");
+    put_bytes(out, compressed(description));
+    end_assembly(out);
+    write_file(folder / "description.S", out.str());
 }
 
 void write_manifest(const std::filesystem::path& folder, const std::string& build_record) {
