@@ -3,6 +3,7 @@
 #include "tool/commands.hpp"
 
 #include "tool/annotate.hpp"
+#include "tool/compat/compat.hpp"
 #include "tool/diff.hpp"
 #include "tool/guess.hpp"
 #include "tool/hex_dump.hpp"
@@ -260,7 +261,10 @@ Peer peer_of(const std::string& text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), variant);
     if (error == std::errc() && end == text.data() + text.size()) return peer_of_variant(variant);
     Peer peer;
-    on(text, [&] { peer = peer_of_description(as_text(read_file(text, most_library))); });
+    on(text, [&] {
+        for (const compat::Type& type : compat::read(read_file(text, most_library), text).types)
+            peer[type.name] = static_cast<std::int8_t>(type.top_variant);
+    });
     return peer;
 }
 
@@ -286,6 +290,31 @@ int run_guess(const Call& call) {
     return show_messages(call, [&](ByteView message, std::ostream& out) {
         return show_guesses(message, call.is_json, out) ? is_good : is_damaged;
     });
+}
+
+void declare_compat(CLI::App& app, Call& call) {
+    declare_file(app, call, "Library file, or its description in JSON.", "OLD");
+    app.add_option("NEW", call.other_file, "What is to take its place.")->required();
+    declare_json(app, call);
+    app.add_option("--junit", call.junit, "Write a test report, too.")->type_name("FILE");
+    app.add_option("--allow", call.allowed, "Findings to accept.")->type_name("FILE");
+}
+
+int run_compat(const Call& call) {
+    compat::Description old, now;
+    if (call.file == "-" && call.other_file == "-") throw Told{is_bad_call, "only one file may be standard input"};
+    on(call.file, [&] { old = compat::read(read_file(call.file, most_library), call.file); });
+    on(call.other_file, [&] { now = compat::read(read_file(call.other_file, most_library), call.other_file); });
+    compat::Findings findings = compat::compare(old, now);
+    std::vector<compat::Unused> unused;
+    if (!call.allowed.empty())
+        on(call.allowed, [&] { unused = accept(findings, as_text(read_file(call.allowed, most_message))); });
+    for (const compat::Unused& u : unused)
+        say(shown_name(call.allowed) + ": line " + std::to_string(u.line) + ": nothing to accept: " + u.text);
+    const compat::Comparison comparison{shown_name(call.file), shown_name(call.other_file), old, now, findings, unused};
+    if (!call.junit.empty()) on(call.junit, [&] { write_file(call.junit, junit(comparison)); });
+    (call.is_json ? compat::write_json : compat::write_text)(comparison, std::cout);
+    return exit_status(findings);
 }
 
 void declare_manifest(CLI::App& app, Call& call) {
@@ -321,6 +350,7 @@ const std::vector<Command>& commands() {
         {"skew", "Show what a peer of other variants misses of a message.", declare_skew, run_skew,
          [](ExitStatus status) { return skew_failure + status; }},
         {"guess", "Show which types a message can be of.", declare_guess, run_guess},
+        {"compat", "Say whether a library may take the place of another one.", declare_compat, run_compat},
         {"manifest", "Show the types that a library file declares, and its build.", declare_manifest, run_manifest},
         {"traces", "Show the trace messages that a library file holds.", declare_traces, run_traces},
     };

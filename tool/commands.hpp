@@ -15,7 +15,7 @@ namespace epm::tool {
 
 /// What the command line says. Each sub-command uses some of it.
 struct Call {
-    std::string type, file, other_file, output, peer, filter;
+    std::string type, file, other_file, output, peer, filter, allowed, junit;
     std::optional<int> agreed;
     std::optional<std::uint32_t> index;
     bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false, is_stream = false,

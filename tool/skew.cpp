@@ -140,18 +140,6 @@ Peer peer_of_variant(std::int8_t variant) {
     return peer;
 }
 
-Peer peer_of_description(std::string_view description) {
-    const Json json = Json::parse(description, nullptr, false);
-    Peer peer;
-    try {
-        for (const Json& type : json.at("types"))
-            peer[type.at("name").get<std::string>()] = type.at("top_variant").get<std::int8_t>();
-    } catch (const Json::exception&) {
-        throw Failure{is_damaged, "no description of types, such as orlan_epm.json"};
-    }
-    return peer;
-}
-
 bool Skew::is_refused() const {
     return std::ranges::count(misses, Miss::Kind::arm, &Miss::kind) != 0;
 }

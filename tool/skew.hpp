@@ -17,8 +17,6 @@ using Peer = std::map<std::string, std::int8_t>;
 
 /// A peer that knows all types up to a variant.
 Peer peer_of_variant(std::int8_t variant);
-/// A peer that has the types of a description, an orlan_epm.json. Throws a Failure if it is none.
-Peer peer_of_description(std::string_view description);
 
 struct Miss {
     enum class Kind : std::uint8_t {
