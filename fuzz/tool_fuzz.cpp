@@ -1,9 +1,11 @@
-// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document of XML or JSON, a
-// dump or a library file. The second byte chooses the type. The tool's report must have no gap and, as JSON, be
-// well-formed. What the tool's own walk accepts, the library must accept. A message made from a document without a loss
-// must read back. The seeds are the images of the tests' golden corpus, two dumps and a small library file.
+// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document of XML or JSON, a dump, or a
+// library file or its description. The second byte chooses the type. The tool's report must have no gap and, as JSON,
+// be well-formed. What the tool's own walk accepts, the library must accept. A message made from a document without a
+// loss must read back. A library may take its own place. The seeds are the images of the tests' golden corpus, two
+// dumps, a small library file and a small description.
 #include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
+#include "tool/compat/compat.hpp"
 #include "tool/failure.hpp"
 #include "tool/hex_dump.hpp"
 #include "tool/manifest.hpp"
@@ -85,6 +87,10 @@ void look_into_library(std::string_view content) {
         for (const std::ostringstream* out : {&manifest, &traces})
             demand(!is_json || nlohmann::json::accept(out->str()), "JSON is sound");
     }
+    accepts([&] {
+        const compat::Description description = compat::read(file, "-");
+        demand(compat::compare(description, description).empty(), "a library may take its own place");
+    });
 }
 
 } // namespace
@@ -103,6 +109,15 @@ void epm::fuzz::write_seeds(const Seeds& write) {
     std::ostringstream library;
     library << std::ifstream(EPM_SMALL_LIBRARY, std::ios::binary).rdbuf();
     seed(a_library, 0, library.str());
+    seed(a_library, 0,
+         R"({"format": 1, "library": "orlan_epm", "version": "1", "soname": "a", "version_node": "B", "types": [)"
+         R"({"name": "r", "title": "R", "kind": "record", "identity": "0123456789abcdef0123456789abcdef",)"
+         R"("compatibility": "0123456789abcdef0123456789abcdef", "top_variant": 0, "size": 24, "variants":)"
+         R"([{"variant": 0, "used_length": 16, "size": 24, "state_flags": 1}], "fields": [{"name": "f", "kind":)"
+         R"("value", "type": "u", "since": 0, "offset": 12, "size": 4, "state_flag": 0}]}], "imported_types":)"
+         R"([{"name": "u", "shape": "primitive", "size": 4, "alignment": 4, "framing": "number", "wire_length": 4}],)"
+         R"("functions": [{"name": "r_f_get", "signature": "int"}], "data": ["d"], "trace_digest":)"
+         R"("0123456789abcdef0123456789abcdef", "traces": [{"index": 0, "identifier": 7, "key": "k", "text": "t"}]})");
     seed(a_dump, 0, "00000000: 0100  ..\n00000002: 41    A\n*\n00000004: 00    .\n");
     seed(a_dump, 0, "00000000  01 00 |..|\n*\n00000004  41 |A|\n00000005\n");
 }
