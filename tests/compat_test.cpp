@@ -428,6 +428,7 @@ TEST(Compat, RefusesDescriptionsThatItDoesNotUnderstand) {
             << reason << " / " << refusal([&] { parse(changed.dump()); });
     }
     EXPECT_EQ(refusal([] { parse("{\"format\": 1,"); }), "the description is not JSON");
+    EXPECT_NE(refusal([] { parse("{\"format\": 1e999}"); }).find("too large"), std::string::npos);
     EXPECT_NE(refusal([] { parse(std::string(4000000, '[')); }), "");
 }
 

@@ -211,6 +211,8 @@ Description parse(std::string_view text) {
         value = json::parse(text);
     } catch (const json::parse_error& error) {
         throw Damage{error.byte, "the description is not JSON"};
+    } catch (const json::exception&) {
+        refuse("", "a number in it is too large");
     }
     const Object root(value, "");
     if (!root.has("format") || !root.has("library")) refuse("", "this is not one");
