@@ -1,8 +1,8 @@
-// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document of XML or JSON, a dump, or a
-// library file or its description. The second byte chooses the type. The tool's report must have no gap and, as JSON,
-// be well-formed. What the tool's own walk accepts, the library must accept. A message made from a document without a
-// loss must read back. A library may take its own place. The seeds are the images of the tests' golden corpus, two
-// dumps, a small library file and a small description.
+// Runs the tool orlan-epm on arbitrary files. The first byte chooses the input: a message, a document of XML or JSON, a
+// dump, or a library file or its description. The second byte chooses the type. The tool's report must have no gap and,
+// as JSON, be well-formed. What the tool's own walk accepts, the library must accept. A message made from a document
+// without a loss must read back. A library may take its own place. The seeds are the images of the tests' golden
+// corpus, two dumps, a small library file and a small description.
 #include "fuzz/target.hpp"
 #include "tool/annotate.hpp"
 #include "tool/compat/compat.hpp"

@@ -234,13 +234,16 @@ void declare_diff(CLI::App& app, Call& call) {
 
 int run_diff(const Call& call) {
     const Type& type = type_named(call.type);
-    Bytes messages[2];
-    for (const auto& [file, message] : {std::pair(&call.file, messages), std::pair(&call.other_file, messages + 1)})
-        on(*file, [&] {
-            *message = read_message(call, *file);
-            walk(type, *message, [](const Part&) {});
+    const auto read = [&](const std::string& file) {
+        Bytes message;
+        on(file, [&] {
+            message = read_message(call, file);
+            walk(type, message, [](const Part&) {});
         });
-    return show_diff(type, messages[0], messages[1], {call.is_json, call.has_state_flags}, std::cout);
+        return message;
+    };
+    const Bytes a = read(call.file), b = read(call.other_file);
+    return show_diff(type, a, b, {call.is_json, call.has_state_flags}, std::cout);
 }
 
 void declare_skew(CLI::App& app, Call& call) {
