@@ -128,6 +128,11 @@ void zur_hd_mapping_destroy(zur_domain* D, uint32_t S, void* address, uint32_t* 
     set_flags(D, S, header, static_cast<uint8_t>(header->flags & ~ZUR_MOVED_FLAGS));
 }
 
+void platform_domain_forget_places(zur_domain* D) {
+    own(D).flag_offsets.clear();
+    D->hd_mapping_root = 0;
+}
+
 // OIDs.
 
 uint32_t platform_oid_assign(zur_domain* D, uint32_t S, void* instance, uint64_t oid, platform_oid_destroy_fn destroy) {

@@ -39,6 +39,12 @@ uint32_t platform_field_oid_count(zur_domain* D, const void* field);
 /** Copies at most length OIDs; the result is 0 or 22. */
 uint32_t platform_field_oids(zur_domain* D, const void* field, uint64_t* oids, uint32_t length);
 
+/**
+ * Forgets where the state flags of nested Instances lie, as a store must that has rolled back. `<type>_offset_update()`
+ * says it again.
+ */
+void platform_domain_forget_places(zur_domain* D);
+
 /** Moves the TypeInfo pointer into a block of its own from obj_alloc_fn, and sets ZUR_OWN_HEADER; 12 without memory. */
 uint32_t platform_instance_separate_header(zur_domain* D, uint32_t S, zur_instance* instance);
 
