@@ -116,7 +116,7 @@ TestDomain::TestDomain(const Mode& mode) : mode_(mode) {
 
 TestDomain::~TestDomain() {
     current = nullptr;
-    platform_domain_destroy(domain_);
+    if (is_own_) platform_domain_destroy(domain_);
 }
 
 } // namespace epm::test

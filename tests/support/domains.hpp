@@ -40,6 +40,8 @@ inline const bool declares_plain = idle_write_range != nullptr;
 class TestDomain {
 public:
     explicit TestDomain(const Mode& mode = {});
+    /// A Domain of somebody else's, who destroys it; nobody watches its hooks.
+    TestDomain(zur_domain* D, const Mode& mode) : mode_(mode), domain_(D), is_own_(false) { current = this; }
     ~TestDomain();
     TestDomain& operator=(TestDomain&&) = delete; // nor is it copied
 
@@ -63,6 +65,7 @@ private:
 
     Mode mode_;
     zur_domain* domain_;
+    bool is_own_ = true;
     std::vector<const zur_type_info*> copies_;
 };
 
