@@ -11,6 +11,7 @@
 #include "tool/message.hpp"
 #include "tool/messages.hpp"
 #include "tool/skew.hpp"
+#include "tool/store.hpp"
 #include "tool/traces.hpp"
 #include "tool/types.hpp"
 #include "tool/walk.hpp"
@@ -341,6 +342,24 @@ int run_traces(const Call& call) {
     return is_good;
 }
 
+void declare_store(CLI::App& app, Call& call) {
+    declare_file(app, call, "The pool, which no process may have open. Without an option, its roots are listed.");
+    app.add_option("--show", call.roots, "Show the roots of a name, or of a type and name.")
+        ->expected(1, 2)
+        ->type_name("[TYPE] NAME");
+    app.add_flag("--check", call.is_check, "Check the file, and look for blocks that are lost.");
+    app.add_option("--export", call.folder, "Write each root as a message to a file in a folder.")->type_name("FOLDER");
+}
+
+int run_store(const Call& call) {
+    std::vector<std::string> arguments = {call.is_check ? "check" : "list", call.file};
+    if (!call.folder.empty()) arguments = {"export", call.file, call.folder};
+    if (!call.roots.empty()) arguments = {"show", call.file};
+    arguments.insert(arguments.end(), call.roots.begin(), call.roots.end());
+    on("store", [&] { tool::run_store(arguments); });
+    return is_good;
+}
+
 } // namespace
 
 const std::vector<Command>& commands() {
@@ -356,6 +375,7 @@ const std::vector<Command>& commands() {
         {"compat", "Say whether a library may take the place of another one.", declare_compat, run_compat},
         {"manifest", "Show the types that a library file declares, and its build.", declare_manifest, run_manifest},
         {"traces", "Show the trace messages that a library file holds.", declare_traces, run_traces},
+        {"store", "Show what is in a pool of durable Instances, from a copy.", declare_store, run_store},
     };
     return all;
 }

@@ -15,11 +15,12 @@ namespace epm::tool {
 
 /// What the command line says. Each sub-command uses some of it.
 struct Call {
-    std::string type, file, other_file, output, peer, filter, allowed, junit;
+    std::string type, file, other_file, output, peer, filter, allowed, junit, folder;
+    std::vector<std::string> roots;
     std::optional<int> agreed;
     std::optional<std::uint32_t> index;
     bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false, is_stream = false,
-         is_capture = false, is_all = false, has_state_flags = false;
+         is_capture = false, is_all = false, has_state_flags = false, is_check = false;
 };
 
 struct Command {
