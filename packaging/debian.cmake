@@ -113,6 +113,25 @@ This package holds the module orlan_epm for Python 3."
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 
+debian_package(durable liborlan-epm-durable${PROJECT_VERSION_MAJOR} libs
+    "records of the client-policy control plane that live in a file"
+    "${family}
+This package holds a library that keeps records in a file, with
+transactions that survive the process."
+    DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform ${same}" "libpmemobj1"
+    CONTROL ${CMAKE_CURRENT_SOURCE_DIR}/debian/triggers)
+debian_package(durable-dev liborlan-epm-durable-dev libdevel
+    "records of the client-policy control plane that live in a file (development)"
+    "Header of the library that keeps records in a file, and what CMake and
+pkg-config need to find it."
+    DEPENDS "liborlan-epm-durable${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform-dev ${same}")
+debian_package(durable-tool orlan-epm-store utils
+    "look into files with records of the library orlan_epm"
+    "${family}
+This package holds the sub-command store of the program orlan-epm, which
+shows what is in a file of the library orlan_epm_durable."
+    DEPENDS "orlan-epm ${same}" "liborlan-epm-durable${PROJECT_VERSION_MAJOR} ${same}")
+
 # One runtime at a time: a package with another runtime provides the same name and replaces this one.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_CONFLICTS orlan-epm-runtime)
