@@ -15,6 +15,7 @@
 #include <functional>
 #include <optional>
 #include <random>
+#include <set>
 
 namespace epm::test {
 namespace {
@@ -220,7 +221,14 @@ TEST_F(Durable, SurvivesKills) {
             if (point % 100 == 99 && isatty(STDERR_FILENO))
                 fprintf(stderr, "\r%u of %u points%s", point + 1, points, point + 1 == points ? "\n" : "");
             if (point % points_of_pool == points_of_pool - 1) {
+                std::set<const zur_type_info*> types; // the pool's copies, which count
+                for (const auto& [name, root] : session.mix.roots()) types.insert(root.x->type_info);
                 session.destroy_all();
+                for (const zur_type_info* type : types) {
+                    const zur_variant_record& counted = type->variant_table->records[type->variant_table->count - 1];
+                    EXPECT_GT(counted.created, 0u) << type->name;
+                    EXPECT_EQ(counted.created, counted.destroyed) << type->name;
+                }
                 EXPECT_LE(pool.look().blocks, own_blocks + 2 * 16) << "more is left than copies of imported types";
             }
         }
