@@ -1,6 +1,8 @@
 // Writes and reads frames. Handles short writes, short reads, interrupted calls, and lengths that no honest peer sends.
 #include "framing.hpp"
 
+#include "message.hpp"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>

@@ -11,9 +11,6 @@
 
 namespace exchange {
 
-/// No message is longer. A frame that claims more is refused before memory is allocated for it.
-constexpr uint32_t max_message = 64 * 1024;
-
 struct Frame {
     uint32_t line = 0;
     std::vector<uint8_t> message;
@@ -28,6 +25,7 @@ long receive_all(int socket, void* bytes, std::size_t size);
 
 /// The frame of a message.
 std::vector<uint8_t> frame_of(uint32_t line, std::span<const uint8_t> message);
+/// A frame that claims more than max_message is refused before memory is allocated for it.
 bool send_frame(int socket, uint32_t line, std::span<const uint8_t> message);
 /// The stream may only end between two frames. After a failure, reason says why.
 Received receive_frame(int socket, Frame& frame, std::string& reason);

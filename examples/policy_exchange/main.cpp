@@ -1,16 +1,15 @@
 // The sender of the policy exchange: it reads a policy file and XML files, sends each statement and document to two
 // peers that speak different variants, and shows what they show. --help explains the usage.
 #include "peer.hpp"
-#include "policy.hpp"
+#include "report.hpp"
 #include "traces.hpp"
 
 #include <platform/domain.h>
 
 #include <cerrno>
-#include <chrono>
+#include <charconv>
 #include <cinttypes>
 #include <cstring>
-#include <fstream>
 #include <getopt.h>
 #include <sstream>
 #include <unistd.h>
@@ -22,8 +21,6 @@ namespace {
 
 enum ExitStatus { all_sent = 0, bad_input = 1, bad_call = 2, peer_failed = 3 };
 
-constexpr Role roles[] = {{"peer 1", PLATFORM_HIGHEST_VARIANT}, {"peer 2", 0}};
-
 constexpr char usage[] = R"(usage: policy_exchange [OPTION]... [POLICY-FILE]
 
 Sends each statement of a policy file as a message, and then each message that is written in XML, to two peers,
@@ -34,6 +31,8 @@ sent because it cannot be given them at all. The print form of a record closes w
 in its newest variant.
 
   -f, --from-xml FILE  also send the message in this XML file; may be given more than once, and instead of a policy file
+  -p, --peer VARIANT   start a peer that speaks each record up to this variant, 0 to 127; may be given more than once, and
+                       takes the place of both peers
   -x, --xml            peers show the XML form of what they have received instead of the print form
   -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt there instead of showing it
   -c, --capture FILE   also write what is sent to a capture file, as TCP to port 20358 of each peer
@@ -65,31 +64,13 @@ Exit status: 0 when all was good; 1 when a line or an XML file was not; 2 when t
 read; 3 when a peer failed or the output cannot be written.
 )";
 
-/// Shows on a terminal how far a long run is.
-class Progress {
-public:
-    void at(uint32_t line) {
-        const auto now = std::chrono::steady_clock::now();
-        if (!is_terminal_ || now < next_) return;
-        next_ = now + std::chrono::milliseconds(200);
-        is_shown_ = std::fprintf(stderr, "\r%" PRIu32 " lines", line) > 0;
-    }
-    void clear() {
-        if (std::exchange(is_shown_, false)) std::fputs("\r\033[K", stderr);
-    }
-
-private:
-    const bool is_terminal_ = isatty(STDERR_FILENO) != 0;
-    std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
-    bool is_shown_ = false;
-};
-
 using Peers = std::vector<std::unique_ptr<Peer>>;
 
-bool start_peers(Peers& peers, const std::string& folder, Form form) {
-    for (Role role : roles) {
-        role.form = form;
-        const std::string path = folder + "/peer-" + std::to_string(peers.size() + 1) + ".txt";
+bool start_peers(Peers& peers, const std::vector<int8_t>& variants, const std::string& folder, Form form) {
+    for (const int8_t variant : variants) {
+        const std::string number = std::to_string(peers.size() + 1);
+        const Role role = {"peer " + number, variant, form};
+        const std::string path = folder + "/peer-" + number + ".txt";
         File output(folder.empty() ? std::tmpfile() : std::fopen(path.c_str(), "w"), &std::fclose);
         if (output == nullptr) {
             std::fprintf(stderr, "%s: %s\n", folder.empty() ? "temporary file" : path.c_str(), std::strerror(errno));
@@ -100,27 +81,6 @@ bool start_peers(Peers& peers, const std::string& folder, Form form) {
         peers.push_back(std::move(peer));
     }
     return true;
-}
-
-/// Sends the statements of the file. Returns false when a line was refused.
-bool send_policy(const char* file_name, std::istream& file, Peers& peers) {
-    bool is_good = true;
-    Progress progress;
-    std::string text, reason;
-    for (uint32_t line = 1; std::getline(file, text); ++line) {
-        progress.at(line);
-        const std::optional<Statement> statement = read_statement(text, reason);
-        if (statement)
-            for (const auto& peer : peers) peer->deliver(line, *statement);
-        if (reason.empty()) continue;
-        progress.clear();
-        std::fprintf(stderr, "%s:%" PRIu32 ": %s\n", file_name, line, reason.c_str());
-        is_good = false;
-    }
-    progress.clear();
-    if (!file.bad()) return is_good;
-    std::fprintf(stderr, "%s: %s\n", file_name, std::strerror(errno));
-    return false;
 }
 
 /// Sends the message in an XML file. Returns false when there is none in it.
@@ -139,7 +99,7 @@ bool send_document(const char* file_name, const std::string& xml, Peers& peers) 
 }
 
 void show_output(const Peer& peer) {
-    std::printf("==== %s received ====\n", peer.role().name);
+    std::printf("==== %s received ====\n", peer.role().name.c_str());
     char block[65536];
     std::rewind(peer.output());
     for (std::size_t size; (size = std::fread(block, 1, sizeof block, peer.output())) != 0;)
@@ -149,31 +109,35 @@ void show_output(const Peer& peer) {
 void show_summary(const Peer& peer) {
     const Totals& totals = peer.totals();
     const double seconds = static_cast<double>(totals.nanoseconds) / 1e9;
-    std::printf("%s, %s\n", peer.role().name, peer.role().variant == 0 ? "variant 0" : "newest variants");
+    const int8_t variant = peer.role().variant;
+    const std::string variants =
+        variant == PLATFORM_HIGHEST_VARIANT ? "newest variants" : "variant " + std::to_string(variant);
+    std::printf("%s, %s\n", peer.role().name.c_str(), variants.c_str());
     std::printf("  messages             %" PRIu64 "\n", totals.messages);
     std::printf("  bytes                %" PRIu64 "\n", totals.bytes);
     std::printf("  messages per second  %.0f\n", seconds > 0 ? static_cast<double>(totals.messages) / seconds : 0);
-    std::printf("  messages not sent    %" PRIu64 "\n", peer.not_sent());
-    std::printf("  fields not given%s\n", peer.left_out().empty() ? "     none" : "");
-    for (const auto& [name, count] : peer.left_out()) std::printf("    %s: %" PRIu64 "\n", name.c_str(), count);
-}
-
-bool open_file(const char* file_name, std::ifstream& file) {
-    file.open(file_name);
-    if (file && (file.peek(), !file.bad())) return true;
-    std::fprintf(stderr, "%s: %s\n", file_name, std::strerror(errno));
-    return false;
+    show_not_given(peer.not_sent(), peer.left_out());
 }
 
 /// What the command line asks for.
 struct Call {
     const char* policy = nullptr;
     std::vector<const char*> xml_files;
+    std::vector<int8_t> variants; ///< of the peers
     std::string folder;
     const char* capture = nullptr;
     Form form = Form::print;
     bool is_traced = false;
 };
+
+/// Returns -1 for a text that is no variant, and reports it.
+int8_t variant_from(const char* text) {
+    int8_t variant = -1;
+    const auto [end, error] = std::from_chars(text, text + std::strlen(text), variant);
+    if (error == std::errc() && *end == 0 && variant >= 0) return variant;
+    std::fprintf(stderr, "'%s' is not a variant from 0 to 127\n", text);
+    return -1;
+}
 
 int exchange_messages(const Call& call) {
     std::ifstream policy;
@@ -196,13 +160,16 @@ int exchange_messages(const Call& call) {
     };
     if (call.capture != nullptr && !capture.open(call.capture)) return capture_failed();
     Peers peers;
-    if (!start_peers(peers, call.folder, call.form)) return peer_failed;
+    if (!start_peers(peers, call.variants, call.folder, call.form)) return peer_failed;
     if (call.capture != nullptr)
         for (uint8_t number = 0; const auto& peer : peers) peer->record(capture, ++number);
     show_traces_as("sender");
 
     int status = all_sent;
-    if (call.policy != nullptr && !send_policy(call.policy, policy, peers)) status = bad_input;
+    const auto send = [&peers](uint32_t line, const Statement& statement) {
+        for (const auto& peer : peers) peer->deliver(line, statement);
+    };
+    if (call.policy != nullptr && !read_policy(call.policy, policy, send)) status = bad_input;
     for (std::size_t i = 0; i < documents.size(); ++i)
         if (!send_document(call.xml_files[i], documents[i].str(), peers)) status = bad_input;
     for (const auto& peer : peers) {
@@ -225,6 +192,7 @@ int exchange_messages(const Call& call) {
 
 int main(int argc, char** argv) {
     static constexpr option options[] = {{"from-xml", required_argument, nullptr, 'f'},
+                                         {"peer", required_argument, nullptr, 'p'},
                                          {"xml", no_argument, nullptr, 'x'},
                                          {"output", required_argument, nullptr, 'o'},
                                          {"capture", required_argument, nullptr, 'c'},
@@ -232,8 +200,12 @@ int main(int argc, char** argv) {
                                          {"help", no_argument, nullptr, 'h'},
                                          {}};
     Call call;
-    for (int letter; (letter = getopt_long(argc, argv, "f:xo:c:th", options, nullptr)) != -1;) {
+    for (int letter; (letter = getopt_long(argc, argv, "f:p:xo:c:th", options, nullptr)) != -1;) {
         switch (letter) {
+        case 'p':
+            call.variants.push_back(variant_from(optarg));
+            if (call.variants.back() < 0) return bad_call;
+            break;
         case 'f': call.xml_files.push_back(optarg); break;
         case 'x': call.form = Form::xml; break;
         case 'o': call.folder = optarg; break;
@@ -247,6 +219,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "one policy file or an XML file, please; see --help\n");
         return bad_call;
     }
+    if (call.variants.empty()) call.variants = {PLATFORM_HIGHEST_VARIANT, 0};
     if (optind < argc) call.policy = argv[optind];
     return exchange_messages(call);
 }

@@ -34,8 +34,14 @@ Arm* created(Arm* arm, uint32_t* st) {
     return arm;
 }
 
-uint32_t length(const std::string& text) {
-    return static_cast<uint32_t>(text.size());
+template <class Sized>
+uint32_t length(const Sized& sized) {
+    return static_cast<uint32_t>(sized.size());
+}
+
+uint32_t unmarshal(zur_domain* D, std::span<const uint8_t> wire, const Message& message, uint32_t* st) {
+    const auto room = static_cast<int32_t>(wire.size());
+    return orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), room, 0, st);
 }
 
 // Fields that came after variant 0. If the peer's variant lacks one, its setter leaves 43; the message is still good.
@@ -198,16 +204,35 @@ Message read_xml(zur_domain* D, const std::string& xml, std::string& reason) {
     return Message(nullptr, DestroyMessage{D});
 }
 
-std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st,
-                      std::string& reason) {
-    const Message message = create_message(D, st);
-    const auto size = static_cast<int32_t>(wire.size());
-    const uint32_t used = orlan_ial_svm_epm_data_unmarshal(D, S, wire.data(), message.get(), size, 0, st);
+Message read_wire(zur_domain* D, std::span<const uint8_t> wire, uint32_t* st, std::string& reason) {
+    Message message = create_message(D, st);
+    const uint32_t used = unmarshal(D, wire, message, st);
     // A message must end where its frame does. A truncated one may leave the status at 0 and show only by this length.
     if (*st == 0 && used != wire.size()) {
         *st = ZUR_WRONG_LENGTH;
         reason = "it says that it has " + std::to_string(used);
     }
+    return *st == 0 ? std::move(message) : Message(nullptr, DestroyMessage{D});
+}
+
+uint32_t fault_offset(zur_domain* D, std::span<const uint8_t> wire) {
+    uint32_t whole = 0;
+    const uint32_t used = unmarshal(D, wire, create_message(D, &whole), &whole);
+    if (whole == 0 || whole == ZUR_WRONG_LENGTH) return std::min(used, length(wire));
+    // A codec refuses the bytes in front of it as soon as they are there; before, the reader ran out of bytes.
+    uint32_t good = 0, bad = length(wire);
+    while (bad - good > 1) {
+        const uint32_t middle = good + (bad - good) / 2;
+        uint32_t st = 0;
+        unmarshal(D, wire.first(middle), create_message(D, &st), &st);
+        (st == whole ? bad : good) = middle;
+    }
+    return good;
+}
+
+std::string text_form(zur_domain* D, std::span<const uint8_t> wire, const std::string& name, Form form, uint32_t* st,
+                      std::string& reason) {
+    const Message message = read_wire(D, wire, st, reason);
     std::string text;
     if (*st != 0) return text;
     for (uint32_t room = 4096; room <= max_text; room *= 2) {

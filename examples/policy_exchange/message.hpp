@@ -14,6 +14,9 @@
 
 namespace exchange {
 
+/// No message is longer.
+constexpr uint32_t max_message = 64 * 1024;
+
 struct DestroyDomain {
     void operator()(zur_domain* D) const;
 };
@@ -43,6 +46,12 @@ std::vector<uint8_t> wire_form(zur_domain* D, const Statement& statement, LeftOu
 /// Writes the wire form of a message that was built under another Domain. The status word is ZUR_NOT_IN_VARIANT when it
 /// was built in newer variants than D speaks.
 std::vector<uint8_t> wire_form(zur_domain* D, const struct orlan_ial_svm_epm_data* message, uint32_t* st);
+
+/// Reads a message. Returns null when the status word is raised; then the reason adds what its number does not say.
+Message read_wire(zur_domain* D, std::span<const uint8_t> wire, uint32_t* st, std::string& reason);
+
+/// Where a message that read_wire() refuses breaks off: the number of bytes that are good.
+uint32_t fault_offset(zur_domain* D, std::span<const uint8_t> wire);
 
 enum class Form { print, xml };
 

@@ -1,6 +1,7 @@
 // Both ends of a peer: the process that receives, and the sender's side, which starts it, feeds it and waits for it.
 #include "peer.hpp"
 
+#include "report.hpp"
 #include "traces.hpp"
 
 #include <cerrno>
@@ -16,17 +17,13 @@ namespace exchange {
 
 namespace {
 
-std::string status_text(uint32_t st) {
-    return "status " + std::to_string(st) + " (" + std::strerror(static_cast<int>(st)) + ")";
-}
-
 std::string origin(uint32_t line) {
     return line != 0 ? "line " + std::to_string(line) : "XML file";
 }
 
 /// Reports a failure. Returns the exit status of a peer that failed.
 int complain(const Role& role, const std::string& what) {
-    std::fprintf(stderr, "%s: %s\n", role.name, what.c_str());
+    std::fprintf(stderr, "%s: %s\n", role.name.c_str(), what.c_str());
     return 1;
 }
 
@@ -86,7 +83,7 @@ bool Peer::start(std::span<const std::unique_ptr<Peer>> earlier) {
     if (process_ == 0) {
         close(sockets[0]);
         for (const auto& peer : earlier) close(peer->socket_);
-        show_traces_as(role_.name);
+        show_traces_as(role_.name.c_str());
         std::exit(receive_messages(role_, sockets[1], output_.get()));
     }
     close(sockets[1]);

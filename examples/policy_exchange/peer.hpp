@@ -15,7 +15,7 @@
 namespace exchange {
 
 struct Role {
-    const char* name;
+    std::string name;
     int8_t variant; ///< the highest one that the peer speaks
     Form form = Form::print;
 };
