@@ -131,6 +131,14 @@ debian_package(durable-tool orlan-epm-store utils
 This package holds the sub-command store of the program orlan-epm, which
 shows what is in a file of the library orlan_epm_durable."
     DEPENDS "orlan-epm ${same}" "liborlan-epm-durable${PROJECT_VERSION_MAJOR} ${same}")
+debian_package(bus orlan-epm-bus net
+    "client policy for many devices over NATS JetStream"
+    "${family}
+This package holds the program policy_bus, which publishes a policy once for
+each variant that devices speak, and applies it on each device exactly once.
+The servers are those of nats-server."
+    DEPENDS "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform ${same}")
+set(CPACK_DEBIAN_BUS_PACKAGE_RECOMMENDS nats-server)
 
 # One runtime at a time: a package with another runtime provides the same name and replaces this one.
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_PROVIDES orlan-epm-runtime)
