@@ -529,6 +529,21 @@ TEST_F(Durable, OneTransactionAtATime) {
     call(D, vlan, "ieee_mac", "get", y, &text[0], 32u);
     EXPECT_STREQ(text, "abcdef");
 
+    // A counter has eight bytes, although one is announced.
+    const auto count_more = [&](unsigned n) {
+        EXPECT_EQ(durable_begin(D), DURABLE_GOOD);
+        while (n-- != 0) destroy(vlan, D, create(vlan, D));
+    };
+    const zur_variant_table& counters = *y->type_info->variant_table;
+    const std::uint64_t& created = counters.records[counters.count - 1].created;
+    count_more(200);
+    EXPECT_EQ(durable_commit(D), DURABLE_GOOD);
+    const std::uint64_t before = created;
+    count_more(100);
+    EXPECT_EQ(created, before + 100);
+    EXPECT_EQ(durable_abort(D), DURABLE_GOOD);
+    EXPECT_EQ(created, before);
+
     EXPECT_DEATH(call(D, type, "sequence", "set_value", x, std::uint32_t{1}), "outside of a transaction");
     EXPECT_DEATH(destroy(type, D, x), "outside of a transaction");
     pool.look();
