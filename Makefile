@@ -22,6 +22,7 @@ faults:         ## plant faults and list those that the tests miss; takes most o
 
 release:        ## build what is shipped into build/release
 	@scripts/build release shipped
+	@echo 'Built. Next: build/release/bin/first_record'
 
 debug:          ## build for a debugger into build/debug
 	@scripts/build debug

@@ -102,6 +102,10 @@ debian_package(wireshark orlan-epm-wireshark net
 This package holds a dissector that shows their fields in captures, and an
 example of a capture."
     DEPENDS "wireshark (>= 4.0) | tshark (>= 4.0)")
+debian_package(doc orlan-epm-doc doc
+    "typed records of the client-policy control plane (documentation)"
+    "${family}
+This package holds the reference and all pages, as HTML.")
 debian_package(python python3-orlan-epm python
     "typed records of the client-policy control plane (Python 3)"
     "${family}
@@ -109,9 +113,11 @@ This package holds the module orlan_epm for Python 3."
     DEPENDS python3 "liborlan-epm${PROJECT_VERSION_MAJOR} ${same}" "orlan-epm-platform ${same}"
     CONTROL ${CMAKE_CURRENT_SOURCE_DIR}/debian/python/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/python/prerm)
 
-# The Python package is the same on every machine.
-set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+# These are the same on every machine.
+foreach(component DOC PYTHON)
+    set(CPACK_DEBIAN_${component}_PACKAGE_ARCHITECTURE all)
+    set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS OFF)
+endforeach()
 
 debian_package(durable liborlan-epm-durable${PROJECT_VERSION_MAJOR} libs
     "records of the client-policy control plane that live in a file"
