@@ -242,12 +242,7 @@ void compare_constants(const TypePair& pair, Findings& findings) {
 }
 
 void compare_imported(const Pairs& pairs, Findings& findings) {
-    std::unordered_map<std::string, const Imported*> now;
-    for (const Imported& type : pairs.now.imported) now.emplace(type.name, &type);
-    for (const Imported& a : pairs.old.imported) {
-        const auto found = now.find(a.name);
-        if (found == now.end()) continue;
-        const Imported& b = *found->second;
+    pairs.for_each_imported([&](const Imported& a, const Imported& b) {
         std::vector<std::string> details;
         if (a.size != b.size) details.push_back(change("size", a.size, b.size));
         if (a.alignment != b.alignment) details.push_back(change("alignment", a.alignment, b.alignment));
@@ -259,7 +254,7 @@ void compare_imported(const Pairs& pairs, Findings& findings) {
                                 "It expects another layout of this imported type than the runtime that served the old "
                                 "library has.",
                                 std::move(details)});
-    }
+    });
 }
 
 void compare_order(const Pairs& pairs, Findings& findings) {

@@ -70,6 +70,13 @@ Pairs::Pairs(const Description& old_description, const Description& new_descript
     }
 }
 
+void Pairs::for_each_imported(const std::function<void(const Imported&, const Imported&)>& body) const {
+    const auto new_places = places(now.imported);
+    for (const Imported& type : old.imported)
+        if (const auto found = new_places.find(type.name); found != new_places.end())
+            body(type, now.imported[found->second]);
+}
+
 bool Pairs::is_same_type(const Field& old_field, const Field& new_field) const {
     const auto found = new_names.find(old_field.type);
     return found != new_names.end() && found->second == new_field.type;

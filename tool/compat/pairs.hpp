@@ -47,6 +47,9 @@ struct Pairs {
     std::vector<const Type*> lost, added;
     std::unordered_map<std::string, std::string> new_names; ///< of types by the old ones, also of imported types
 
+    /// Calls body(old, new) for each imported type that both know.
+    void for_each_imported(const std::function<void(const Imported&, const Imported&)>& body) const;
+
     /// Whether both fields are of the same type, whatever its name is now.
     bool is_same_type(const Field& old_field, const Field& new_field) const;
 };

@@ -228,12 +228,7 @@ private:
 };
 
 void compare_imported(const Pairs& pairs, Findings& findings) {
-    std::unordered_map<std::string, const Imported*> now;
-    for (const Imported& type : pairs.now.imported) now.emplace(type.name, &type);
-    for (const Imported& a : pairs.old.imported) {
-        const auto found = now.find(a.name);
-        if (found == now.end()) continue;
-        const Imported& b = *found->second;
+    pairs.for_each_imported([&](const Imported& a, const Imported& b) {
         if (a.framing != b.framing || a.wire_length != b.wire_length)
             findings.push_back({&rule("wire.imported-framing"),
                                 a.name,
@@ -241,7 +236,7 @@ void compare_imported(const Pairs& pairs, Findings& findings) {
                                 std::string("This imported type has other bytes.") + both_misread,
                                 {a.framing + " " + std::to_string(a.wire_length) + ", now " + b.framing + " " +
                                  std::to_string(b.wire_length)}});
-    }
+    });
 }
 
 } // namespace
