@@ -17,7 +17,8 @@ between bytes, 0x in front and remarks behind #, or what xxd, hexdump -C or tcpd
 Exit status: 0 when all was good; 1 when what was read is damaged or refused; 2 when the call was wrong; 3 when a file
 cannot be read or the answer not written. diff: 0 when nothing differs, 1 when something does, 2 after a failure. skew:
 0 when the peer misses nothing, otherwise the sum of 1 when it misses fields and 2 when it cannot be sent the message at
-all; 64 is added to the status of a failure. compat: the sum of 16, 32, 64 and 128 for what breaks programs, peers, documents and traces.
+all; 64 is added to the status of a failure. compat: the sum of 16, 32, 64 and 128 for what breaks programs, peers,
+documents and traces.
 )";
 
 /// Returns the sub-command; null when the call asked for help or the version, which has been printed.
