@@ -232,12 +232,12 @@ bool durable_pool::read_index() {
     // A damaged list may be a ring, but it cannot be longer than the pool.
     std::size_t left = size / sizeof(TypeEntry);
     for (TypeEntry* entry = header->types; entry != nullptr; entry = entry->next) {
-        if (left-- == 0 || !contains(entry, sizeof *entry) || !contains(entry->copy, sizeof *entry->copy)) return false;
+        if (left-- == 0 || !holds(entry) || !holds(entry->copy)) return false;
         types.insert_or_assign(entry->copy->hex_digest, entry);
     }
     left = size / sizeof(RootEntry);
     for (RootEntry* entry = header->roots; entry != nullptr; entry = entry->next) {
-        if (left-- == 0 || !contains(entry, sizeof *entry) || !contains(entry->type, sizeof *entry->type)) return false;
+        if (left-- == 0 || !holds(entry) || !holds(entry->type)) return false;
         roots.emplace(RootKey{entry->type->name, entry->name()}, entry);
     }
     return true;

@@ -124,6 +124,11 @@ struct durable_pool {
         const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(pointer) - address();
         return offset < size && length <= size - offset;
     }
+    /// Whether a pointer from the file can be one to a T.
+    template <class T>
+    bool holds(const T* object) const {
+        return reinterpret_cast<std::uintptr_t>(object) % alignof(T) == 0 && contains(object, sizeof(T));
+    }
     PMEMoid oid_of(const void* block) const { return {id, reinterpret_cast<std::uintptr_t>(block) - address()}; }
     void* block_of(PMEMoid oid) const {
         return oid.off != 0 ? reinterpret_cast<char*>(mapped.get()) + oid.off : nullptr;
