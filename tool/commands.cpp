@@ -143,11 +143,16 @@ void declare_types(CLI::App& app, Call& call) {
     declare_type(app, call);
     declare_json(app, call);
     app.add_flag("--names", call.is_names, "List the names alone.");
+    app.add_flag("--tree", call.is_tree, "Show which records hold which others.");
 }
 
 int run_types(const Call& call) {
     if (call.type.empty())
-        show_types(call.is_names ? TypesForm::names : call.is_json ? TypesForm::json : TypesForm::table, std::cout);
+        show_types(call.is_names  ? TypesForm::names
+                   : call.is_tree ? TypesForm::tree
+                   : call.is_json ? TypesForm::json
+                                  : TypesForm::table,
+                   std::cout);
     else
         show_type(type_named(call.type), call.is_json, std::cout);
     return is_good;

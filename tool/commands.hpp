@@ -19,8 +19,8 @@ struct Call {
     std::vector<std::string> roots;
     std::optional<int> agreed;
     std::optional<std::uint32_t> index;
-    bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false, is_stream = false,
-         is_capture = false, is_all = false, has_state_flags = false, is_check = false;
+    bool is_hex = false, is_lenient = false, is_xml = false, is_json = false, is_names = false, is_tree = false,
+         is_stream = false, is_capture = false, is_all = false, has_state_flags = false, is_check = false;
 };
 
 struct Command {

@@ -104,8 +104,8 @@ std::string limit_of(const zur_domain* D) {
 }
 
 [[noreturn]] void refuse(const char* what, std::uint32_t status, const std::string& more = "") {
-    throw Failure{is_damaged, std::string(what) + " with " + std::to_string(status) + ", " +
-                                  std::strerror(static_cast<int>(status)) + more};
+    throw Failure{is_damaged,
+                  std::string(what) + " with " + std::to_string(status) + ", " + platform_status_text(status) + more};
 }
 
 /// Calls write(buffer, size, &st) with larger buffers until one is large enough.

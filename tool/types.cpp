@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <string_view>
 
 extern "C" const char epm_description[], epm_description_end[];
@@ -75,6 +76,23 @@ void show_record(const Record& r, std::ostream& out) {
     table.write(out);
 }
 
+bool is_held(const Record& r) {
+    return std::ranges::any_of(catalogue::all_records, [&](const Record* holder) {
+        return holder->any([&](const Field& f) { return f.record == &r; });
+    });
+}
+
+/// The records that a record holds, each below its holder.
+void show_tree(const Record& r, std::size_t depth, std::ostream& out) {
+    for (std::size_t i = 0; i < r.count; ++i) {
+        const Field& f = r.fields[i];
+        if (!f.is_of_record()) continue;
+        const bool is_many = f.kind == Kind::list || f.kind == Kind::array;
+        out << std::string(2 * depth, ' ') << f.name << (is_many ? "[]: " : ": ") << f.type_name() << '\n';
+        show_tree(*f.record, depth + 1, out);
+    }
+}
+
 } // namespace
 
 const std::vector<Type>& all_types() {
@@ -103,12 +121,16 @@ void show_types(TypesForm form, std::ostream& out) {
         return;
     }
     Table table;
-    table.add({"name", "kind", "variants", "members", "size", "tracked"});
+    table.add({"name", "kind", "variants", "members", "size", "tracked", "description"});
     for (const Type& type : all_types()) {
         if (form == TypesForm::names) out << type.name << '\n';
         table.add({type.name, type.is_enum() ? "enum" : "record", std::to_string(variants_of(type)),
                    std::to_string(members_of(type)), std::to_string(size_of(type)),
-                   std::to_string(tracked_size_of(type))});
+                   std::to_string(tracked_size_of(type)), type.doc()});
+        if (form == TypesForm::tree && !type.is_enum() && !is_held(*type.record)) {
+            out << type.name << '\n';
+            show_tree(*type.record, 1, out);
+        }
     }
     if (form == TypesForm::table) table.write(out);
 }

@@ -31,7 +31,7 @@ const std::vector<Type>& all_types();
 /// Throws a Failure for an unknown name.
 const Type& type_named(const std::string& name);
 
-enum class TypesForm { table, json, names };
+enum class TypesForm { table, json, names, tree };
 
 void show_types(TypesForm form, std::ostream& out);
 void show_type(const Type& type, bool is_json, std::ostream& out);

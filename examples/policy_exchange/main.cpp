@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cinttypes>
 #include <cstring>
+#include <filesystem>
 #include <getopt.h>
 #include <sstream>
 #include <unistd.h>
@@ -34,7 +35,7 @@ in its newest variant.
   -p, --peer VARIANT   start a peer that speaks each record up to this variant, 0 to 127; may be given more than once, and
                        takes the place of both peers
   -x, --xml            peers show the XML form of what they have received instead of the print form
-  -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt there instead of showing it
+  -o, --output FOLDER  write what the peers have received to peer-1.txt and peer-2.txt in this folder, which it makes
   -c, --capture FILE   also write what is sent to a capture file, as TCP to port 20358 of each peer
   -t, --trace          show each trace of the library as a sentence on standard error
   -h, --help           show this
@@ -71,6 +72,8 @@ bool start_peers(Peers& peers, const std::vector<int8_t>& variants, const std::s
         const std::string number = std::to_string(peers.size() + 1);
         const Role role = {"peer " + number, variant, form};
         const std::string path = folder + "/peer-" + number + ".txt";
+        std::error_code error; // opening the file tells it
+        if (!folder.empty()) std::filesystem::create_directories(folder, error);
         File output(folder.empty() ? std::tmpfile() : std::fopen(path.c_str(), "w"), &std::fclose);
         if (output == nullptr) {
             std::fprintf(stderr, "%s: %s\n", folder.empty() ? "temporary file" : path.c_str(), std::strerror(errno));

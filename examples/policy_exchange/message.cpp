@@ -200,7 +200,7 @@ Message read_xml(zur_domain* D, const std::string& xml, std::string& reason) {
     if (st == ZUR_ABSENT)
         reason = std::string(" the root element is not ") + message_name;
     else
-        reason = std::string(" ") + (text[0] != 0 ? text : std::strerror(static_cast<int>(st)));
+        reason = std::string(" ") + (text[0] != 0 ? text : platform_status_text(st));
     return Message(nullptr, DestroyMessage{D});
 }
 

@@ -1,6 +1,8 @@
 // Writes reports to standard error and summaries to standard output.
 #include "report.hpp"
 
+#include <platform/domain.h>
+
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -17,7 +19,7 @@ constexpr std::chrono::milliseconds progress_interval(200);
 } // namespace
 
 std::string status_text(uint32_t st) {
-    return "status " + std::to_string(st) + " (" + std::strerror(static_cast<int>(st)) + ")";
+    return "status " + std::to_string(st) + " (" + platform_status_text(st) + ")";
 }
 
 Progress::Progress(std::string unit)

@@ -2,6 +2,8 @@
  * Sends one access-control entry between peers at different software levels, and shows what each of them writes, reads
  * and refuses. In between it shows the library's own traces as sentences.
  */
+#define _GNU_SOURCE /* dladdr() */
+#include <dlfcn.h>
 #include <orlan_epm.h>
 #include <platform/domain.h>
 #include <platform/trace.h>
@@ -60,9 +62,12 @@ static void show_trace(void* reader, const platform_trace_record* record) {
         printf("  trace, level %u:%s\n", record->level, text);
 }
 
-int main(int argc, char** argv) {
-    char message[256] = "usage: two_variants LIBRARY-FILE";
-    platform_trace_reader* reader = argc == 2 ? platform_trace_open(argv[1], message, sizeof message) : NULL;
+int main(void) {
+    char message[256] = "";
+    Dl_info library; /* the file has the traces' texts */
+    platform_trace_reader* reader = dladdr(dlsym(RTLD_DEFAULT, TYPE "_create"), &library) != 0
+                                        ? platform_trace_open(library.dli_fname, message, sizeof message)
+                                        : NULL;
     if (reader == NULL) {
         fprintf(stderr, "%s\n", message);
         return 2;

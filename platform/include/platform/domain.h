@@ -52,6 +52,15 @@ typedef struct platform_domain_options {
 zur_domain* platform_domain_create(const platform_domain_options* options);
 
 /**
+ * What a status word says: "the field or value does not exist in the record's variant" for 43. The numbers are Linux
+ * errno values, but strerror() has other words for what they mean here. For a number that is no zur_error, as a
+ * runtime's own hook may leave it, the result is strerror()'s.
+ *
+ * @return static text without a full stop; never null
+ */
+const char* platform_status_text(uint32_t status);
+
+/**
  * Why the Domain itself last refused memory, the reason behind a 12: a sentence with the size asked for and the limit
  * by its name in the options, or that malloc has none.
  *
