@@ -64,7 +64,8 @@ TEST(PolicyExchangePeer, RefusesWhatIsDamagedAndJumpsOverWhatIsNewer) {
         // Of it, one byte is missing; the next message is cut. The good one behind these damaged ones arrives.
         {preauth(22, 21, {0, 0, 0, 1, 0xAB}) + preauth(18, 19, {0}) + good,
          damaged + "22 bytes: it says that it has 23\n" + notice + "6 offset_jump_base 2 _zur_variant_jump 8\n" +
-             damaged + "18 bytes: status 90 (Message too long)\nstatus 1, totals"},
+             damaged +
+             "18 bytes: status 90 (a message of the wrong length, or a buffer too short for one)\nstatus 1, totals"},
     };
     for (const auto& [bytes, told] : streams) {
         const std::string heard = hear(bytes);

@@ -10,7 +10,7 @@
 
 namespace exchange {
 
-/// "status 90 (Message too long)"
+/// "status 90 (a message of the wrong length, ...)"
 std::string status_text(uint32_t st);
 
 /// Shows on a terminal how far a long run is.
