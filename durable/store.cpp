@@ -64,13 +64,10 @@ public:
 
     std::string text(const durable_root_info& root) const {
         std::string text;
-        std::uint32_t st = ZUR_BUFFER_TOO_SMALL;
-        for (std::uint32_t room = 1u << 16; st == ZUR_BUFFER_TOO_SMALL && room <= most_text; room *= 2) {
-            st = 0;
-            text.assign(room, '\0');
-            text.resize(
-                Operations(root.type).print(domain_, ZUR_NO_SET, text.data(), 0, root.name, instance(root), room, &st));
-        }
+        const std::uint32_t st =
+            write_text(text, 1u << 16, most_text, [&](char* buffer, std::uint32_t room, std::uint32_t* s) {
+                return Operations(root.type).print(domain_, ZUR_NO_SET, buffer, 0, root.name, instance(root), room, s);
+            });
         if (st != 0) throw Failure{is_damaged, std::string(root.name) + ": status " + std::to_string(st)};
         std::ranges::replace(text, '\0', ' '); // the print form leaves out a few bytes
         return text;

@@ -7,6 +7,7 @@
 #include "tool/diff.hpp"
 #include "tool/guess.hpp"
 #include "tool/hex_dump.hpp"
+#include "tool/json_message.hpp"
 #include "tool/manifest.hpp"
 #include "tool/message.hpp"
 #include "tool/messages.hpp"
@@ -19,7 +20,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
@@ -241,14 +241,11 @@ void declare_diff(CLI::App& app, Call& call) {
 int run_diff(const Call& call) {
     const Type& type = type_named(call.type);
     const auto read = [&](const std::string& file) {
-        Bytes message;
-        on(file, [&] {
-            message = read_message(call, file);
-            walk(type, message, [](const Part&) {});
-        });
-        return message;
+        std::string json;
+        on(file, [&] { json = to_json(type, read_message(call, file)); });
+        return json;
     };
-    const Bytes a = read(call.file), b = read(call.other_file);
+    const std::string a = read(call.file), b = read(call.other_file);
     return show_diff(type, a, b, {call.is_json, call.has_state_flags}, std::cout);
 }
 
@@ -266,9 +263,7 @@ void declare_skew(CLI::App& app, Call& call) {
 constexpr int skew_failure = 64;
 
 Peer peer_of(const std::string& text) {
-    std::int8_t variant = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), variant);
-    if (error == std::errc() && end == text.data() + text.size()) return peer_of_variant(variant);
+    if (const std::optional<std::int8_t> variant = variant_from(text)) return peer_of_variant(*variant);
     Peer peer;
     on(text, [&] {
         for (const compat::Type& type : compat::read(read_file(text, most_library), text).types)
@@ -361,7 +356,7 @@ int run_store(const Call& call) {
     if (!call.folder.empty()) arguments = {"export", call.file, call.folder};
     if (!call.roots.empty()) arguments = {"show", call.file};
     arguments.insert(arguments.end(), call.roots.begin(), call.roots.end());
-    on("store", [&] { tool::run_store(arguments); });
+    on("store", [&] { run_store_program(arguments); });
     return is_good;
 }
 

@@ -66,8 +66,8 @@ private:
 
 } // namespace
 
-bool show_diff(const Type& type, ByteView a, ByteView b, DiffForm form, std::ostream& out) {
-    const Json first = Json::parse(to_json(type, a)), second = Json::parse(to_json(type, b));
+bool show_diff(const Type& type, const std::string& a, const std::string& b, DiffForm form, std::ostream& out) {
+    const Json first = Json::parse(a), second = Json::parse(b);
     Diff diff(form.has_state_flags);
     diff.compare(&first, &second, "");
     const std::size_t count = diff.differences.size();

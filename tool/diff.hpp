@@ -1,10 +1,10 @@
 // How two messages of one type differ, field by field.
 #pragma once
 
-#include "tool/input.hpp"
 #include "tool/types.hpp"
 
 #include <ostream>
+#include <string>
 
 namespace epm::tool {
 
@@ -14,6 +14,7 @@ struct DiffForm {
 };
 
 /// Writes a line for each field that differs, and how many there are. Returns whether one does.
-bool show_diff(const Type& type, ByteView a, ByteView b, DiffForm form, std::ostream& out);
+/// Takes the messages as JSON.
+bool show_diff(const Type& type, const std::string& a, const std::string& b, DiffForm form, std::ostream& out);
 
 } // namespace epm::tool

@@ -6,28 +6,41 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace epm::tool {
 
-Bytes read_file(const std::string& name, std::size_t most) {
-    const auto close = [](std::FILE* file) { return file != stdin ? std::fclose(file) : 0; };
-    const std::unique_ptr<std::FILE, decltype(close)> file(name == "-" ? stdin : std::fopen(name.c_str(), "rb"), close);
-    Bytes bytes;
+void CloseInput::operator()(std::FILE* file) const {
+    if (file != stdin) std::fclose(file);
+}
+
+InputFile open_input(const std::string& name) {
+    InputFile file(name == "-" ? stdin : std::fopen(name.c_str(), "rb"));
+    if (file == nullptr) throw Failure{has_no_file, std::strerror(errno)};
+    return file;
+}
+
+void each_block(std::FILE* file, const std::function<void(ByteView)>& take) {
     std::array<std::uint8_t, 65536> block;
-    for (std::size_t size = 0;
-         file != nullptr && (size = std::fread(block.data(), 1, block.size(), file.get())) != 0;) {
-        bytes.insert(bytes.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(size));
+    for (std::size_t size = 0; (size = std::fread(block.data(), 1, block.size(), file)) != 0;)
+        take(ByteView(block).first(size));
+    if (std::ferror(file) != 0) throw Failure{has_no_file, std::strerror(errno)};
+}
+
+Bytes read_file(const std::string& name, std::size_t most) {
+    const InputFile file = open_input(name);
+    Bytes bytes;
+    each_block(file.get(), [&](ByteView block) {
+        bytes.insert(bytes.end(), block.begin(), block.end());
         if (bytes.size() > most) throw Failure{is_damaged, "longer than " + std::to_string(most) + " bytes"};
-    }
-    if (file == nullptr || std::ferror(file.get()) != 0) throw Failure{has_no_file, std::strerror(errno)};
+    });
     return bytes;
 }
 
@@ -61,6 +74,13 @@ void write_file(const std::string& name, std::string_view content) {
         throw;
     }
     close(file);
+}
+
+std::optional<std::int8_t> variant_from(std::string_view text) {
+    std::int8_t variant = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), variant);
+    if (error != std::errc() || end != text.data() + text.size()) return {};
+    return variant;
 }
 
 std::optional<Bytes> bytes_of(std::string_view pairs) {

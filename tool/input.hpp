@@ -4,6 +4,9 @@
 #include "catalogue/hex.hpp"
 
 #include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,11 +22,22 @@ using ByteView = std::span<const std::uint8_t>;
 inline constexpr std::size_t most_message = 16u << 20;
 inline constexpr std::size_t most_library = 256u << 20;
 
-/// `-` is standard input. Throws a Failure.
+struct CloseInput {
+    void operator()(std::FILE* file) const;
+};
+using InputFile = std::unique_ptr<std::FILE, CloseInput>;
+
+/// `-` is standard input. Throws a Failure, as the next two do.
+InputFile open_input(const std::string& name);
+/// Reads to the end, and calls `take` with each block.
+void each_block(std::FILE* file, const std::function<void(ByteView)>& take);
 Bytes read_file(const std::string& name, std::size_t most);
 /// Writes the whole file or, after a failure, leaves it as it was: the content goes into a new file beside it, which is
 /// then renamed. A file that is not an ordinary one is written directly. Throws a Failure.
 void write_file(const std::string& name, std::string_view content);
+
+/// Returns nothing if the text is not all of a number from -128 to 127.
+std::optional<std::int8_t> variant_from(std::string_view text);
 
 /// Returns nothing if the text is not all pairs of hexadecimal digits.
 std::optional<Bytes> bytes_of(std::string_view pairs);

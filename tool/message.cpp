@@ -108,18 +108,13 @@ std::string limit_of(const zur_domain* D) {
                   std::string(what) + " with " + std::to_string(status) + ", " + platform_status_text(status) + more};
 }
 
-/// Calls write(buffer, size, &st) with larger buffers until one is large enough.
 template <class Write>
 std::string text_of(std::size_t first_size, Write write) {
-    for (std::size_t room = first_size; room <= most_text; room *= 2) {
-        std::string text(room, '\0');
-        std::uint32_t st = 0;
-        text.resize(write(text.data(), static_cast<std::uint32_t>(room), &st));
-        if (st == ZUR_BUFFER_TOO_SMALL) continue;
-        if (st != 0) refuse("the library does not show it: status", st);
-        return text;
-    }
-    throw Failure{is_damaged, "its text is too long"};
+    std::string text;
+    const std::uint32_t st = write_text(text, first_size, most_text, write);
+    if (st == ZUR_BUFFER_TOO_SMALL) throw Failure{is_damaged, "its text is too long"};
+    if (st != 0) refuse("the library does not show it: status", st);
+    return text;
 }
 
 /// XML with each element on its own line.

@@ -2,13 +2,13 @@
 #include "tool/messages.hpp"
 
 #include "tool/failure.hpp"
+#include "tool/walk.hpp"
 
 #include <tins/tcp_ip/stream_follower.h>
 #include <tins/tins.h>
 
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -21,10 +21,6 @@ namespace epm::tool {
 namespace {
 
 constexpr std::size_t frame_head = 8;
-
-std::uint32_t big_endian(ByteView bytes) {
-    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
-}
 
 /// The bytes of one direction of a connection, as frames.
 class Frames {
@@ -45,12 +41,12 @@ public:
         rest_.insert(rest_.end(), bytes.begin(), bytes.end());
         ByteView rest = rest_;
         while (rest.size() >= frame_head) {
-            const std::uint32_t length = big_endian(rest);
+            const std::uint64_t length = number(rest.first(4));
             if (length == 0 || length > most_message) return lose("a frame of " + std::to_string(length) + " bytes");
             if (rest.size() - frame_head < length) break;
-            const std::uint32_t number = big_endian(rest.subspan(4));
+            const std::uint64_t line = number(rest.subspan(4, 4));
             tell_(name_ + "message " + std::to_string(++count_) +
-                      (number != 0 ? " (line " + std::to_string(number) + ")" : ""),
+                      (line != 0 ? " (line " + std::to_string(line) + ")" : ""),
                   rest.subspan(frame_head, length));
             rest = rest.subspan(frame_head + length);
         }
@@ -105,16 +101,13 @@ private:
 };
 
 void read_stream(const MessageSource& source, const TellMessage& tell, const TellDamage& damaged) {
-    const auto close = [](std::FILE* file) { return file != stdin ? std::fclose(file) : 0; };
-    const std::unique_ptr<std::FILE, decltype(close)> file(
-        source.file == "-" ? stdin : std::fopen(source.file.c_str(), "rb"), close);
-    if (file == nullptr) throw Failure{has_no_file, std::strerror(errno)};
+    const InputFile file = open_input(source.file);
     Progress progress(file.get());
     Frames frames("", tell, damaged);
-    std::array<std::uint8_t, 65536> block;
-    for (std::size_t size = 0; (size = std::fread(block.data(), 1, block.size(), file.get())) != 0; progress.step())
-        frames.add(ByteView(block).first(size));
-    if (std::ferror(file.get()) != 0) throw Failure{has_no_file, std::strerror(errno)};
+    each_block(file.get(), [&](ByteView block) {
+        frames.add(block);
+        progress.step();
+    });
 }
 
 // ---- captures ----

@@ -7,7 +7,6 @@
 #include <zur/types.h>
 
 #include <algorithm>
-#include <charconv>
 
 namespace epm::tool {
 
@@ -23,14 +22,6 @@ std::string_view take_word(std::string_view& text) {
     return word;
 }
 
-int variant_from(std::string_view digits) {
-    std::int8_t variant = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), variant);
-    if (error != std::errc() || end != digits.data() + digits.size())
-        throw Failure{is_damaged, "a variant is a number from -128 to 127, not " + escaped(digits)};
-    return variant;
-}
-
 void read_note(std::string_view text, Notes& notes) {
     const std::string_view subject = take_word(text);
     const bool tells_variants = subject == "variants";
@@ -44,7 +35,10 @@ void read_note(std::string_view text, Notes& notes) {
         if (tells_variants) {
             if (!std::ranges::count(all_types(), name, &Type::name))
                 throw Failure{is_damaged, "a note on variants of " + escaped(name) + ", no type of this name"};
-            notes.variants[name] = variant_from(word.substr(sign + 1));
+            const std::string_view digits = word.substr(sign + 1);
+            const std::optional<std::int8_t> variant = variant_from(digits);
+            if (!variant) throw Failure{is_damaged, "a variant is a number from -128 to 127, not " + escaped(digits)};
+            notes.variants[name] = *variant;
         } else if (const std::optional<Bytes> flags = bytes_of(word.substr(sign + 1))) {
             notes.state_flags[name] = *flags;
         } else {

@@ -58,4 +58,17 @@ struct Operations : OperationTable<Pointer> {
           }) {}
 };
 
+/// Calls write(buffer, size, &st) with buffers that double until one is large enough, none larger than `most`. Returns
+/// the status.
+template <class Write>
+std::uint32_t write_text(std::string& text, std::size_t first_size, std::size_t most, Write write) {
+    std::uint32_t st = ZUR_BUFFER_TOO_SMALL;
+    for (std::size_t room = first_size; st == ZUR_BUFFER_TOO_SMALL && room <= most; room *= 2) {
+        st = 0;
+        text.assign(room, '\0');
+        text.resize(write(text.data(), static_cast<std::uint32_t>(room), &st));
+    }
+    return st;
+}
+
 } // namespace epm::tool

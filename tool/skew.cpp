@@ -24,7 +24,7 @@ public:
     explicit Comparison(const Peer& peer) : peer_(peer) {}
 
     void type(const Type& t, const Json& value) {
-        t.is_enum() ? enumeration(*t.enumeration, value, "value") : record(*t.record, value, t.name);
+        t.is_enum() ? enumeration(*t.enumeration, value, "value") : record(*t.record, value, "");
     }
 
     Skew result;
@@ -50,8 +50,10 @@ private:
         return n;
     }
 
-    void record(const Record& r, const Json& value, const std::string& path) {
+    /// The prefix is that of the fields' paths, as in a walk.
+    void record(const Record& r, const Json& value, const std::string& prefix) {
         const std::int8_t peer = peer_of(r.name, r.top());
+        const std::string path = prefix.empty() ? r.name : prefix.substr(0, prefix.size() - 1);
         if (peer < 0 && count(value) != 0) return miss(Miss::Kind::type, path, 0, peer, value);
         const bool lacks_arm =
             r.any([&](const Field& f) { return f.kind == Kind::arm && f.since > peer && value.contains(f.name); });
@@ -63,26 +65,24 @@ private:
                 ++result.fields;
                 continue;
             }
-            const std::string field_path = path == r.name && depth_ == 0 ? f.name : path + "." + f.name;
             if (f.since > peer)
-                miss(f.kind == Kind::arm ? Miss::Kind::arm : Miss::Kind::field, field_path, f.since, peer, *member);
+                miss(f.kind == Kind::arm ? Miss::Kind::arm : Miss::Kind::field, prefix + f.name, f.since, peer,
+                     *member);
             else
-                field(f, *member, field_path);
+                field(f, *member, prefix + f.name);
         }
     }
 
     void field(const Field& f, const Json& value, const std::string& path) {
-        ++depth_;
         if (f.is_own_enum())
             enumeration(*f.enumeration, value, path);
         else if (f.is_of_record() && value.is_array())
             for (std::size_t i = 0; i < value.size(); ++i)
-                record(*f.record, value[i], path + "[" + std::to_string(i) + "]");
+                record(*f.record, value[i], path + "[" + std::to_string(i) + "].");
         else if (f.is_of_record())
-            record(*f.record, value, path);
+            record(*f.record, value, path + ".");
         else
             result.fields += count(value);
-        --depth_;
     }
 
     /// A number without a name in this build is one without a name in the other too, as far as anybody knows.
@@ -98,7 +98,6 @@ private:
     }
 
     const Peer& peer_;
-    std::size_t depth_ = 0; ///< fields around this one
 };
 
 /// The value as JSON, cut if it is long.
@@ -175,9 +174,8 @@ int show_skew(const Type& type, ByteView message, const Peer& peer, bool is_json
                                         : "the peer misses " + std::to_string(result.missed) + " of " +
                                               std::to_string(result.fields) + " fields\n");
     }
-    const auto refusals = std::ranges::count(result.misses, Miss::Kind::arm, &Miss::kind);
-    const bool has_lost = static_cast<std::size_t>(refusals) != result.misses.size();
-    return (has_lost ? fields_lost : 0) | (refusals != 0 ? message_refused : 0);
+    const bool has_lost = std::ranges::any_of(result.misses, [](const Miss& m) { return m.kind != Miss::Kind::arm; });
+    return (has_lost ? fields_lost : 0) | (result.is_refused() ? message_refused : 0);
 }
 
 void show_all_skews(const Type& type, bool is_json, std::ostream& out) {

@@ -9,7 +9,7 @@
 
 namespace epm::tool {
 
-void run_store(const std::vector<std::string>& arguments) {
+void run_store_program(const std::vector<std::string>& arguments) {
     std::error_code error;
     const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::string program = own.parent_path() / "orlan-epm-store";

@@ -8,6 +8,6 @@ namespace epm::tool {
 
 /// Becomes that program: an action, which is list, show, check or export, then the file and what the action needs.
 /// Throws a Failure where it is not installed.
-[[noreturn]] void run_store(const std::vector<std::string>& arguments);
+[[noreturn]] void run_store_program(const std::vector<std::string>& arguments);
 
 } // namespace epm::tool
